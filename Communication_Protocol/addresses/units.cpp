@@ -1,0 +1,45 @@
+// From what screens count in to what frames and read blocks count in.
+#include "addresses/area_table.h"
+#include "Communication_Protocol.h"
+#include "core/debug_line.h"
+
+namespace
+{
+/// 16-bit words that the bits span; the first bit may lie anywhere in its word.
+int wordsOfBits(int address, int count)
+{
+    return int((address % 16 + qint64(count) + 15) / 16);
+}
+
+/// Double words that hold this many 16-bit registers.
+int dwordsOfRegisters(int count)
+{
+    return int((qint64(count) + 1) / 2);
+}
+} // namespace
+
+int updateRwVar(RW_VAR *var)
+{
+    if (var == nullptr)
+        return 0;
+    const Area *area = findArea(var->area);
+    if (area == nullptr) {
+        debugLine("updateRwVar default", var->area, var->address, var->count);
+        return 0;
+    }
+    var->area = area->readKey;
+    switch (area->element) {
+    case Element::Relay:
+    case Element::WordBit:
+        var->count = wordsOfBits(var->address, var->count);
+        var->address /= 16;
+        break;
+    case Element::Contact:
+    case Element::DWord:
+        var->count = dwordsOfRegisters(var->count);
+        break;
+    case Element::Word:
+        break;
+    }
+    return 0;
+}

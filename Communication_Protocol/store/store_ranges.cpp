@@ -1,0 +1,48 @@
+// Where an area's values are: its keys, and the range that must exist before anybody touches it.
+#include "addresses/area_table.h"
+#include "Communication_Protocol.h"
+#include "core/debug_line.h"
+#include "store/device_image.h"
+
+namespace
+{
+/// Bytes that an image needs to hold the range.
+/// On purpose: contacts count two bytes, and so do single relays, as if their bit number were a word number;
+/// a range of word bits that starts late in a word may come out one word short. Whoever writes past the end
+/// grows it.
+qint64 sizeOfRange(const Area *area, qint64 address, qint64 count)
+{
+    if (area != nullptr && area->element == Element::DWord)
+        return (address + count) * 4;
+    if (area != nullptr && area->element == Element::WordBit)
+        return (count / 16 + 1 + address / 16) * 2;
+    return (address + count) * 2;
+}
+} // namespace
+
+int getPlcReg(int area)
+{
+    const Area *row = findArea(area);
+    if (row != nullptr)
+        return row->readKey;
+    debugLine("getPlcReg default", area);
+    return area;
+}
+
+void checkTheStorage(ControlInformationM &range)
+{
+    const Area *area = findArea(range.area);
+    if (area == nullptr)
+        debugLine("**** ERROR checkTheStorage default");
+    const int key = area != nullptr ? area->imageKey : range.area;
+    const qint64 wantedSize = sizeOfRange(area, range.address, range.count);
+    {
+        DeviceImage image(range.station, key);
+        if (image.isNew())
+            image.growTo(wantedSize);
+        if (image.size() >= wantedSize)
+            return;
+    }
+    const Held growth(PLC_driver.storageControlMutex, Rank::StoreGrowth);
+    DeviceImage(range.station, key).growTo(wantedSize);
+}

@@ -1,0 +1,202 @@
+// Reply intake: what becomes of the request in flight.
+//
+// In:   a reply (or none) to the head of frameQueue.
+// Out:  the head removed (good), kept for a resend (failed), or the whole request given up; the lists
+// advanced,
+//       the host's callbacks told, currentVar filled.
+// Runs: on the exchange thread. Decoding comes first and releases storeMutex before listMutex is taken.
+#include "Communication_Protocol.h"
+#include "core/held_lock.h"
+#include "core/op_kind.h"
+#include "core/settings.h"
+
+#include <algorithm>
+
+namespace
+{
+constexpr int handshakeRefused = 201;
+constexpr int statusDone = 1;
+constexpr int statusFailed = 2;
+
+quintptr finishedAs(int code)
+{
+    PLC_driver.currentVar.result = code;
+    return reinterpret_cast<quintptr>(&PLC_driver.currentVar);
+}
+
+quintptr finishedLockedAs(int code)
+{
+    const Held lists(PLC_driver.listMutex, Rank::Lists);
+    return finishedAs(code);
+}
+
+/// The head frame can only be a handshake. The queue is emptied either way: the request itself is built
+/// afresh by the next scheduling pass.
+quintptr takeHandshakeAnswer(int station, QByteArray *reply)
+{
+    const bool linked = Handshake_Check(reply) == 1;
+    PLC_driver.frameQueue.clear();
+    if (linked)
+        handshake[station] = true;
+    return finishedAs(linked ? 1 : handshakeRefused);
+}
+
+/// A pass over the read list is complete when more local requests have finished than the list has blocks.
+/// On purpose: writes and one-shot reads count too.
+void countTowardsCycle()
+{
+    const Held lists(PLC_driver.listMutex, Rank::Lists);
+    const int finished = loadShared(PLC_driver.readsThisCycle) + 1;
+    const bool complete = finished > int(PLC_driver.readList.size());
+    storeShared(PLC_driver.readsThisCycle, complete ? 0 : finished);
+    if (complete)
+        setSetting(&ComInfo::cycleDone, 1);
+}
+
+/// Takes the answered frame off the queue. \return true if it was the last one of its request
+bool advanceRequest()
+{
+    storeShared(PLC_driver.lastFailed, quint8(0));
+    PLC_driver.frameQueue.removeFirst();
+    const int framesDone = setting(&ComInfo::framesDone) + 1;
+    setSetting(&ComInfo::framesDone, framesDone);
+    return framesDone >= setting(&ComInfo::framesPerRequest);
+}
+
+/// Counts a failed reply. \return true if the request is to be sent again
+bool countFailure()
+{
+    storeShared(PLC_driver.lastFailed, quint8(1));
+    storeShared(PLC_driver.readsThisCycle, 0);
+    setSetting(&ComInfo::cycleDone, 0);
+    const int retryCount = setting(&ComInfo::retryCount) + 1;
+    setSetting(&ComInfo::retryCount, retryCount);
+    return retryCount <= setting(&ComInfo::maxRetries);
+}
+
+void giveUp(int station)
+{
+    setSetting(&ComInfo::retryCount, 0);
+    PLC_driver.frameQueue.clear();
+    handshake[station] = false;
+}
+
+bool sameRequester(const RW_VAR &one, const RW_VAR &other)
+{
+    return one.ownerType == other.ownerType && one.ownerId == other.ownerId;
+}
+
+/// Tells the requester of the list's head: a failure always, success only with its last pending entry.
+void notifyRequester(const QList<RW_VAR> &list, bool failed)
+{
+    if (list.isEmpty() || PLC_driver.notifyCallback == nullptr)
+        return;
+    const RW_VAR &head = list.first();
+    const bool morePending = std::any_of(list.begin() + 1, list.end(),
+                                         [&head](const RW_VAR &later) { return sameRequester(head, later); });
+    if (!failed && morePending)
+        return;
+    PLC_driver.notifyCallback(setting(&ComInfo::callbackContext), head.ownerType, head.ownerId,
+                              failed ? statusFailed : statusDone);
+}
+
+void takeHead(QList<RW_VAR> &list)
+{
+    if (list.isEmpty())
+        return;
+    passRetValue(list.first(), PLC_driver.currentVar);
+    list.removeFirst();
+}
+
+void rotateHead(QList<RW_VAR> &list)
+{
+    if (list.isEmpty())
+        return;
+    passRetValue(list.first(), PLC_driver.currentVar);
+    list.move(0, list.size() - 1);
+}
+
+/// Ends the request in the list that it came from. \a remote: a remote one-shot read notifies nobody.
+void finishRequest(bool remote, bool failed)
+{
+    switch (PLC_driver.opKind) {
+    case OpKind::Write:
+        notifyRequester(PLC_driver.writeList, failed);
+        takeHead(PLC_driver.writeList);
+        break;
+    case OpKind::OnceRead:
+        if (!remote)
+            notifyRequester(PLC_driver.onceReadList, failed);
+        takeHead(PLC_driver.onceReadList);
+        break;
+    case OpKind::CyclicRead:
+        rotateHead(PLC_driver.readList);
+        break;
+    default:
+        break;
+    }
+}
+
+/// What else the requester of a failed request has pending would fail the same way: it is dropped.
+/// On purpose: with multiStation 0 the requester's entries go whatever station they name.
+void purgeRequester(QList<RW_VAR> &list)
+{
+    const bool matchStation = setting(&ComInfo::multiStation) != 0;
+    const auto isDoomed = [matchStation](const RW_VAR &entry) {
+        const RW_VAR &failed = PLC_driver.currentVar;
+        return sameRequester(failed, entry) && (!matchStation || failed.station == entry.station);
+    };
+    list.erase(std::remove_if(list.begin(), list.end(), isDoomed), list.end());
+}
+
+void reportGivenUp()
+{
+    QList<RW_VAR> alwaysEmpty;
+    if (PLC_driver.errorCallback != nullptr)
+        PLC_driver.errorCallback(&alwaysEmpty, PLC_driver.currentVar.ownerType, 1);
+    if (PLC_driver.opKind == OpKind::Write)
+        purgeRequester(PLC_driver.writeList);
+    else if (PLC_driver.opKind == OpKind::OnceRead)
+        purgeRequester(PLC_driver.onceReadList);
+}
+} // namespace
+
+void passRetValue(const RW_VAR &from, RW_VAR &to)
+{
+    to = from;
+    to.data.clear();
+}
+
+quintptr DataCom(QByteArray *reply, int length)
+{
+    if (reply == nullptr)
+        return 0;
+    if (PLC_driver.frameQueue.isEmpty())
+        return finishedAs(1);
+
+    const int station = PLC_driver.frameQueue.first().var.station;
+    const bool remote = PLC_driver.frameQueue.first().var.linkId != setting(&ComInfo::localLinkId);
+    const bool linked = handshake[station];
+    if (!linked && !remote)
+        return takeHandshakeAnswer(station, reply);
+
+    PLC_driver.currentVar.result = 1;
+    const int code = remote ? DealDataOfRemoteArea(reply, length) : DealDataOfLocalArea(reply, length);
+    const bool good = code == 1 || code == 100;
+    if (good) {
+        if (!advanceRequest())
+            return finishedLockedAs(code);
+        if (!remote && setting(&ComInfo::cycleDone) == 0)
+            countTowardsCycle();
+    } else {
+        if (countFailure())
+            return finishedLockedAs(0);
+        giveUp(station);
+    }
+
+    const Held lists(PLC_driver.listMutex, Rank::Lists);
+    finishRequest(remote, !good);
+    if (!good)
+        reportGivenUp();
+    return finishedAs(code);
+}

@@ -1,0 +1,97 @@
+// The scheduler: what to send next.
+//
+// In:   the three variable lists, the switched-off stations.
+// Out:  at most one request in frameQueue, built from a copy of a list's head; the entry stays in its list
+//       until its reply is in (core/reply_intake.cpp).
+// Runs: on the exchange thread; listMutex is held for the whole pass, the frame builders included.
+#include "Communication_Protocol.h"
+#include "core/held_lock.h"
+#include "core/op_kind.h"
+#include "core/settings.h"
+
+namespace
+{
+constexpr int mostTurns = 5; // writes, or one-shot reads, in a row before cyclic reads get their turn
+
+using Builder = void (*)(RW_VAR *);
+
+quintptr headFrame()
+{
+    QList<Protocol> &queue = PLC_driver.frameQueue;
+    return queue.isEmpty() ? 0 : reinterpret_cast<quintptr>(&queue.first());
+}
+
+/// Moves entries of switched-off stations to the end until a reachable one is at the head.
+/// \return false if every entry belongs to a switched-off station (the list has then gone round once)
+bool bringReachableToHead(QList<RW_VAR> &list)
+{
+    const int length = int(list.size());
+    for (int moves = 0; Ethernetcontains(list.first().station) == 1; ++moves) {
+        if (moves == length)
+            return false;
+        list.move(0, length - 1);
+    }
+    return true;
+}
+
+/// Has a request built for the head of the list. \return false if no station of the list is reachable
+bool offer(QList<RW_VAR> &list, int opKind, Builder local, Builder remote)
+{
+    PLC_driver.opKind = opKind;
+    if (!bringReachableToHead(list))
+        return false;
+    RW_VAR head = list.first();
+    const Builder build = setting(&ComInfo::remoteMode) == 0 ? local : remote;
+    build(&head);
+    return true;
+}
+
+bool offerWrite()
+{
+    if (PLC_driver.writeList.isEmpty() || PLC_driver.writeTurns >= mostTurns)
+        return false;
+    ++PLC_driver.writeTurns;
+    return offer(PLC_driver.writeList, OpKind::Write, WriteRegister, Remote_WriteVar);
+}
+
+bool offerOnceRead()
+{
+    if (PLC_driver.onceReadList.isEmpty() || PLC_driver.onceReadTurns >= mostTurns)
+        return false;
+    ++PLC_driver.onceReadTurns;
+    return offer(PLC_driver.onceReadList, OpKind::OnceRead, ReadRegister, Remote_ReadVar);
+}
+
+void resetTurns()
+{
+    PLC_driver.writeTurns = 0;
+    PLC_driver.onceReadTurns = 0;
+}
+
+bool offerCyclicRead()
+{
+    if (PLC_driver.readList.isEmpty())
+        return false;
+    resetTurns();
+    return offer(PLC_driver.readList, OpKind::CyclicRead, ReadRegister, Remote_ReadVar);
+}
+
+/// On purpose: with writes still waiting but their five turns used up, and nothing to read, the pass stays
+/// idle once. It gives the turns back and tells the host that a cycle is complete.
+void closeCycle()
+{
+    resetTurns();
+    setSetting(&ComInfo::cycleDone, 1);
+}
+} // namespace
+
+quintptr ComCommunication()
+{
+    if (!PLC_driver.frameQueue.isEmpty())
+        return headFrame(); // a resend, or the next frame of the same request
+
+    const Held lists(PLC_driver.listMutex, Rank::Lists);
+    if (!offerWrite() && !offerOnceRead() && !offerCyclicRead())
+        closeCycle();
+    return headFrame();
+}

@@ -1,0 +1,72 @@
+// Fuzzes the line parser of kv-sim: any bytes on a text line, whole and byte by byte.
+//
+// The first byte chooses switches, the rest is what a host sends.
+#include "simulator.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace
+{
+
+void require(bool holds, const char *what)
+{
+    if (holds)
+        return;
+    std::fprintf(stderr, "broken: %s\n", what);
+    std::abort();
+}
+
+kvsim::Rules rulesFrom(unsigned char choice)
+{
+    kvsim::Rules rules;
+    rules.family = choice == 0xFF ? kvsim::Family::Kv8000 : kvsim::Family::Kv700; // the small memory is fast
+    rules.opening = (choice & 1U) != 0 ? kvsim::Opening::Required : kvsim::Opening::Never;
+    rules.upperOnly = (choice & 2U) != 0;
+    rules.unaligned = (choice & 4U) != 0;
+    rules.negativeWraps = (choice & 8U) != 0;
+    rules.atWritable = (choice & 16U) != 0;
+    rules.triplesWithBlanks = (choice & 32U) != 0;
+    return rules;
+}
+
+class Line
+{
+public:
+    explicit Line(unsigned char choice) : simulator_(rulesFrom(choice)), splitter_((choice & 64U) != 0) {}
+
+    void feed(std::string_view bytes)
+    {
+        while (const auto line = splitter_.next(bytes)) {
+            const kvsim::Delivery delivery = simulator_.serve(*line, link_);
+            require(delivery.steps.size() == 1, "a line gets one answer");
+            const std::string &answer = delivery.steps[0].bytes;
+            require(answer.find('\r') == answer.size() - 2 && answer.back() == '\n',
+                    "an answer ends with its one CR LF");
+            answers += answer;
+        }
+    }
+
+    std::string answers;
+
+private:
+    kvsim::Simulator simulator_;
+    kvsim::LineSplitter splitter_;
+    kvsim::Link link_;
+};
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size)
+{
+    if (size == 0)
+        return 0;
+    const std::string_view bytes(reinterpret_cast<const char *>(data) + 1, size - 1);
+    Line whole(data[0]);
+    whole.feed(bytes);
+    Line single(data[0]);
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        single.feed(bytes.substr(i, 1));
+    require(whole.answers == single.answers, "segmentation changes nothing");
+    return 0;
+}

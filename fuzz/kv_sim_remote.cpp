@@ -1,0 +1,78 @@
+// Fuzzes the remote-area parser of kv-sim: any bytes on a remote-area line, whole and byte by byte.
+#include "simulator.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace
+{
+
+void require(bool holds, const char *what)
+{
+    if (holds)
+        return;
+    std::fprintf(stderr, "broken: %s\n", what);
+    std::abort();
+}
+
+class Line
+{
+public:
+    Line() : simulator_(rules()) {}
+
+    void feed(std::string_view bytes)
+    {
+        while (const auto request = reader_.next(bytes))
+            serve(*request);
+    }
+
+    void silence()
+    {
+        if (const auto request = reader_.silence()) {
+            const kvsim::DeviceMemory before = simulator_.plc().memory();
+            serve(*request);
+            require(answers.substr(answers.size() - 4, 1) == "E", "a broken request gets an error answer");
+            require(before == simulator_.plc().memory(), "a broken request changes nothing");
+        }
+        require(!reader_.waiting(), "nothing is waited for after a silence");
+    }
+
+    std::string answers;
+
+private:
+    static kvsim::Rules rules()
+    {
+        kvsim::Rules rules;
+        rules.family = kvsim::Family::Kv700; // the small memory is fast
+        return rules;
+    }
+
+    void serve(const kvsim::RemoteRequest &request)
+    {
+        const kvsim::Delivery delivery = simulator_.serveRemote(request);
+        const bool quiet = request.write && request.station == 0 && request.trouble.empty();
+        require(delivery.steps.size() == (quiet ? 0U : 1U),
+                "a request gets one answer, a write to station 0 none");
+        for (const kvsim::Step &step : delivery.steps)
+            answers += step.bytes;
+    }
+
+    kvsim::Simulator simulator_;
+    kvsim::RemoteReader reader_;
+};
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size)
+{
+    const std::string_view bytes(reinterpret_cast<const char *>(data), size);
+    Line whole;
+    whole.feed(bytes);
+    whole.silence();
+    Line single;
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        single.feed(bytes.substr(i, 1));
+    single.silence();
+    require(whole.answers == single.answers, "segmentation changes nothing");
+    return 0;
+}

@@ -1,0 +1,36 @@
+// Cuts the byte stream of one connection into command lines.
+//
+// A line is anything up to CR. LF belongs to nothing and is dropped wherever it comes; empty lines vanish. A
+// line past the limit is thrown away up to its CR and reported once.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace kvsim
+{
+
+struct Line {
+    std::string text;
+    bool tooLong = false; // the text is not kept then
+    bool operator==(const Line &) const = default;
+};
+
+class LineSplitter
+{
+public:
+    explicit LineSplitter(bool lfEndsLine = false) : lfEndsLine_(lfEndsLine) {}
+
+    /// Takes bytes from the front of the input up to the next complete line.
+    /// \return the line, or nothing when the input is used up
+    std::optional<Line> next(std::string_view &input);
+
+private:
+    void keep(char byte);
+
+    Line line_;
+    bool lfEndsLine_;
+};
+
+} // namespace kvsim

@@ -1,0 +1,171 @@
+// The sessions of the guide, replayed against the real program.
+//
+// In a block marked "session":
+//   $ kv-sim OPTIONS   starts the program (once, first)
+//   > TEXT             is sent with CR over the first TCP line;        < TEXT  must come back, with CR LF
+//   2> TEXT            the same over a second connection;              2< TEXT
+//   s> TEXT            over the serial line (its path is $DIR/plc);    s< TEXT
+//   r> HEX             bytes over the remote-area line;                r< TEXT
+//   c> TEXT            a command over the control connection;          c< TEXT
+//   < (nothing)        nothing has come; < (closed): the connection has ended
+//   ...                at the end of an expected line: anything may follow
+//   # TEXT             is a remark
+#include "serial_client.h"
+
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+namespace
+{
+
+struct Session {
+    int line = 0; // of the guide
+    std::vector<QString> lines;
+};
+
+std::vector<Session> sessionsOfTheGuide()
+{
+    QFile guide(KV_SIM_GUIDE);
+    guide.open(QIODevice::ReadOnly);
+    std::vector<Session> sessions;
+    bool inside = false;
+    int number = 0;
+    for (const QString &line : QString::fromUtf8(guide.readAll()).split('\n')) {
+        ++number;
+        if (line == "```session")
+            sessions.push_back({number, {}});
+        inside = line == "```session" || (inside && line != "```");
+        if (inside && line != "```session")
+            sessions.back().lines.push_back(line);
+    }
+    return sessions;
+}
+
+class Replay
+{
+public:
+    explicit Replay(const Session &session) : session_(session) {}
+
+    void run()
+    {
+        int at = session_.line;
+        for (const QString &line : session_.lines) {
+            SCOPED_TRACE("docs/kv-sim.md:" + std::to_string(++at) + ": " + line.toStdString());
+            play(line);
+        }
+    }
+
+    int exchanges() const { return exchanges_; }
+
+private:
+    void play(const QString &line)
+    {
+        if (line.isEmpty() || line.startsWith('#'))
+            return;
+        if (line.startsWith("$ kv-sim"))
+            return startProgram(line.mid(8).trimmed());
+        ASSERT_TRUE(sim_ && sim_->isReady());
+        const auto sign = line.indexOf(line.contains("> ") && !line.contains("< ") ? '>' : '<');
+        const QString who = line.left(sign);
+        const std::string text = line.mid(sign + 2).toStdString();
+        if (line.at(sign) == '>')
+            return send(who, text);
+        expect(who, text);
+        ++exchanges_;
+    }
+
+    void startProgram(QString options)
+    {
+        QStringList words;
+        options.replace("$DIR", folder_.path());
+        bool quoted = false;
+        for (const QString &part : options.split('"')) {
+            if (quoted)
+                words << part;
+            else
+                words << part.split(' ', Qt::SkipEmptyParts);
+            quoted = !quoted;
+        }
+        sim_ = std::make_unique<SimProcess>(words);
+        ASSERT_TRUE(sim_->isReady()) << sim_->errors();
+    }
+
+    Client &client(const QString &who)
+    {
+        auto &client = clients_[who];
+        if (!client)
+            client = std::make_unique<Client>(sim_->port(who == "c"   ? "control"
+                                                         : who == "r" ? "remote"
+                                                                      : "tcp"));
+        return *client;
+    }
+
+    SerialClient &serial()
+    {
+        if (!serial_)
+            serial_ = std::make_unique<SerialClient>(folder_.filePath("plc"));
+        return *serial_;
+    }
+
+    void send(const QString &who, const std::string &text)
+    {
+        if (who == "s")
+            return serial().send(text + "\r");
+        if (who == "r")
+            return client(who).send(QByteArray::fromHex(text.c_str()).toStdString());
+        client(who).send(text + (who == "c" ? "\n" : "\r"));
+    }
+
+    void expect(const QString &who, const std::string &text)
+    {
+        if (text == "(nothing)")
+            return expectNothing(who);
+        if (text == "(closed)") {
+            EXPECT_EQ(client(who).untilEnd(), "");
+            EXPECT_FALSE(client(who).isConnected());
+            return;
+        }
+        if (who == "s") {
+            EXPECT_EQ(serial().receive(text.size() + 2), text + "\r\n");
+            return;
+        }
+        const std::string line = client(who).line();
+        if (text.size() > 3 && text.substr(text.size() - 3) == "...")
+            EXPECT_EQ(line.substr(0, text.size() - 3), text.substr(0, text.size() - 3));
+        else
+            EXPECT_EQ(line, text);
+    }
+
+    // An answer to somebody else says that the program has been there meanwhile.
+    void expectNothing(const QString &who)
+    {
+        Client other(sim_->port("control"));
+        ASSERT_TRUE(other.isConnected()) << "a session that expects nothing needs --control";
+        other.ask("help");
+        other.ask("help");
+        EXPECT_EQ(client(who).pending(), "");
+    }
+
+    const Session &session_;
+    QTemporaryDir folder_;
+    std::unique_ptr<SimProcess> sim_;
+    std::unique_ptr<SerialClient> serial_;
+    std::map<QString, std::unique_ptr<Client>> clients_;
+    int exchanges_ = 0;
+};
+
+TEST(Guide, sessionsRunAsWritten)
+{
+    const std::vector<Session> sessions = sessionsOfTheGuide();
+    EXPECT_GE(sessions.size(), 8U);
+    for (const Session &session : sessions) {
+        Replay replay(session);
+        replay.run();
+        EXPECT_GE(replay.exchanges(), 1) << "docs/kv-sim.md:" << session.line;
+    }
+}
+
+} // namespace

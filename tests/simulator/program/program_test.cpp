@@ -1,0 +1,303 @@
+// kv-sim as a program: options, messages, exit codes, control connection, files, signals, trace.
+#include "sim_process.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QTcpServer>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+namespace
+{
+
+struct UsageRow {
+    const char *name;
+    QStringList arguments;
+    int code;
+    const char *message; // part of it
+};
+
+class Usage : public testing::TestWithParam<UsageRow>
+{
+};
+
+TEST_P(Usage, endsWithAMessage)
+{
+    SimProcess sim(GetParam().arguments);
+    EXPECT_FALSE(sim.isReady());
+    EXPECT_EQ(sim.exitCode(), GetParam().code);
+    EXPECT_NE(sim.errors().find(GetParam().message), std::string::npos) << sim.errors();
+}
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Rows, Usage, testing::Values(
+    UsageRow{ "unknownOption",  {"--bogus"},                                        2, "--bogus" },
+    UsageRow{ "noPort",         {"--tcp", "127.0.0.1"},                             2, "'127.0.0.1' is no ADDR:PORT" },
+    UsageRow{ "badPort",        {"--tcp", "127.0.0.1:65536"},                       2, "'65536' is no port" },
+    UsageRow{ "badAddress",     {"--udp", "nowhere:0"},                             2, "'nowhere' is no address in numbers" },
+    UsageRow{ "bareIpv6",       {"--remote", "::1:0"},                              2, "'::1:0' is no ADDR:PORT" },
+    UsageRow{ "badControl",     {"--control", ":80"},                               2, "':80' is no ADDR:PORT" },
+    UsageRow{ "badModel",       {"--model", "KV-9"},                                2, "KV-9 not in" },
+    UsageRow{ "badOpen",        {"--open", "maybe"},                                2, "maybe not in" },
+    UsageRow{ "badDelay",       {"--delay", "soon"},                                2, "'soon' is no delay" },
+    UsageRow{ "badJitter",      {"--delay", "5:"},                                  2, "'5:' is no delay" },
+    UsageRow{ "badCount",       {"--max-count", "QQ=5"},                            2, "'QQ=5' is neither N nor DEVICE=N" },
+    UsageRow{ "zeroCount",      {"--max-count", "0"},                               2, "'0' is neither N nor DEVICE=N" },
+    UsageRow{ "badScan",        {"--scan", "0"},                                    2, "--scan" },
+    UsageRow{ "badSet",         {"--tcp", "127.0.0.1:0", "--set", "DM1=x"},         2, "--set: 'x' is no value for 'DM1'" },
+    UsageRow{ "badFault",       {"--tcp", "127.0.0.1:0", "--fault", "hello"},       2, "--fault: no fault is called 'hello'" },
+    UsageRow{ "badLoad",        {"--tcp", "127.0.0.1:0", "--load", "/nonexistent"}, 3, "cannot load /nonexistent" },
+    UsageRow{ "badSerial",      {"--serial", "/nonexistent/plc"},                   3, "cannot make a serial line at /nonexistent/plc" },
+    UsageRow{ "foreignAddress", {"--tcp", "192.0.2.1:0"},                           3, "cannot listen on tcp 192.0.2.1:0" }),
+    [](const auto &row) { return std::string(row.param.name); });
+// clang-format on
+
+TEST(BusyPort, isToldWithExitCode3)
+{
+    QTcpServer taken;
+    ASSERT_TRUE(taken.listen(QHostAddress(QHostAddress::LocalHost), 0));
+    const QString address = QString("127.0.0.1:%1").arg(taken.serverPort());
+    for (const char *line : {"--tcp", "--remote", "--control"}) {
+        SimProcess sim({line, address});
+        EXPECT_EQ(sim.exitCode(), 3) << line;
+        EXPECT_NE(sim.errors().find("cannot listen on"), std::string::npos) << sim.errors();
+        EXPECT_NE(sim.errors().find(address.toStdString()), std::string::npos) << sim.errors();
+    }
+}
+
+TEST(Help, saysWhatIsUnverified)
+{
+    SimProcess sim({"--help"});
+    EXPECT_EQ(sim.exitCode(), 0);
+    const std::string help = sim.output();
+    for (const char *part : {"unverified", "--serial", "blackhole", "nc -C", "Exit codes"})
+        EXPECT_NE(help.find(part), std::string::npos) << part;
+}
+
+TEST(Version, isTold)
+{
+    SimProcess sim({"--version"});
+    EXPECT_EQ(sim.exitCode(), 0);
+    EXPECT_EQ(sim.output().rfind("kv-sim 0.", 0), 0U) << sim.output();
+}
+
+TEST(End, bySignalIsCleanAndTellsStatistics)
+{
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        SimProcess sim({"--tcp", "127.0.0.1:0"});
+        Client line(sim.port("tcp"));
+        EXPECT_EQ(line.ask("CR"), "CC");
+        EXPECT_EQ(line.ask("RDX"), "E1");
+        sim.sendSignal(signal);
+        EXPECT_EQ(sim.exitCode(), 0);
+        EXPECT_EQ(
+            sim.statistics(),
+            "statistics commands=2 CR=1 other=1 errors=1 E1=1 faults=0 bytes_in=9 bytes_out=8 connections=1");
+    }
+}
+
+TEST(End, byEndOfStdin)
+{
+    SimProcess sim({"--tcp", "127.0.0.1:0"});
+    ASSERT_TRUE(sim.isReady());
+    sim.closeStdin();
+    EXPECT_EQ(sim.exitCode(), 0);
+}
+
+TEST(End, byControlCommandIsStillAnswered)
+{
+    SimProcess sim({"--control", "127.0.0.1:0", "--tcp", "127.0.0.1:0"});
+    Client control(sim.port("control"));
+    EXPECT_EQ(control.ask("stop"), "ok");
+    EXPECT_EQ(sim.exitCode(), 0);
+}
+
+TEST(Control, setsGetsAndCounts)
+{
+    SimProcess sim(
+        {"--control", "127.0.0.1:0", "--tcp", "127.0.0.1:0", "--set", "DM100=1,2,3", "--set", "R1000=1"});
+    Client control(sim.port("control"));
+    Client line(sim.port("tcp"));
+    EXPECT_EQ(control.ask("get DM100 3"), "ok 00001 00002 00003");
+    EXPECT_EQ(control.ask("set DM101=9"), "ok");
+    EXPECT_EQ(line.ask("CR"), "CC");
+    EXPECT_EQ(line.ask("RDS DM100 3"), "00001 00009 00003");
+    EXPECT_EQ(line.ask("RD R1000"), "1");
+    EXPECT_EQ(control.ask("statistics"),
+              "ok commands=3 CR=1 RD=1 RDS=1 errors=0 faults=0 bytes_in=27 bytes_out=26 connections=1");
+    EXPECT_EQ(control.ask("what"), "error: no command is called 'what'; 'help' lists them");
+}
+
+TEST(Control, endsALineThatIsTooLong)
+{
+    SimProcess sim({"--control", "127.0.0.1:0", "--tcp", "127.0.0.1:0"});
+    Client control(sim.port("control"));
+    control.send(std::string(70000, 'x'));
+    EXPECT_EQ(control.line(), "error: this line is too long");
+}
+
+TEST(Control, refusesAndTakesConnectionsAgainOnTheSamePort)
+{
+    SimProcess sim({"--control", "127.0.0.1:0", "--tcp", "127.0.0.1:0"});
+    Client control(sim.port("control"));
+    Client line(sim.port("tcp"));
+    EXPECT_EQ(line.ask("CR"), "CC");
+    EXPECT_EQ(control.ask("listen off"), "ok");
+    EXPECT_FALSE(RawClient(sim.port("tcp")).isConnected());
+    EXPECT_EQ(line.ask("RD DM0"), "00000"); // what is connected stays
+    EXPECT_EQ(control.ask("listen on"), "ok");
+    EXPECT_TRUE(RawClient(sim.port("tcp")).isConnected());
+}
+
+TEST(Control, disconnectsEverybody)
+{
+    SimProcess sim({"--control", "127.0.0.1:0", "--tcp", "127.0.0.1:0"});
+    Client control(sim.port("control"));
+    RawClient raw(sim.port("tcp"));
+    EXPECT_EQ(control.ask("get DM0"), "ok 00000");
+    EXPECT_EQ(control.ask("disconnect"), "ok");
+    int error = -1;
+    EXPECT_EQ(raw.untilEnd(error), "");
+    EXPECT_EQ(error, 0);
+}
+
+TEST(Files, keepTheMemoryFromOneRunToTheNext)
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("plc.json");
+    {
+        SimProcess sim({"--tcp", "127.0.0.1:0", "--save", path});
+        Client line(sim.port("tcp"));
+        EXPECT_EQ(line.ask("CR"), "CC");
+        EXPECT_EQ(line.ask("WRS DM100 2 5 6"), "OK");
+        EXPECT_EQ(line.ask("ST T3"), "OK");
+        sim.sendSignal(SIGTERM);
+        EXPECT_EQ(sim.exitCode(), 0);
+    }
+    SimProcess sim({"--tcp", "127.0.0.1:0", "--load", path, "--set", "DM101=7"});
+    Client line(sim.port("tcp"));
+    EXPECT_EQ(line.ask("CR"), "CC");
+    EXPECT_EQ(line.ask("RDS DM100 2"), "00005 00007");
+    EXPECT_EQ(line.ask("RD T3"), "1,0000000000,0000000000");
+}
+
+TEST(Files, areWrittenAndReadOnDemand)
+{
+    const QTemporaryDir folder;
+    const std::string path = folder.filePath("plc.json").toStdString();
+    SimProcess sim({"--control", "127.0.0.1:0", "--tcp", "127.0.0.1:0", "--set", "DM0=5"});
+    Client control(sim.port("control"));
+    EXPECT_EQ(control.ask("save"), "error: no file is named, and kv-sim was started without --save");
+    EXPECT_EQ(control.ask("save " + path), "ok");
+    EXPECT_EQ(control.ask("set DM0=6"), "ok");
+    EXPECT_EQ(control.ask("load " + path), "ok");
+    EXPECT_EQ(control.ask("get DM0"), "ok 00005");
+    EXPECT_EQ(control.ask("load /nonexistent").rfind("error: cannot load /nonexistent", 0), 0U);
+    EXPECT_EQ(control.ask("save /nonexistent/x").rfind("error: cannot save to /nonexistent/x", 0), 0U);
+}
+
+TEST(Files, thatCannotBeSavedOnExitGiveExitCode3)
+{
+    SimProcess sim({"--tcp", "127.0.0.1:0", "--save", "/nonexistent/x"});
+    sim.sendSignal(SIGTERM);
+    EXPECT_EQ(sim.exitCode(), 3);
+    EXPECT_NE(sim.errors().find("cannot save to /nonexistent/x"), std::string::npos) << sim.errors();
+}
+
+TEST(Scan, movesValues)
+{
+    SimProcess sim({"--tcp", "127.0.0.1:0", "--scan", "1"});
+    Client line(sim.port("tcp"));
+    EXPECT_EQ(line.ask("CR"), "CC");
+    const std::string first = line.ask("RD DM0");
+    std::string later = first;
+    for (int i = 0; i < 10000 && later == first; ++i)
+        later = line.ask("RD DM0");
+    EXPECT_NE(later, first);
+    EXPECT_EQ(line.ask("M0"), "OK");
+    const std::string stopped = line.ask("RD DM0");
+    for (int i = 0; i < 50; ++i)
+        EXPECT_EQ(line.ask("RD DM0"), stopped);
+}
+
+TEST(Delay, comesBeforeEveryAnswer)
+{
+    SimProcess sim({"--tcp", "127.0.0.1:0", "--delay", "50:10"});
+    Client line(sim.port("tcp"));
+    QElapsedTimer clock;
+    clock.start();
+    EXPECT_EQ(line.ask("CR"), "CC");
+    EXPECT_GE(clock.elapsed(), 49);
+}
+
+TEST(LineEnds, maySpareTheCR)
+{
+    SimProcess sim({"--tcp", "127.0.0.1:0", "--lf-ends-line"});
+    Client line(sim.port("tcp"));
+    line.send("CR\nRD DM0\n");
+    EXPECT_EQ(line.receive(11), "CC\r\n00000\r\n");
+}
+
+TEST(Switches, reachTheProgram)
+{
+    SimProcess sim({"--tcp",          "127.0.0.1:0", "--open",       "never",
+                    "--unaligned",    "--negative",  "wrap",         "--upper-only",
+                    "--at-write",     "ok",          "--triple",     "blank",
+                    "--max-count",    "2",           "--max-count",  "EM=1",
+                    "--error-digits", "2",           "--cpu-error",  "7",
+                    "--model",        "KV-N24",      "--model-code", "999"});
+    Client line(sim.port("tcp"));
+    EXPECT_EQ(line.ask("?K"), "999");
+    EXPECT_EQ(line.ask("?E"), "07");
+    EXPECT_EQ(line.ask("RD R1005.U"), "00000");
+    EXPECT_EQ(line.ask("WR DM0.D -1"), "OK");
+    EXPECT_EQ(line.ask("RDS DM0 2"), "65535 65535");
+    EXPECT_EQ(line.ask("RDS DM0 3"), "E1");
+    EXPECT_EQ(line.ask("ST B1af"), "E1");
+    EXPECT_EQ(line.ask("RD T0"), "0 0000000000 0000000000");
+    EXPECT_EQ(line.ask("RD EM0"), "E0");
+    EXPECT_EQ(line.ask("RD DM32768"), "E0");
+}
+
+TEST(Trace, showsEachLineWithTimeAndConnection)
+{
+    SimProcess sim({"--tcp", "127.0.0.1:0", "--remote", "127.0.0.1:0", "--trace"});
+    Client line(sim.port("tcp"));
+    EXPECT_EQ(line.ask("CR"), "CC");
+    line.send("RD\x01\r");
+    EXPECT_EQ(line.line(), "E1");
+    Client remote(sim.port("remote"));
+    remote.send(QByteArray::fromHex("0000000002000A00000000000100000000000000000D").toStdString()); // DM0
+    EXPECT_EQ(remote.line(), "00000");
+    sim.sendSignal(SIGTERM);
+    EXPECT_EQ(sim.exitCode(), 0);
+    const std::string trace = sim.errors();
+    for (const char *part :
+         {" #1 - connected from 127.0.0.1:", " #1 > CR<CR>\n", " #1 < CC<CR><LF>\n", " #1 > RD<01><CR>\n",
+          " #1 < E1<CR><LF>\n", " #2 > 00 00 00 00 02 00 0A 00 00 00 00 00 01 00 00 00 00 00 00 00 00 0D\n",
+          " #2 < 00000<CR><LF>\n"})
+        EXPECT_NE(trace.find(part), std::string::npos) << part << " in\n" << trace;
+    EXPECT_EQ(trace[2], ':');
+    EXPECT_EQ(trace[8], '.');
+}
+
+TEST(Ipv6, isServed)
+{
+    QTcpServer probe;
+    if (!probe.listen(QHostAddress(QHostAddress::LocalHostIPv6), 0))
+        GTEST_SKIP() << "no IPv6 here";
+    SimProcess sim({"--tcp", "[::1]:0"});
+    ASSERT_TRUE(sim.isReady()) << sim.errors();
+    EXPECT_NE(sim.output().find("listening tcp [::1]:"), std::string::npos);
+    QTcpSocket socket;
+    socket.connectToHost(QHostAddress(QHostAddress::LocalHostIPv6), sim.port("tcp"));
+    ASSERT_TRUE(socket.waitForConnected(patienceMs));
+    socket.write("CR\r");
+    ASSERT_TRUE(socket.waitForReadyRead(patienceMs));
+    EXPECT_EQ(socket.readAll().toStdString(), "CC\r\n");
+}
+
+} // namespace

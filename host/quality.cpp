@@ -1,0 +1,100 @@
+#include "quality.h"
+
+#include <algorithm>
+
+namespace kvhost
+{
+
+const char *qualityName(Quality quality)
+{
+    static const char *const names[] = {"good", "stale", "bad", "never", "pending"};
+    return names[int(quality)];
+}
+
+quint64 QualityBook::keyOf(int station, int key, int unit)
+{
+    return quint64(quint32(unit)) | quint64(key & 0xFF) << 32 | quint64(station & 0xFFFF) << 40;
+}
+
+template <typename Change>
+void QualityBook::forEach(const UnitRange &range, Change change)
+{
+    for (int unit = range.first; unit < range.first + range.count; ++unit) {
+        const auto found = m_units.find(keyOf(range.station, range.key, unit));
+        if (found != m_units.end())
+            change(&*found);
+    }
+}
+
+void QualityBook::track(const UnitRange &range)
+{
+    for (int unit = range.first; unit < range.first + range.count; ++unit)
+        m_units[keyOf(range.station, range.key, unit)];
+}
+
+void QualityBook::read(const UnitRange &range, Time now)
+{
+    forEach(range, [now](Unit *unit) {
+        unit->lastRead = now;
+        unit->everRead = true;
+        unit->bad = false;
+        // The driver puts a value into its store when it builds the write: only a read after the confirmation
+        // tells what the PLC holds.
+        if (unit->writes == 0)
+            unit->readBackDue = false;
+    });
+}
+
+void QualityBook::failed(const UnitRange &range, const QString &reason)
+{
+    forEach(range, [&reason](Unit *unit) {
+        unit->bad = true;
+        unit->badReason = reason;
+    });
+}
+
+void QualityBook::writeQueued(const UnitRange &range)
+{
+    forEach(range, [](Unit *unit) {
+        ++unit->writes;
+        unit->readBackDue = true;
+    });
+}
+
+void QualityBook::writeDone(const UnitRange &range)
+{
+    forEach(range, [](Unit *unit) { unit->writes = std::max(0, unit->writes - 1); });
+}
+
+void QualityBook::writeFailed(const UnitRange &range, const QString &reason)
+{
+    writeDone(range);
+    failed(range, reason);
+}
+
+QualityBook::State QualityBook::state(const UnitRange &range, Time now) const
+{
+    State state;
+    bool bad = false, never = false, pending = false;
+    Time oldest = now;
+    for (int at = range.first; at < range.first + range.count; ++at) {
+        const Unit unit = m_units.value(keyOf(range.station, range.key, at));
+        bad = bad || unit.bad;
+        never = never || !unit.everRead;
+        pending = pending || unit.writes > 0 || unit.readBackDue;
+        if (unit.bad)
+            state.reason = unit.badReason;
+        if (unit.everRead)
+            oldest = std::min(oldest, unit.lastRead);
+    }
+    state.everRead = !never;
+    state.age = never ? Clock::duration::zero() : now - oldest;
+    state.quality = bad                        ? Quality::Bad
+                    : pending                  ? Quality::Pending
+                    : never                    ? Quality::Never
+                    : state.age > m_staleAfter ? Quality::Stale
+                                               : Quality::Good;
+    return state;
+}
+
+} // namespace kvhost

@@ -1,0 +1,35 @@
+// TCP and UDP links.
+#pragma once
+
+#include "link.h"
+
+#include <QAbstractSocket>
+
+namespace kvhost
+{
+
+class SocketLink : public Link
+{
+public:
+    SocketLink(const PlcUrl &url, std::function<void()> wake);
+    ~SocketLink() override;
+
+    void open() override;
+    void close() override;
+    State state() const override { return m_state; }
+    QString problem() const override { return m_problem; }
+    void send(const QByteArray &bytes) override;
+    QByteArray takeReceived() override;
+
+private:
+    void watch();
+    void failed();
+
+    PlcUrl m_url;
+    std::function<void()> m_wake;
+    std::unique_ptr<QAbstractSocket> m_socket;
+    State m_state = State::Closed;
+    QString m_problem;
+};
+
+} // namespace kvhost

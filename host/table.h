@@ -1,0 +1,29 @@
+// A table for stdout in any of the three formats.
+#pragma once
+
+#include "output.h"
+
+#include <QStringList>
+
+namespace kvhost
+{
+
+class Table
+{
+public:
+    explicit Table(const QStringList &columns) : m_columns(columns) {}
+
+    void add(const QStringList &cells) { m_rows << cells; }
+    void print(Output *out) const;
+
+    /// The lines that print() writes. Pure.
+    QStringList lines(OutputFormat format, bool headings) const;
+
+private:
+    QString textLine(const QStringList &cells, const QVector<int> &widths) const;
+
+    QStringList m_columns;
+    QVector<QStringList> m_rows;
+};
+
+} // namespace kvhost

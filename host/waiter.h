@@ -1,0 +1,34 @@
+// Waiting on a thread that has Qt's sockets or timers: until woken or until a time, never longer.
+#pragma once
+
+#include "clock.h"
+
+#include <QEventLoop>
+#include <QObject>
+#include <QTimer>
+
+namespace kvhost
+{
+
+class Waiter
+{
+public:
+    Waiter();
+
+    /// Events of this thread are handled meanwhile. Returns at once if wake() was called since the last time.
+    void until(Time deadline);
+
+    /// On the waiter's own thread.
+    void wake();
+
+    /// From any thread.
+    void wakeFromOutside();
+
+private:
+    QObject m_context; // what wakeFromOutside posts to
+    QEventLoop m_loop;
+    QTimer m_timer;
+    bool m_woken = false;
+};
+
+} // namespace kvhost

@@ -1,0 +1,170 @@
+// A test bench: the simulated PLC and kv-host as real programs, on free ports.
+#pragma once
+
+#include <QByteArray>
+#include <QElapsedTimer>
+#include <QMap>
+#include <QProcess>
+#include <QStringList>
+#include <QTcpSocket>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <memory>
+
+/// The simulated PLC with TCP, UDP, a pseudo-terminal and a control connection.
+class SimulatedPlc
+{
+public:
+    explicit SimulatedPlc(const QStringList &more = {}, const QString &serialPath = {})
+    {
+        QStringList arguments = {"--tcp",       "127.0.0.1:0",      "--udp", "127.0.0.1:0", "--control",
+                                 "127.0.0.1:0", "--exit-with-stdin"};
+        if (!serialPath.isEmpty())
+            arguments << "--serial" << serialPath;
+        m_process.start(KV_SIM_PATH, arguments + more);
+        QByteArray text;
+        QElapsedTimer timer;
+        timer.start();
+        while (!text.contains("\nready\n") && timer.elapsed() < 10000 && m_process.waitForReadyRead(10000))
+            text += m_process.readAllStandardOutput();
+        for (const QByteArray &line : text.split('\n')) {
+            const QList<QByteArray> words = line.split(' ');
+            if (words.size() == 3 && words[0] == "listening")
+                m_places[words[1]] = words[2];
+        }
+        EXPECT_TRUE(text.contains("ready")) << text.toStdString();
+    }
+
+    ~SimulatedPlc()
+    {
+        m_process.closeWriteChannel();
+        if (!m_process.waitForFinished(5000))
+            m_process.kill();
+        m_process.waitForFinished(1000);
+    }
+
+    QString url(const QByteArray &kind = "tcp") const
+    {
+        return kind == "serial" ? "serial://" + m_places[kind]
+                                : QString::fromLatin1(kind + "://" + m_places[kind]);
+    }
+
+    /// One command on the control connection; its answer without "ok ".
+    QByteArray control(const QByteArray &command)
+    {
+        if (m_control.state() != QAbstractSocket::ConnectedState) {
+            const QList<QByteArray> place = m_places["control"].split(':');
+            m_control.connectToHost(QString::fromLatin1(place[0]), place[1].toUShort());
+            EXPECT_TRUE(m_control.waitForConnected(5000));
+        }
+        m_control.write(command + "\n");
+        while (!m_control.canReadLine() && m_control.waitForReadyRead(5000))
+            ;
+        const QByteArray answer = m_control.readLine().trimmed();
+        EXPECT_TRUE(answer.startsWith("ok")) << command.toStdString() << ": " << answer.toStdString();
+        return answer.mid(3);
+    }
+
+private:
+    QProcess m_process;
+    QMap<QByteArray, QByteArray> m_places;
+    QTcpSocket m_control;
+};
+
+/// kv-host running.
+class Host
+{
+public:
+    explicit Host(const QStringList &arguments)
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("XDG_CONFIG_HOME", "/nonexistent"); // nobody's defaults
+        m_process.setProcessEnvironment(environment);
+        m_process.setStandardInputFile(QProcess::nullDevice());
+        m_process.start(KV_HOST_PATH, arguments);
+        m_timer.start();
+    }
+
+    ~Host()
+    {
+        if (m_process.state() != QProcess::NotRunning)
+            m_process.kill();
+        m_process.waitForFinished(1000);
+    }
+
+    /// Waits for its end. \return exit code; -1: it did not end, -2: it crashed
+    int end(int ms = 20000)
+    {
+        if (m_process.state() != QProcess::NotRunning && !m_process.waitForFinished(ms))
+            return -1;
+        return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -2;
+    }
+
+    /// Waits until the text stands in what it has printed so far.
+    bool prints(const QByteArray &text, int ms = 10000)
+    {
+        QElapsedTimer timer;
+        timer.start();
+        while (!take().contains(text) && timer.elapsed() < ms && m_process.state() != QProcess::NotRunning)
+            m_process.waitForReadyRead(20);
+        return take().contains(text);
+    }
+
+    /// Forgets what was printed so far.
+    void forget()
+    {
+        take();
+        m_out.clear();
+    }
+
+    void kill(int signal) { ::kill(pid_t(m_process.processId()), signal); }
+    qint64 elapsed() const { return m_timer.elapsed(); }
+    QByteArray out() { return take(); }
+    QByteArray err()
+    {
+        m_err += m_process.readAllStandardError();
+        return m_err;
+    }
+
+private:
+    const QByteArray &take()
+    {
+        m_out += m_process.readAllStandardOutput();
+        return m_out;
+    }
+
+    QProcess m_process;
+    QElapsedTimer m_timer;
+    QByteArray m_out, m_err;
+};
+
+/// Runs kv-host to its end.
+struct Ended {
+    int code;
+    QByteArray out, err;
+};
+
+inline Ended run(const QStringList &arguments, int ms = 20000)
+{
+    Host host(arguments);
+    const int code = host.end(ms);
+    return {code, host.out(), host.err()};
+}
+
+/// The value lines of CSV output: name, value, quality.
+struct Told {
+    QByteArray name, value, quality;
+};
+
+inline QVector<Told> toldIn(const QByteArray &csv)
+{
+    QVector<Told> all;
+    for (const QByteArray &line : csv.split('\n')) {
+        const QList<QByteArray> fields = line.split(',');
+        if (fields.size() >= 6 && fields[0] != "time")
+            all << Told{fields[1], fields[2], fields[4]};
+    }
+    return all;
+}

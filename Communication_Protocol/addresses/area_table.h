@@ -31,6 +31,21 @@ enum class Reply {
     Triples, // "1,0000000012,0000000100 ": contact, first value, second value, each with a separator
 };
 
+/// Characters of one value in a reply, its separator included.
+constexpr int replyWidth(Reply layout)
+{
+    switch (layout) {
+    case Reply::Triples:
+        return 24;
+    case Reply::DWords:
+        return 11;
+    case Reply::Words:
+    case Reply::None:
+        break;
+    }
+    return 6;
+}
+
 /// Which field of a triple the area's image is filled from.
 enum class Field { None, Contact, First, Second };
 

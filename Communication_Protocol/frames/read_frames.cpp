@@ -8,7 +8,7 @@
 #include "core/debug_line.h"
 #include "frames/command_text.h"
 #include "frames/frame_queue.h"
-#include "frames/reply_width.h"
+#include "frames/reply_length.h"
 
 namespace
 {

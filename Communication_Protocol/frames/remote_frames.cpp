@@ -7,7 +7,7 @@
 #include "addresses/area_table.h"
 #include "Communication_Protocol.h"
 #include "frames/frame_queue.h"
-#include "frames/reply_width.h"
+#include "frames/reply_length.h"
 
 #include <QtEndian>
 

@@ -5,7 +5,6 @@
 // Out:  the five digits before that frame's terminator. Nothing is stored.
 // Runs: on the exchange thread; listMutex is held by the caller, for writeList.
 #include "Communication_Protocol.h"
-#include "frames/command_text.h"
 #include "store/decimal_field.h"
 
 namespace
@@ -24,9 +23,7 @@ void overwritePlaceholder(QByteArray &frame, int word)
 {
     if (frame.size() < digits + 1)
         return; // no write frame of ours is that short
-    QByteArray text;
-    appendFormatted(text, "%05d", word);
-    frame.replace(frame.size() - digits - 1, digits, text);
+    frame.replace(frame.size() - digits - 1, digits, QByteArray::number(word).rightJustified(digits, '0'));
 }
 } // namespace
 

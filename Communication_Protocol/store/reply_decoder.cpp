@@ -7,7 +7,6 @@
 #include "addresses/area_table.h"
 #include "Communication_Protocol.h"
 #include "core/debug_line.h"
-#include "frames/reply_width.h"
 #include "store/decimal_field.h"
 #include "store/device_image.h"
 

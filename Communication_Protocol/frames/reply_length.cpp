@@ -1,4 +1,4 @@
-#include "frames/reply_width.h"
+#include "frames/reply_length.h"
 
 #include "frames/frame_queue.h"
 

@@ -1,0 +1,181 @@
+#include "bench.h"
+
+#include <ostream>
+#include <utility>
+
+std::string nameOf(Wire wire)
+{
+    return wire == Wire::Tcp ? "Tcp" : wire == Wire::Terminal ? "Terminal" : "Remote";
+}
+
+void PrintTo(Wire wire, std::ostream *out)
+{
+    *out << nameOf(wire);
+}
+
+namespace
+{
+bool endsWithLineEnd(const QByteArray &answer)
+{
+    return answer.endsWith("\r\n");
+}
+
+std::string shownAnswer(const QByteArray &answer)
+{
+    if (answer.isEmpty())
+        return "(nothing)";
+    if (!endsWithLineEnd(answer))
+        return answer.toStdString() + " (no end)";
+    return answer.left(answer.size() - 2).toStdString();
+}
+} // namespace
+
+Bench::Bench() : terminal_(folder.filePath(QStringLiteral("plc"))) {}
+
+void Bench::TearDown()
+{
+    hearLines();
+    EXPECT_EQ(otherLines_, Lines()) << "debug lines that the test did not expect";
+    DriverTest::TearDown();
+}
+
+void Bench::begin(Wire wire, const QStringList &switches)
+{
+    const QStringList lines{"--tcp",       "127.0.0.1:0", "--serial",    terminal_,          "--remote",
+                            "127.0.0.1:0", "--control",   "127.0.0.1:0", "--remote-silence", "20"};
+    plc_ = std::make_unique<SimProcess>(lines + switches);
+    ASSERT_TRUE(plc_->isReady()) << plc_->errors();
+    control_ = std::make_unique<Client>(plc_->port("control"));
+    ASSERT_TRUE(control_->isConnected());
+    wire_ = wire;
+    reopen();
+    ASSERT_TRUE(line->isOpen());
+}
+
+void Bench::reopen()
+{
+    line.reset();
+    if (wire_ == Wire::Terminal)
+        line = std::make_unique<Line>(openedTerminal(terminal_));
+    else
+        line = std::make_unique<Line>(connectedSocket(plc_->port(wire_ == Wire::Tcp ? "tcp" : "remote")));
+}
+
+void Bench::expectOpening()
+{
+    EXPECT_EQ(exchange(), "CR -> CC = 1");
+}
+
+void Bench::plcSet(const std::string &assignment)
+{
+    EXPECT_EQ(plcAsk("set " + assignment), "ok") << assignment;
+}
+
+std::string Bench::plcGet(const std::string &devices)
+{
+    const std::string answer = plcAsk("get " + devices);
+    return answer.rfind("ok ", 0) == 0 ? answer.substr(3) : answer;
+}
+
+void Bench::plcFault(const std::string &fault)
+{
+    EXPECT_EQ(plcAsk("fault " + fault).rfind("ok ", 0), 0U) << fault;
+}
+
+std::string Bench::plcAsk(const std::string &command)
+{
+    return control_ ? control_->ask(command) : "no PLC";
+}
+
+void Bench::read(int area, int address, int count, int station)
+{
+    RW_VAR var = variable(area, address, count, station);
+    AddListReadVar(&var);
+}
+
+int Bench::readOnce(int area, const char *address, int count, int ownerId)
+{
+    RW_VAR var = variable(area, 0, count);
+    var.addressText = QString::fromLatin1(address);
+    var.ownerId = ownerId;
+    return AddListOnceReadVar(&var, 0);
+}
+
+int Bench::writeValue(int area, const char *address, const char *dataHex, int count, int ownerId)
+{
+    return SetRegisterData(QString(), area, QString::fromLatin1(address), 1, bytes(dataHex), count, 5,
+                           ownerId);
+}
+
+int Bench::showScreen(QList<HOSTVAR> variables)
+{
+    const int blocks = ReCreatReadVarList(&variables);
+    EXPECT_EQ(takeLines().size(), std::size_t(blocks) + 1) << "a headline and a line for each block";
+    return blocks;
+}
+
+HOSTVAR Bench::shown(int area, const char *address, int count)
+{
+    return HOSTVAR{0, quint8(area), 1, 0, 0, QString::fromLatin1(address), QString(), count};
+}
+
+std::string Bench::get(int area, const char *address, int count, int station)
+{
+    QByteArray out;
+    EXPECT_EQ(GetRegisterData(0, area, QString::fromLatin1(address), station, &out, count), 1) << address;
+    return hex(out);
+}
+
+std::string Bench::exchange(int timeoutMs, int awaited)
+{
+    const quintptr head = ComCommunication();
+    hearLines();
+    if (head == 0)
+        return "idle";
+    if (!line)
+        return "no line";
+    const Protocol &frame = *reinterpret_cast<const Protocol *>(head);
+    const std::string sent = shownFrame(frame.frame.left(frame.frameLength));
+    const bool answered = frame.replyLength != 0;
+    if (!keepsStaleBytes)
+        line->discard();
+    line->send(frame.frame.left(frame.frameLength));
+    // Where no answer is due, the host hands in a text of its own, with length 0.
+    QByteArray reply = answered ? line->receive(timeoutMs, awaited) : QByteArray("OK");
+    const std::string received = answered ? shownAnswer(reply) : "(not waited for)";
+    const quintptr done = DataCom(&reply, answered ? int(reply.size()) : 0);
+    hearLines();
+    const int result = reinterpret_cast<const RW_VAR *>(done)->result;
+    if (result == 1 || result == 100)
+        settings.retryCount = 0; // this host gives each request all its retries
+    return sent + " -> " + received + " = " + std::to_string(result);
+}
+
+void Bench::expectExchanges(const std::vector<std::string> &expected)
+{
+    for (const std::string &turn : expected)
+        EXPECT_EQ(exchange(), turn);
+}
+
+std::vector<std::string> Bench::takeOtherLines()
+{
+    return std::exchange(otherLines_, {});
+}
+
+void Bench::hearLines()
+{
+    for (const std::string &text : takeLines())
+        if (text != "init handshake" && text != "Handshake(RW_Var)")
+            otherLines_.push_back(text);
+}
+
+std::string Bench::shownFrame(const QByteArray &frame) const
+{
+    if (frame.isEmpty())
+        return "(empty)";
+    if (wire_ == Wire::Remote)
+        return hex(frame);
+    const int end = frame.endsWith("\r\n") ? 2 : frame.endsWith('\r') ? 1 : 0;
+    EXPECT_NE(end, 0) << "a frame without CR";
+    return frame.left(frame.size() - end).toStdString();
+}

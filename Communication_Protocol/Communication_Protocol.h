@@ -291,9 +291,10 @@ KV_API int AddListOnceReadVar(RW_VAR *var, int mode);
 /// \param area   any but the contacts 6..9
 /// \param data   1 byte a bit, 2 a word, 4 a double word, low byte first; missing bytes count as 0
 /// \param count  host units: bits, words, 16-bit registers for double-word areas
-/// \return with commMode 2 the length of writeList after the last piece, 0 if there was none (count below 1, a
-///         contact); with any other commMode 1: the store was written as far as data reaches, nothing is sent.
-///         0: the address is unusable, or no settings block is set
+/// \return with commMode 2 the length of writeList after the last piece, 0 if there was none (count below 1,
+/// a
+///         contact); with any other commMode 1: the store was written as far as data reaches, nothing is
+///         sent. 0: the address is unusable, or no settings block is set
 /// Example: SetRegisterData("", AREA_R, "1015", 1, "\1\1\1", 3, 0, 7) queues bits 175, 176 and 177.
 KV_API int SetRegisterData(QString extraText, int area, QString addressText, int station, QByteArray data,
                            int count, int ownerType, int ownerId);

@@ -7,7 +7,7 @@
 namespace
 {
 // The two keys differ for 8, 9 and 17 to 20: one read of T brings what three images hold.
-// Unsigned hexadecimal in operands is upper case, in single relays lower case; both on purpose.
+// On purpose: hexadecimal numbers are upper case in operands and lower case in single relays.
 // clang-format off
 using enum Element;
 using enum Form;

@@ -102,7 +102,7 @@ int DealDataOfRemoteArea(QByteArray *reply, int length)
         return GetDriverReturnValue(Outcome::RemoteErrorReply);
     if (head.var.preReadMark != -1)
         return GetDriverReturnValue(Outcome::AcceptedUndecoded);
-    // Without storeMutex on purpose: a pre-read patches the queued write frame and leaves the store alone.
+    // On purpose: without storeMutex; a pre-read patches the queued write frame and leaves the store alone.
     const Held lists(PLC_driver.listMutex, Rank::Lists);
     SaveToLocalDataErea(reply);
     const bool lastFrame = setting(&ComInfo::framesDone) == 1;

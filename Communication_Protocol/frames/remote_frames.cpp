@@ -21,7 +21,7 @@ void appendBigEndian(QByteArray &frame, Integer value)
     frame.append(bytes, sizeof bytes);
 }
 
-/// Bytes 0 to 20. Byte 0 is still 0: a read leaves it so, a write puts its length there. On purpose.
+/// Bytes 0 to 20. On purpose: byte 0 stays 0 in a read; a write puts its length there.
 QByteArray requestHead(const RW_VAR &var)
 {
     QByteArray frame;
@@ -71,5 +71,5 @@ void Remote_WriteVar(RW_VAR *var)
     appendChecksum(frame);
     const int replyLength = var->station != 0 ? acknowledgementLength : 0; // station 0 answers no write
     queueFrame(frame, replyLength, 0, *var);
-    WriteDataToLocal(var);
+    WriteDataToLocal(var); // On purpose: even after a failed request, unlike a local write
 }

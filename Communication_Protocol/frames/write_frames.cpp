@@ -49,8 +49,8 @@ QByteArray relayCommand(const Area &area, const RW_VAR &var)
     return command += '\r';
 }
 
-/// "WRS DM200.U 2 04660 00001\r". Values are signed 32-bit numbers: on purpose, a double word with its top
-/// bit set goes out as a minus sign and nine digits.
+/// "WRS DM200.U 2 04660 00001\r".
+/// On purpose: double words go out signed; one with its top bit set is a minus sign and nine digits.
 WriteCommand valuesCommand(const Area &area, const RW_VAR &var)
 {
     const bool words = area.write == Write::Words;

@@ -11,8 +11,9 @@ namespace
 // An idle loop looks again after so long; new work, bytes and links wake it at once.
 constexpr Ms IDLE{20};
 // A station that has sent more than was asked for gets so long before each request, for its surplus to arrive
-// and be thrown away, until it has behaved for a minute.
-constexpr Ms SETTLE{10};
+// and be thrown away, until it has behaved for a minute. It is also long enough to prove each answer by
+// itself.
+constexpr Ms SETTLE = StepDoubt::PROOF;
 constexpr std::chrono::minutes CAREFUL{1};
 
 FrameKind kindOf(const Protocol &head)
@@ -47,12 +48,13 @@ ExchangeLoop::~ExchangeLoop()
     wait();
 }
 
-void ExchangeLoop::setCycle(std::map<int, int> blocksByStation, Ms asked)
+void ExchangeLoop::setCycle(std::map<int, int> blocksByStation, Ms asked, bool prove)
 {
     {
         const std::lock_guard held(m_mutex);
         m_newBlocks = std::move(blocksByStation);
         m_newCycle = asked;
+        m_newProve = prove;
     }
     wakeUp();
 }
@@ -95,6 +97,7 @@ void ExchangeLoop::work()
 {
     m_keeper->serve(Clock::now());
     takeNewCycle();
+    checkSilentStations();
     if (!m_pacer.mayRead(Clock::now()) && !urgentWork()) {
         waitForWork(false);
         return;
@@ -120,7 +123,7 @@ void ExchangeLoop::waitForWork(bool justIdle)
         m_waiter->until(Clock::now() + Ms(1));
         return;
     }
-    Time until = std::min(Clock::now() + IDLE, m_keeper->nextDeadline());
+    Time until = std::min({Clock::now() + IDLE, m_keeper->nextDeadline(), nextProof()});
     if (!justIdle)
         until = std::min(until, m_pacer.pauseEnd());
     m_waiter->until(until);
@@ -142,10 +145,13 @@ void ExchangeLoop::takeNewCycle()
         return;
     m_pacer.set(std::move(m_newBlocks), *m_newCycle);
     m_newCycle.reset();
+    m_provePasses = m_newProve;
 }
 
 void ExchangeLoop::linkChanged(const LinkStatus &status)
 {
+    if (!status.ready)
+        tell(status.station, m_doubt[status.station].linkLost());
     m_calls.enCommStation(status.station, status.ready ? 1 : 0);
     m_pacer.stationReady(status.station, status.ready);
     m_listener->linkChanged(status);
@@ -195,12 +201,66 @@ bool ExchangeLoop::waitReady(int station)
 bool ExchangeLoop::emptyBeforeSending(int station)
 {
     settle(station);
-    const QByteArray surplus = m_keeper->empty(station);
-    tellDoubt(m_doubt[station].emptied(surplus, Clock::now()));
-    if (surplus.isEmpty())
+    if (m_keeper->ready(station) && checkSilence(station))
         return true;
-    outOfStep(station);
     return waitReady(station);
+}
+
+// \return false if there were bytes that nobody had asked for
+bool ExchangeLoop::checkSilence(int station)
+{
+    const QByteArray surplus = m_keeper->empty(station);
+    tell(station, m_doubt[station].emptied(surplus, Clock::now()));
+    if (!surplus.isEmpty())
+        outOfStep(station);
+    return surplus.isEmpty();
+}
+
+void ExchangeLoop::checkSilentStations()
+{
+    for (auto &[station, doubt] : m_doubt) {
+        if (doubt.waiting() && m_keeper->ready(station) && Clock::now() >= doubt.provedAt())
+            checkSilence(station);
+    }
+}
+
+Time ExchangeLoop::nextProof() const
+{
+    Time next = Time::max();
+    for (const auto &[station, doubt] : m_doubt) {
+        if (doubt.waiting() && m_keeper->ready(station))
+            next = std::min(next, doubt.provedAt());
+    }
+    return next;
+}
+
+// One wait for all stations.
+void ExchangeLoop::proveAll()
+{
+    Time end{};
+    for (const auto &[station, doubt] : m_doubt) {
+        if (doubt.waiting() && m_keeper->ready(station))
+            end = std::max(end, doubt.provedAt());
+    }
+    waitSilent(end);
+    checkSilentStations();
+}
+
+void ExchangeLoop::prove(int station)
+{
+    if (!m_doubt[station].waiting() || !m_keeper->ready(station))
+        return;
+    waitSilent(m_doubt[station].provedAt());
+    if (m_keeper->ready(station))
+        checkSilence(station);
+}
+
+void ExchangeLoop::waitSilent(Time end)
+{
+    while (Clock::now() < end && !m_stopping) {
+        m_waiter->until(std::min(end, m_keeper->nextDeadline()));
+        m_keeper->serve(Clock::now());
+    }
 }
 
 void ExchangeLoop::settle(int station)
@@ -212,9 +272,7 @@ void ExchangeLoop::settle(int station)
         m_carefulUntil.erase(careful);
         return;
     }
-    const Time end = Clock::now() + SETTLE;
-    while (Clock::now() < end && !m_stopping)
-        m_waiter->until(end);
+    waitSilent(Clock::now() + SETTLE);
 }
 
 void ExchangeLoop::outOfStep(int station)
@@ -256,15 +314,17 @@ void ExchangeLoop::judgeSurplus(const QByteArray &surplus, ExchangeReport *repor
     m_listener->threwAway(surplus);
     if (surplus != report->answer) {
         report->outcome = Outcome::Malformed;
-        tellDoubt(m_doubt[report->var.station].mismatch());
+        tell(report->var.station, m_doubt[report->var.station].mismatch());
+    } else {
+        report->doubled = true;
     }
     outOfStep(report->var.station);
 }
 
-void ExchangeLoop::tellDoubt(const QVector<UnitRange> &ranges)
+void ExchangeLoop::tell(int station, const StepDoubt::Finding &finding)
 {
-    if (!ranges.isEmpty())
-        m_listener->inDoubt(ranges);
+    if (!finding.nothing())
+        m_listener->judged(station, finding);
 }
 
 void ExchangeLoop::judge(const Protocol &head, ExchangeReport *report)
@@ -284,7 +344,7 @@ void ExchangeLoop::judge(const Protocol &head, ExchangeReport *report)
         report->outcome = Outcome::Malformed;
         // Of another length: perhaps the answer to another request, and then it was not the first one.
         if (report->answer.size() != head.replyLength && looksLikeAnAnswer(report->answer))
-            tellDoubt(m_doubt[head.var.station].mismatch());
+            tell(head.var.station, m_doubt[head.var.station].mismatch());
         break;
     }
 }
@@ -318,19 +378,39 @@ void ExchangeLoop::afterwards(const ExchangeReport &report)
     const bool well = report.result == 1 || report.result == 100;
     if (well)
         m_block->retryCount = 0; // counted per request: the driver itself clears it on give-up alone
-    const bool read = report.kind == FrameKind::CyclicRead || report.kind == FrameKind::OnceRead;
-    if (well && read) {
-        const RW_VAR &var = report.var;
-        m_doubt[var.station].accepted({var.station, var.area, var.address, var.count}, report.answer,
-                                      Clock::now());
-    }
-    tellWatch(report);
     m_listener->exchanged(report);
+    note(report);
+    tellWatch(report);
     const bool finished = well ? report.lastFrame : report.result != 0;
     if (finished)
         m_requestCost = Clock::duration::zero();
-    if (finished && report.kind == FrameKind::CyclicRead && m_pacer.finished(Clock::now()))
+    if (finished && report.kind == FrameKind::CyclicRead && m_pacer.finished(Clock::now())) {
+        if (m_provePasses)
+            proveAll();
         m_listener->cycleDone(m_pacer.lastCycle());
+    }
+}
+
+// What the answer says about its predecessors, and what has to be proved now.
+void ExchangeLoop::note(const ExchangeReport &report)
+{
+    const RW_VAR &var = report.var;
+    StepDoubt &doubt = m_doubt[var.station];
+    if (!report.answer.isEmpty())
+        doubt.heard(report.answer, Clock::now());
+    const bool well = report.result == 1 || report.result == 100;
+    if (well && report.kind != FrameKind::Handshake) {
+        const bool read = report.kind != FrameKind::Write;
+        doubt.accepted({read ? UnitRange{var.station, var.area, var.address, var.count} : UnitRange{},
+                        report.kind == FrameKind::CyclicRead ? 0 : var.ownerId});
+    }
+    if (report.doubled)
+        tell(var.station, doubt.copied());
+    // The link will be opened or greeted anew, and then nothing can be proved any more.
+    const bool leaving = report.outcome == Outcome::NoAnswer || report.outcome == Outcome::Malformed ||
+                         (report.outcome == Outcome::PlcError && report.verdict.errorCode == "E1");
+    if (leaving)
+        prove(var.station);
 }
 
 void ExchangeLoop::tellWatch(const ExchangeReport &report)

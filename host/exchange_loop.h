@@ -46,6 +46,7 @@ struct ExchangeReport {
     AnswerVerdict verdict;
     QString reason;        ///< when it did not go well
     int result = 0;        ///< the driver's return code; 0: sent again
+    bool doubled = false;  ///< the answer came twice
     bool lastFrame = true; ///< the request is finished with it
     Clock::duration time{};
 };
@@ -61,8 +62,8 @@ public:
     virtual void linkChanged(const LinkStatus &status) = 0;
     virtual void cycleDone(Clock::duration time) = 0;
     virtual void threwAway(const QByteArray &bytes) = 0;
-    /// These were read, but their answers may have been another's.
-    virtual void inDoubt(const QVector<UnitRange> &ranges) = 0;
+    /// Which answers of a station were proved, and which may have been another's.
+    virtual void judged(int station, const StepDoubt::Finding &finding) = 0;
     /// Requests of screens that wait for a station: they go on during the pause between two passes.
     virtual int pendingAt(int station) const = 0;
 };
@@ -79,8 +80,9 @@ public:
     ExchangeLoop(const DriverCalls &calls, ComInfo *block, Settings settings, ExchangeListener *listener);
     ~ExchangeLoop() override;
 
-    /// Any thread, before or while it runs.
-    void setCycle(std::map<int, int> blocksByStation, Ms asked);
+    /// Any thread, before or while it runs. \param prove each pass ends with the proof of its answers; not
+    /// wanted when nobody looks at the values
+    void setCycle(std::map<int, int> blocksByStation, Ms asked, bool prove);
     /// Any thread: there is something new to do.
     void wakeUp();
     /// Any thread. The loop ends within the time of one wake-up, also in the middle of an answer.
@@ -104,7 +106,14 @@ private:
     void judgeSurplus(const QByteArray &surplus, ExchangeReport *report);
     void settle(int station);
     void outOfStep(int station);
-    void tellDoubt(const QVector<UnitRange> &ranges);
+    void tell(int station, const StepDoubt::Finding &finding);
+    void note(const ExchangeReport &report);
+    Time nextProof() const;
+    bool checkSilence(int station);
+    void checkSilentStations();
+    void proveAll();
+    void prove(int station);
+    void waitSilent(Time end);
     void handIn(ExchangeReport *report);
     void afterwards(const ExchangeReport &report);
     void tellWatch(const ExchangeReport &report);
@@ -115,13 +124,15 @@ private:
     ExchangeListener *m_listener;
     std::atomic<bool> m_stopping{false};
 
-    std::mutex m_mutex; // the three below
+    std::mutex m_mutex; // the four below
     Waiter *m_waiter = nullptr;
     std::map<int, int> m_newBlocks;
     std::optional<Ms> m_newCycle;
+    bool m_newProve = true;
 
     std::unique_ptr<LinkKeeper> m_keeper;
     CyclePacer m_pacer;
+    bool m_provePasses = true;
     std::map<int, StepDoubt> m_doubt;   // by station
     std::map<int, Time> m_carefulUntil; // by station: it has sent more than was asked for
     Clock::duration m_requestCost{};    // time that the request in flight has taken so far, all its attempts

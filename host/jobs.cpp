@@ -8,6 +8,7 @@ namespace kvhost
 namespace
 {
 
+constexpr int LEAST_REPEATS = 3;
 constexpr int MOST_WORDS = 128;       // the driver cuts writes there
 constexpr int MOST_DOUBLE_WORDS = 80; // 11 characters each
 
@@ -81,6 +82,10 @@ bool Job::mayQueue(const Piece &piece) const
     const RequestLedger &ledger = m_session->requests();
     // A long one-shot read becomes several entries.
     const int blocks = piece.address.unitCount() / m_session->settings().maxBlock + 1;
+    // Answered pieces stay until they are proved, which is when the loop has nothing to do: so it must run
+    // dry.
+    if (m_handedOver.size() >= std::size_t(RequestLedger::MOST_PENDING))
+        return false;
     return ledger.pending(m_kind) + blocks <= RequestLedger::MOST_PENDING + blocks - 1 &&
            !(m_kind == RequestKind::Write && ledger.writePending(piece.address));
 }
@@ -110,13 +115,29 @@ void Job::ended(std::size_t part, const Request &request)
         result.state = RequestState::Done;
 }
 
+// A write is repeated like one that was not answered: it sets the same values.
+void Job::askAgain(Piece piece)
+{
+    if (piece.repeats++ < std::max(m_session->settings().retries, LEAST_REPEATS)) {
+        m_waiting.push_front(std::move(piece));
+        return;
+    }
+    Request failed;
+    failed.state = RequestState::Failed;
+    failed.trouble = Trouble::NoAnswer;
+    failed.reason = QStringLiteral("answered, but perhaps by another request's answer");
+    ended(piece.part, failed);
+}
+
 void Job::collect()
 {
     std::vector<Piece> still;
     for (Piece &piece : m_handedOver) {
         const Request request = m_session->requests().take(piece.owner);
-        if (request.state == RequestState::Pending)
+        if (request.state == RequestState::Pending || request.state == RequestState::Proving)
             still.push_back(std::move(piece));
+        else if (request.state == RequestState::Unsure)
+            askAgain(std::move(piece));
         else
             ended(piece.part, request);
     }

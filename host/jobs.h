@@ -45,11 +45,13 @@ private:
         Address address;
         QByteArray data;
         int owner = 0;
+        int repeats = 0; ///< asked again because its answer may have been another's
     };
 
     bool mayQueue(const Piece &piece) const;
     void queue(Piece piece);
     void collect();
+    void askAgain(Piece piece);
     void giveUpDeadStations();
     void ended(std::size_t part, const Request &request);
 

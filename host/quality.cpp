@@ -35,22 +35,54 @@ void QualityBook::track(const UnitRange &range)
 void QualityBook::read(const UnitRange &range, Time now)
 {
     forEach(range, [now](Unit *unit) {
-        unit->lastRead = now;
-        unit->everRead = true;
-        unit->bad = false;
+        unit->newRead = now;
+        unit->unproved = true;
+        unit->unsure = false;
         // The driver puts a value into its store when it builds the write: only a read after the confirmation
         // tells what the PLC holds.
-        if (unit->writes == 0)
+        unit->readBack = unit->writes == 0;
+    });
+}
+
+void QualityBook::proved(const UnitRange &range)
+{
+    forEach(range, [](Unit *unit) {
+        if (!unit->unproved)
+            return;
+        unit->unproved = false;
+        unit->lastRead = unit->newRead;
+        unit->everRead = true;
+        unit->bad = false;
+        if (unit->readBack)
             unit->readBackDue = false;
+    });
+}
+
+void QualityBook::lost(const UnitRange &range)
+{
+    forEach(range, [](Unit *unit) {
+        unit->unsure = unit->unsure || unit->unproved;
+        unit->unproved = false;
     });
 }
 
 void QualityBook::failed(const UnitRange &range, const QString &reason)
 {
+    lost(range);
     forEach(range, [&reason](Unit *unit) {
         unit->bad = true;
         unit->badReason = reason;
     });
+}
+
+bool QualityBook::settled(const UnitRange &range) const
+{
+    for (int at = range.first; at < range.first + range.count; ++at) {
+        const auto unit = m_units.find(keyOf(range.station, range.key, at));
+        if (unit != m_units.end() && (unit->unproved || unit->unsure))
+            return false;
+    }
+    return true;
 }
 
 void QualityBook::writeQueued(const UnitRange &range)
@@ -58,6 +90,7 @@ void QualityBook::writeQueued(const UnitRange &range)
     forEach(range, [](Unit *unit) {
         ++unit->writes;
         unit->readBackDue = true;
+        unit->readBack = false;
     });
 }
 

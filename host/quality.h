@@ -12,7 +12,7 @@ namespace kvhost
 {
 
 enum class Quality {
-    Good,    ///< read, and not older than three cycles
+    Good,    ///< read, proved, and not older than three cycles
     Stale,   ///< read, but older
     Bad,     ///< its last request was given up, or its write failed
     Never,   ///< never read
@@ -44,7 +44,15 @@ public:
     /// Only units that somebody wants are kept.
     void track(const UnitRange &range);
 
+    /// An answer brought them. It changes nothing yet: until it is proved, they stand as they did before.
     void read(const UnitRange &range, Time now);
+    /// What was read last was really theirs.
+    void proved(const UnitRange &range);
+    /// What was read last can be proved no more; the read before it stands.
+    void lost(const UnitRange &range);
+    /// False if the driver's store may hold something unproved.
+    bool settled(const UnitRange &range) const;
+
     void failed(const UnitRange &range, const QString &reason);
 
     void writeQueued(const UnitRange &range);
@@ -55,12 +63,16 @@ public:
 
 private:
     struct Unit {
-        Time lastRead{};
+        Time lastRead{}; ///< and proved
+        Time newRead{};  ///< not yet proved
         QString badReason;
         int writes = 0; ///< writes on their way
         bool everRead = false;
         bool bad = false;
         bool readBackDue = false; ///< written since it was read last
+        bool unproved = false;    ///< read again, not yet proved
+        bool unsure = false;      ///< the last read was in doubt or lost
+        bool readBack = false;    ///< the unproved read came after all writes
     };
 
     template <typename Change>

@@ -13,6 +13,13 @@ bool overlap(const Address &a, const Address &b)
     return a.station == b.station && a.area == b.area && a.firstUnit() < endB && b.firstUnit() < endA;
 }
 
+// Other bits of the same word may be written in any order.
+bool sameElements(const Address &a, const Address &b)
+{
+    return overlap(a, b) &&
+           (a.element != b.element || (a.number < b.number + b.elements && b.number < a.number + a.elements));
+}
+
 } // namespace
 
 int RequestLedger::add(RequestKind kind, const Address &address)
@@ -39,7 +46,9 @@ bool RequestLedger::writePending(const Address &address) const
     const std::lock_guard held(m_mutex);
     for (const int owner : m_pendingOwners) {
         const Request request = m_requests.value(owner);
-        if (request.kind == RequestKind::Write && overlap(request.address, address))
+        const bool inTheWay = request.state == RequestState::Pending ? overlap(request.address, address)
+                                                                     : sameElements(request.address, address);
+        if (request.kind == RequestKind::Write && inTheWay)
             return true;
     }
     return false;
@@ -71,7 +80,44 @@ void RequestLedger::reported(RequestKind kind, int owner, int status)
     }
     ++found->reports;
     if (found->state == RequestState::Pending)
-        finish(owner, &*found, status == 1 ? RequestState::Done : RequestState::Failed);
+        finish(owner, &*found,
+               status != 1     ? RequestState::Failed
+               : found->unsure ? RequestState::Unsure
+                               : RequestState::Proving);
+}
+
+void RequestLedger::proved(int station)
+{
+    endProof(station, RequestState::Done);
+}
+
+void RequestLedger::unsure(int station)
+{
+    endProof(station, RequestState::Unsure);
+}
+
+void RequestLedger::endProof(int station, RequestState state)
+{
+    const std::lock_guard held(m_mutex);
+    for (auto owner = m_provingOwners.begin(); owner != m_provingOwners.end();) {
+        Request &request = m_requests[*owner];
+        if (request.address.station != station) {
+            ++owner;
+            continue;
+        }
+        request.state = state;
+        if (state == RequestState::Done)
+            m_pendingOwners.remove(*owner);
+        owner = m_provingOwners.erase(owner);
+    }
+}
+
+void RequestLedger::partUnsure(int owner)
+{
+    const std::lock_guard held(m_mutex);
+    const auto found = m_requests.find(owner);
+    if (found != m_requests.end())
+        found->unsure = true;
 }
 
 void RequestLedger::fail(int owner, Trouble trouble, const QString &reason)
@@ -99,8 +145,11 @@ Request RequestLedger::take(int owner)
         return {};
     const Request request = *found;
     // One that the host itself gave up may still be reported by the driver and must be known then.
-    if (request.state != RequestState::Pending && request.reports > 0)
+    const bool ended = request.state != RequestState::Pending && request.state != RequestState::Proving;
+    if (ended && request.reports > 0) {
         m_requests.erase(found);
+        m_pendingOwners.remove(owner);
+    }
     return request;
 }
 
@@ -120,13 +169,15 @@ bool RequestLedger::taken(int returned, int pendingBefore)
 void RequestLedger::finish(int owner, Request *request, RequestState state)
 {
     request->state = state;
-    if (state == RequestState::Done) {
+    if (state == RequestState::Proving) {
+        m_provingOwners.insert(owner);
         request->reason.clear();
         request->trouble = Trouble::None;
     }
     --m_pending[int(request->kind)];
     --m_pendingAt[request->address.station];
-    m_pendingOwners.remove(owner);
+    if (state == RequestState::Done || state == RequestState::Failed)
+        m_pendingOwners.remove(owner);
 }
 
 } // namespace kvhost

@@ -22,7 +22,13 @@ namespace kvhost
 
 enum class RequestKind { Write = 1, Read = 2 }; ///< also the owner type that the driver is given
 
-enum class RequestState { Pending, Done, Failed };
+enum class RequestState {
+    Pending,
+    Proving, ///< answered; whether by its own answer is not yet proved
+    Done,
+    Unsure, ///< answered, but perhaps by another's answer: to be asked again
+    Failed,
+};
 
 struct Request {
     RequestKind kind = RequestKind::Read;
@@ -31,6 +37,7 @@ struct Request {
     Trouble trouble = Trouble::None;
     QString reason; ///< with Failed
     int reports = 0;
+    bool unsure = false; ///< a part of it was answered, perhaps by another's answer
 };
 
 class RequestLedger
@@ -44,7 +51,8 @@ public:
 
     /// Entries of this kind that the driver still holds.
     int pending(RequestKind kind) const;
-    /// True if a write to overlapping elements is still pending.
+    /// True if a write to overlapping elements is still pending, or may have to be repeated: a later write
+    /// must not be overtaken by the repetition of an earlier one.
     bool writePending(const Address &address) const;
     /// Pending requests of one station.
     int pendingAt(int station) const;
@@ -53,6 +61,12 @@ public:
     void noteFailure(RequestKind kind, int owner, Trouble trouble, const QString &reason);
     /// From the driver's callback. \param status 1 done, 2 failed
     void reported(RequestKind kind, int owner, int status);
+    /// All answered requests of a station got their own answers.
+    void proved(int station);
+    /// They may have got others'.
+    void unsure(int station);
+    /// So may a part of this one.
+    void partUnsure(int owner);
     /// The call that should have queued it did not, or the host stopped waiting for it.
     void fail(int owner, Trouble trouble, const QString &reason);
 
@@ -68,10 +82,12 @@ public:
 
 private:
     void finish(int owner, Request *request, RequestState state);
+    void endProof(int station, RequestState state);
 
     mutable std::mutex m_mutex;
     QHash<int, Request> m_requests;
-    QSet<int> m_pendingOwners;
+    QSet<int> m_pendingOwners; ///< not yet done for certain
+    QSet<int> m_provingOwners;
     QHash<int, int> m_pendingAt; // by station
     int m_lastOwner = 0;
     int m_pending[3] = {0, 0, 0};

@@ -101,8 +101,9 @@ void Session::stop()
     m_loop.reset();
 }
 
-int Session::readCyclically(const std::vector<Variable> &variables, Ms cycle)
+int Session::readCyclically(const std::vector<Variable> &variables, Ms cycle, bool shown)
 {
+    std::vector<Picture> pictures;
     std::map<int, QList<HOSTVAR>> byStation;
     QList<HOSTVAR> all;
     for (const Variable &variable : variables) {
@@ -113,6 +114,8 @@ int Session::readCyclically(const std::vector<Variable> &variables, Ms cycle)
         var.count = variable.address.hostCount();
         byStation[variable.address.station] << var;
         all << var;
+        if (shown)
+            pictures.push_back({variable.address, values(variable.address)});
         const std::lock_guard held(m_mutex);
         m_book.track(unitsOf(variable.address));
     }
@@ -123,11 +126,12 @@ int Session::readCyclically(const std::vector<Variable> &variables, Ms cycle)
     const int count = m_calls.reCreatReadVarList(&all);
     {
         const std::lock_guard held(m_mutex);
+        m_pictures = std::move(pictures);
         m_askedCycle = cycle;
         m_book.setStaleAfter(3 * std::max(cycle, FASTEST_CYCLE));
     }
     if (m_loop)
-        m_loop->setCycle(std::move(blocks), cycle);
+        m_loop->setCycle(std::move(blocks), cycle, shown);
     return count;
 }
 
@@ -199,6 +203,16 @@ QualityBook::State Session::quality(const Address &address, int value)
 {
     const std::lock_guard held(m_mutex);
     return m_book.state(unitsOfValue(address, value), Clock::now());
+}
+
+Session::Look Session::look(std::size_t variable) const
+{
+    const std::lock_guard held(m_mutex);
+    const Picture &picture = m_pictures.at(variable);
+    Look look{picture.values, {}};
+    for (int i = 0; i < picture.values.size(); ++i)
+        look.states << m_book.state(unitsOfValue(picture.address, i), Clock::now());
+    return look;
 }
 
 Statistics Session::statistics() const
@@ -333,11 +347,45 @@ void Session::threwAway(const QByteArray &bytes)
     m_statistics.thrownAway += bytes.size();
 }
 
-void Session::inDoubt(const QVector<UnitRange> &ranges)
+void Session::judged(int station, const StepDoubt::Finding &finding)
 {
-    const std::lock_guard held(m_mutex);
-    for (const UnitRange &range : ranges)
-        m_book.failed(range, QStringLiteral("the answer may have been another's; waiting for the next"));
+    {
+        const std::lock_guard held(m_mutex);
+        for (const Accepted &one : finding.proved)
+            m_book.proved(one.range);
+        for (const Accepted &one : finding.lost)
+            m_book.lost(one.range);
+        for (const Accepted &one : finding.doubted) {
+            m_book.failed(one.range,
+                          QStringLiteral("the answer may have been another's; waiting for the next"));
+        }
+        if (!finding.proved.isEmpty())
+            takePicture(station);
+    }
+    const auto unsure = finding.lost + finding.doubted;
+    for (const Accepted &one : unsure) {
+        if (one.owner != 0)
+            m_ledger.partUnsure(one.owner);
+    }
+    if (unsure.isEmpty())
+        m_ledger.proved(station);
+    else
+        m_ledger.unsure(station);
+    m_waiter.wakeFromOutside();
+}
+
+// The lock is held throughout, so that values and qualities always belong together.
+void Session::takePicture(int station)
+{
+    for (Picture &picture : m_pictures) {
+        if (picture.address.station != station)
+            continue;
+        const QVector<Value> now = values(picture.address);
+        for (int i = 0; i < now.size() && i < picture.values.size(); ++i) {
+            if (m_book.settled(unitsOfValue(picture.address, i)))
+                picture.values[i] = now[i];
+        }
+    }
 }
 
 int Session::pendingAt(int station) const

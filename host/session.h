@@ -46,15 +46,24 @@ public:
     void stop();
 
     /// Registers what is read again and again; replaces what was registered before.
+    /// \param shown false: only the exchanges are of interest, nobody will look at the values
     /// \return number of read blocks
-    int readCyclically(const std::vector<Variable> &variables, Ms cycle);
+    int readCyclically(const std::vector<Variable> &variables, Ms cycle, bool shown = true);
+
+    /// Proved values of one variable, and how far each may be trusted.
+    struct Look {
+        QVector<Value> values;
+        QVector<QualityBook::State> states;
+    };
+    /// \param variable its place in what readCyclically() was given
+    Look look(std::size_t variable) const;
 
     /// Queues a read or a write. \return owner id to ask for with request()
     int readOnce(const Address &address);
     int write(const Address &address, const QByteArray &data);
     RequestLedger &requests() { return m_ledger; }
 
-    /// What the driver's store holds now.
+    /// What the driver's store holds now, proved or not: for places that nobody reads meanwhile.
     QVector<Value> values(const Address &address);
     QualityBook::State quality(const Address &address, int value);
 
@@ -81,12 +90,13 @@ private:
     void linkChanged(const LinkStatus &status) override;
     void cycleDone(Clock::duration time) override;
     void threwAway(const QByteArray &bytes) override;
-    void inDoubt(const QVector<UnitRange> &ranges) override;
+    void judged(int station, const StepDoubt::Finding &finding) override;
     int pendingAt(int station) const override;
 
     static int notified(int context, int ownerType, int ownerId, int status);
     static int gaveUp(QList<RW_VAR> *list, int ownerType, int flag);
     void requestReported(int ownerType, int ownerId, int status);
+    void takePicture(int station);
     void noteQuality(const ExchangeReport &report);
     void count(const ExchangeReport &report);
     bool handOver(int owner, RequestKind kind, int returned, int pendingBefore);
@@ -100,8 +110,15 @@ private:
     Waiter m_waiter;
     int m_signal = 0;
 
-    mutable std::mutex m_mutex; // the four below
+    /// Values as they were when they were last proved: the driver's store is always ahead of that.
+    struct Picture {
+        Address address;
+        QVector<Value> values;
+    };
+
+    mutable std::mutex m_mutex; // the five below
     QualityBook m_book;
+    std::vector<Picture> m_pictures;
     Statistics m_statistics;
     std::map<int, LinkStatus> m_links;
     Clock::duration m_askedCycle{};

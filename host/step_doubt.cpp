@@ -6,34 +6,67 @@
 namespace kvhost
 {
 
-void StepDoubt::accepted(const UnitRange &range, const QByteArray &answer, Time now)
+namespace
+{
+
+bool same(const Accepted &a, const Accepted &b)
+{
+    return a.owner == b.owner && a.range.station == b.range.station && a.range.key == b.range.key &&
+           a.range.first == b.range.first && a.range.count == b.range.count;
+}
+
+} // namespace
+
+void StepDoubt::heard(const QByteArray &answer, Time now)
 {
     m_lastAnswer = answer;
     m_lastTime = now;
-    const bool known = std::any_of(m_ranges.begin(), m_ranges.end(), [&range](const UnitRange &old) {
-        return old.station == range.station && old.key == range.key && old.first == range.first &&
-               old.count == range.count;
-    });
-    if (!known)
-        m_ranges << range;
+    m_lastTaken = false;
 }
 
-QVector<UnitRange> StepDoubt::emptied(const QByteArray &surplus, Time now)
+void StepDoubt::accepted(const Accepted &what)
 {
-    if (surplus.isEmpty()) {
-        if (now - m_lastTime >= PROOF)
-            m_ranges.clear();
-        return {};
-    }
-    // A mere copy of the last answer: whichever of the two was meant for the last request said the same.
-    if (surplus == m_lastAnswer)
-        return {};
-    return mismatch();
+    const auto known = std::find_if(m_waiting.begin(), m_waiting.end(),
+                                    [&what](const Accepted &old) { return same(old, what); });
+    if (known != m_waiting.end())
+        m_waiting.erase(known);
+    m_waiting << what;
+    m_lastTaken = true;
 }
 
-QVector<UnitRange> StepDoubt::mismatch()
+StepDoubt::Finding StepDoubt::emptied(const QByteArray &surplus, Time now)
 {
-    return std::exchange(m_ranges, {});
+    if (!surplus.isEmpty())
+        return surplus == m_lastAnswer ? copied() : mismatch();
+    Finding finding;
+    if (now >= provedAt())
+        finding.proved = std::exchange(m_waiting, {});
+    return finding;
+}
+
+// Whichever of the two copies was meant for the last request, it said the same. About those before it this
+// says nothing: an answer that came one too late may read like its successor.
+StepDoubt::Finding StepDoubt::copied()
+{
+    Finding finding;
+    finding.lost = std::exchange(m_waiting, {});
+    if (m_lastTaken && !finding.lost.isEmpty())
+        finding.proved << finding.lost.takeLast();
+    return finding;
+}
+
+StepDoubt::Finding StepDoubt::mismatch()
+{
+    Finding finding;
+    finding.doubted = std::exchange(m_waiting, {});
+    return finding;
+}
+
+StepDoubt::Finding StepDoubt::linkLost()
+{
+    Finding finding;
+    finding.lost = std::exchange(m_waiting, {});
+    return finding;
 }
 
 } // namespace kvhost

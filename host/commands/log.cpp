@@ -35,9 +35,9 @@ public:
     {
         const qint64 wall = nowMs();
         for (std::size_t v = 0; v < m_variables.size(); ++v) {
-            const QVector<Value> values = m_app->session->values(m_variables[v].address);
+            const auto [values, states] = m_app->session->look(v);
             for (int i = 0; i < values.size(); ++i) {
-                const auto state = m_app->session->quality(m_variables[v].address, i);
+                const auto &state = states[i];
                 if (wanted(m_variables[v], values[i], state.quality, &m_logged[v][std::size_t(i)]))
                     take(makeRow(m_variables[v], i, values[i], state, wall));
             }

@@ -56,7 +56,7 @@ int measure(App *app, Ms cycle, Ms duration)
         return EXIT_USAGE;
     Session *session = app->session.get();
     session->start();
-    session->readCyclically(variables, cycle);
+    session->readCyclically(variables, cycle, false);
     const bool linked = session->waitUntil(
         [session] {
             for (const LinkStatus &link : session->links()) {

@@ -34,9 +34,9 @@ public:
     {
         const qint64 wall = nowMs();
         for (std::size_t v = 0; v < m_variables.size(); ++v) {
-            const QVector<Value> values = m_app->session->values(m_variables[v].address);
+            const auto [values, states] = m_app->session->look(v);
             for (int i = 0; i < values.size(); ++i) {
-                const auto state = m_app->session->quality(m_variables[v].address, i);
+                const auto &state = states[i];
                 const Row row = makeRow(m_variables[v], i, values[i], state, wall);
                 if (differs(m_told[v][std::size_t(i)], m_variables[v], row, values[i]))
                     changed(row);
@@ -50,9 +50,9 @@ public:
         const Time now = Clock::now();
         look([](const Row &) {});
         for (std::size_t v = 0; v < m_variables.size(); ++v) {
-            const QVector<Value> values = m_app->session->values(m_variables[v].address);
+            const auto [values, states] = m_app->session->look(v);
             for (int i = 0; i < values.size(); ++i) {
-                const auto state = m_app->session->quality(m_variables[v].address, i);
+                const auto &state = states[i];
                 const Told &told = m_told[v][std::size_t(i)];
                 rows.push_back({makeRow(m_variables[v], i, values[i], state, 0), state.age,
                                 told.ever && now - told.changed < Ms(1000)});

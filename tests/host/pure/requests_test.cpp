@@ -39,6 +39,7 @@ TEST(Ledger, doneAndFailedWithTheReasonNotedBefore)
     ledger.reported(RequestKind::Read, good, 1);
     ledger.noteFailure(RequestKind::Read, bad, Trouble::Refused, "E0");
     ledger.reported(RequestKind::Read, bad, 2);
+    ledger.proved(0);
     EXPECT_EQ(ledger.request(good).state, RequestState::Done);
     EXPECT_TRUE(ledger.request(good).reason.isEmpty());
     EXPECT_EQ(ledger.request(bad).state, RequestState::Failed);
@@ -55,6 +56,7 @@ TEST(Ledger, aSecondReportAndOneOfAStrangerAreCounted)
     ledger.reported(RequestKind::Write, owner, 1);
     ledger.reported(RequestKind::Write, owner, 2);
     ledger.reported(RequestKind::Write, 99, 1);
+    ledger.proved(0);
     EXPECT_EQ(ledger.request(owner).state, RequestState::Done);
     EXPECT_EQ(ledger.surplusReports(), 2);
 }
@@ -76,6 +78,8 @@ TEST(Ledger, forgetsWhatHasEnded)
     const int owner = ledger.add(RequestKind::Read, place("DM0"));
     EXPECT_EQ(ledger.take(owner).state, RequestState::Pending);
     ledger.reported(RequestKind::Read, owner, 1);
+    EXPECT_EQ(ledger.take(owner).state, RequestState::Proving);
+    ledger.proved(0);
     EXPECT_EQ(ledger.take(owner).state, RequestState::Done);
     EXPECT_EQ(ledger.request(owner).reports, 0); // an empty one: it is gone
 }
@@ -113,7 +117,46 @@ TEST(Ledger, oneThatEndedIsNotWaitedFor)
     RequestLedger ledger;
     const int owner = ledger.add(RequestKind::Write, place("DM10"));
     ledger.reported(RequestKind::Write, owner, 1);
+    ledger.proved(0);
     EXPECT_FALSE(ledger.writePending(place("DM10")));
+}
+
+TEST(Ledger, anAnswerCountsOnceItIsProved)
+{
+    RequestLedger ledger;
+    const int here = ledger.add(RequestKind::Write, place("DM10"));
+    Address elsewhere = place("DM10");
+    elsewhere.station = 1;
+    const int there = ledger.add(RequestKind::Read, elsewhere);
+    ledger.reported(RequestKind::Write, here, 1);
+    ledger.reported(RequestKind::Read, there, 1);
+    EXPECT_EQ(ledger.request(here).state, RequestState::Proving);
+    EXPECT_EQ(ledger.pendingAt(0), 0); // the driver has nothing to do for it any more
+    EXPECT_TRUE(ledger.writePending(place("DM10")));
+    ledger.proved(0);
+    EXPECT_EQ(ledger.request(here).state, RequestState::Done);
+    EXPECT_EQ(ledger.request(there).state, RequestState::Proving);
+}
+
+TEST(Ledger, anUnsureWriteIsWaitedForUntilItIsTaken)
+{
+    RequestLedger ledger;
+    const int owner = ledger.add(RequestKind::Write, place("DM10"));
+    ledger.reported(RequestKind::Write, owner, 1);
+    ledger.unsure(0);
+    EXPECT_TRUE(ledger.writePending(place("DM10"))); // its repetition must not overtake a later write
+    EXPECT_EQ(ledger.take(owner).state, RequestState::Unsure);
+    EXPECT_FALSE(ledger.writePending(place("DM10")));
+}
+
+TEST(Ledger, anUnsurePartMakesTheWholeUnsure)
+{
+    RequestLedger ledger;
+    const int owner = ledger.add(RequestKind::Read, place("DM10"));
+    ledger.partUnsure(owner); // of its frames, the first
+    EXPECT_EQ(ledger.request(owner).state, RequestState::Pending);
+    ledger.reported(RequestKind::Read, owner, 1);
+    EXPECT_EQ(ledger.request(owner).state, RequestState::Unsure);
 }
 
 TEST(Ledger, tellsADroppedEntryFromTheLastThatWasTaken)

@@ -39,8 +39,8 @@ public:
         Ms longestDelay{5000}; ///< and last
         int giveUps = 2;       ///< given-up requests in a row after which the station is switched off
         int restFactor = 0;    ///< rests that many times as long as the last give-up took, so that the others
-                            ///< keep their rate; 0: no others
-        bool line = false; ///< serial line: is not closed and reopened, but waited silent and emptied
+                               ///< keep their rate; 0: no others
+        bool line = false;     ///< serial line: is not closed and reopened, but waited silent and emptied
     };
 
     explicit StationWatch(const Limits &limits) : m_limits(limits) {}

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a step needs and that this machine lacks.
-# Use: scripts/packages.sh build|demo|test|coverage [...]    (several sets may be named)
+# Use: scripts/packages.sh demo|test|coverage [...]    (several sets may be named)
 # Says what it installs and asks for nothing; without root it goes through sudo.
 set -euo pipefail
 

@@ -250,10 +250,10 @@ KV_API int QueryFinishFlag();
 /// Example: one cyclic read of DM 100, count 3, station linked: frame "RDS DM100.U 3\r", replyLength 19.
 KV_API quintptr ComCommunication();
 
-/// Takes the reply to the frame in flight. Exchange thread; takes storeMutex (inside listMutex for the
-/// pre-read of a bit write), then, after its release, listMutex. \param reply  the bytes received (may be
-/// empty) \param length their number; 0: no reply came before the host's time-out. A frame whose replyLength
-/// is 0
+/// Takes the reply to the frame in flight. Exchange thread; takes storeMutex (inside listMutex for the pre-read
+/// of a bit write), then, after its release, listMutex.
+/// \param reply  the bytes received (may be empty)
+/// \param length their number; 0: no reply came before the host's time-out. A frame whose replyLength is 0
 ///               expects no answer: hand in any non-empty text such as "OK" with length 0
 /// \return address of PLC_driver.currentVar, whose result tells the outcome: 1 good, 100 accepted without
 ///         decoding, 0 failed and will be sent again, 11..22 error reply, 41..52 no reply, 71..82 wrong

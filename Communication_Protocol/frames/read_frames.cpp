@@ -15,7 +15,9 @@ namespace
 /// "RDS DM100.U 3\r"
 QByteArray readCommand(const Area &area, int address, int count)
 {
-    QByteArray command("RDS ");
+    QByteArray command;
+    command.reserve(32); // most commands, in one piece of heap
+    command += "RDS ";
     appendFormatted(command, area.operand, area.device, address, count);
     return command += '\r';
 }

@@ -1,7 +1,43 @@
 // Numbers in the PLC's answers.
 #pragma once
 
-/// Value of a decimal field of at most 10 characters, exactly as QByteArray::toInt has it; 0 for what does
-/// not convert, such as "0x1",
-/// "" or "4294967295". Example: "00012" is 12, "-0001" is -1.
+#include <QtGlobal>
+
+#include <limits>
+#include <utility>
+
+/// Value of a decimal field, exactly as QByteArray::toInt has it: blanks around and signs are taken; 0 for what
+/// does not convert, such as "0x1", "" or "4294967295". Example: "   12" is 12, "-0001" is -1.
 int decimalField(const char *text, int length);
+
+/// 0..9 for a digit, more for any other character.
+constexpr unsigned digitOf(char character)
+{
+    return static_cast<unsigned char>(character) - unsigned('0');
+}
+
+constexpr qint64 tenToThe(int power)
+{
+    return power == 0 ? 1 : 10 * tenToThe(power - 1);
+}
+
+/// The fast path: the value of a field of digits alone; -1 if there is anything else in it. Each digit is weighed
+/// for itself, so that none waits for the one before it.
+template <int... at>
+qint64 plainDigits(const char *text, std::integer_sequence<int, at...>)
+{
+    constexpr int last = int(sizeof...(at)) - 1;
+    const bool digitsAlone = ((digitOf(text[at]) <= 9) && ...);
+    return digitsAlone ? ((digitOf(text[at]) * tenToThe(last - at)) + ...) : -1;
+}
+
+/// Value of a field whose width is known beforehand: nearly all fields are digits alone.
+template <int width>
+int decimalField(const char *text)
+{
+    static_assert(width <= 18); // what qint64 holds whatever the digits
+    const qint64 value = plainDigits(text, std::make_integer_sequence<int, width>());
+    if (value < 0)
+        return decimalField(text, width);
+    return value <= std::numeric_limits<int>::max() ? int(value) : 0;
+}

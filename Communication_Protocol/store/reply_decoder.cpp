@@ -17,78 +17,93 @@ namespace
 {
 using Bytes = QVarLengthArray<char, 512>;
 
-/// Where a field stands within its record.
-struct Span {
-    int offset;
+/// The part of a reply that holds its values.
+struct Payload {
+    const char *bytes;
     int length;
 };
 
-constexpr Span wordSpan{0, 5};
-constexpr Span dwordSpan{0, 10};
-constexpr Span contactSpan{0, 1};
-constexpr Span firstSpan{2, 10};
-constexpr Span secondSpan{13, 10};
+/// What QByteArray::mid takes, without the copy: a length below 0 takes all from the offset on.
+Payload payloadOf(const QByteArray &reply, const Protocol &frame)
+{
+    const qint64 size = reply.size();
+    const qint64 end = frame.payloadLength < 0 ? size : qint64(frame.replyOffset) + frame.payloadLength;
+    const qint64 from = qBound<qint64>(0, frame.replyOffset, size);
+    const qint64 until = qBound(from, end, size);
+    return {reply.constData() + from, int(until - from)};
+}
 
-/// Records that begin inside the data; the last one may be cut short.
-int recordsIn(const QByteArray &data, Reply layout)
+// Where the fields of a triple begin.
+constexpr int contactAt = 0;
+constexpr int firstAt = 2;
+constexpr int secondAt = 13;
+
+/// Records that begin inside the payload; the last one may be cut short.
+int recordsIn(const Payload &payload, Reply layout)
 {
     const int width = replyWidth(layout);
-    return (int(data.size()) + width - 1) / width;
+    return (payload.length + width - 1) / width;
 }
 
-/// One field of one record; what the data does not reach reads as an empty field, thus 0.
-int fieldOf(const QByteArray &data, int record, int width, Span span)
+/// The field of this many digits at a position; what the payload does not reach is missing in it.
+template <int digits>
+int fieldAt(const Payload &payload, int position)
 {
-    const int start = record * width + span.offset;
-    const int length = qBound(0, int(data.size()) - start, span.length);
-    return decimalField(data.constData() + qMin(start, int(data.size())), length);
+    const int left = payload.length - position;
+    if (left >= digits)
+        return decimalField<digits>(payload.bytes + position);
+    return left > 0 ? decimalField(payload.bytes + position, left) : 0;
 }
 
-void storeWords(const RW_VAR &var, const QByteArray &data)
+void storeWords(const RW_VAR &var, const Payload &payload)
 {
-    const int records = recordsIn(data, Reply::Words);
+    constexpr int width = replyWidth(Reply::Words);
+    const int records = recordsIn(payload, Reply::Words);
     Bytes bytes(records * 2);
     for (int k = 0; k < records; ++k) {
-        const int value = fieldOf(data, k, replyWidth(Reply::Words), wordSpan);
+        const int value = fieldAt<5>(payload, k * width);
         qToLittleEndian<quint16>(quint16(value), reinterpret_cast<uchar *>(bytes.data() + 2 * k));
     }
     DeviceImage(var.station, var.area).write(qint64(var.address) * 2, bytes.constData(), bytes.size());
 }
 
-void storeDWords(const RW_VAR &var, int imageKey, const QByteArray &data, Reply layout, Span span)
+/// \a fieldStart: where the value stands in its record.
+void storeDWords(const RW_VAR &var, int imageKey, const Payload &payload, Reply layout, int fieldStart)
 {
-    const int records = recordsIn(data, layout);
+    const int width = replyWidth(layout);
+    const int records = recordsIn(payload, layout);
     Bytes bytes(records * 4);
     for (int k = 0; k < records; ++k) {
-        const int value = fieldOf(data, k, replyWidth(layout), span);
+        const int value = fieldAt<10>(payload, k * width + fieldStart);
         qToLittleEndian<quint32>(quint32(value), reinterpret_cast<uchar *>(bytes.data() + 4 * k));
     }
     DeviceImage(var.station, imageKey).write(qint64(var.address) * 4, bytes.constData(), bytes.size());
 }
 
-void storeContacts(const RW_VAR &var, int imageKey, const QByteArray &data)
+void storeContacts(const RW_VAR &var, int imageKey, const Payload &payload)
 {
-    const int records = recordsIn(data, Reply::Triples);
+    constexpr int width = replyWidth(Reply::Triples);
+    const int records = recordsIn(payload, Reply::Triples);
     Bytes bytes(records);
     for (int k = 0; k < records; ++k)
-        bytes[k] = fieldOf(data, k, replyWidth(Reply::Triples), contactSpan) != 0 ? 1 : 0;
+        bytes[k] = fieldAt<1>(payload, k * width + contactAt) != 0 ? 1 : 0;
     DeviceImage(var.station, imageKey).write(var.address, bytes.constData(), bytes.size());
 }
 
 /// One read of a timer or counter fills the images of all areas that share its read key.
-void storeTriples(const RW_VAR &var, int readKey, const QByteArray &data)
+void storeTriples(const RW_VAR &var, int readKey, const Payload &payload)
 {
-    if (data.isEmpty())
+    if (payload.length == 0)
         return; // not even empty images are made
     for (const Area *area = firstArea(); area != pastLastArea(); ++area) {
         if (area->readKey != readKey)
             continue;
         if (area->field == Field::Contact)
-            storeContacts(var, area->imageKey, data);
+            storeContacts(var, area->imageKey, payload);
         else if (area->field == Field::First)
-            storeDWords(var, area->imageKey, data, Reply::Triples, firstSpan);
+            storeDWords(var, area->imageKey, payload, Reply::Triples, firstAt);
         else if (area->field == Field::Second)
-            storeDWords(var, area->imageKey, data, Reply::Triples, secondSpan);
+            storeDWords(var, area->imageKey, payload, Reply::Triples, secondAt);
     }
 }
 } // namespace
@@ -103,20 +118,20 @@ void SaveToLocalDataErea(QByteArray *reply)
         SpecialRegisterSave(reply);
         return;
     }
-    const QByteArray data = reply->mid(head.replyOffset, head.payloadLength);
+    const Payload payload = payloadOf(*reply, head);
     ControlInformationM range{var.station, var.area, var.address, var.count};
     checkTheStorage(range);
 
     const Area *area = findArea(var.area);
     switch (area == nullptr ? Reply::None : area->reply) {
     case Reply::Words:
-        storeWords(var, data);
+        storeWords(var, payload);
         break;
     case Reply::DWords:
-        storeDWords(var, var.area, data, Reply::DWords, dwordSpan);
+        storeDWords(var, var.area, payload, Reply::DWords, 0);
         break;
     case Reply::Triples:
-        storeTriples(var, area->readKey, data);
+        storeTriples(var, area->readKey, payload);
         break;
     case Reply::None:
         debugLine("SaveToLocalDataErea default", var.station, var.area);

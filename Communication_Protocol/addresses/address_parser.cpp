@@ -4,17 +4,62 @@
 #include "addresses/area_table.h"
 #include "Communication_Protocol.h"
 
+#include <QVarLengthArray>
+
+#include <algorithm>
 #include <limits>
 #include <optional>
+#include <utility>
 
 namespace
 {
+/// An address with what short texts lack before it. Room for more than any address has: nothing comes from the
+/// heap.
+using FullText = QVarLengthArray<QChar, 32>;
+
+/// Part of a text: [begin, end).
+struct Piece {
+    const QChar *begin;
+    const QChar *end;
+
+    int length() const { return int(end - begin); }
+};
+
+/// 0..15 for a hexadecimal digit, more for any other character.
+int digitOf(QChar character)
+{
+    const int code = character.unicode();
+    if (code >= '0' && code <= '9')
+        return code - '0';
+    const int lowerCase = code | 0x20;
+    return lowerCase >= 'a' && lowerCase <= 'f' ? lowerCase - 'a' + 10 : 16;
+}
+
+/// The fast path: the value of a few digits alone; -1 if there is anything else, or nothing.
+int plainNumber(Piece piece, int base)
+{
+    constexpr int mostDigits = 7; // fit an int in either base
+    if (piece.length() < 1 || piece.length() > mostDigits)
+        return -1;
+    int value = 0;
+    for (const QChar *at = piece.begin; at != piece.end; ++at) {
+        const int digit = digitOf(*at);
+        if (digit >= base)
+            return -1;
+        value = value * base + digit;
+    }
+    return value;
+}
+
 /// A piece of an address as Qt converts it: blanks around, a sign, and "0x" before hexadecimal digits are
 /// taken.
-std::optional<qint64> number(const QString &piece, int base)
+std::optional<qint64> number(Piece piece, int base)
 {
+    const int plain = plainNumber(piece, base);
+    if (plain >= 0)
+        return plain;
     bool ok = false;
-    const int value = piece.toInt(&ok, base);
+    const int value = QString(piece.begin, piece.length()).toInt(&ok, base);
     return ok ? std::optional<qint64>(value) : std::nullopt;
 }
 
@@ -26,39 +71,51 @@ std::optional<qint64> bitAddress(std::optional<qint64> word, std::optional<qint6
     return *word * 16 + *bit;
 }
 
-std::optional<qint64> pointBitAddress(const QString &text, int wordBase)
+/// Exactly one point, and a number on either side.
+std::optional<qint64> pointBitAddress(Piece text, int wordBase)
 {
-    const QStringList parts = text.split(QLatin1Char('.'));
-    if (parts.size() != 2)
+    const QChar point = QLatin1Char('.');
+    const QChar *first = std::find(text.begin, text.end, point);
+    if (first == text.end || std::find(first + 1, text.end, point) != text.end)
         return std::nullopt;
-    return bitAddress(number(parts.at(0), wordBase), number(parts.at(1), 10));
+    return bitAddress(number({text.begin, first}, wordBase), number({first + 1, text.end}, 10));
 }
 
 /// What short texts lack: "5" is channel 0, bit 5, so "005".
-QString prefixOf(Form form)
+const char *prefixOf(Form form)
 {
     switch (form) {
     case Form::ChannelBit:
     case Form::Channel:
-        return QLatin1String("00");
+        return "00";
     case Form::HexWord:
-        return QLatin1String("0");
+        return "0";
     default:
-        return QString();
+        return "";
     }
 }
 
-std::optional<qint64> addressOf(Form form, const QString &text)
+FullText fullText(Form form, const QString &text)
+{
+    FullText full;
+    for (const char *at = prefixOf(form); *at != '\0'; ++at)
+        full.append(QLatin1Char(*at));
+    full.append(text.constData(), int(text.size()));
+    return full;
+}
+
+/// \a text has its prefix, so that there are characters to leave off.
+std::optional<qint64> addressOf(Form form, Piece text)
 {
     switch (form) {
     case Form::ChannelBit:
-        return bitAddress(number(text.left(text.size() - 2), 10), number(text.right(2), 10));
+        return bitAddress(number({text.begin, text.end - 2}, 10), number({text.end - 2, text.end}, 10));
     case Form::Channel:
-        return number(text.left(text.size() - 2), 10);
+        return number({text.begin, text.end - 2}, 10);
     case Form::Hex:
         return number(text, 16);
     case Form::HexWord:
-        return number(text.left(text.size() - 1), 16);
+        return number({text.begin, text.end - 1}, 16);
     case Form::Decimal:
         return number(text, 10);
     case Form::PointBit:
@@ -80,18 +137,20 @@ bool isUsable(std::optional<qint64> address)
 int StringAddressToInt(int area, QString text)
 {
     std::optional<qint64> address;
-    if (const Area *row = findArea(area); row != nullptr) {
-        text = prefixOf(row->form) + text;
-        address = addressOf(row->form, text);
+    const Area *row = findArea(area);
+    if (row != nullptr) {
+        const FullText full = fullText(row->form, text);
+        address = addressOf(row->form, {full.constData(), full.constData() + full.size()});
     }
     if (isUsable(address))
         return int(*address);
     // On purpose: this line alone ends in a blank, and shows the text with its prefix.
-    qDebug("StringAddressToInt %d \"%s\" ", area, text.toUtf8().constData());
+    qDebug("StringAddressToInt %d \"%s%s\" ", area, row == nullptr ? "" : prefixOf(row->form),
+           text.toUtf8().constData());
     return -1;
 }
 
 int PLCAddressChangeIntef(int area, QString addressText)
 {
-    return StringAddressToInt(area, addressText);
+    return StringAddressToInt(area, std::move(addressText));
 }

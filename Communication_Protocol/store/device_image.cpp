@@ -6,39 +6,32 @@
 
 namespace
 {
-QByteArray &findOrCreate(int station, int key, bool &created)
+QByteArray *find(int station, int key)
 {
-    QMap<int, QByteArray> &images = DataStorage[station];
-    auto image = images.find(key);
-    created = image == images.end();
-    if (created)
-        image = images.insert(key, QByteArray());
-    return *image;
+    const auto images = DataStorage.find(station);
+    if (images == DataStorage.end())
+        return nullptr;
+    const auto image = images->find(key);
+    return image == images->end() ? nullptr : &*image;
 }
 } // namespace
 
-DeviceImage::DeviceImage(int station, int key)
-    : lock(storeInnerLock, Rank::StoreInner), bytes(findOrCreate(station, key, created))
+DeviceImage::DeviceImage(int station, int key, Missing missing)
+    : lock(storeInnerLock, Rank::StoreInner), bytes(find(station, key))
 {
-}
-
-bool DeviceImage::isNew() const
-{
-    return created;
-}
-
-qint64 DeviceImage::size() const
-{
-    return bytes.size();
+    if (bytes == nullptr && missing == Missing::IsCreated) {
+        bytes = &DataStorage[station][key];
+        created = true;
+    }
 }
 
 void DeviceImage::growTo(qint64 wantedSize)
 {
     const qint64 before = size();
-    if (wantedSize <= before || wantedSize > maxSize)
+    if (!exists() || wantedSize <= before || wantedSize > maxSize)
         return;
-    bytes.resize(int(wantedSize));
-    std::memset(bytes.data() + before, 0, size_t(wantedSize - before));
+    bytes->resize(int(wantedSize));
+    std::memset(bytes->data() + before, 0, size_t(wantedSize - before));
 }
 
 void DeviceImage::read(qint64 position, char *to, qint64 length) const
@@ -47,7 +40,7 @@ void DeviceImage::read(qint64 position, char *to, qint64 length) const
     const qint64 until = qBound(from, size() - position, length); // bytes past its end
     std::memset(to, 0, size_t(from));
     if (until > from)
-        std::memcpy(to + from, bytes.constData() + position + from, size_t(until - from));
+        std::memcpy(to + from, bytes->constData() + position + from, size_t(until - from));
     std::memset(to + until, 0, size_t(length - until));
 }
 
@@ -59,14 +52,7 @@ void DeviceImage::write(qint64 position, const char *from, qint64 length)
     const qint64 first = qBound<qint64>(0, -position, length);
     const qint64 until = qBound(first, size() - position, length);
     if (until > first)
-        std::memcpy(bytes.data() + position + first, from + first, size_t(until - first));
-}
-
-bool DeviceImage::bit(qint64 number) const
-{
-    if (number < 0 || number / 8 >= size())
-        return false;
-    return (quint8(bytes.at(int(number / 8))) >> (number % 8) & 1) != 0;
+        std::memcpy(bytes->data() + position + first, from + first, size_t(until - first));
 }
 
 void DeviceImage::setBit(qint64 number, bool on)
@@ -74,6 +60,6 @@ void DeviceImage::setBit(qint64 number, bool on)
     if (number < 0 || number / 8 >= size())
         return;
     const int mask = 1 << (number % 8);
-    char &byte = bytes.data()[number / 8];
+    char &byte = bytes->data()[number / 8];
     byte = char(on ? byte | mask : byte & ~mask);
 }

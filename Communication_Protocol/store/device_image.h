@@ -22,13 +22,19 @@ class DeviceImage
 public:
     static constexpr qint64 maxSize = 64LL * 1024 * 1024;
 
-    /// The image of a station's key; created empty if missing.
-    DeviceImage(int station, int key);
+    enum class Missing { IsCreated, StaysMissing };
+
+    /// The image of a station's key. A missing one is created empty, or stays missing: then it reads as an
+    /// empty one, and what is written is dropped.
+    DeviceImage(int station, int key, Missing missing = Missing::IsCreated);
 
     /// True if this object created the image.
-    bool isNew() const;
+    bool isNew() const { return created; }
 
-    qint64 size() const;
+    /// True if the store holds the image.
+    bool exists() const { return bytes != nullptr; }
+
+    qint64 size() const { return exists() ? bytes->size() : 0; }
 
     /// Lengthens the image by zero bytes to this size. Nothing happens if it is that long already, or if the
     /// size is past the ceiling.
@@ -41,7 +47,12 @@ public:
     void write(qint64 position, const char *from, qint64 length);
 
     /// Bit number % 8 of byte number / 8.
-    bool bit(qint64 number) const;
+    bool bit(qint64 number) const
+    {
+        if (number < 0 || number / 8 >= size())
+            return false;
+        return (quint8(bytes->constData()[number / 8]) >> (number % 8) & 1) != 0;
+    }
 
     /// Sets or clears a bit within the image; see growTo for bits past its end.
     void setBit(qint64 number, bool on);
@@ -49,5 +60,5 @@ public:
 private:
     const Held<std::mutex> lock;
     bool created = false;
-    QByteArray &bytes;
+    QByteArray *bytes;
 };

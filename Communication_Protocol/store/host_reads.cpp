@@ -2,12 +2,16 @@
 //
 // In:   area and address text as configured; count in elements of the area.
 // Out:  1 byte a bit or contact, 2 a word, 4 a double word; what was never read is 0.
-// Runs: on any thread; takes storageControlMutex when the range has to be created, then storeMutex.
+// Runs: on any thread; takes storeMutex. A range that is not all there is created with storeMutex released
+//       (storageControlMutex if its image must grow) and then read again.
 #include "addresses/area_table.h"
 #include "Communication_Protocol.h"
 #include "core/held_lock.h"
 #include "core/settings.h"
 #include "store/device_image.h"
+#include "store/store_ranges.h"
+
+#include <utility>
 
 namespace
 {
@@ -41,15 +45,23 @@ void readBits(const DeviceImage &image, qint64 first, char *to, int count)
         to[i] = image.bit(first + i) ? 1 : 0;
 }
 
-void copyElements(const Area &area, const ControlInformationM &range, QByteArray *out)
+void copyElements(const DeviceImage &image, const Area &area, int address, QByteArray *out)
 {
-    const qint64 width = bytesOfElement(area.element);
-    out->resize(int(range.count * width));
-    const DeviceImage image(range.station, area.imageKey);
     if (area.element == Element::Relay || area.element == Element::WordBit)
-        readBits(image, range.address, out->data(), range.count);
+        readBits(image, address, out->data(), int(out->size()));
     else
-        image.read(range.address * width, out->data(), out->size());
+        image.read(address * bytesOfElement(area.element), out->data(), out->size());
+}
+
+/// Fills out, which has its size already; what the store does not hold reads as 0.
+/// \return false if the store does not hold the whole range
+bool readRange(const Area &area, const ControlInformationM &range, QByteArray *out)
+{
+    const Held store(PLC_driver.storeMutex, Rank::Store);
+    const DeviceImage image(range.station, area.imageKey, DeviceImage::Missing::StaysMissing);
+    if (!out->isEmpty())
+        copyElements(image, area, range.address, out);
+    return image.exists() && image.size() >= sizeOfRange(&area, range.address, range.count);
 }
 } // namespace
 
@@ -64,14 +76,17 @@ int GetRegisterData(int /*unused*/, int area, QString addressText, int station, 
         qDebug("GetRegisterData default %d \"%s\" %d", area, addressText.toUtf8().constData(), range.station);
         return 1;
     }
-    range.address = StringAddressToInt(area, addressText);
+    range.address = StringAddressToInt(area, std::move(addressText));
     if (range.address < 0)
         return refuseAddress(out, count);
-    if (count * bytesOfElement(row->element) > DeviceImage::maxSize)
+    const qint64 length = count * bytesOfElement(row->element);
+    if (length > DeviceImage::maxSize)
         return 0;
-    checkTheStorage(range);
-    const Held store(PLC_driver.storeMutex, Rank::Store);
-    if (count >= 1)
-        copyElements(*row, range, out);
+    if (length > 0)
+        out->resize(int(length)); // before the lock: nobody waits for the heap
+    if (!readRange(*row, range, out)) {
+        checkTheStorage(range);
+        readRange(*row, range, out);
+    }
     return 1;
 }

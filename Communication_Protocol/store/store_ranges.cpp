@@ -1,15 +1,10 @@
 // Where an area's values are: its keys, and the range that must exist before anybody touches it.
+#include "store/store_ranges.h"
 #include "addresses/area_table.h"
 #include "Communication_Protocol.h"
 #include "core/debug_line.h"
 #include "store/device_image.h"
 
-namespace
-{
-/// Bytes that an image needs to hold the range.
-/// On purpose: contacts count two bytes, and so do single relays, as if their bit number were a word number;
-/// a range of word bits that starts late in a word may come out one word short. Whoever writes past the end
-/// grows it.
 qint64 sizeOfRange(const Area *area, qint64 address, qint64 count)
 {
     if (area != nullptr && area->element == Element::DWord)
@@ -18,7 +13,6 @@ qint64 sizeOfRange(const Area *area, qint64 address, qint64 count)
         return (count / 16 + 1 + address / 16) * 2;
     return (address + count) * 2;
 }
-} // namespace
 
 int getPlcReg(int area)
 {

@@ -1,27 +1,44 @@
-// What all fuzz targets of the driver share: a fresh driver for each input, and a quiet message handler.
+// What all fuzz targets of the driver share: a fresh driver for each input, and records of what it says.
 #pragma once
+
+#include "input.h"
+#include "require.h"
 
 #include <Communication_Protocol.h>
 
-#include <fuzzer/FuzzedDataProvider.h>
+#include <memory>
+#include <string>
+#include <vector>
 
-#include <cstdlib>
+/// Debug lines and callbacks since the driver was freshly made, or since someone took them.
+struct Heard {
+    std::vector<std::string> lines, callbacks;
+};
 
-/// Ends the run with a crash report if a promise does not hold.
-inline void require(bool holds)
+inline Heard heard;
+
+inline int hearNotify(int context, int ownerType, int ownerId, int status)
 {
-    if (!holds)
-        std::abort();
+    heard.callbacks.push_back("notify " + std::to_string(context) + " " + std::to_string(ownerType) + " " +
+                              std::to_string(ownerId) + " " + std::to_string(status));
+    return 0;
 }
 
-/// A driver as it is after loading, with the given settings block.
+inline int hearError(QList<RW_VAR> *list, int ownerType, int flag)
+{
+    require(list != nullptr && list->isEmpty(), "the error callback gets an empty list");
+    heard.callbacks.push_back("error " + std::to_string(ownerType) + " " + std::to_string(flag) + " empty");
+    return 0;
+}
+
+/// A driver as it is after loading, with the given settings block and callbacks that record.
 inline void freshDriver(ComInfo *settings)
 {
-    static const bool quiet = [] {
-        qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
-        return true;
-    }();
-    require(quiet);
+    qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &text) {
+        require(type == QtDebugMsg, "the driver writes debug lines only");
+        heard.lines.push_back(text.toStdString());
+    });
+    heard = Heard();
     PLC_driver.readList.clear();
     PLC_driver.writeList.clear();
     PLC_driver.onceReadList.clear();
@@ -34,6 +51,7 @@ inline void freshDriver(ComInfo *settings)
     DataStorage.clear();
     handshake.clear();
     SetComInfo(settings);
+    RegistCallBackFuncIntf(hearNotify, hearError);
 }
 
 /// No image may pass its ceiling, whatever came in.
@@ -41,42 +59,53 @@ inline void requireBoundedImages()
 {
     for (const auto &images : std::as_const(DataStorage)) {
         for (const QByteArray &image : images)
-            require(image.size() <= 64 * 1024 * 1024);
+            require(image.size() <= 64 * 1024 * 1024, "no image passes its ceiling");
     }
 }
 
-inline QByteArray someBytes(FuzzedDataProvider &input, size_t most)
+/// Byte arrays whose bytes end where their memory ends, so that one byte read too many is seen. The driver's lists
+/// may share them, so they live as long as this object: for a whole input.
+class ExactMemory
 {
-    return QByteArray::fromStdString(input.ConsumeRandomLengthString(most));
-}
+public:
+    QByteArray array(const std::string &bytes)
+    {
+        blocks.emplace_back(new char[bytes.size()]);
+        std::copy(bytes.begin(), bytes.end(), blocks.back().get());
+        return QByteArray::fromRawData(blocks.back().get(), int(bytes.size()));
+    }
 
-inline QString someText(FuzzedDataProvider &input, size_t most)
+private:
+    std::vector<std::unique_ptr<char[]>> blocks;
+};
+
+/// An int that is often small, sometimes anything.
+inline int someInt(Input &input, int low, int high)
 {
-    return QString::fromUtf8(someBytes(input, most));
+    return input.below(8) != 0 ? input.between(low, high) : input.number();
 }
 
 /// Any settings, absurd ones included.
-inline ComInfo someSettings(FuzzedDataProvider &input)
+inline ComInfo someSettings(Input &input)
 {
     ComInfo settings;
-    settings.maxBlockLength =
-        input.ConsumeBool() ? input.ConsumeIntegralInRange(-2, 300) : input.ConsumeIntegral<int>();
-    settings.defaultStation = input.ConsumeIntegral<int>();
-    settings.maxRetries = input.ConsumeIntegralInRange(-1, 3);
-    settings.retryCount = input.ConsumeIntegralInRange(-1, 3);
-    settings.multiStation = input.ConsumeIntegralInRange(0, 1);
-    settings.framesPerRequest = input.ConsumeIntegralInRange(-1, 3);
-    settings.framesDone = input.ConsumeIntegralInRange(-1, 3);
-    settings.remoteMode = input.ConsumeIntegralInRange(0, 1);
-    settings.localLinkId = input.ConsumeIntegralInRange(0, 1);
-    settings.commMode = input.ConsumeIntegralInRange(1, 2);
-    settings.cycleDone = input.ConsumeIntegralInRange(0, 1);
+    settings.maxBlockLength = someInt(input, -2, 300);
+    settings.defaultStation = input.between(0, 2);
+    settings.maxRetries = input.between(-1, 3);
+    const int switches = input.byte();
+    settings.multiStation = switches & 1;
+    settings.remoteMode = (switches >> 1) & 1;
+    settings.localLinkId = (switches >> 2) & 1;
+    settings.commMode = (switches & 8) != 0 ? 1 : 2;
+    settings.framesPerRequest = (switches >> 4) & 3;
+    settings.framesDone = (switches >> 6) & 3;
     return settings;
 }
 
-/// An int that is often small, sometimes anything.
-inline int someInt(FuzzedDataProvider &input, int low, int high)
+/// An address text: a number, or whatever an operator may type.
+inline QString someAddressText(Input &input, int highest)
 {
-    return input.ConsumeIntegralInRange(0, 7) != 0 ? input.ConsumeIntegralInRange(low, high)
-                                                   : input.ConsumeIntegral<int>();
+    if (input.flag())
+        return QString::number(input.between(0, highest));
+    return QString::fromUtf8(QByteArray::fromStdString(input.bytes(12)));
 }

@@ -1,68 +1,81 @@
-// Host calls with any data, count, address and settings block, against the pending lists and the store.
+// The lists and the store behind the host calls, with records that no parser has looked at: any area, address,
+// count and data.
 #include "driver_fuzz.h"
 
 namespace
 {
-void someCall(FuzzedDataProvider &input)
+RW_VAR someVariable(Input &input)
 {
-    const int area = someInt(input, -1, 41);
-    const QString text =
-        input.ConsumeBool() ? QString::number(input.ConsumeIntegralInRange(0, 70000)) : someText(input, 12);
-    const int station = input.ConsumeIntegralInRange(0, 2);
-    const int count = input.ConsumeIntegralInRange(-2, 3000);
     RW_VAR var;
-    var.area = area;
+    var.area = someInt(input, -1, 41);
     var.address = someInt(input, -40, 70000);
-    var.station = station;
-    var.addressText = text;
+    var.station = input.between(0, 2);
+    var.addressText = someAddressText(input, 70000);
     var.count = someInt(input, -2, 3000);
-    var.data = someBytes(input, 64);
-    QByteArray out;
-    switch (input.ConsumeIntegralInRange(0, 7)) {
+    return var;
+}
+
+/// The builders and lists that stand behind a count that was checked take no absurd one: it is a promise.
+void queueSome(Input &input, RW_VAR var)
+{
+    var.count = input.between(-2, 3000);
+    switch (input.below(4)) {
     case 0:
-        SetRegisterData(QString(), area, text, station, var.data, count, 1, 2);
+        AddListOnceReadVar(&var, input.below(2));
         break;
     case 1:
-        GetRegisterData(0, area, text, station, &out, someInt(input, -2, 3000));
-        require(out.size() <= 64 * 1024 * 1024);
+        handshake[var.station] = true;
+        WriteRegister(&var);
+        PLC_driver.frameQueue.clear();
         break;
     case 2:
-        AddListWriteVar(&var, input.ConsumeIntegralInRange(0, 1));
+        handshake[var.station] = true;
+        ReadRegister(&var);
+        PLC_driver.frameQueue.clear();
         break;
-    case 3:
-        var.count = count;
-        AddListOnceReadVar(&var, input.ConsumeIntegralInRange(0, 1));
+    default:
+        AddListWriteVar(&var, input.below(2));
+    }
+}
+
+void someCall(Input &input, ExactMemory &memory)
+{
+    RW_VAR var = someVariable(input);
+    var.data = memory.array(input.bytes(64));
+    QByteArray out;
+    switch (input.below(5)) {
+    case 0:
+        GetRegisterData(0, var.area, var.addressText, var.station, &out, var.count);
+        require(out.size() <= 64 * 1024 * 1024, "no answer passes its ceiling");
         break;
-    case 4:
+    case 1:
         WriteDataToLocal(&var);
         break;
-    case 5: {
-        ControlInformationM range{station, area, var.address, var.count};
+    case 2: {
+        ControlInformationM range{var.station, var.area, var.address, var.count};
         checkTheStorage(range);
         break;
     }
-    case 6:
-        PLC_driver.lastFailed = input.ConsumeIntegralInRange<quint8>(0, 1);
+    case 3:
+        PLC_driver.lastFailed = quint8(input.below(2));
         break;
     default:
-        var.count = count; // the frame's length follows it
-        handshake[station] = true;
-        WriteRegister(&var);
-        PLC_driver.frameQueue.clear();
+        queueSome(input, var);
         break;
     }
 }
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    FuzzedDataProvider input(data, size);
+    Input input(data, size);
     ComInfo settings = someSettings(input);
     freshDriver(&settings);
-    for (int calls = 0; calls < 12 && input.remaining_bytes() > 0; ++calls)
-        someCall(input);
-    require(PLC_driver.onceReadList.size() <= 1024 + 12);
-    require(PLC_driver.writeList.size() <= 1024 + 12);
+    ExactMemory memory;
+    for (int calls = 0; calls < 12 && !input.empty(); ++calls)
+        someCall(input, memory);
+    require(PLC_driver.onceReadList.size() <= 1024 + 12, "the list of once-reads is bounded");
+    require(PLC_driver.writeList.size() <= 1024 + 12, "the list of writes is bounded");
     requireBoundedImages();
     return 0;
 }

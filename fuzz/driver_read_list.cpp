@@ -24,32 +24,38 @@ bool inOrder(const RW_VAR &one, const RW_VAR &other)
         return one.station < other.station;
     return one.area != other.area ? one.area < other.area : one.address <= other.address;
 }
+
+HOSTVAR someVariable(Input &input)
+{
+    HOSTVAR var;
+    var.area = quint8(input.between(0, 41));
+    var.station = quint8(input.between(0, 2));
+    var.count = input.between(-2, 300); // a block each for timers: kept small for the fuzzer
+    var.addressText = someAddressText(input, 400);
+    return var;
+}
+
+void requireBlocks(int longest)
+{
+    for (int i = 0; i < PLC_driver.readList.size(); ++i) {
+        const RW_VAR &block = PLC_driver.readList.at(i);
+        require(block.count >= 1 && block.count <= longest, "a block is within the longest length");
+        require(i == 0 || inOrder(PLC_driver.readList.at(i - 1), block), "blocks stand in order");
+    }
+}
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    FuzzedDataProvider input(data, size);
+    Input input(data, size);
     ComInfo settings = someSettings(input);
     freshDriver(&settings);
     QList<HOSTVAR> list;
-    while (input.remaining_bytes() > 0 && list.size() < 40) {
-        HOSTVAR var;
-        var.area = input.ConsumeIntegralInRange<quint8>(0, 41);
-        var.station = input.ConsumeIntegralInRange<quint8>(0, 2);
-        var.count =
-            input.ConsumeIntegralInRange(-2, 300); // a block each for timers: kept small for the fuzzer
-        var.addressText =
-            input.ConsumeBool() ? QString::number(input.ConsumeIntegralInRange(0, 400)) : someText(input, 12);
-        list.append(var);
-    }
-    require(ReCreatReadVarList(&list) == int(PLC_driver.readList.size()));
+    while (!input.empty() && list.size() < 40)
+        list.append(someVariable(input));
+    require(ReCreatReadVarList(&list) == int(PLC_driver.readList.size()), "the number of blocks is returned");
+    requireBlocks(qMax(1, settings.maxBlockLength));
 
-    const int longest = qMax(1, settings.maxBlockLength);
-    for (int i = 0; i < PLC_driver.readList.size(); ++i) {
-        const RW_VAR &block = PLC_driver.readList.at(i);
-        require(block.count >= 1 && block.count <= longest);
-        require(i == 0 || inOrder(PLC_driver.readList.at(i - 1), block));
-    }
     for (const HOSTVAR &wanted : std::as_const(list)) {
         RW_VAR var;
         var.area = wanted.area;
@@ -59,7 +65,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         var.station = settings.multiStation != 0 ? int(wanted.station) : settings.defaultStation;
         var.count = wanted.count;
         updateRwVar(&var);
-        require(covered(var));
+        require(covered(var), "every unit that was asked for is read");
     }
     return 0;
 }

@@ -2,41 +2,68 @@
 // neither touch memory that is not its own nor take an image past its ceiling.
 #include "driver_fuzz.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+namespace
 {
-    FuzzedDataProvider input(data, size);
-    ComInfo settings = someSettings(input);
-    freshDriver(&settings);
+RW_VAR someRequest(Input &input)
+{
     RW_VAR var;
     var.area = someInt(input, -1, 41);
     var.address = someInt(input, -2, 2000);
     var.count = someInt(input, -2, 200);
-    var.station = input.ConsumeIntegralInRange(0, 2);
-    var.ownerType = input.ConsumeIntegralInRange(-1, 12);
-    var.accessMode = input.ConsumeIntegralInRange(0, 2);
-    var.linkId = input.ConsumeIntegralInRange(0, 1);
-    handshake[var.station] = input.ConsumeBool();
-    PLC_driver.opKind = input.ConsumeIntegralInRange(-1, 3);
+    var.station = input.between(0, 2);
+    var.ownerType = input.between(-1, 12);
+    var.accessMode = input.between(0, 2);
+    var.linkId = input.between(0, 1);
+    return var;
+}
 
-    RW_VAR written = var;
-    written.data = someBytes(input, 4);
-    if (input.ConsumeBool())
+/// Queues the request's frame, and perhaps the write that a bit write has behind it.
+void ask(Input &input, RW_VAR var)
+{
+    const int with = input.byte();
+    if ((with & 1) != 0) {
+        RW_VAR written = var;
+        written.data = QByteArray::fromStdString(input.bytes(4));
         PLC_driver.writeList.append(written);
+    }
+    if ((with & 2) != 0)
+        PLC_driver.onceReadList.append(var);
+    if ((with & 4) != 0)
+        PLC_driver.readList.append(var);
     ReadAnalog(&var);
-    if (input.ConsumeBool()) {
+    if ((with & 8) != 0) {
         PLC_driver.frameQueue.first().var.preReadMark = -1;
         WriteAnalog(&var);
     }
-    Protocol &head = PLC_driver.frameQueue.first();
-    if (input.ConsumeBool()) {
+    if ((with & 16) != 0) {
+        Protocol &head = PLC_driver.frameQueue.first();
         head.replyLength = someInt(input, -1, 64);
         head.payloadLength = someInt(input, -2, 64);
         head.replyOffset = someInt(input, -2, 64);
     }
-    const int claimed = input.ConsumeBool() ? head.replyLength : input.ConsumeIntegral<int>();
-    QByteArray reply = QByteArray::fromStdString(input.ConsumeRemainingBytesAsString());
-    require(DataCom(&reply, input.ConsumeBool() ? int(reply.size()) : claimed) != 0);
-    require(PLC_driver.currentVar.data.isEmpty());
+}
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    Input input(data, size);
+    ComInfo settings = someSettings(input);
+    freshDriver(&settings);
+    const RW_VAR var = someRequest(input);
+    handshake[var.station] = input.below(4) != 0;
+    ask(input, var);
+    PLC_driver.opKind = input.between(-1, 3);
+    const int length = input.below(3);
+    const int claimed = length == 0   ? PLC_driver.frameQueue.first().replyLength
+                        : length == 1 ? input.number()
+                                      : -1;
+    const std::string bytes = input.rest();
+    ExactMemory memory;
+    QByteArray reply = memory.array(bytes);
+    require(DataCom(&reply, length == 2 ? int(bytes.size()) : claimed) != 0,
+            "DataCom tells where its record is");
+    require(reply.toStdString() == bytes, "the reply is left as it was");
+    require(PLC_driver.currentVar.data.isEmpty(), "the record that the host reads has no data");
     requireBoundedImages();
     return 0;
 }

@@ -1,16 +1,14 @@
 // Answers from the line: however the bytes are cut, answer and surplus are the same, and nothing is lost.
 #include "answer_splitter.h"
+#include "input.h"
+#include "require.h"
 
-#include <fuzzer/FuzzedDataProvider.h>
-
-#include <cstdlib>
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    FuzzedDataProvider input(data, size);
-    const int length = input.ConsumeIntegralInRange(-1, 64);
-    const int cut = input.ConsumeIntegralInRange(1, 8);
-    const QByteArray bytes = QByteArray::fromStdString(input.ConsumeRemainingBytesAsString());
+    Input input(data, size);
+    const int length = input.between(-1, 64);
+    const int cut = input.between(1, 8);
+    const QByteArray bytes = QByteArray::fromStdString(input.rest());
 
     kvhost::AnswerSplitter whole(length);
     whole.feed(bytes);
@@ -18,10 +16,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     for (int at = 0; at < bytes.size(); at += cut)
         pieces.feed(bytes.mid(at, cut));
 
-    if (whole.complete() != pieces.complete() || whole.answer() != pieces.answer() ||
-        whole.surplus() != pieces.surplus())
-        std::abort();
-    if (whole.answer() + whole.surplus() != bytes)
-        std::abort();
+    require(whole.complete() == pieces.complete() && whole.answer() == pieces.answer() &&
+                whole.surplus() == pieces.surplus(),
+            "cutting the bytes changes nothing");
+    require(whole.answer() + whole.surplus() == bytes, "no byte is lost");
+    require(length < 1 || whole.answer().size() <= length, "an answer is no longer than was asked");
     return 0;
 }

@@ -1,21 +1,11 @@
 // Fuzzes the line parser of kv-sim: any bytes on a text line, whole and byte by byte.
 //
 // The first byte chooses switches, the rest is what a host sends.
+#include "require.h"
 #include "simulator.h"
-
-#include <cstdio>
-#include <cstdlib>
 
 namespace
 {
-
-void require(bool holds, const char *what)
-{
-    if (holds)
-        return;
-    std::fprintf(stderr, "broken: %s\n", what);
-    std::abort();
-}
 
 kvsim::Rules rulesFrom(unsigned char choice)
 {

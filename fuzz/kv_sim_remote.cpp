@@ -1,19 +1,9 @@
 // Fuzzes the remote-area parser of kv-sim: any bytes on a remote-area line, whole and byte by byte.
+#include "require.h"
 #include "simulator.h"
-
-#include <cstdio>
-#include <cstdlib>
 
 namespace
 {
-
-void require(bool holds, const char *what)
-{
-    if (holds)
-        return;
-    std::fprintf(stderr, "broken: %s\n", what);
-    std::abort();
-}
 
 class Line
 {

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a step needs and that this machine lacks.
-# Use: scripts/packages.sh demo|test|coverage [...]    (several sets may be named)
+# Use: scripts/packages.sh demo|test|coverage|fuzz [...]    (several sets may be named)
 # Says what it installs and asks for nothing; without root it goes through sudo.
 set -euo pipefail
 
@@ -8,6 +8,8 @@ set -euo pipefail
 demo=(g++ cmake ninja-build qtbase5-dev libqt5serialport5-dev libcli11-dev libsqlite3-dev)
 tests=("${demo[@]}" qt6-base-dev qt6-serialport-dev libgtest-dev procps)
 coverage=("${tests[@]}" gcovr)
+# Fuzzers: the compiler that brings libFuzzer, its runtime, and the tool that names the lines of a crash.
+fuzz=("${demo[@]}" clang-14 libclang-rt-14-dev llvm-14)
 
 wanted=()
 for set_name in "$@"; do
@@ -15,7 +17,8 @@ for set_name in "$@"; do
         demo) wanted+=("${demo[@]}") ;;
         test) wanted+=("${tests[@]}") ;;
         coverage) wanted+=("${coverage[@]}") ;;
-        *) echo "packages.sh: no package set is called '$set_name' (demo, test, coverage)" >&2; exit 2 ;;
+        fuzz) wanted+=("${fuzz[@]}") ;;
+        *) echo "packages.sh: no package set is called '$set_name' (demo, test, coverage, fuzz)" >&2; exit 2 ;;
     esac
 done
 

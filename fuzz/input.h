@@ -1,0 +1,67 @@
+// What a fuzz target takes its choices from: the bytes of one input, from first to last.
+//
+// Front to back, so that a byte added or lost in the middle of an input moves whole steps of a session and
+// spoils none. Past the end everything is 0 or empty. Our own and not the compiler's, so that the inputs can be
+// replayed by tests that are built without a fuzzer.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+class Input
+{
+public:
+    Input(const std::uint8_t *data, std::size_t size) : at(data), end(data + size) {}
+
+    bool empty() const { return at == end; }
+
+    int byte() { return empty() ? 0 : *at++; }
+
+    bool flag() { return (byte() & 1) != 0; }
+
+    /// 0 .. bound - 1, from as few bytes as the bound needs.
+    int below(int bound) { return int((bound <= 256 ? unsigned(byte()) : word()) % unsigned(bound)); }
+
+    int between(int low, int high) { return low + below(high - low + 1); }
+
+    /// Any int at all.
+    int number() { return int(word() | (word() << 16)); }
+
+    /// A length of at most `most` and so many bytes, or fewer at the end.
+    std::string bytes(int most)
+    {
+        const std::ptrdiff_t length = std::min<std::ptrdiff_t>(below(most + 1), end - at);
+        const std::string taken(at, at + length);
+        at += length;
+        return taken;
+    }
+
+    /// As bytes(), as text that any reader of ASCII takes: no zero byte, nothing above 127.
+    std::string ascii(int most)
+    {
+        std::string text = bytes(most);
+        for (char &c : text)
+            c = (c & 0x7F) == 0 ? ' ' : char(c & 0x7F);
+        return text;
+    }
+
+    /// All that is left.
+    std::string rest()
+    {
+        const std::string taken(at, end);
+        at = end;
+        return taken;
+    }
+
+private:
+    unsigned word()
+    {
+        const unsigned low = unsigned(byte());
+        return low | unsigned(byte()) << 8;
+    }
+
+    const std::uint8_t *at;
+    const std::uint8_t *end;
+};

@@ -77,7 +77,7 @@ log=$build/$target.log
 crashes_before=$(find "$build/crashes" -name "$target-*" | sort)
 
 status=0
-"$program" -max_total_time="$seconds" -timeout=25 -rss_limit_mb=3000 -print_final_stats=1 "${dictionary[@]}" \
+"$program" -max_total_time="$seconds" -timeout=60 -rss_limit_mb=3000 -print_final_stats=1 "${dictionary[@]}" \
     -artifact_prefix="$build/crashes/$target-" "$found" "$seeds" >"$log" 2>&1 || status=$?
 
 executions=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")

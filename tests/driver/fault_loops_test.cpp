@@ -261,6 +261,8 @@ protected:
         SCOPED_TRACE(std::string("turn ") + std::to_string(++turns) + ": " + exchange->name);
         sent.push_back(exchange->name);
         expectNotTooOften(*exchange);
+        EXPECT_TRUE(exchange->part == Part::Opening || variant->remote || !lastWasGivenUp)
+            << "the link is opened anew after a give-up";
         if (strikes(*exchange))
             answerBadly(*exchange);
         else

@@ -1,25 +1,29 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a step needs and that this machine lacks.
-# Use: scripts/packages.sh demo|test|coverage|fuzz [...]    (several sets may be named)
+# Use: scripts/packages.sh SET ...
 # Says what it installs and asks for nothing; without root it goes through sudo.
 set -euo pipefail
 
 # What each step needs. "demo" is the smallest: one Qt, no test tools.
-demo=(g++ cmake ninja-build qtbase5-dev libqt5serialport5-dev libcli11-dev libsqlite3-dev)
-tests=("${demo[@]}" qt6-base-dev qt6-serialport-dev libgtest-dev procps)
-coverage=("${tests[@]}" gcovr)
-# Fuzzers: the compiler that brings libFuzzer, its runtime, and the tool that names the lines of a crash.
-fuzz=("${demo[@]}" clang-14 libclang-rt-14-dev llvm-14)
+demo="g++ cmake ninja-build qtbase5-dev libqt5serialport5-dev libcli11-dev libsqlite3-dev"
+test="$demo qt6-base-dev qt6-serialport-dev libgtest-dev procps python3"
+declare -A packages=(
+    [demo]=$demo
+    [test]=$test
+    [coverage]="$test gcovr"
+    # clang brings libFuzzer; its run-time libraries, and what names the lines of a report, are packages of their own.
+    [fuzz]="$demo clang-14 libclang-rt-14-dev llvm-14"
+    [mutants]="$test clang-14 libclang-rt-14-dev"
+)
 
 wanted=()
 for set_name in "$@"; do
-    case $set_name in
-        demo) wanted+=("${demo[@]}") ;;
-        test) wanted+=("${tests[@]}") ;;
-        coverage) wanted+=("${coverage[@]}") ;;
-        fuzz) wanted+=("${fuzz[@]}") ;;
-        *) echo "packages.sh: no package set is called '$set_name' (demo, test, coverage, fuzz)" >&2; exit 2 ;;
-    esac
+    if [ -z "${packages[$set_name]:-}" ]; then
+        echo "packages.sh: no package set is called '$set_name' (${!packages[*]})" >&2
+        exit 2
+    fi
+    read -ra names <<<"${packages[$set_name]}"
+    wanted+=("${names[@]}")
 done
 
 missing=()

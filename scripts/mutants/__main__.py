@@ -1,0 +1,93 @@
+#!/usr/bin/env python3
+"""Plants single faults in the driver's sources, one at a time, and tells which of them the driver's tests notice.
+
+    python3 scripts/mutants                                  all faults (hours of one core)
+    python3 scripts/mutants --jobs 2 --files 'store/*'       two at a time, some files
+    python3 scripts/mutants --kinds named --sample 200       200 faults of the kinds that count most
+    python3 scripts/mutants --list --files core/stations.cpp what would be planted
+
+The sources are never touched. What has been judged is kept in the build folder and not judged again while the source file
+stays as it is; a survivor is tried again when the tests have changed. Survivors that no test can notice stand with their
+reasons in scripts/mutants/explained.txt. Exit status 1: under 95 % noticed, a survivor without a reason, or a reason
+without a survivor.
+"""
+
+import argparse
+import fnmatch
+import random
+import sys
+from pathlib import Path
+
+from build_tree import BuildTree
+from explained import read_explanations
+from faults import FURTHER_KINDS, NAMED_KINDS, faults_in
+from judge import Judge
+from report import Report
+from trial import THREAD_TESTS, Trials
+
+ROOT = Path(__file__).resolve().parents[2]
+EXPLANATIONS = Path(__file__).with_name("explained.txt")
+KINDS = {"all": NAMED_KINDS + FURTHER_KINDS, "named": NAMED_KINDS, "further": FURTHER_KINDS}
+THREAD_SANITIZER = ["-DKV_QT_MAJOR=6", "-DCMAKE_CXX_COMPILER=clang++-14", "-DCMAKE_CXX_FLAGS=-fsanitize=thread"]
+
+
+def options():
+    parser = argparse.ArgumentParser(prog="mutants", description=__doc__, formatter_class=argparse.RawTextHelpFormatter)
+    parser.add_argument("--folder", type=Path, default=ROOT / "build" / "mutants", help="build folder (build/mutants)")
+    parser.add_argument("--jobs", type=int, default=1, help="faults tried at a time (1)")
+    parser.add_argument("--files", nargs="+", default=["*"], help="patterns under Communication_Protocol/, in this order")
+    parser.add_argument("--kinds", nargs="+", default=["all"], help="all, named, further, or kinds by name")
+    parser.add_argument("--sample", type=int, help="so many of them, chosen at random")
+    parser.add_argument("--seed", type=int, default=1, help="for --sample (1)")
+    parser.add_argument("--again", action="store_true", help="judge afresh what has been judged")
+    parser.add_argument("--list", action="store_true", help="only tell what would be planted")
+    chosen = parser.parse_args()
+    chosen.folder = chosen.folder.resolve()
+    chosen.kinds = [name for kind in chosen.kinds for name in KINDS.get(kind, (kind,))]
+    unknown = set(chosen.kinds) - set(KINDS["all"])
+    if unknown:
+        parser.error(f"no such kind: {', '.join(sorted(unknown))}; there are {', '.join(KINDS['all'])}")
+    return chosen
+
+
+def chosen_files(patterns):
+    sources = ROOT / "Communication_Protocol"
+    paths = sorted(path.relative_to(sources) for path in sources.rglob("*.[ch]*") if path.suffix in (".cpp", ".h"))
+    files = [path for pattern in patterns for path in paths if fnmatch.fnmatch(str(path), pattern)]
+    return list(dict.fromkeys(files))
+
+
+def planted(chosen):
+    """Pairs of a file and a fault in it."""
+    pairs = [
+        (path, fault)
+        for path in chosen_files(chosen.files)
+        for fault in faults_in((ROOT / "Communication_Protocol" / path).read_text(), chosen.kinds)
+    ]
+    if not pairs:
+        raise SystemExit(f"mutants: no fault to plant in {' '.join(chosen.files)}")
+    if chosen.sample is not None and chosen.sample < len(pairs):
+        keep = set(random.Random(chosen.seed).sample(range(len(pairs)), chosen.sample))
+        pairs = [pair for index, pair in enumerate(pairs) if index in keep]
+    return pairs
+
+
+def main():
+    chosen = options()
+    pairs = planted(chosen)
+    texts = {path: (ROOT / "Communication_Protocol" / path).read_text() for path, _ in pairs}
+    report = Report(texts, read_explanations(EXPLANATIONS.read_text()))
+    if chosen.list:
+        for path, fault in pairs:
+            print(report.line_for(path, fault))
+        return 0
+    plain = Trials(BuildTree(ROOT, chosen.folder / "plain"), {"MALLOC_PERTURB_": "165"})
+    threads = Trials(BuildTree(ROOT, chosen.folder / "threads", THREAD_SANITIZER, THREAD_TESTS),
+                     {"TSAN_OPTIONS": "halt_on_error=1"}, bounded_memory=False)
+    judge = Judge(plain, threads, chosen.folder, chosen.again)
+    judge.judge_all(pairs, texts, chosen.jobs, report.tell)
+    return report.finish(whole=chosen.sample is None and chosen.kinds == list(KINDS["all"]))
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,111 @@
+"""Runs the driver's tests against a changed driver, those first that are most likely to notice."""
+
+import os
+import re
+import resource
+import subprocess
+import time
+
+from build_tree import LIBRARY, TEST_PROGRAM
+
+# Beside the tests of the same name. The rest follows in a second run, the slow ones in a third.
+FIRST_TESTS = {
+    "Communication_Protocol.h": ["host_setup", "reply_intake"],
+    "addresses/address_parser": ["address_parser"],
+    "addresses/area_table": ["address_parser", "read_frames", "write_frames", "units"],
+    "addresses/pieces": ["variable_lists", "host_writes", "block_split"],
+    "addresses/read_list": ["read_list", "block_split"],
+    "addresses/write_list": ["host_writes"],
+    "core/debug_line": ["read_frames", "store_ranges"],
+    "core/held_lock": ["host_setup", "stations", "locks"],
+    "core/op_kind": ["request_end", "scheduler"],
+    "core/outcome": ["return_codes"],
+    "core/reply_checks": ["reply_checks", "bit_write", "handshake"],
+    "core/reply_intake": ["reply_intake", "request_end", "handshake"],
+    "core/settings": ["host_setup", "host_writes"],
+    "frames/command_text": ["write_frames", "read_frames"],
+    "frames/frame_queue": ["read_frames", "handshake"],
+    "frames/reply_length": ["read_frames", "remote_frames"],
+    "store/decimal_field": ["reply_decoder", "bit_write"],
+    "store/device_image": ["store_ranges", "host_reads", "write_through", "reply_decoder"],
+}
+SLOW_TESTS = ["Calls/Locks.*", "ConcurrentUse.*", "BlockSplit.followsTheRule*", "*/FixedSeed.*/seed1", "*/Ceiling.*",
+              "*/LastElement.*"]
+THREAD_TESTS = ["concurrent_use", "locks"]  # run under the thread sanitizer against changed locks
+LEFT_OUT = [
+    "ExportedNames.*", "*/CppName.*", "*/HostCallName.*", "*/ObjectName.*",  # load the driver by its path: the unchanged one
+    "*/FaultInSplitting.*", "*/PlantedFault.*", "TranscriptPlayer.*",  # test the tests
+    "Model.*", "*/FixedSeed.*/seed2", "*/FixedSeed.*/seed3", "*/FixedSeed.*/seed4", "*/FixedSeed.*/seed5",  # take too long
+]
+MOST_MEMORY = 6 << 30  # a fault that asks for all there is must not take the machine with it
+LEAST_LIMIT = 20  # seconds
+
+
+class Trials:
+    """The test program of one build tree, run in stages: filters of which each has its own time limit."""
+
+    def __init__(self, tree, environment=None, bounded_memory=True):
+        self.tree = tree
+        self.environment = environment or {}
+        self.bounded_memory = bounded_memory
+        self.suites = _suites_of_test_files(tree.root / "tests" / "driver")
+        self.limits = {"quick": 600.0, "slow": 600.0}
+
+    def stages_for(self, relative, kind):
+        """Pairs of a name for its time limit and a filter."""
+        if self.tree.only_tests:
+            return [("slow", _filter(self._suites_of(self.tree.only_tests)))]
+        stem = str(relative.with_suffix(""))
+        names = FIRST_TESTS.get(str(relative), FIRST_TESTS.get(stem, [relative.stem]))
+        first = self._suites_of(name for name in names if name in self.suites)
+        stages = [("quick", _filter(first, SLOW_TESTS + LEFT_OUT))] if first else []
+        stages += [("quick", _filter(["*"], first + SLOW_TESTS + LEFT_OUT)), ("slow", _filter(SLOW_TESTS))]
+        return stages[::-1] if kind == "lock" else stages
+
+    def all_stages(self):
+        if self.tree.only_tests:
+            return self.stages_for(None, "lock")
+        return [("quick", _filter(["*"], SLOW_TESTS + LEFT_OUT)), ("slow", _filter(SLOW_TESTS))]
+
+    def _suites_of(self, files):
+        return [pattern for name in files for pattern in self.suites[name]]
+
+    def measure(self, place):
+        """Runs the unchanged driver, which must pass, and sets the limits by what it takes."""
+        for limit, tests in self.all_stages():
+            began = time.monotonic()
+            if not self.passes(place, (limit, tests)):
+                raise SystemExit(f"mutants: the tests fail with the unchanged driver: {limit} stage of {self.tree.folder}")
+            self.limits[limit] = max(LEAST_LIMIT, 5 * (time.monotonic() - began))
+
+    def passes(self, place, stage):
+        """True if every test passes; a crash and a hang are failures like any other."""
+        limit, tests = stage
+        command = [str(self.tree.folder / TEST_PROGRAM), "--gtest_brief=1", "--gtest_fail_fast", f"--gtest_filter={tests}"]
+        environment = {**os.environ, "LD_LIBRARY_PATH": str((place / LIBRARY).parent), **self.environment}
+        try:
+            done = subprocess.run(command, cwd=place, env=environment, stdin=subprocess.DEVNULL,
+                                  stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                                  timeout=self.limits[limit], preexec_fn=self._bound)
+        except subprocess.TimeoutExpired:
+            return False
+        return done.returncode == 0
+
+    def _bound(self):
+        resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+        if self.bounded_memory:
+            resource.setrlimit(resource.RLIMIT_AS, (MOST_MEMORY, MOST_MEMORY))
+
+
+def _filter(wanted, unwanted=()):
+    return ":".join(wanted) + ("-" + ":".join(unwanted) if unwanted else "")
+
+
+def _suites_of_test_files(folder):
+    """Name of a test file without _test.cpp -> filters of its suites, whether tests, fixtures or rows."""
+    suites = {}
+    for path in sorted(folder.glob("*_test.cpp")):
+        names = dict.fromkeys(re.findall(r"^TEST(?:_[FP])?\((\w+),", path.read_text(), re.MULTILINE))
+        patterns = [pattern for name in names for pattern in (f"{name}.*", f"*/{name}.*")]
+        suites[path.stem.removesuffix("_test")] = patterns
+    return suites

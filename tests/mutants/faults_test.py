@@ -1,0 +1,181 @@
+"""Which faults are planted in a few lines of code, and what counts as an explanation."""
+
+import sys
+import unittest
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "scripts" / "mutants"))
+
+from cpp_tokens import tokens_of  # noqa: E402
+from explained import read_explanations  # noqa: E402
+from faults import faults_in  # noqa: E402
+from judge import NOT_COMPILED, NOTICED, SURVIVED  # noqa: E402
+from report import Report  # noqa: E402
+
+
+def changes(text, *kinds):
+    """Each fault as "line: what stood there -> what stands there"."""
+    return [f"{fault.line_in(text)}: {fault.change_in(text)}" for fault in faults_in(text, kinds)]
+
+
+class Tokens(unittest.TestCase):
+    def test_comments_and_preprocessor_lines_are_no_code(self):
+        text = '#include <a>\nint a; // b < 1\n/* c == 2 */ char d = \'"\'; const char *e = "f // g";\n'
+        self.assertEqual(
+            [token.text for token in tokens_of(text)],
+            ["int", "a", ";", "char", "d", "=", "'\"'", ";", "const", "char", "*", "e", "=", '"f // g"', ";"],
+        )
+
+    def test_digits_may_be_grouped(self):
+        self.assertEqual([token.text for token in tokens_of("1'000 + '0'")], ["1'000", "+", "'0'"])
+
+
+class TokenFaults(unittest.TestCase):
+    def test_a_comparison_is_moved_by_one_and_negated(self):
+        self.assertEqual(changes("bool f(int a) { return a < b; }", "comparison"), ["1: < -> <=", "1: < -> >="])
+        self.assertEqual(changes("bool f(int a) { return a >= b; }", "comparison"), ["1: >= -> <", "1: >= -> >"])
+        self.assertEqual(changes("bool f(int a) { return a == b; }", "comparison"), ["1: == -> !="])
+
+    def test_brackets_of_templates_are_no_comparisons(self):
+        text = "template <typename T>\nQMap<int, QList<T>> f(const QList<T> &a) { return a->b(); }"
+        self.assertEqual(changes(text, "comparison", "arithmetic"), [])
+
+    def test_numbers_become_their_neighbours(self):
+        self.assertEqual(changes("int a = 1024;", "boundary"), ["1: 1024 -> 1023", "1: 1024 -> 1025"])
+        self.assertEqual(changes("int a = 0;", "boundary"), ["1: 0 -> (-1)", "1: 0 -> 1"])
+        self.assertEqual(changes("long a = 0xFFU;", "boundary"), ["1: 0xFFU -> 254U", "1: 0xFFU -> 256U"])
+        self.assertEqual(changes("int a = 1'000;", "boundary"), ["1: 1'000 -> 1001", "1: 1'000 -> 999"])
+
+    def test_characters_become_their_neighbours(self):
+        self.assertEqual(changes("char a = '9';", "boundary"), ["1: '9' -> char(56)", "1: '9' -> char(58)"])
+        self.assertEqual(changes("char a = '\\r';", "boundary"), ["1: '\\r' -> char(12)", "1: '\\r' -> char(14)"])
+
+    def test_numbers_with_a_point_are_left_alone(self):
+        self.assertEqual(changes("double a = 1.5;", "boundary"), [])
+
+    def test_logic(self):
+        self.assertEqual(
+            changes("bool f() { return a && !b || true; }", "logic"), ["1: && -> ||", "1: ! -> nothing", "1: || -> &&", "1: true -> false"]
+        )
+
+    def test_references_and_pointers_are_no_arithmetic(self):
+        text = "int f(int *a, int &b) { const int &c = *a; return c * b - -1 + qMin(*a, b); }"
+        self.assertEqual(changes(text, "arithmetic"), ["1: * -> /", "1: - -> +", "1: + -> -", "1: qMin -> qMax"])
+
+    def test_only_the_ends_of_a_range_of_numbers_are_exchanged(self):
+        text = "int f(int min) { return min + std::numeric_limits<int>::min(); }"
+        self.assertEqual(changes(text, "arithmetic"), ["1: + -> -", "1: min -> max"])
+
+    def test_texts_get_one_character_more(self):
+        self.assertEqual(changes('void f() { g("OK"); }', "text"), ['1: "OK" -> "OKx"'])
+        self.assertEqual(changes('extern "C" { int a; }', "text"), [])
+
+
+class ReturnFaults(unittest.TestCase):
+    def test_a_return_before_the_end_is_removed(self):
+        text = "int f(int a)\n{\n    if (a < 0)\n        return -1;\n    return a;\n}"
+        self.assertEqual(changes(text, "early-return"), ["4: return -1; -> ;"])
+
+    def test_a_guard_at_the_end_of_a_void_function_counts(self):
+        self.assertEqual(changes("void f() { if (a)\nreturn;\n}", "early-return"), ["2: return; -> ;"])
+
+    def test_a_return_in_a_case_counts(self):
+        text = "int f(int a)\n{\nswitch (a) {\ncase 1:\nreturn 5;\ndefault:\nreturn 7;\n}\nreturn 9;\n}"
+        self.assertEqual(changes(text, "early-return"), ["5: return 5; -> ;", "7: return 7; -> ;"])
+
+    def test_continue_counts_and_the_last_return_of_a_lambda_does_not(self):
+        text = "void f()\n{\nfor (;;) {\nif (a)\ncontinue;\ng([&a](int b) { return a + b; });\n}\n}"
+        self.assertEqual(changes(text, "early-return"), ["5: continue; -> ;"])
+
+    def test_a_case_runs_on_into_the_next_one(self):
+        text = "void f(int a)\n{\nswitch (a) {\ncase A::B:\ng();\nbreak;\ncase A::C:\nh();\nbreak;\n}\n}"
+        self.assertEqual(changes(text, "break"), ["6: break; -> ;"])
+
+
+class StatementFaults(unittest.TestCase):
+    def test_calls_and_assignments_are_removed_and_declarations_are_not(self):
+        text = "void f()\n{\nint a = 1;\nRW_VAR var;\nQList<int> &list = d.list;\nvar.a = 2;\nlist[a] = 3;\nstd::abort();\n*b = 4;\n}"
+        self.assertEqual(
+            changes(text, "statement"),
+            ["6: var.a = 2; -> ;", "7: list[a] = 3; -> ;", "8: std::abort(); -> ;", "9: *b = 4; -> ;"],
+        )
+
+    def test_a_loop_s_step_is_no_statement(self):
+        self.assertEqual(changes("void f() { for (i = 0; i < 3; i += 2)\ng(); }", "statement"), ["2: g(); -> ;"])
+
+    def test_conditions_are_negated_behind_their_declaration(self):
+        text = "void f() { if (const A *a = g(); a && b) h(); }"
+        self.assertEqual(changes(text, "condition"), ["1: a && b -> !(a && b)"])
+
+    def test_single_comparisons_are_negated_as_comparisons_alone(self):
+        self.assertEqual(changes("void f() { if (a == b) h(); }", "condition"), [])
+        self.assertEqual(changes("void f() { if (a(b)) h(); }", "condition"), ["1: a(b) -> !(a(b))"])
+
+
+class LockFaults(unittest.TestCase):
+    def test_a_lock_is_removed_or_another_one_taken(self):
+        text = "void f()\n{\nconst Held lists(PLC_driver.listMutex, Rank::Lists);\n}"
+        self.assertEqual(
+            changes(text, "lock"),
+            [
+                "3: PLC_driver.listMutex -> []() -> QMutex & { static thread_local QMutex own; return own; }()",
+                "3: PLC_driver.listMutex, Rank::Lists -> PLC_driver.stationMutex, Rank::Stations",
+                "3: PLC_driver.listMutex, Rank::Lists -> PLC_driver.storageControlMutex, Rank::StoreGrowth",
+                "3: PLC_driver.listMutex, Rank::Lists -> PLC_driver.storeMutex, Rank::Store",
+            ],
+        )
+
+    def test_the_one_place_that_locks(self):
+        text = "void enter() { LockOrder::enter(rank); mutex.lock(); }"
+        self.assertEqual(changes(text, "lock"), ["1: LockOrder::enter(rank); -> ;", "1: mutex.lock(); -> ;"])
+
+
+class TableFaults(unittest.TestCase):
+    TABLE = 'constexpr Area areas[] = {\n{A, "R", 6, nullptr},\n{B, "MR", 6, "%d"},\n{C, "MR", 0, nullptr},\n};'
+
+    def test_fields_take_another_value_of_their_column_and_numbers_their_neighbours(self):
+        self.assertEqual(
+            changes(self.TABLE, "table", "boundary", "text"),
+            [
+                "2: A -> B", '2: "R" -> "MR"', "2: 6 -> (5)", "2: 6 -> 7", '2: nullptr -> "%d"',
+                "3: B -> C", '3: "MR" -> "R"', "3: 6 -> (5)", "3: 6 -> 7", '3: "%d" -> nullptr',
+                "4: C -> A", '4: "MR" -> "R"', "4: 0 -> (-1)", "4: 0 -> 1", '4: nullptr -> "%d"',
+            ],
+        )  # fmt: skip
+
+
+class Verdicts(unittest.TestCase):
+    TEXT = "bool f(int a)\n{\n    return a < 1;\n}\n"
+    EXPLAINED = "# comment\nfile: a.cpp\nline: return a < 1;\nchange: < -> ...\nwhy: because\n"
+
+    def report(self, verdicts, explained=EXPLAINED):
+        report = Report({"a.cpp": self.TEXT}, read_explanations(explained))
+        for fault, verdict in zip(faults_in(self.TEXT), verdicts):
+            report.tell("a.cpp", fault, verdict, 1.0)
+        return report
+
+    def test_the_faults_of_the_text(self):
+        self.assertEqual(changes(self.TEXT, "comparison", "boundary"), ["3: < -> <=", "3: < -> >=", "3: 1 -> 0", "3: 1 -> 2"])
+
+    def test_an_explained_survivor_is_counted_apart(self):
+        report = self.report([SURVIVED, NOTICED, NOT_COMPILED, NOTICED])
+        self.assertEqual(dict(report.counts[("all", "all")]), {"explained": 1, NOTICED: 2, NOT_COMPILED: 1})
+
+    def test_explained_survivors_are_not_among_the_noticed(self):
+        self.assertEqual(self.report([SURVIVED, NOTICED, NOT_COMPILED, NOTICED]).finish(whole=True), 1)
+
+    def test_all_noticed_is_enough_and_a_reason_without_a_survivor_is_not(self):
+        self.assertEqual(self.report([NOTICED] * 4, "").finish(whole=True), 0)
+        self.assertEqual(self.report([NOTICED] * 4).finish(whole=True), 1)
+        self.assertEqual(self.report([NOTICED] * 4).finish(whole=False), 0)
+
+    def test_an_unexplained_survivor_is_not_enough(self):
+        self.assertEqual(self.report([SURVIVED, NOTICED, NOTICED, NOTICED], "").finish(whole=True), 1)
+
+    def test_an_explanation_without_a_reason_is_refused(self):
+        with self.assertRaises(SystemExit):
+            read_explanations("file: a.cpp\nline: b\nchange: c -> d\n")
+
+
+if __name__ == "__main__":
+    unittest.main(buffer=True)

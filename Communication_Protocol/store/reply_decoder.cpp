@@ -28,7 +28,7 @@ Payload payloadOf(const QByteArray &reply, const Protocol &frame)
 {
     const qint64 size = reply.size();
     const qint64 end = frame.payloadLength < 0 ? size : qint64(frame.replyOffset) + frame.payloadLength;
-    const qint64 from = qBound<qint64>(0, frame.replyOffset, size);
+    const qint64 from = qBound(qint64(0), qint64(frame.replyOffset), size);
     const qint64 until = qBound(from, end, size);
     return {reply.constData() + from, int(until - from)};
 }

@@ -4,13 +4,16 @@
 #   ./test.sh              all tests, both Qt versions
 #   ./test.sh --qt 5       one of them
 #   ./test.sh --coverage   Qt 5 only, with the lines and branches of the driver that the tests reach
+#   ./test.sh --sanitize   everything under the address and undefined-behaviour sanitizers (clang, Qt 5), then the
+#                          driver under the thread sanitizer (clang, Qt 6), its threads at work for a minute
+#   ./test.sh --lint       clang-format, clang-tidy and cppcheck over all sources
 #
 # Qt 5 is built optimised, as it ships; Qt 6 with assertions, so that the order of locks is checked too.
 set -euo pipefail
 cd "$(dirname "$0")"
 
 versions=(5 6)
-coverage=no
+mode=test
 while [ $# -gt 0 ]; do
     case $1 in
         --qt)
@@ -19,8 +22,8 @@ while [ $# -gt 0 ]; do
                 *) echo "test.sh: --qt takes 5 or 6" >&2; exit 2 ;;
             esac
             shift ;;
-        --coverage) coverage=yes ;;
-        -h | --help) sed -n '2,9s/^# \{0,1\}//p' "$0"; exit 0 ;;
+        --coverage | --sanitize | --lint) mode=${1#--} ;;
+        -h | --help) sed -n '2,12s/^# \{0,1\}//p' "$0"; exit 0 ;;
         *) echo "test.sh: unknown option '$1' (./test.sh --help lists them)" >&2; exit 2 ;;
     esac
     shift
@@ -30,13 +33,26 @@ run_tests() { # FOLDER
     ctest --test-dir "$1" --output-on-failure --parallel "$(nproc)"
 }
 
-if [ "$coverage" = yes ]; then
-    scripts/packages.sh coverage
-    scripts/coverage.sh build/coverage
-    exit
-fi
+sanitize() {
+    local clang=(-DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Debug)
+    echo "Building for the address and undefined-behaviour sanitizers"
+    scripts/build.sh build/asan "${clang[@]}" -DKV_QT_MAJOR=5 -DKV_SANITIZE=address,undefined -DCMAKE_CXX_FLAGS=-O1
+    echo "Testing under the address and undefined-behaviour sanitizers"
+    UBSAN_OPTIONS=print_stacktrace=1 run_tests build/asan
+    echo "Building for the thread sanitizer"
+    scripts/build.sh build/tsan "${clang[@]}" -DKV_QT_MAJOR=6 -DKV_SANITIZE=thread -DCMAKE_CXX_FLAGS=-O1 \
+        -DKV_BUILD_PROGRAMS=OFF
+    echo "Testing under the thread sanitizer"
+    TSAN_OPTIONS=halt_on_error=1 KV_TEST_SECONDS=60 run_tests build/tsan
+}
 
-scripts/packages.sh test
+scripts/packages.sh "$mode"
+case $mode in
+    coverage) scripts/coverage.sh build/coverage; exit ;;
+    sanitize) sanitize; exit ;;
+    lint) scripts/lint.sh build/lint; exit ;;
+esac
+
 for qt in "${versions[@]}"; do
     type=RelWithDebInfo
     [ "$qt" = 5 ] || type=Debug

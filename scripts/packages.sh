@@ -13,6 +13,8 @@ declare -A packages=(
     [coverage]="$test gcovr"
     # clang brings libFuzzer; its run-time libraries, and what names the lines of a report, are packages of their own.
     [fuzz]="$demo clang-14 libclang-rt-14-dev llvm-14"
+    [sanitize]="$test clang libclang-rt-14-dev llvm"
+    [lint]="$test clang clang-tidy clang-format cppcheck"
     [mutants]="$test clang-14 libclang-rt-14-dev"
 )
 

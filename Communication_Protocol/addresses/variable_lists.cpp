@@ -37,7 +37,9 @@ bool mergeBehindHead(QList<RW_VAR> &list, const RW_VAR &var)
 {
     for (int i = 1; i < list.size(); ++i) {
         if (sameRequest(list.at(i), var)) {
-            list[i] = var;
+            // Moved in from a copy: the old values are released here, where the thread sanitizer sees it, and not
+            // inside Qt.
+            list[i] = RW_VAR(var);
             return true;
         }
     }

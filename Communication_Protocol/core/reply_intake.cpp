@@ -163,7 +163,7 @@ void reportGivenUp()
 
 void passRetValue(const RW_VAR &from, RW_VAR &to)
 {
-    to = from;
+    to = RW_VAR(from); // moved in from a copy, as in the merging of writes
     to.data.clear();
 }
 

@@ -11,6 +11,7 @@
 #include "core/settings.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace
 {
@@ -53,13 +54,19 @@ void countTowardsCycle()
         setSetting(&ComInfo::cycleDone, 1);
 }
 
+/// A host may have left any number in its block, the highest int too.
+qint64 oneMoreThan(int ComInfo::*word)
+{
+    return qint64(setting(word)) + 1;
+}
+
 /// Takes the answered frame off the queue. \return true if it was the last one of its request
 bool advanceRequest()
 {
     storeShared(PLC_driver.lastFailed, quint8(0));
     PLC_driver.frameQueue.removeFirst();
-    const int framesDone = setting(&ComInfo::framesDone) + 1;
-    setSetting(&ComInfo::framesDone, framesDone);
+    const qint64 framesDone = oneMoreThan(&ComInfo::framesDone);
+    setSetting(&ComInfo::framesDone, int(qMin<qint64>(framesDone, std::numeric_limits<int>::max())));
     return framesDone >= setting(&ComInfo::framesPerRequest);
 }
 
@@ -69,9 +76,11 @@ bool countFailure()
     storeShared(PLC_driver.lastFailed, quint8(1));
     storeShared(PLC_driver.readsThisCycle, 0);
     setSetting(&ComInfo::cycleDone, 0);
-    const int retryCount = setting(&ComInfo::retryCount) + 1;
-    setSetting(&ComInfo::retryCount, retryCount);
-    return retryCount <= setting(&ComInfo::maxRetries);
+    const qint64 retryCount = oneMoreThan(&ComInfo::retryCount);
+    if (retryCount > setting(&ComInfo::maxRetries))
+        return false; // giving up clears the count
+    setSetting(&ComInfo::retryCount, int(retryCount));
+    return true;
 }
 
 void giveUp(int station)

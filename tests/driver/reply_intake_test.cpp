@@ -255,6 +255,17 @@ TEST_F(ReplyIntake, aReplyThatOverstepsTheRequestEndsItToo)
     EXPECT_TRUE(PLC_driver.frameQueue.isEmpty());
 }
 
+// A host may have left any number in the block: adding to the highest one must not make the lowest one of it.
+TEST_F(ReplyIntake, framesDoneAtTheEndOfIntStaysThereAndEndsTheRequest)
+{
+    readInFlight();
+    settings.framesDone = 2147483647;
+    EXPECT_EQ(answer("00007\r\n"), 1);
+    EXPECT_EQ(settings.framesDone, 2147483647);
+    EXPECT_TRUE(PLC_driver.frameQueue.isEmpty());
+    EXPECT_EQ(PLC_driver.readsThisCycle, 1); // the request was finished
+}
+
 // --- counting a pass over the read list ----------------------------------------------------------------
 
 TEST_F(ReplyIntake, aPassIsOverWhenMoreRequestsAreFinishedThanTheReadListHolds)
@@ -396,6 +407,16 @@ TEST_F(ReplyIntake, lessThanNoRetriesGiveUpAtOnceToo)
     settings.maxRetries = -1;
     writeInFlight();
     EXPECT_EQ(noAnswer(), 46);
+    EXPECT_EQ(takeCallbacks(), (Lines{"notify 77 5 50 2", "error 5 1 empty"}));
+}
+
+TEST_F(ReplyIntake, failuresAtTheEndOfIntGiveUpHoweverManyRetriesAreAllowed)
+{
+    settings.maxRetries = 2147483647;
+    settings.retryCount = 2147483647;
+    writeInFlight();
+    EXPECT_EQ(noAnswer(), 46);
+    EXPECT_EQ(settings.retryCount, 0);
     EXPECT_EQ(takeCallbacks(), (Lines{"notify 77 5 50 2", "error 5 1 empty"}));
 }
 

@@ -228,6 +228,12 @@ bool sameRequest(const Var &a, const Var &b)
     return a.station == b.station && a.area == b.area && a.address == b.address && a.count == b.count;
 }
 
+/// A host may have left any number in its block: the end of int is not passed.
+int plusOne(int number)
+{
+    return number == std::numeric_limits<int>::max() ? number : number + 1;
+}
+
 bool sameRequester(const Var &a, const Var &b)
 {
     return a.ownerType == b.ownerType && a.ownerId == b.ownerId;
@@ -452,7 +458,8 @@ void Driver::layBlocks(const std::vector<Var> &group, int length)
     for (const Var &element : group) {
         Var block = element;
         int left = element.count;
-        if (readList.size() > before && element.address < readList.back().address + length) {
+        if (readList.size() > before &&
+            element.address < static_cast<long long>(readList.back().address) + length) {
             Var &last = readList.back();
             left = element.address + element.count - last.address;
             if (left <= last.count)
@@ -476,9 +483,12 @@ void Driver::layBlocks(const std::vector<Var> &group, int length)
 /// Moves entries of switched-off stations to the end; false if there are no others.
 bool Driver::bringUpLiveStation(std::vector<Var> &list)
 {
-    for (std::size_t n = list.size(); n > 0 && switchedOff.count(list.front().station) != 0; --n)
-        moveHeadToEnd(list);
-    return switchedOff.count(list.front().station) == 0;
+    const auto live = std::find_if(list.begin(), list.end(),
+                                   [&](const Var &var) { return switchedOff.count(var.station) == 0; });
+    if (live == list.end())
+        return false; // once around: all stand where they stood
+    std::rotate(list.begin(), live, list.end());
+    return true;
 }
 
 void Driver::comCommunication()
@@ -725,7 +735,9 @@ void Driver::dataCom(const std::string &reply, int length)
     if (code == 1 || code == 100) {
         lastFailed = false;
         queue.erase(queue.begin());
-        if (++settings[framesDone] < settings[framesPerRequest]) {
+        const bool more = settings[framesDone] + 1LL < settings[framesPerRequest];
+        settings[framesDone] = plusOne(settings[framesDone]);
+        if (more) {
             currentVar.result = code;
             return;
         }
@@ -737,7 +749,8 @@ void Driver::dataCom(const std::string &reply, int length)
         lastFailed = true;
         readsThisCycle = 0;
         settings[cycleDone] = 0;
-        if (++settings[retryCount] <= settings[maxRetries]) {
+        if (settings[retryCount] + 1LL <= settings[maxRetries]) {
+            ++settings[retryCount];
             currentVar.result = 0;
             return;
         }

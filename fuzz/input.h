@@ -2,7 +2,8 @@
 //
 // Front to back, so that a byte added or lost in the middle of an input moves whole steps of a session and
 // spoils none. Past the end everything is 0 or empty. Our own and not the compiler's, so that the inputs can be
-// replayed by tests that are built without a fuzzer.
+// replayed by tests that are built without a fuzzer. Take one choice in a statement: compilers differ in which
+// operand they look at first.
 #pragma once
 
 #include <algorithm>
@@ -27,12 +28,17 @@ public:
     int between(int low, int high) { return low + below(high - low + 1); }
 
     /// Any int at all.
-    int number() { return int(word() | (word() << 16)); }
+    int number()
+    {
+        const unsigned low = word();
+        return int(low | word() << 16);
+    }
 
     /// A length of at most `most` and so many bytes, or fewer at the end.
     std::string bytes(int most)
     {
-        const std::ptrdiff_t length = std::min<std::ptrdiff_t>(below(most + 1), end - at);
+        const std::ptrdiff_t wanted = below(most + 1);
+        const std::ptrdiff_t length = std::min(wanted, end - at);
         const std::string taken(at, at + length);
         at += length;
         return taken;

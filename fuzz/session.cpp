@@ -429,8 +429,11 @@ std::string Session::goodReply()
 
 std::string Session::value(int width)
 {
-    if (width == 24)
-        return std::to_string(input.below(2)) + "," + digits(10) + "," + digits(10);
+    if (width == 24) {
+        std::string triple = std::to_string(input.below(2));
+        triple += "," + digits(10);
+        return triple + "," + digits(10);
+    }
     return digits(width == 11 ? 10 : 5);
 }
 

@@ -69,13 +69,14 @@ void Session::play()
 void Session::step()
 {
     using Step = void (Session::*)();
-    static const std::array<Step, 24> calls{
-        &Session::exchange,      &Session::exchange,      &Session::exchange,    &Session::exchanges,
-        &Session::ask,           &Session::ask,           &Session::timeOut,     &Session::cannedReply,
-        &Session::cannedReply,   &Session::anyReply,      &Session::spoiltReply, &Session::setRegister,
-        &Session::setRegister,   &Session::addWrite,      &Session::addOnceRead, &Session::addRead,
-        &Session::rebuild,       &Session::getRegister,   &Session::getRegister, &Session::parse,
-        &Session::switchStation, &Session::changeSetting, &Session::handOver,    &Session::fillLists};
+    static const std::array<Step, 25> calls{
+        &Session::exchange,    &Session::exchange,      &Session::exchange,      &Session::exchanges,
+        &Session::ask,         &Session::ask,           &Session::timeOut,       &Session::cannedReply,
+        &Session::silence,     &Session::cannedReply,   &Session::anyReply,      &Session::spoiltReply,
+        &Session::setRegister, &Session::setRegister,   &Session::addWrite,      &Session::addOnceRead,
+        &Session::addRead,     &Session::rebuild,       &Session::getRegister,   &Session::getRegister,
+        &Session::parse,       &Session::switchStation, &Session::changeSetting, &Session::handOver,
+        &Session::fillLists};
     (this->*calls[std::size_t(input.below(int(calls.size())))])();
 }
 
@@ -100,6 +101,17 @@ int Session::count()
     return oneOf<15>(input, {0, -1, -40, 9, 15, 16, 17, 31, 63, 64, 65, 127, 128, 129, 200});
 }
 
+/// Few, so that a requester often has several requests pending.
+int Session::ownerType()
+{
+    return oneOf<8>(input, {1, 1, 1, 1, 0, 11, 12, -1});
+}
+
+int Session::ownerId()
+{
+    return oneOf<4>(input, {1, 1, 1, 2});
+}
+
 std::string Session::addressText(int ofArea)
 {
     const int form = input.byte();
@@ -118,8 +130,8 @@ std::string Session::addressText(int ofArea)
 model::Var Session::variable()
 {
     model::Var var;
-    var.ownerType = input.between(-1, 13);
-    var.ownerId = input.between(1, 3);
+    var.ownerType = ownerType();
+    var.ownerId = ownerId();
     const int odd = input.byte(); // mostly 0 in a short input: a variable that makes sense
     var.accessMode = (odd & 0x80) != 0 ? 7 : odd & 1;
     var.linkId = (odd & 0x60) == 0x60 ? input.below(4) : plain.settings[model::localLinkId];
@@ -174,13 +186,12 @@ void Session::setRegister()
     const int toStation = station();
     const int number = count();
     const std::string data = values(input);
-    const int ownerType = input.between(0, 12);
-    const int ownerId = input.between(1, 3);
+    const int type = ownerType();
+    const int id = ownerId();
     const int returned = SetRegisterData(QStringLiteral("tank"), toArea, text(address), toStation,
-                                         memory.array(data), number, ownerType, ownerId);
-    compareReturned(
-        "SetRegisterData", returned,
-        plain.setRegisterData("tank", toArea, address, toStation, data, number, ownerType, ownerId));
+                                         memory.array(data), number, type, id);
+    compareReturned("SetRegisterData", returned,
+                    plain.setRegisterData("tank", toArea, address, toStation, data, number, type, id));
 }
 
 void Session::addWrite()
@@ -354,6 +365,14 @@ void Session::ask()
 void Session::timeOut()
 {
     answer(std::string(), 0);
+}
+
+/// A PLC that has gone: asked and asked again until the request is given up.
+void Session::silence()
+{
+    ask();
+    for (int left = input.between(1, 4); left > 0; --left)
+        timeOut();
 }
 
 void Session::cannedReply()

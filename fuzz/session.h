@@ -21,6 +21,8 @@ private:
     int area();
     int station();
     int count();
+    int ownerType();
+    int ownerId();
     std::string addressText(int ofArea);
     model::Var variable();
     int settingsWord(int word);
@@ -31,6 +33,7 @@ private:
     void exchanges();
     void ask();
     void timeOut();
+    void silence();
     void cannedReply();
     void anyReply();
     void spoiltReply();

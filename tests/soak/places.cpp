@@ -73,6 +73,27 @@ Places::Places(std::vector<int> stations, unsigned seed) : m_stations(std::move(
     }
 }
 
+std::vector<Write> Places::drawAll()
+{
+    std::vector<Write> all;
+    m_slots.clear();
+    for (const int station : m_stations) {
+        for (int kind = 0; kind < int(std::size(kinds)); ++kind) {
+            for (int slot = 0; slot < kindOf(kind).count; ++slot) {
+                m_slots.push_back(slotOf(station, kind, slot));
+                all.push_back(kindOf(kind).single ? bit(m_slots.back(), between(0, 15))
+                                                  : words(m_slots.back(), kindOf(kind).most));
+            }
+        }
+    }
+    return all;
+}
+
+Places::Slot Places::slotOf(int station, int kind, int slot)
+{
+    return {station, kind, kindOf(kind).first + slot * (kindOf(kind).most + 2) + 1};
+}
+
 std::vector<Write> Places::draw(int writes)
 {
     std::vector<Write> all;
@@ -84,8 +105,7 @@ std::vector<Write> Places::draw(int writes)
         const int slot = between(0, kindOf(kind).count - 1);
         if (!taken.insert({station, kind, slot}).second)
             continue;
-        const int number = kindOf(kind).first + slot * (kindOf(kind).most + 2) + 1;
-        m_slots.push_back({station, kind, number});
+        m_slots.push_back(slotOf(station, kind, slot));
         drawInto(m_slots.back(), all);
     }
     return all;

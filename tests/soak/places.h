@@ -56,6 +56,10 @@ public:
 
     Places(std::vector<int> stations, unsigned seed);
 
+    /// Writes to all slots, each in its full length: a host keeps something for each place that it has ever
+    /// written, and is not to be blamed for that later.
+    std::vector<Write> drawAll();
+
     /// Writes to some slots, each at most once but for now and then one that is written twice in a row.
     std::vector<Write> draw(int writes);
 
@@ -72,6 +76,7 @@ private:
         int station, kind, number; ///< of its first element; one element on either side belongs to it
     };
 
+    static Slot slotOf(int station, int kind, int slot);
     void drawInto(const Slot &slot, std::vector<Write> &writes);
     Write words(const Slot &slot, int count);
     Write bit(const Slot &slot, int bitNumber);

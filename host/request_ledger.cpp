@@ -84,6 +84,8 @@ void RequestLedger::reported(RequestKind kind, int owner, int status)
                status != 1     ? RequestState::Failed
                : found->unsure ? RequestState::Unsure
                                : RequestState::Proving);
+    if (found->taken)
+        m_requests.erase(found);
 }
 
 void RequestLedger::proved(int station)
@@ -146,6 +148,7 @@ Request RequestLedger::take(int owner)
     const Request request = *found;
     // One that the host itself gave up may still be reported by the driver and must be known then.
     const bool ended = request.state != RequestState::Pending && request.state != RequestState::Proving;
+    found->taken = ended;
     if (ended && request.reports > 0) {
         m_requests.erase(found);
         m_pendingOwners.remove(owner);

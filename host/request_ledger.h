@@ -38,6 +38,7 @@ struct Request {
     QString reason; ///< with Failed
     int reports = 0;
     bool unsure = false; ///< a part of it was answered, perhaps by another's answer
+    bool taken = false;  ///< nobody asks for it any more
 };
 
 class RequestLedger

@@ -67,8 +67,21 @@ TEST(Ledger, whatTheHostGaveUpMayStillBeReportedOnce)
     const int owner = ledger.add(RequestKind::Write, place("DM0"));
     ledger.fail(owner, Trouble::NoLink, "refused");
     EXPECT_EQ(ledger.take(owner).state, RequestState::Failed);
+    EXPECT_EQ(ledger.request(owner).state, RequestState::Failed); // to know its report when it comes
     ledger.reported(RequestKind::Write, owner, 1);
-    EXPECT_EQ(ledger.request(owner).state, RequestState::Failed);
+    EXPECT_EQ(ledger.surplusReports(), 0);
+    EXPECT_EQ(ledger.request(owner).address.device, nullptr); // an empty one: it is gone
+    ledger.reported(RequestKind::Write, owner, 1);
+    EXPECT_EQ(ledger.surplusReports(), 1);
+}
+
+TEST(Ledger, whatTheHostGaveUpIsKeptUntilItIsTaken)
+{
+    RequestLedger ledger;
+    const int owner = ledger.add(RequestKind::Write, place("DM0"));
+    ledger.fail(owner, Trouble::NoLink, "refused");
+    ledger.reported(RequestKind::Write, owner, 1);
+    EXPECT_EQ(ledger.take(owner).state, RequestState::Failed);
     EXPECT_EQ(ledger.surplusReports(), 0);
 }
 

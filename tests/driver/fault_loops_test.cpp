@@ -392,6 +392,9 @@ protected:
         for (const std::string &callback : heard)
             reports[exchange.owner] += callback.compare(0, 6, "notify") == 0 ? 1 : 0;
         lastWasGivenUp = givenUp;
+        if (givenUp || exchange.part == Part::Opening) {
+            EXPECT_TRUE(PLC_driver.frameQueue.isEmpty()) << "still in flight";
+        }
         if (exchange.part != Part::Opening) {
             EXPECT_EQ(PLC_driver.lastFailed != 0, expected == 0 || givenUp);
         }

@@ -295,6 +295,15 @@ INSTANTIATE_TEST_SUITE_P(
                     TextRow{"minusOneElement", 10, "x", -1, "", {"StringAddressToInt 10 \"x\" "}}),
     rowName<TextRow>);
 
+TEST_F(HostReads, bitsBehindTheLastOneAreNotHandedOut)
+{
+    DataStorage[1][0] = bytes("FF FF");
+    QByteArray out;
+    EXPECT_EQ(GetRegisterData(0, AREA_R, QStringLiteral("0"), 1, &out, 3), 1);
+    EXPECT_EQ(hex(out), "01 01 01");
+    EXPECT_EQ(out.constData()[3], '\0') << "the byte that ends every byte array";
+}
+
 // ---------------------------------------------------------------------------------------------------------
 // Station
 // ---------------------------------------------------------------------------------------------------------
@@ -441,6 +450,14 @@ TEST_F(HostReads, aHugeAnswerForATextThatIsNoAddressIsEmpty)
 {
     EXPECT_EQ(get(AREA_DM, "x", 2147483647), 0);
     EXPECT_EQ(read, "");
+    EXPECT_EQ(takeLines(), Lines{"StringAddressToInt 10 \"x\" "});
+}
+
+TEST_F(HostReads, theLargestAnswerForATextThatIsNoAddressIsZeros)
+{
+    EXPECT_EQ(get(AREA_DM, "x", 33554432), 0); // two bytes each: 64 MiB
+    EXPECT_EQ(readBytes, 67108864);
+    EXPECT_EQ(read.substr(0, 11), "00 00 00 00");
     EXPECT_EQ(takeLines(), Lines{"StringAddressToInt 10 \"x\" "});
 }
 

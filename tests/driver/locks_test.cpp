@@ -83,6 +83,16 @@ public:
     static void next() { ComCommunication(); }
     static void takeData() { answer("00007\r\n"); }
     static void takeNothing() { noAnswer(); }
+    static void checkLocal()
+    {
+        QByteArray reply("00007\r\n");
+        DealDataOfLocalArea(&reply, int(reply.size()));
+    }
+    static void checkRemote()
+    {
+        QByteArray reply("00007\r\n");
+        DealDataOfRemoteArea(&reply, int(reply.size()));
+    }
     static void addRead()
     {
         RW_VAR var = variable(AREA_DM, 0, 1);
@@ -188,6 +198,10 @@ INSTANTIATE_TEST_SUITE_P(Calls, Locks, testing::Combine(testing::Values(
     CallRow{"DataCom_remoteRead",         "L",   Locks::remoteReadInFlight, Locks::takeData},
     CallRow{"DataCom_remotePreRead",      "L",   Locks::remotePreReadInFlight, Locks::takeData},
     CallRow{"DataCom_noReply",            "L",   Locks::readInFlight, Locks::takeNothing},
+    CallRow{"DealDataOfLocalArea_read",   "S",   Locks::readInFlight, Locks::checkLocal},
+    CallRow{"DealDataOfLocalArea_preRead", "LS", Locks::bitWriteInFlight, Locks::checkLocal},
+    CallRow{"DealDataOfRemoteArea_read",  "",    Locks::remoteReadInFlight, Locks::checkRemote},
+    CallRow{"DealDataOfRemoteArea_preRead", "L", Locks::remotePreReadInFlight, Locks::checkRemote},
     CallRow{"AddListReadVar",             "",    Locks::nothing, Locks::addRead},
     CallRow{"AddListWriteVar",            "L",   Locks::nothing, Locks::addWrite<0>},
     CallRow{"AddListWriteVar_unchanged",  "L",   Locks::nothing, Locks::addWrite<1>},

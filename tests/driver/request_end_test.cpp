@@ -233,6 +233,23 @@ TEST_F(RequestEndAlone, callbacksRunWithTheListsLocked)
     PLC_driver.listMutex.unlock();
 }
 
+int resultSeen = 0;
+
+int notifyLookingAtTheResult(int, int, int, int)
+{
+    resultSeen = PLC_driver.currentVar.result;
+    return 0;
+}
+
+TEST_F(RequestEndAlone, theRecordHoldsOneWhileTheRequesterIsTold)
+{
+    RegistCallBackFuncIntf(notifyLookingAtTheResult, nullptr);
+    PLC_driver.currentVar.result = 46; // of an earlier request
+    writeInFlight();
+    EXPECT_EQ(answer("OK\r\n"), 1);
+    EXPECT_EQ(resultSeen, 1);
+}
+
 TEST_F(RequestEndAlone, theErrorCallbackGetsAListOfItsOwn)
 {
     errorsSeen = 0;

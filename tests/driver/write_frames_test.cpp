@@ -233,6 +233,24 @@ TEST_F(WriteRequest, ofMoreValuesThanMemoryHoldsIsNotSentInPart)
     }
 }
 
+// 64 MiB are 67108864 bytes: 6100805 double words of 11 characters, or 11184810 words of 6.
+TEST_F(WriteRequest, ofSixtyFourMebibytesOfDigitsIsBuiltWhole)
+{
+    RW_VAR var = marked(AREA_Z, 0, 6100805, "07 00 00 00");
+    WriteAnalog(&var);
+    EXPECT_EQ(entry(0).frame.size(), 67108872); // "WRS Z0.D 6100805", 6100805 times 11, CR
+}
+
+TEST_F(WriteRequest, ofOneValueMoreThanSixtyFourMebibytesIsNotBuilt)
+{
+    RW_VAR doubleWords = marked(AREA_Z, 0, 6100806, "07 00 00 00");
+    RW_VAR words = marked(AREA_DM, 0, 11184811, "07 00");
+    WriteAnalog(&doubleWords);
+    WriteAnalog(&words);
+    EXPECT_EQ(takeLines(), (Lines{"write default", "write default"}));
+    EXPECT_EQ(frames(), (Lines{"", ""}));
+}
+
 TEST_F(WriteRequest, ofMoreValuesThanMemoryHoldsStoresWhatIsThere)
 {
     RW_VAR var = write(AREA_DM, 0, INT_MAX, "07 00 08 00");

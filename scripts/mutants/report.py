@@ -22,11 +22,23 @@ class Report:
     def _source_line(self, path, fault):
         return self.texts[path].splitlines()[fault.line_in(self.texts[path]) - 1].strip()
 
+    def _explanations_of(self, path, fault):
+        line, change = self._source_line(path, fault), fault.change_in(self.texts[path])
+        return [explained for explained in self.explanations if explained.matches(str(path), line, change)]
+
+    def take_explained(self, pairs):
+        """Counts the explained ones as survivors. \return the others"""
+        others = []
+        for path, fault in pairs:
+            if self._explanations_of(path, fault):
+                self.tell(path, fault, SURVIVED, 0.0)
+            else:
+                others.append((path, fault))
+        return others
+
     def tell(self, path, fault, verdict, seconds):
         self.seconds += seconds
-        change = fault.change_in(self.texts[path])
-        line = self._source_line(path, fault)
-        fitting = [explained for explained in self.explanations if explained.matches(str(path), line, change)]
+        fitting = self._explanations_of(path, fault)
         self.matched.update(fitting)
         if verdict == SURVIVED and fitting:
             self.used.update(fitting)

@@ -674,6 +674,14 @@ TEST_F(HostWrite, whatFindsTheListFullIsShownAfterAFailure)
     EXPECT_EQ(DataStorage[1][AREA_R], QByteArray(375, '\xFF'));
 }
 
+TEST_F(HostWrite, aSingleElementBehindTheFullListIsShownAfterAFailureToo)
+{
+    PLC_driver.lastFailed = 1;
+    fillWriteList(1024);
+    EXPECT_EQ(set(AREA_R, "0", 2, "01 01"), 1024);
+    EXPECT_EQ(image(1, AREA_R), "03"); // the piece that was dropped, and the one bit behind it
+}
+
 TEST_F(HostWrite, aCountGoneAstrayAfterAFailureStopsAtTheCeiling)
 {
     PLC_driver.lastFailed = 1;

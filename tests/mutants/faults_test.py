@@ -172,6 +172,12 @@ class Verdicts(unittest.TestCase):
     def test_an_unexplained_survivor_is_not_enough(self):
         self.assertEqual(self.report([SURVIVED, NOTICED, NOTICED, NOTICED], "").finish(whole=True), 1)
 
+    def test_explained_faults_can_be_taken_on_trust(self):
+        report = self.report([], self.EXPLAINED)
+        others = report.take_explained([("a.cpp", fault) for fault in faults_in(self.TEXT)])
+        self.assertEqual([fault.kind for _, fault in others], ["boundary", "boundary"])
+        self.assertEqual(dict(report.counts[("all", "all")]), {"explained": 2})
+
     def test_an_explanation_without_a_reason_is_refused(self):
         with self.assertRaises(SystemExit):
             read_explanations("file: a.cpp\nline: b\nchange: c -> d\n")

@@ -665,6 +665,16 @@ TEST_F(HostWrite, piecesBehindTheFullListStillReplacePendingOnes)
     EXPECT_EQ(PLC_driver.writeList.at(1023).address, 0);
 }
 
+TEST_F(HostWrite, theEntryNextToTheHeadOfTheFullListIsReplacedToo)
+{
+    fillWriteList(1);
+    set(AREA_R, "12500", 1, "01"); // channel 125, bit 0: bit 2000
+    fillWriteList(1022);
+    EXPECT_EQ(set(AREA_R, "0", 3000, ""), 1024);
+    EXPECT_EQ(PLC_driver.writeList.at(1).address, 2000);
+    EXPECT_EQ(hex(PLC_driver.writeList.at(1).data), "00");
+}
+
 // 3000 bits set, 1024 of them queued: after a failed request screens see all of them (375 bytes of FF).
 TEST_F(HostWrite, whatFindsTheListFullIsShownAfterAFailure)
 {

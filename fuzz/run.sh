@@ -56,8 +56,8 @@ if [ "$minimise" = yes ]; then
     mkdir -p "$found" "$seeds"
     smaller=$(mktemp -d)
     trap 'rm -rf "$smaller"' EXIT
-    # A set cover: libFuzzer takes the shortest inputs first and keeps those that reach something new.
-    "$program" -set_cover_merge=1 "$smaller" "$seeds" "$found" 2>&1 | tail -n 1
+    # A set cover of the branches reached; how often each was reached does not count.
+    "$program" -set_cover_merge=1 -use_counters=0 -detect_leaks=0 "$smaller" "$seeds" "$found" 2>&1 | tail -n 1
     rm -f "$seeds"/*
     cp "$smaller"/* "$seeds"/
     echo "run.sh: $seeds now has $(find "$seeds" -type f | wc -l) files, $(cat "$seeds"/* | wc -c) bytes"
@@ -76,7 +76,7 @@ dictionary=()
 leaks=1
 # Qt 5.15's JSON reader loses memory of some broken texts.
 [ "$target" = kv_sim_memory ] && leaks=0
-length=()
+length=() # libFuzzer's own choice
 # A session needs room for many steps from the start.
 case $target in driver_session | driver_settings) length=(-max_len=600 -len_control=20) ;; esac
 log=$build/$target.log

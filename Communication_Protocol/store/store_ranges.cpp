@@ -1,5 +1,6 @@
 // Where an area's values are: its keys, and the range that must exist before anybody touches it.
 #include "store/store_ranges.h"
+
 #include "addresses/area_table.h"
 #include "Communication_Protocol.h"
 #include "core/debug_line.h"

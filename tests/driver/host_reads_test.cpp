@@ -473,6 +473,14 @@ TEST_F(HostReads, theLargestAnswersAreServed)
 // Something is missing
 // ---------------------------------------------------------------------------------------------------------
 
+// The range exists after the call, although nothing of it was asked for and it needs no bytes.
+TEST_F(HostReads, aReadOfNothingMakesTheImage)
+{
+    EXPECT_EQ(get(AREA_DM, "0", 0), 1);
+    EXPECT_EQ(read, "");
+    EXPECT_EQ(image(1, 10), "");
+}
+
 TEST_F(HostReads, withoutABufferNothingIsDone)
 {
     EXPECT_EQ(GetRegisterData(0, AREA_DM, "100", 1, nullptr, 2), 0);

@@ -440,6 +440,31 @@ TEST_F(ReplyDecoder, anOffsetBehindTheReplyStoresNothing)
     EXPECT_EQ(image(1, 10), "00 00 00 00");
 }
 
+// No builder sets such an offset, but a host may see the record.
+TEST_F(ReplyDecoder, anOffsetBeforeTheReplyShortensTheDataPart)
+{
+    QByteArray reply("00129\r\n");
+    flying(variable(AREA_DM, 0, 1), -2, 6); // leaves "0012"
+    SaveToLocalDataErea(&reply);
+    EXPECT_EQ(image(1, 10), "0C 00");
+}
+
+TEST_F(ReplyDecoder, aDataPartThatEndsBeforeTheReplyStoresNothing)
+{
+    QByteArray reply("00012\r\n");
+    flying(variable(AREA_DM, 0, 1), -6, 6);
+    SaveToLocalDataErea(&reply);
+    EXPECT_EQ(image(1, 10), "00 00");
+}
+
+TEST_F(ReplyDecoder, aDataPartOfMinusOneFromBeforeTheReplyIsTheWholeReply)
+{
+    QByteArray reply("00012");
+    flying(variable(AREA_DM, 0, 0), -3, -1);
+    SaveToLocalDataErea(&reply);
+    EXPECT_EQ(store(), Lines{"1/10: 0C 00"});
+}
+
 TEST_F(ReplyDecoder, anEmptyDataPartStoresNothingButTheRangeIsSized)
 {
     DataStorage[1][10] = bytes("AA");

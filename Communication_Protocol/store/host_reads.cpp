@@ -83,7 +83,7 @@ int GetRegisterData(int /*unused*/, int area, QString addressText, int station, 
     if (length > DeviceImage::maxSize)
         return 0;
     if (length > 0)
-        out->resize(int(length)); // before the lock: nobody waits for the heap
+        *out = QByteArray(int(length), Qt::Uninitialized); // before the lock: nobody waits for the heap
     if (!readRange(*row, range, out)) {
         checkTheStorage(range);
         readRange(*row, range, out);

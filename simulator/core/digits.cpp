@@ -1,6 +1,7 @@
 #include "digits.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 
 namespace kvsim
@@ -76,10 +77,18 @@ std::string toHexadecimal(std::uint32_t value)
 
 std::string padded(std::uint64_t value, std::size_t width)
 {
-    std::string text = std::to_string(value);
-    if (text.size() < width)
-        text.insert(0, width - text.size(), '0');
+    std::string text;
+    appendPadded(text, value, width);
     return text;
+}
+
+void appendPadded(std::string &text, std::uint64_t value, std::size_t width)
+{
+    std::array<char, std::numeric_limits<std::uint64_t>::digits10 + 1> digits;
+    std::size_t first = digits.size();
+    for (std::uint64_t rest = value; first > 0 && (rest != 0 || digits.size() - first < width); rest /= 10)
+        digits[--first] = static_cast<char>('0' + rest % 10);
+    text.append(digits.data() + first, digits.size() - first);
 }
 
 } // namespace kvsim

@@ -18,5 +18,6 @@ std::string toHexadecimal(std::uint32_t value);
 
 /// Digits filled with zeros on the left up to the width.
 std::string padded(std::uint64_t value, std::size_t width);
+void appendPadded(std::string &text, std::uint64_t value, std::size_t width);
 
 } // namespace kvsim

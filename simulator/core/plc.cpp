@@ -109,9 +109,10 @@ std::string Plc::read(const Command &span) const
         const std::uint32_t element = span.first + i * step;
         if (i > 0)
             text += ' ';
-        text += device.kind == Kind::Triple
-                    ? timerText(memory_.timer(device, element), rules_.triplesWithBlanks)
-                    : valueText(memory_.value(device, element, span.format), span.format);
+        if (device.kind == Kind::Triple)
+            appendTimer(text, memory_.timer(device, element), rules_.triplesWithBlanks);
+        else
+            appendValue(text, memory_.value(device, element, span.format), span.format);
     }
     return text;
 }

@@ -7,10 +7,16 @@ namespace kvsim
 namespace
 {
 
-std::string signedText(std::int64_t value, std::size_t digits)
+void appendSigned(std::string &text, std::int64_t value, std::size_t digits)
 {
-    const auto magnitude = static_cast<std::uint64_t>(value < 0 ? -value : value);
-    return (value < 0 ? "-" : "+") + padded(magnitude, digits);
+    text += value < 0 ? '-' : '+';
+    appendPadded(text, static_cast<std::uint64_t>(value < 0 ? -value : value), digits);
+}
+
+void appendHexadecimal(std::string &text, std::uint32_t value)
+{
+    const std::string digits = toHexadecimal(value);
+    text.append(digits.size() < 4 ? 4 - digits.size() : 0, '0').append(digits);
 }
 
 std::int64_t signExtended(std::uint32_t value, bool wide)
@@ -60,32 +66,33 @@ bool bitFromText(std::string_view text, std::uint32_t &value)
 
 } // namespace
 
-std::string valueText(std::uint32_t value, Format format)
+void appendValue(std::string &text, std::uint32_t value, Format format)
 {
     switch (format) {
     case Format::Bit:
-        return value != 0 ? "1" : "0";
+        text += value != 0 ? '1' : '0';
+        return;
     case Format::U:
-        return padded(value, 5);
+        return appendPadded(text, value, 5);
     case Format::S:
-        return signedText(signExtended(value, false), 5);
+        return appendSigned(text, signExtended(value, false), 5);
     case Format::D:
-        return padded(value, 10);
+        return appendPadded(text, value, 10);
     case Format::L:
-        return signedText(signExtended(value, true), 10);
-    case Format::H: {
-        const std::string digits = toHexadecimal(value);
-        return std::string(digits.size() < 4 ? 4 - digits.size() : 0, '0') + digits;
+        return appendSigned(text, signExtended(value, true), 10);
+    case Format::H:
+        return appendHexadecimal(text, value);
     }
-    }
-    return {};
 }
 
-std::string timerText(const TimerCells &timer, bool blanks)
+void appendTimer(std::string &text, const TimerCells &timer, bool blanks)
 {
     const char between = blanks ? ' ' : ',';
-    return (timer.contact ? "1" : "0") + std::string(1, between) + padded(timer.current, 10) + between +
-           padded(timer.set, 10);
+    text += timer.contact ? '1' : '0';
+    text += between;
+    appendPadded(text, timer.current, 10);
+    text += between;
+    appendPadded(text, timer.set, 10);
 }
 
 bool valueFromText(std::string_view text, Format format, const Rules &rules, std::uint32_t &value)

@@ -109,8 +109,9 @@ void TcpLine::talk(QTcpSocket *socket, int number)
     };
     connect(socket, &QTcpSocket::readyRead, conversation, readMore);
     connect(socket, &QTcpSocket::bytesWritten, conversation, readMore);
-    conversation->onReady([conversation, readMore] {
-        QMetaObject::invokeMethod(conversation, readMore, Qt::QueuedConnection);
+    conversation->onReady([socket, conversation, readMore] {
+        if (socket->bytesAvailable() > 0)
+            QMetaObject::invokeMethod(conversation, readMore, Qt::QueuedConnection);
     });
     readMore();
 }

@@ -1,6 +1,8 @@
 #include "answer_check.h"
 
 #include <cstring>
+#include <string_view>
+#include <utility>
 
 namespace kvhost
 {
@@ -25,52 +27,59 @@ bool isSeparator(char c)
 }
 
 // What one value looks like: 0 a digit, anything else a separator.
-const char WORD[] = "00000";
-const char DOUBLE_WORD[] = "0000000000";
-const char TRIPLE[] = "0,0000000000,0000000000";
+constexpr std::string_view WORD = "00000";
+constexpr std::string_view DOUBLE_WORD = "0000000000";
+constexpr std::string_view TRIPLE = "0,0000000000,0000000000";
 
-const char *valueTemplate(const QByteArray &frame)
+// Every answer passes here before the driver sees it, so each shape has code of its own without a branch.
+template <const std::string_view &SHAPE>
+bool fits(const char *value)
 {
-    const QByteArray device = frame.mid(4, frame.indexOf('.') - 4);
-    if (frame.mid(frame.indexOf('.'), 3) != ".D ")
-        return WORD;
-    // Z and AT answer plain values; all other devices read in double words are timers and counters.
-    return device.startsWith('Z') || device.startsWith("AT") ? DOUBLE_WORD : TRIPLE;
-}
-
-bool fits(const char *shape, const QByteArray &value)
-{
-    for (int i = 0; shape[i] != '\0'; ++i) {
-        if (shape[i] == '0' ? !isDigit(value[i]) : !isSeparator(value[i]))
-            return false;
+    return [value]<std::size_t... I>(std::index_sequence<I...>)
+    {
+        return (... & (SHAPE[I] == '0' ? isDigit(value[I]) : isSeparator(value[I])));
     }
-    return true;
+    (std::make_index_sequence<SHAPE.size()>());
 }
 
-bool holdsTooLarge(const QByteArray &value)
+template <const std::string_view &SHAPE>
+bool holdsTooLarge(const char *value)
 {
-    for (int at = value.size() == 23 ? 2 : 0; at + 10 <= value.size(); at += 11) {
-        if (value.mid(at, 10) > "2147483647")
+    constexpr std::string_view LARGEST = "2147483647";
+    for (std::size_t at = SHAPE == TRIPLE ? 2 : 0; at + LARGEST.size() <= SHAPE.size(); at += 11) {
+        if (std::string_view(value + at, LARGEST.size()) > LARGEST)
             return true;
     }
     return false;
 }
 
-AnswerVerdict checkValues(const char *shape, const QByteArray &answer)
+template <const std::string_view &SHAPE>
+AnswerVerdict checkValues(const QByteArray &answer)
 {
+    constexpr int WIDTH = int(SHAPE.size());
     AnswerVerdict verdict;
-    const int width = int(std::strlen(shape));
-    const QByteArray data = answer.left(answer.size() - 2);
-    for (int at = 0; at < data.size(); at += width + 1) {
-        const QByteArray value = data.mid(at, width);
-        const bool last = at + width == data.size();
-        if (value.size() != width || !fits(shape, value) || (!last && data[at + width] != ' '))
+    const char *data = answer.constData();
+    const int size = int(answer.size()) - 2;
+    for (int at = 0; at < size; at += WIDTH + 1) {
+        const bool last = at + WIDTH == size;
+        if (at + WIDTH > size || !fits<SHAPE>(data + at) || (!last && data[at + WIDTH] != ' '))
             return {};
-        if (holdsTooLarge(value))
-            verdict.tooLarge << at / (width + 1);
+        if (holdsTooLarge<SHAPE>(data + at))
+            verdict.tooLarge << at / (WIDTH + 1);
     }
     verdict.kind = AnswerKind::Good;
     return verdict;
+}
+
+AnswerVerdict checkRead(const QByteArray &frame, const QByteArray &answer)
+{
+    const int dot = int(frame.indexOf('.'));
+    if (dot < 0 || std::strncmp(frame.constData() + dot, ".D ", 3) != 0)
+        return checkValues<WORD>(answer);
+    // Z and AT answer plain values; all other devices read in double words are timers and counters.
+    const char *device = frame.constData() + 4;
+    return device[0] == 'Z' || std::strncmp(device, "AT", 2) == 0 ? checkValues<DOUBLE_WORD>(answer)
+                                                                  : checkValues<TRIPLE>(answer);
 }
 
 bool isAcknowledged(const QByteArray &frame, const QByteArray &answer)
@@ -87,7 +96,7 @@ AnswerVerdict checkAnswer(const QByteArray &frame, int replyLength, const QByteA
     if (!answer.endsWith("\r\n"))
         return {};
     if (frame.startsWith("RDS "))
-        return answer.size() == replyLength ? checkValues(valueTemplate(frame), answer) : AnswerVerdict{};
+        return answer.size() == replyLength ? checkRead(frame, answer) : AnswerVerdict{};
     if (replyLength == 4)
         return {isAcknowledged(frame, answer) ? AnswerKind::Good : AnswerKind::Malformed, {}, {}};
     return {AnswerKind::Good, {}, {}};
@@ -99,11 +108,9 @@ bool looksLikeAnAnswer(const QByteArray &answer)
         return true;
     if (!answer.endsWith("\r\n") || answer.size() < 3)
         return false;
-    for (const char *shape : {WORD, DOUBLE_WORD, TRIPLE}) {
-        if (checkValues(shape, answer).kind == AnswerKind::Good)
-            return true;
-    }
-    return false;
+    return checkValues<WORD>(answer).kind == AnswerKind::Good ||
+           checkValues<DOUBLE_WORD>(answer).kind == AnswerKind::Good ||
+           checkValues<TRIPLE>(answer).kind == AnswerKind::Good;
 }
 
 const char *errorCodeMeaning(const QByteArray &code)

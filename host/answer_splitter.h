@@ -28,6 +28,7 @@ public:
     const QByteArray &surplus() const { return m_surplus; }
 
 private:
+    int endOfLine() const;
     int endOfAnswer() const;
 
     int m_length;

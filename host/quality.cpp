@@ -13,23 +13,36 @@ const char *qualityName(Quality quality)
 
 quint64 QualityBook::keyOf(int station, int key, int unit)
 {
-    return quint64(quint32(unit)) | quint64(key & 0xFF) << 32 | quint64(station & 0xFFFF) << 40;
+    return quint64(quint32(unit / PAGE)) | quint64(key & 0xFF) << 32 | quint64(station & 0xFFFF) << 40;
 }
 
 template <typename Change>
 void QualityBook::forEach(const UnitRange &range, Change change)
 {
-    for (int unit = range.first; unit < range.first + range.count; ++unit) {
-        const auto found = m_units.find(keyOf(range.station, range.key, unit));
-        if (found != m_units.end())
-            change(&*found);
+    const int end = range.first + range.count;
+    for (int unit = range.first; unit < end;) {
+        const int pageEnd = std::min(end, unit - unit % PAGE + PAGE);
+        const auto page = m_pages.find(keyOf(range.station, range.key, unit));
+        for (; page != m_pages.end() && unit < pageEnd; ++unit) {
+            if (page->tracked[std::size_t(unit % PAGE)])
+                change(&page->units[std::size_t(unit % PAGE)]);
+        }
+        unit = pageEnd;
     }
+}
+
+const QualityBook::Unit *QualityBook::find(const UnitRange &range, int unit) const
+{
+    const auto page = m_pages.find(keyOf(range.station, range.key, unit));
+    if (page == m_pages.end() || !page->tracked[std::size_t(unit % PAGE)])
+        return nullptr;
+    return &page->units[std::size_t(unit % PAGE)];
 }
 
 void QualityBook::track(const UnitRange &range)
 {
     for (int unit = range.first; unit < range.first + range.count; ++unit)
-        m_units[keyOf(range.station, range.key, unit)];
+        m_pages[keyOf(range.station, range.key, unit)].tracked.set(std::size_t(unit % PAGE));
 }
 
 void QualityBook::read(const UnitRange &range, Time now)
@@ -78,8 +91,8 @@ void QualityBook::failed(const UnitRange &range, const QString &reason)
 bool QualityBook::settled(const UnitRange &range) const
 {
     for (int at = range.first; at < range.first + range.count; ++at) {
-        const auto unit = m_units.find(keyOf(range.station, range.key, at));
-        if (unit != m_units.end() && (unit->unproved || unit->unsure))
+        const Unit *unit = find(range, at);
+        if (unit != nullptr && (unit->unproved || unit->unsure))
             return false;
     }
     return true;
@@ -111,7 +124,8 @@ QualityBook::State QualityBook::state(const UnitRange &range, Time now) const
     bool bad = false, never = false, pending = false;
     Time oldest = now;
     for (int at = range.first; at < range.first + range.count; ++at) {
-        const Unit unit = m_units.value(keyOf(range.station, range.key, at));
+        const Unit *tracked = find(range, at);
+        const Unit unit = tracked == nullptr ? Unit() : *tracked;
         bad = bad || unit.bad;
         never = never || !unit.everRead;
         pending = pending || unit.writes > 0 || unit.readBackDue;

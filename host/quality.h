@@ -8,6 +8,9 @@
 #include <QHash>
 #include <QString>
 
+#include <array>
+#include <bitset>
+
 namespace kvhost
 {
 
@@ -78,9 +81,17 @@ private:
     template <typename Change>
     void forEach(const UnitRange &range, Change change);
 
-    static quint64 keyOf(int station, int key, int unit);
+    /// Reads bring neighbours, so these are kept together: one look-up for all of them.
+    static constexpr int PAGE = 16;
+    struct Page {
+        std::array<Unit, PAGE> units;
+        std::bitset<PAGE> tracked;
+    };
 
-    QHash<quint64, Unit> m_units;
+    static quint64 keyOf(int station, int key, int unit);
+    const Unit *find(const UnitRange &range, int unit) const;
+
+    QHash<quint64, Page> m_pages;
     Clock::duration m_staleAfter = Clock::duration::max();
 };
 

@@ -3,6 +3,10 @@
 #include <QTcpSocket>
 #include <QUdpSocket>
 
+#include <array>
+#include <poll.h>
+#include <utility>
+
 namespace kvhost
 {
 
@@ -17,13 +21,15 @@ void SocketLink::open()
 {
     close();
     m_problem.clear();
+    m_received.clear();
     m_state = State::Opening;
     if (m_url.kind == PlcUrl::Kind::Udp)
         m_socket = std::make_unique<QUdpSocket>();
     else
         m_socket = std::make_unique<QTcpSocket>();
     watch();
-    m_socket->connectToHost(m_url.host, quint16(m_url.port));
+    // Without Qt's buffers a frame goes out when it is written, and each read asks the system.
+    m_socket->connectToHost(m_url.host, quint16(m_url.port), QIODevice::ReadWrite | QIODevice::Unbuffered);
 }
 
 void SocketLink::watch()
@@ -35,7 +41,11 @@ void SocketLink::watch()
         m_state = State::Open;
         m_wake();
     });
-    QObject::connect(socket, &QAbstractSocket::readyRead, socket, [this] { m_wake(); });
+    QObject::connect(socket, &QAbstractSocket::readyRead, socket, [this] {
+        if (m_url.kind == PlcUrl::Kind::Tcp)
+            readStream();
+        m_wake();
+    });
     QObject::connect(socket, &QAbstractSocket::errorOccurred, socket, [this] { failed(); });
     QObject::connect(socket, &QAbstractSocket::disconnected, socket, [this] { failed(); });
 }
@@ -62,28 +72,62 @@ void SocketLink::close()
 
 void SocketLink::send(const QByteArray &bytes)
 {
-    if (m_state != State::Open)
-        return;
-    m_socket->write(bytes);
-    m_socket->flush();
+    if (m_state == State::Open)
+        m_socket->write(bytes);
 }
 
+// On purpose not only what the event loop has noticed: what lies in the system's buffer has come too.
 QByteArray SocketLink::takeReceived()
 {
+    if (m_received.isEmpty())
+        readAll();
+    return std::exchange(m_received, {});
+}
+
+// On purpose not waitForReadyRead(), to which a time-out is a fault of the socket.
+bool SocketLink::awaitAlone(Ms time)
+{
+    if (m_state != State::Open)
+        return false;
+    pollfd wanted{int(m_socket->socketDescriptor()), POLLIN, 0};
+    if (m_received.isEmpty() && ::poll(&wanted, 1, int(time.count())) > 0)
+        readAll();
+    return true;
+}
+
+void SocketLink::readAll()
+{
     if (!m_socket)
-        return {};
-    auto *udp = qobject_cast<QUdpSocket *>(m_socket.get());
-    if (udp == nullptr)
-        return m_socket->readAll();
-    QByteArray all;
+        return;
+    if (m_url.kind == PlcUrl::Kind::Udp)
+        readDatagrams();
+    else
+        readStream();
+}
+
+void SocketLink::readStream()
+{
+    if (m_state != State::Open)
+        return;
+    std::array<char, 16 * 1024> portion;
+    const qint64 size = m_socket->read(portion.data(), qint64(portion.size()));
+    if (size > 0)
+        m_received.append(portion.data(), int(size));
+    // An unbuffered socket tells of the other end's closing in no other way than this.
+    else if (m_socket->state() != QAbstractSocket::ConnectedState)
+        failed();
+}
+
+void SocketLink::readDatagrams()
+{
+    auto *udp = static_cast<QUdpSocket *>(m_socket.get());
     while (udp->hasPendingDatagrams()) {
         QByteArray datagram(int(qMax<qint64>(udp->pendingDatagramSize(), 1)), '\0');
         const qint64 size = udp->readDatagram(datagram.data(), datagram.size());
         if (size < 0)
             break;
-        all += datagram.left(int(size));
+        m_received += datagram.left(int(size));
     }
-    return all;
 }
 
 } // namespace kvhost

@@ -20,14 +20,19 @@ public:
     QString problem() const override { return m_problem; }
     void send(const QByteArray &bytes) override;
     QByteArray takeReceived() override;
+    bool awaitAlone(Ms time) override;
 
 private:
     void watch();
     void failed();
+    void readAll();
+    void readStream();
+    void readDatagrams();
 
     PlcUrl m_url;
     std::function<void()> m_wake;
     std::unique_ptr<QAbstractSocket> m_socket;
+    QByteArray m_received; // and not yet taken
     State m_state = State::Closed;
     QString m_problem;
 };

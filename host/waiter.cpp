@@ -19,14 +19,24 @@ void Waiter::until(Time deadline)
         m_timer.start(int(std::clamp<long long>(left, 0, 60'000)));
         m_loop.exec();
         m_timer.stop();
+        m_handled = Clock::now();
     }
     m_woken = false;
+}
+
+void Waiter::handleEvents(Time now)
+{
+    if (now - m_handled < HANDLED_EVERY)
+        return;
+    m_handled = now;
+    m_loop.processEvents();
 }
 
 void Waiter::wake()
 {
     m_woken = true;
-    m_loop.quit();
+    if (m_loop.isRunning())
+        m_loop.quit();
 }
 
 void Waiter::wakeFromOutside()

@@ -18,6 +18,9 @@ public:
     /// Events of this thread are handled meanwhile. Returns at once if wake() was called since the last time.
     void until(Time deadline);
 
+    /// For a thread that is too busy to wait: handles the events that have come, unless it has just been done.
+    void handleEvents(Time now);
+
     /// On the waiter's own thread.
     void wake();
 
@@ -25,9 +28,12 @@ public:
     void wakeFromOutside();
 
 private:
+    static constexpr Ms HANDLED_EVERY{2};
+
     QObject m_context; // what wakeFromOutside posts to
     QEventLoop m_loop;
     QTimer m_timer;
+    Time m_handled{};
     bool m_woken = false;
 };
 

@@ -1,7 +1,5 @@
 #include "address.h"
 
-#include <QRegularExpression>
-
 #include <algorithm>
 
 namespace kvhost
@@ -75,6 +73,22 @@ const Device *deviceOf(const QString &text, QString *rest)
     return nullptr;
 }
 
+bool isDecimal(QChar c)
+{
+    return c >= '0' && c <= '9';
+}
+
+bool isHexadecimal(QChar c)
+{
+    return isDecimal(c) || (c >= 'A' && c <= 'F');
+}
+
+// By hand: a regular expression would load half a megabyte of its library into a program that runs for months.
+bool isAll(const QString &text, bool (*wanted)(QChar))
+{
+    return !text.isEmpty() && std::all_of(text.begin(), text.end(), wanted);
+}
+
 bool readHex(const Device &device, const QString &digits, Reading *r, int *number)
 {
     bool ok = false;
@@ -90,10 +104,9 @@ bool readHex(const Device &device, const QString &digits, Reading *r, int *numbe
 
 bool readDecimal(const Device &device, const QString &digits, Reading *r, int *number)
 {
-    static const QRegularExpression onlyDigits(QStringLiteral("^[0-9]+$"));
     bool ok = false;
     const uint value = digits.toUInt(&ok);
-    if (!onlyDigits.match(digits).hasMatch() || !ok || value > uint(HIGHEST_NUMBER)) {
+    if (!isAll(digits, isDecimal) || !ok || value > uint(HIGHEST_NUMBER)) {
         return fail(r, QStringLiteral("'%1' is no number of %2: decimal digits are expected (%3)")
                            .arg(digits, QString::fromLatin1(device.name), QString::fromLatin1(device.range)));
     }
@@ -121,7 +134,6 @@ bool readChannelBit(const Device &device, const QString &digits, Reading *r, int
 
 bool readNumber(const Device &device, const QString &digits, Reading *r, int *number)
 {
-    static const QRegularExpression hexDigits(QStringLiteral("^[0-9A-F]+$"));
     switch (device.notation) {
     case Notation::ChannelBit:
         return readChannelBit(device, digits, r, number);
@@ -131,7 +143,7 @@ bool readNumber(const Device &device, const QString &digits, Reading *r, int *nu
     case Notation::HexBit:
         break;
     }
-    if (!hexDigits.match(digits).hasMatch())
+    if (!isAll(digits, isHexadecimal))
         return readHex(device, QStringLiteral("?") + digits, r, number);
     return readHex(device, digits, r, number);
 }

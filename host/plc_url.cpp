@@ -1,6 +1,5 @@
 #include "plc_url.h"
 
-#include <QRegularExpression>
 #include <QUrl>
 #include <QUrlQuery>
 
@@ -15,18 +14,19 @@ const char FORMS[] = "tcp://HOST[:8501], udp://HOST[:8501] or "
 
 bool takeStation(QString *text, int *station, QString *problem)
 {
-    static const QRegularExpression form(QStringLiteral("^([^=:/]*)=(.*)$"));
-    const QRegularExpressionMatch match = form.match(*text);
-    if (!match.hasMatch())
+    const int equals = int(text->indexOf('='));
+    const QString number = text->left(equals);
+    // A '=' behind the URL's beginning is one of its parameters.
+    if (equals < 0 || number.contains(':') || number.contains('/'))
         return true;
     bool ok = false;
-    *station = match.captured(1).toInt(&ok);
+    *station = number.toInt(&ok);
     if (!ok || *station < 0 || *station > 255) {
         *problem = QStringLiteral("'%1' is not a station: a number from 0 to 255 is expected before '='")
-                       .arg(match.captured(1));
+                       .arg(number);
         return false;
     }
-    *text = match.captured(2);
+    *text = text->mid(equals + 1);
     return true;
 }
 

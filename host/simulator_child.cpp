@@ -3,7 +3,6 @@
 #include "clock.h"
 
 #include <QFileInfo>
-#include <QRegularExpression>
 
 #include <unistd.h>
 
@@ -78,16 +77,16 @@ std::optional<PlcUrl> SimulatorChild::start(const QString &programFolder, QStrin
     const QString text = m_process->waitForStarted(START_MS)
                              ? QString::fromLocal8Bit(readUntilReady(m_process.get()))
                              : QString();
-    static const QRegularExpression line(QStringLiteral("listening tcp (\\S+):(\\d+)"));
-    const QRegularExpressionMatch match = line.match(text);
-    if (!match.hasMatch() || !text.contains("ready")) {
+    const QString begin = QStringLiteral("listening tcp ");
+    const QString place = text.section(begin, 1, 1).section('\n', 0, 0);
+    if (!place.contains(':') || !text.contains("ready")) {
         *problem =
             QStringLiteral("--simulate: %1 did not get ready. Start it by hand to see why").arg(program);
         return std::nullopt;
     }
     PlcUrl url;
-    url.host = match.captured(1);
-    url.port = match.captured(2).toInt();
+    url.host = place.section(':', 0, -2);
+    url.port = place.section(':', -1).toInt();
     return url;
 }
 

@@ -19,6 +19,7 @@ constexpr const char *standardTcp = "127.0.0.1:8501";
 // Only guessed, nowhere documented: what an Ethernet unit takes for an answer.
 constexpr kvsim::AnswerDelay guessedDelay{5, 20};
 constexpr std::uint32_t longestDelayMs = 3'600'000;
+constexpr int mostPlcs = 256; // a memory takes some megabytes
 
 struct Texts {
     std::vector<std::string> tcp, udp, remote, control, mostValues;
@@ -111,6 +112,11 @@ void addLife(CLI::App &app, Options &options, Texts &texts)
         ->allow_extra_args(false);
     app.add_option("--delay", texts.delay,
                    "Wait before every answer: MS, MS:JITTER, or 'guess' for 5 to 20 ms (0)");
+    app.add_option(
+           "--plcs", options.plcs,
+           "N PLCs in one process (1): each has a memory and lines of its own, ports count up (0 stays 0); "
+           "--set 2/DM0=5 is for PLC 2 alone, counted from 0")
+        ->check(CLI::Range(1, mostPlcs));
     app.add_flag("--trace", options.trace, "Show each line in (>) and out (<) on stderr");
     app.add_flag("--exit-with-stdin", options.exitWithStdin,
                  "End when stdin ends, so that a dying parent leaves nothing behind");
@@ -190,10 +196,44 @@ void readRules(const Texts &texts, Options &options)
     rules.triplesWithBlanks = texts.triple == "blank";
 }
 
+// Ports that count up must not run past the last one, and a path cannot be shared.
+std::string checkPlcs(const Options &options)
+{
+    if (options.plcs == 1)
+        return {};
+    if (!options.serial.empty() || !options.save.empty())
+        return "--plcs goes with neither --serial nor --save: all PLCs would use the same path";
+    for (const auto *list : {&options.tcp, &options.udp, &options.remote, &options.control})
+        for (const Address &address : *list)
+            if (address.port != 0 && address.port + options.plcs - 1 > 65535)
+                return "--plcs " + std::to_string(options.plcs) + ": there are not so many ports from " +
+                       std::to_string(address.port) + " on; take a lower one, or 0";
+    return {};
+}
+
+// "2/DM0=5": for PLC 2 alone. Without a number: for all.
+std::string readSets(Options &options)
+{
+    for (const std::string &text : options.set) {
+        const std::size_t slash = text.find('/');
+        std::uint32_t plc = 0;
+        if (slash == std::string::npos || slash > text.find('='))
+            continue;
+        if (!kvsim::decimal(std::string_view(text).substr(0, slash), plc) ||
+            plc >= static_cast<std::uint32_t>(options.plcs))
+            return "--set: '" + text.substr(0, slash) + "' is no PLC (0 to " +
+                   std::to_string(options.plcs - 1) + ")";
+    }
+    return {};
+}
+
 std::string readTexts(Texts &texts, Options &options)
 {
     readRules(texts, options);
     std::string wrong = readAllAddresses(texts, options);
+    for (const std::string &check : {checkPlcs(options), readSets(options)})
+        if (wrong.empty())
+            wrong = check;
     if (wrong.empty() && !texts.delay.empty())
         wrong = readDelay(texts.delay, options.delay);
     return wrong.empty() ? readMostValues(texts.mostValues, options.rules) : wrong;
@@ -206,6 +246,24 @@ int usageError(const std::string &text)
 }
 
 } // namespace
+
+Options optionsOf(const Options &all, int plc)
+{
+    Options own = all;
+    for (auto *list : {&own.tcp, &own.udp, &own.remote, &own.control})
+        for (Address &address : *list)
+            address.port = address.port == 0 ? quint16(0) : static_cast<quint16>(address.port + plc);
+    own.set.clear();
+    for (const std::string &text : all.set) {
+        const std::size_t slash = text.find('/');
+        if (slash == std::string::npos || slash > text.find('='))
+            own.set.push_back(text);
+        else if (std::uint32_t number = 0; kvsim::decimal(std::string_view(text).substr(0, slash), number) &&
+                                           number == static_cast<std::uint32_t>(plc))
+            own.set.push_back(text.substr(slash + 1));
+    }
+    return own;
+}
 
 int parseOptions(int argc, char **argv, Options &options)
 {

@@ -31,7 +31,11 @@ struct Options {
     bool lfEndsLine = false;
     bool trace = false;
     bool exitWithStdin = false;
+    int plcs = 1;
 };
+
+/// What the PLC of this number, counted from 0, is given: its own ports and its own first values.
+Options optionsOf(const Options &all, int plc);
 
 /// \return -1 to go on, else the exit code: help and version were printed, or a message about what was wrong
 int parseOptions(int argc, char **argv, Options &options);

@@ -5,9 +5,7 @@
 
 #include <QCoreApplication>
 
-#include <array>
 #include <cstdio>
-#include <unistd.h>
 
 namespace
 {
@@ -18,14 +16,13 @@ int fail(int code, const std::string &text)
     return code;
 }
 
-// Hosts wait for these lines, so each goes out at once.
+} // namespace
+
 void say(const std::string &text)
 {
     std::printf("%s\n", text.c_str());
     std::fflush(stdout);
 }
-
-} // namespace
 
 Program::Program(const Options &options)
     : options_(options), simulator_(options.rules),
@@ -44,9 +41,6 @@ int Program::start()
         if (const int code = (this->*step)(); code != 0)
             return code;
     setScan(options_.scanMs);
-    if (options_.exitWithStdin)
-        followStdin();
-    say("ready");
     return 0;
 }
 
@@ -180,16 +174,6 @@ kvsim::ControlHooks Program::hooks()
             this, [] { quit(); }, Qt::QueuedConnection);
     };
     return hooks;
-}
-
-void Program::followStdin()
-{
-    stdin_ = std::make_unique<QSocketNotifier>(STDIN_FILENO, QSocketNotifier::Read);
-    connect(stdin_.get(), &QSocketNotifier::activated, this, [] {
-        std::array<char, 4096> buffer;
-        if (::read(STDIN_FILENO, buffer.data(), buffer.size()) <= 0)
-            quit();
-    });
 }
 
 void Program::quit()

@@ -1,4 +1,4 @@
-// kv-sim as a whole: the lines it listens on, its clock, its files and its end.
+// One PLC with all around it: the lines it listens on, its clock, its files and its end.
 #pragma once
 
 #include "control_line.h"
@@ -10,13 +10,16 @@
 #include <memory>
 #include <vector>
 
+/// A line on stdout. Hosts wait for these, so each goes out at once.
+void say(const std::string &text);
+
 class Program : public QObject
 {
 public:
     explicit Program(const Options &options);
 
     /// Faults, memory and lines.
-    /// \return 0 when all of it stands and "ready" has been said, else the exit code; the message is out then
+    /// \return 0 when all of it stands, else the exit code; the message is out then
     int start();
 
     /// Says goodbye: memory saved, statistics shown.
@@ -38,7 +41,6 @@ private:
     std::string load(const std::string &path);
     std::string listen(bool on);
     kvsim::ControlHooks hooks();
-    void followStdin();
 
     Options options_;
     kvsim::Simulator simulator_;
@@ -50,5 +52,4 @@ private:
     std::vector<std::unique_ptr<UdpLine>> udp_;
     std::vector<std::unique_ptr<SerialLine>> serial_;
     std::vector<std::unique_ptr<ControlLine>> control_;
-    std::unique_ptr<QSocketNotifier> stdin_;
 };

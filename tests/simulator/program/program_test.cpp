@@ -48,6 +48,12 @@ INSTANTIATE_TEST_SUITE_P(Rows, Usage, testing::Values(
     UsageRow{ "zeroCount",      {"--max-count", "0"},                               2, "'0' is neither N nor DEVICE=N" },
     UsageRow{ "badScan",        {"--scan", "0"},                                    2, "--scan" },
     UsageRow{ "badSet",         {"--tcp", "127.0.0.1:0", "--set", "DM1=x"},         2, "--set: 'x' is no value for 'DM1'" },
+    UsageRow{ "noSuchPlc",      {"--plcs", "2", "--set", "2/DM1=5"},                2, "--set: '2' is no PLC (0 to 1)" },
+    UsageRow{ "namelessPlc",    {"--set", "/DM1=5"},                                2, "--set: '' is no PLC (0 to 0)" },
+    UsageRow{ "noPlcs",         {"--plcs", "0"},                                    2, "--plcs" },
+    UsageRow{ "plcsOnOneLine",  {"--plcs", "2", "--serial", "/tmp/plc"},            2, "--plcs goes with neither --serial nor --save" },
+    UsageRow{ "plcsInOneFile",  {"--plcs", "2", "--save", "/tmp/plc.json"},         2, "--plcs goes with neither --serial nor --save" },
+    UsageRow{ "plcsPastPorts",  {"--plcs", "3", "--tcp", "127.0.0.1:65534"},        2, "there are not so many ports from 65534 on" },
     UsageRow{ "badFault",       {"--tcp", "127.0.0.1:0", "--fault", "hello"},       2, "--fault: no fault is called 'hello'" },
     UsageRow{ "badLoad",        {"--tcp", "127.0.0.1:0", "--load", "/nonexistent"}, 3, "cannot load /nonexistent" },
     UsageRow{ "badSerial",      {"--serial", "/nonexistent/plc"},                   3, "cannot make a serial line at /nonexistent/plc" },
@@ -113,6 +119,24 @@ TEST(End, byControlCommandIsStillAnswered)
     Client control(sim.port("control"));
     EXPECT_EQ(control.ask("stop"), "ok");
     EXPECT_EQ(sim.exitCode(), 0);
+}
+
+TEST(Plcs, haveMemoriesAndLinesOfTheirOwn)
+{
+    SimProcess sim(
+        {"--plcs", "3", "--tcp", "127.0.0.1:0", "--set", "DM0=5", "--set", "1/DM0=6", "--set", "2/DM1=1,2"});
+    ASSERT_TRUE(sim.isReady());
+    Client first(sim.port("tcp", 0));
+    Client second(sim.port("tcp", 1));
+    Client third(sim.port("tcp", 2));
+    EXPECT_EQ(first.ask("CR"), "CC");
+    EXPECT_EQ(second.ask("RDS DM0 3"), "E1") << "another PLC's link has been opened, not this one";
+    EXPECT_EQ(second.ask("CR"), "CC");
+    EXPECT_EQ(third.ask("CR"), "CC");
+    EXPECT_EQ(first.ask("WR DM2 7"), "OK");
+    EXPECT_EQ(first.ask("RDS DM0 3"), "00005 00000 00007");
+    EXPECT_EQ(second.ask("RDS DM0 3"), "00006 00000 00000");
+    EXPECT_EQ(third.ask("RDS DM0 3"), "00005 00001 00002");
 }
 
 TEST(Control, setsGetsAndCounts)

@@ -32,7 +32,8 @@ std::vector<std::string_view> splitAt(std::string_view text, char separator)
 
 std::string quoted(std::string_view text)
 {
-    return "'" + std::string(text) + "'";
+    std::string result = "'";
+    return result.append(text).append("'");
 }
 
 } // namespace

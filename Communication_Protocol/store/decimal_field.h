@@ -18,13 +18,16 @@ constexpr unsigned digitOf(char character)
 
 constexpr qint64 tenToThe(int power)
 {
-    return power == 0 ? 1 : 10 * tenToThe(power - 1);
+    qint64 value = 1;
+    for (int i = 0; i < power; ++i)
+        value *= 10;
+    return value;
 }
 
 /// The fast path: the value of a field of digits alone; -1 if there is anything else in it. Each digit is weighed
 /// for itself, so that none waits for the one before it.
 template <int... at>
-qint64 plainDigits(const char *text, std::integer_sequence<int, at...>)
+qint64 plainDigits(const char *text, std::integer_sequence<int, at...> /*positions*/)
 {
     constexpr int last = int(sizeof...(at)) - 1;
     const bool digitsAlone = ((digitOf(text[at]) <= 9) && ...);

@@ -15,6 +15,8 @@ declare -A packages=(
     [fuzz]="$demo clang-14 libclang-rt-14-dev llvm-14"
     [sanitize]="$test clang libclang-rt-14-dev llvm"
     [lint]="$test clang clang-tidy clang-format cppcheck"
+    # gnuplot draws SVG by itself, with few packages; libmodbus is what kv-host is compared with.
+    [bench]="$demo qt6-base-dev qt6-serialport-dev libbenchmark-dev libmodbus-dev gnuplot-nox python3"
     [mutants]="$test clang-14 libclang-rt-14-dev"
 )
 

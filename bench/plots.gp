@@ -1,0 +1,36 @@
+# Cost over size. Use: gnuplot -c plots.gp FOLDER_OF_DATA FOLDER_OF_PICTURES
+data = ARG1; pictures = ARG2
+set terminal svg size 720,420 dynamic enhanced font "sans-serif,13" background "white"
+set grid lc rgb "#dddddd"
+set border 3
+set tics nomirror
+set key left top
+set style line 1 lc rgb "#0060ad" lw 2 pt 7 ps 0.6
+set style line 2 lc rgb "#c04000" lw 2 pt 5 ps 0.6
+
+set output pictures."/block-length.svg"
+set title "One cyclic exchange: ComCommunication and DataCom"
+set xlabel "words in the block"; set ylabel "ns"; set xrange [0:132]; set yrange [0:*]
+plot data."/exchange_of_length.dat" with linespoints ls 1 title "driver", \
+     data."/plain_words_of_length.dat" with linespoints ls 2 title "plain conversion loop"
+
+set output pictures."/list-size.svg"
+set title "ReCreatReadVarList"
+set logscale xy
+set xlabel "variables"; set ylabel "µs"; set xrange [8:130000]; set yrange [*:*]
+set format x "10^{%L}"; set format y "10^{%L}"
+plot data."/rebuild.dat" using 1:($2/1000) with linespoints ls 1 title "rebuilding the read list"
+
+set output pictures."/stations-driver.svg"
+unset logscale; set format "%g"
+set title "One turn of the scheduler and its exchange, 128 words of one of N stations"
+set xlabel "stations"; set ylabel "ns"; set xrange [0:66]; set yrange [0:*]
+plot data."/exchange_of_stations.dat" with linespoints ls 1 title "driver"
+
+set output pictures."/stations.svg"
+set title "kv-host: one pass over all stations, 120 words each"
+set logscale xy
+set xlabel "stations"; set ylabel "ms"; set xrange [0.9:80]; set yrange [*:*]
+set xtics (1, 2, 4, 8, 16, 32, 64)
+plot data."/cycle_delayed.dat" with linespoints ls 2 title "PLCs that answer after 10 ms", \
+     data."/cycle.dat" with linespoints ls 1 title "PLCs that answer at once"

@@ -1,0 +1,111 @@
+"""What the figures are worth: a row for each target, each a ratio within one run."""
+
+from dataclasses import dataclass
+from statistics import median
+
+MOST_NOISE = 1.1  # two equal figures of one run may differ by this much
+
+
+class MissingFigure(Exception):
+    """A benchmark that a row needs is not among the results."""
+
+
+@dataclass
+class Row:
+    what: str
+    measured: str
+    against: str
+    ratio: float
+    target: float
+    at_least: bool = False  # else at most
+
+    @property
+    def met(self):
+        return self.ratio >= self.target if self.at_least else self.ratio <= self.target
+
+    def cells(self):
+        sign = "≥" if self.at_least else "≤"
+        return [self.what, self.measured, self.against, f"{self.ratio:.2f}", f"{sign} {self.target:g}",
+                "met" if self.met else "missed"]
+
+
+HEADINGS = ["what", "measured", "against", "ratio", "target", "verdict"]
+
+
+def best_times(benchmark):
+    """Google Benchmark's JSON -> the least CPU time of each name, in ns: other work only ever adds to it."""
+    in_ns = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
+    best = {}
+    for run in benchmark["benchmarks"]:
+        if run.get("run_type", "iteration") == "iteration" and not run.get("error_occurred"):
+            time = run["cpu_time"] * in_ns[run["time_unit"]]
+            best[run["name"]] = min(time, best.get(run["name"], time))
+    return best
+
+
+def counters(benchmark, name):
+    """The least value of a counter, by name of the benchmark."""
+    least = {}
+    for run in benchmark["benchmarks"]:
+        if name in run and run.get("run_type", "iteration") == "iteration":
+            least[run["name"]] = min(run[name], least.get(run["name"], run[name]))
+    return least
+
+
+def figure(figures, name):
+    if name not in figures:
+        raise MissingFigure(f"the results have no benchmark '{name}'; was it renamed in driver_bench.cpp?")
+    return figures[name]
+
+
+def driver_rows(best):
+    def row(what, name, against, yardstick, target):
+        time = figure(best, name)
+        return Row(what, f"{time:.0f} ns", f"{against}: {yardstick:.0f} ns", time / yardstick, target)
+
+    words = figure(best, "plain_words")
+    read_limit = 3 * figure(best, "plain_memcpy") + figure(best, "parse_word_address")
+    many, few = figure(best, "rebuild/100000"), figure(best, "rebuild/10000")
+    return [
+        row("exchange of 128 words", "exchange_words", "plain loop", words, 1.5),
+        row("exchange of double words", "exchange_dwords", "plain loop", figure(best, "plain_dwords"), 2),
+        row("exchange of timers, counters", "exchange_triples", "plain loop", figure(best, "plain_triples"), 2),
+        row("`GetRegisterData` of 128 words", "read_words", "3 memcpy + parse", read_limit, 1),
+        row("`GetRegisterData` of 1 bit", "read_bit", "100/530 of the plain loop", words * 100 / 530, 1),
+        row("the same from 4 threads, CPU time a call", "read_while_decoding/threads:4", "from 1 thread",
+            figure(best, "read_while_decoding/threads:1"), MOST_NOISE),
+        Row("`ReCreatReadVarList` of 100,000", f"{many / 1e6:.1f} ms", f"of 10,000: {few / 1e6:.2f} ms", many / few, 12),
+        row("`SetRegisterData`, 1,000 pending", "write_pending", "limit", 5000, 1),
+    ]
+
+
+def program_rows(found):
+    rounds = found["words"]
+    ratio = median(one["kv"] / one["modbus"] for one in rounds)
+    kv, modbus = (median(one[who] for one in rounds) for who in ("kv", "modbus"))
+    host, idle = found["memory"]["kv-host"]["Rss"], found["memory"]["idle_qt"]["Rss"]
+    allowed = 1.2 * idle + found["memory"]["images_kb"]
+    cpu = found["cpu"]
+    return [
+        Row("words a second, end to end", f"{kv / 1e6:.2f} million", f"libmodbus: {modbus / 1e6:.2f} million", ratio, 1,
+            at_least=True),
+        Row("CPU of kv-host, 50 exchanges a second, all shown", f"{cpu['watch'] * 100:.2f} %", "1 % of one core",
+            cpu["watch"] / 0.01, 1),
+        Row("CPU of kv-host, 50 exchanges a second, counted only", f"{cpu['stats'] * 100:.2f} %", "1 % of one core",
+            cpu["stats"] / 0.01, 1),
+        Row("memory, 1,000 variables of 4 stations", f"{host} kB",
+            f"1.2 idle Qt programs of {idle} kB + images", host / allowed, 1),
+    ]
+
+
+def markdown(headings, rows):
+    lines = [headings, ["---"] * len(headings), *rows]
+    return "\n".join("| " + " | ".join(map(str, cells)) + " |" for cells in lines) + "\n"
+
+
+def aligned(headings, rows):
+    """The same for a terminal."""
+    table = [headings, *rows]
+    widths = [max(len(str(cells[column])) for cells in table) for column in range(len(headings))]
+    return "\n".join("  ".join(str(cell).ljust(width) for cell, width in zip(cells, widths)).rstrip()
+                     for cells in table) + "\n"

@@ -1,0 +1,128 @@
+"""Figures in, rows and verdicts out. All expected values are worked out by hand."""
+
+import io
+import json
+import sys
+import tempfile
+import unittest
+from contextlib import redirect_stdout
+from pathlib import Path
+from unittest.mock import patch
+
+sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "bench"))
+
+import report  # noqa: E402
+from programs import measures, values_of_words  # noqa: E402
+from rows import HEADINGS, MissingFigure, aligned, best_times, driver_rows, markdown, program_rows  # noqa: E402
+
+# name, CPU time, unit
+FIGURES = [
+    ("plain_words", 530, "ns"), ("exchange_words", 1000, "ns"), ("exchange_words", 795, "ns"),
+    ("plain_dwords", 400, "ns"), ("exchange_dwords", 1000, "ns"), ("plain_triples", 100, "ns"),
+    ("exchange_triples", 150, "ns"), ("plain_memcpy", 20, "ns"), ("parse_word_address", 40, "ns"),
+    ("read_words", 75, "ns"), ("read_bit", 120, "ns"), ("read_while_decoding/threads:1", 100, "ns"),
+    ("read_while_decoding/threads:4", 109, "ns"), ("write_pending", 0.5, "us"), ("rebuild/10000", 2, "ms"),
+    ("rebuild/100000", 25, "ms"),
+]
+BENCHMARK = {"benchmarks": [{"name": name, "cpu_time": time, "time_unit": unit, "run_type": "iteration"}
+                            for name, time, unit in FIGURES]}
+PROGRAMS = {
+    "quick": False,
+    "words": [{"kv": 1000000, "modbus": 2000000}, {"kv": 3000000, "modbus": 2000000},
+              {"kv": 2500000, "modbus": 2000000}],
+    "cpu": {"watch": 0.012, "stats": 0.0025, "seconds": 30},
+    "memory": {"kv-host": {"Rss": 12002, "Pss": 3000}, "idle_qt": {"Rss": 10000, "Pss": 1000}, "images_kb": 2},
+    "cycles": [{"delay_ms": delay, "stations": stations, "cycle_ms": stations * each}
+               for delay, each in ((0, 0.125), (10, 12.5)) for stations in (1, 64)],
+    "processes": [{"delay_ms": 0, "processes": 1, "cycle_ms": 3.2}, {"delay_ms": 10, "processes": 1, "cycle_ms": 800}],
+}
+
+
+class DriverRows(unittest.TestCase):
+    def rows(self):
+        return [" | ".join(row.cells()) for row in driver_rows(best_times(BENCHMARK))]
+
+    def test_every_row(self):
+        self.assertEqual(self.rows(), [
+            "exchange of 128 words | 795 ns | plain loop: 530 ns | 1.50 | ≤ 1.5 | met",
+            "exchange of double words | 1000 ns | plain loop: 400 ns | 2.50 | ≤ 2 | missed",
+            "exchange of timers, counters | 150 ns | plain loop: 100 ns | 1.50 | ≤ 2 | met",
+            "`GetRegisterData` of 128 words | 75 ns | 3 memcpy + parse: 100 ns | 0.75 | ≤ 1 | met",
+            "`GetRegisterData` of 1 bit | 120 ns | 100/530 of the plain loop: 100 ns | 1.20 | ≤ 1 | missed",
+            "the same from 4 threads, CPU time a call | 109 ns | from 1 thread: 100 ns | 1.09 | ≤ 1.1 | met",
+            "`ReCreatReadVarList` of 100,000 | 25.0 ms | of 10,000: 2.00 ms | 12.50 | ≤ 12 | missed",
+            "`SetRegisterData`, 1,000 pending | 500 ns | limit: 5000 ns | 0.10 | ≤ 1 | met",
+        ])
+
+    def test_means_of_repetitions_do_not_count(self):
+        mean = {"name": "plain_words", "cpu_time": 1, "time_unit": "ns", "run_type": "aggregate"}
+        self.assertEqual(best_times({"benchmarks": BENCHMARK["benchmarks"] + [mean]})["plain_words"], 530)
+
+    def test_a_missing_benchmark_is_named(self):
+        with self.assertRaisesRegex(MissingFigure, "plain_words"):
+            driver_rows({})
+
+
+class ProgramRows(unittest.TestCase):
+    def test_every_row(self):
+        # Ratios 0.5, 1.5, 1.25: the median counts. Allowed memory: 1.2 * 10000 + 2.
+        self.assertEqual([" | ".join(row.cells()) for row in program_rows(PROGRAMS)], [
+            "words a second, end to end | 2.50 million | libmodbus: 2.00 million | 1.25 | ≥ 1 | met",
+            "CPU of kv-host, 50 exchanges a second, all shown | 1.20 % | 1 % of one core | 1.20 | ≤ 1 | missed",
+            "CPU of kv-host, 50 exchanges a second, counted only | 0.25 % | 1 % of one core | 0.25 | ≤ 1 | met",
+            "memory, 1,000 variables of 4 stations | 12002 kB | 1.2 idle Qt programs of 10000 kB + images | 1.00 | ≤ 1 | met",
+        ])
+
+
+class Tables(unittest.TestCase):
+    def test_markdown(self):
+        self.assertEqual(markdown(["a", "b"], [["1", 2]]), "| a | b |\n| --- | --- |\n| 1 | 2 |\n")
+
+    def test_terminal(self):
+        self.assertEqual(aligned(["what", "n"], [["a", 10], ["longer", 2]]), "what    n\na       10\nlonger  2\n")
+
+    def test_stations_that_a_process_holds(self):
+        # 0.125 ms an exchange would be 400 stations in 50 ms, but there are 256 numbers; 12.5 ms with PLCs that take 10.
+        self.assertEqual(report.held(PROGRAMS["cycles"]).splitlines()[2:], [
+            "| 50 ms | 256 | 4 |", "| 100 ms | 256 | 8 |", "| 500 ms | 256 | 40 |", "| 1000 ms | 256 | 80 |"])
+
+    def test_what_kv_host_prints(self):
+        self.assertEqual(measures("measure        value  unit\ntime           2.00   s\nexchange rate  14105  1/s\n"),
+                         {"time": 2.0, "exchange rate": 14105.0})
+
+    def test_values_pass_the_end_of_a_word(self):
+        # 131 * 500 + 7 = 65507, 132 * 500 + 7 = 66007 = 65536 + 471
+        self.assertEqual(values_of_words(133)[-2:], [65507, 471])
+
+
+class Report(unittest.TestCase):
+    def run_with(self, benchmark):
+        sizes = {name: sizes for name, sizes in report.SERIES.items() if name != "rebuild"}
+        runs = [{"name": f"{name}/{size}", "cpu_time": 1, "time_unit": "ns"} for name in sizes for size in sizes[name]]
+        runs += [{"name": f"rebuild/{size}", "cpu_time": 1, "time_unit": "ns"}
+                 for size in report.SERIES["rebuild"] if size < 10000 or size == 30000]
+        runs += [{"name": name, "cpu_time": 9000, "time_unit": "ns", "allocations": count}
+                 for name, count in (("exchange_words", 3.0), ("exchange_dwords", 2.0), ("exchange_triples", 4.0))]
+        runs += [{"name": "exchange_words", "cpu_time": 1, "time_unit": "ns", "allocations": 0.0, "run_type": "aggregate"}]
+        with tempfile.TemporaryDirectory() as name, patch.object(report, "plot"), redirect_stdout(io.StringIO()) as out:
+            folder = Path(name)
+            texts = ({"benchmarks": benchmark + runs}, PROGRAMS, {"cores": "2"})
+            paths = [folder / f"{number}.json" for number in range(3)]
+            for path, text in zip(paths, texts):
+                path.write_text(json.dumps(text), encoding="utf-8")
+            status = report.main(*paths, folder, folder)
+            return status, (folder / "performance.md").read_text(encoding="utf-8"), out.getvalue()
+
+    def test_a_missed_target_is_told_and_is_the_exit_status(self):
+        status, text, printed = self.run_with(BENCHMARK["benchmarks"])
+        self.assertEqual(status, 1)
+        self.assertIn("8 of 12 targets met: missed exchange of double words;", printed)
+        self.assertIn("| exchange of 128 words | 795 ns | plain loop: 530 ns | 1.50 | ≤ 1.5 | met |\n", text)
+        self.assertIn("| 128 words | 3 |\n| double words | 2 |\n| timers, counters | 4 |\n", text)
+        self.assertIn("| cores | 2 |\n", text)
+        self.assertIn("| 1.00 | 2.00 | 0.50 |\n", text)
+        self.assertIn(f"| {' | '.join(HEADINGS)} |\n", text)
+
+
+if __name__ == "__main__":
+    unittest.main()

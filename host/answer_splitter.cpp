@@ -1,5 +1,7 @@
 #include "answer_splitter.h"
 
+#include <string_view>
+
 namespace kvhost
 {
 
@@ -31,10 +33,12 @@ void AnswerSplitter::feed(const QByteArray &bytes)
 
 int AnswerSplitter::endOfLine() const
 {
-    int at = int(m_answer.indexOf('\n')); // a search for one byte is many times faster than one for two
-    while (at >= 0 && (at == 0 || m_answer[at - 1] != '\r'))
-        at = int(m_answer.indexOf('\n', at + 1));
-    return at < 0 ? -1 : at + 1;
+    // By the system's search for one byte, which takes a fraction of a search for two.
+    const std::string_view answer(m_answer.constData(), std::size_t(m_answer.size()));
+    std::size_t at = answer.find('\n');
+    while (at != std::string_view::npos && (at == 0 || answer[at - 1] != '\r'))
+        at = answer.find('\n', at + 1);
+    return at == std::string_view::npos ? -1 : int(at) + 1;
 }
 
 int AnswerSplitter::endOfAnswer() const

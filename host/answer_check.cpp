@@ -37,7 +37,7 @@ bool fits(const char *value)
 {
     return [value]<std::size_t... I>(std::index_sequence<I...>)
     {
-        return (... & (SHAPE[I] == '0' ? isDigit(value[I]) : isSeparator(value[I])));
+        return (... & unsigned(SHAPE[I] == '0' ? isDigit(value[I]) : isSeparator(value[I]))) != 0;
     }
     (std::make_index_sequence<SHAPE.size()>());
 }

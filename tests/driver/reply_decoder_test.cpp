@@ -474,6 +474,14 @@ TEST_F(ReplyDecoder, anEmptyDataPartStoresNothingButTheRangeIsSized)
     EXPECT_EQ(store(), Lines{"1/10: AA 00 00 00"});
 }
 
+TEST_F(ReplyDecoder, anEmptyDataPartMakesNoRoomBelowItsAddress)
+{
+    decode(AREA_DM, 10, -10, "");
+    decode(AREA_Z, 10, -10, "");
+    EXPECT_EQ(imageSize(1, 10), 0); // (10 - 10) * 2
+    EXPECT_EQ(imageSize(1, 16), 0);
+}
+
 TEST_F(ReplyDecoder, anEmptyReplyStoresNothingButTheRangeIsSized)
 {
     QByteArray reply;

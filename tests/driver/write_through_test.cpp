@@ -385,6 +385,17 @@ TEST_F(WriteThrough, aWriteAcrossTheCeilingDoesNotGrowTheImage)
     EXPECT_EQ(image(1, 10, 67108860, 4), "00 00 01 02");
 }
 
+// One byte short of the ceiling: bit 536870911 lies just behind the image, the next one past the ceiling.
+TEST_F(WriteThrough, bitsAcrossTheCeilingAreDroppedWhereTheImageEnds)
+{
+    DataStorage[1][0] = QByteArray(67108863, '\0');
+    put(AREA_R, 536870911, 2, "01 01");
+    EXPECT_EQ(imageSize(1, 0), 67108863);
+    EXPECT_EQ(image(1, 0, 67108859, 4), "00 00 00 00");
+    EXPECT_EQ(std::as_const(DataStorage[1][0]).constData()[67108863], '\0')
+        << "the byte that ends every byte array";
+}
+
 // Positions that would wrap around in 32 bits.
 INSTANTIATE_TEST_SUITE_P(
     PastTheCeiling, Written,

@@ -80,6 +80,7 @@ bool loadDriver(const QString &wanted, const QString &programFolder, DriverCalls
     }
     const QStringList missing = findAll(library, calls);
     if (!missing.isEmpty()) {
+        *calls = {}; // nothing of a library that is something else is called
         *problem =
             QStringLiteral("%1 is not the driver: it lacks the call%2 %3. Name another with --driver PATH")
                 .arg(file, QString::fromLatin1(missing.size() == 1 ? "" : "s"),

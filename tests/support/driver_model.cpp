@@ -145,7 +145,8 @@ int digitValue(char c)
     return 99;
 }
 
-/// A whole number: blanks around it are ignored, one sign may stand before it, it must fit 32 bits with sign.
+/// A whole number: blanks around it are ignored, one sign may stand before it and "0x" before hexadecimal digits,
+/// it must fit 32 bits with sign.
 bool toNumber(std::string digits, int base, int &result)
 {
     const char *const blanks = " \t\n\v\f\r";
@@ -156,6 +157,8 @@ bool toNumber(std::string digits, int base, int &result)
     const bool negative = digits[0] == '-';
     if (negative || digits[0] == '+')
         digits.erase(0, 1);
+    if (base == 16 && digits.size() > 1 && digits[0] == '0' && (digits[1] == 'x' || digits[1] == 'X'))
+        digits.erase(0, 2);
     long long value = 0;
     for (const char c : digits) {
         if (digitValue(c) >= base || value > (1LL << 40))

@@ -92,8 +92,7 @@ bool Job::mayQueue(const Piece &piece) const
 
 void Job::queue(Piece piece)
 {
-    PartResult &result = m_results[piece.part];
-    if (result.state == RequestState::Failed) {
+    if (m_results[piece.part].state == RequestState::Failed) {
         --m_open[piece.part]; // an earlier piece of the same write failed: the rest is not sent
         return;
     }

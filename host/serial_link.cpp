@@ -7,7 +7,7 @@ SerialLink::SerialLink(const PlcUrl &url, std::function<void()> wake) : m_url(ur
 
 SerialLink::~SerialLink()
 {
-    close();
+    SerialLink::close(); // this class's own, whatever is derived from it
 }
 
 void SerialLink::open()

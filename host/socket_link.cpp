@@ -14,7 +14,7 @@ SocketLink::SocketLink(const PlcUrl &url, std::function<void()> wake) : m_url(ur
 
 SocketLink::~SocketLink()
 {
-    close();
+    SocketLink::close(); // this class's own, whatever is derived from it
 }
 
 void SocketLink::open()

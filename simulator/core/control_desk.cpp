@@ -131,7 +131,7 @@ std::string ControlDesk::get(std::string_view rest)
     std::uint32_t count = 1;
     if (blank < rest.size() && !decimal(trimmed(rest.substr(blank)), count))
         return error("wanted get DEVICE [COUNT]");
-    Plc &plc = simulator_.plc();
+    const Plc &plc = simulator_.plc();
     Command span;
     const std::string wrong = locate(rest.substr(0, blank), count, plc.rules(), span);
     return wrong.empty() ? ok(plc.read(span)) : error(wrong);

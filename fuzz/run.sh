@@ -73,9 +73,8 @@ build_target "$target"
 mkdir -p "$found" "$build/crashes" "$seeds"
 dictionary=()
 [ -f "fuzz/dictionaries/$target.dict" ] && dictionary=(-dict="fuzz/dictionaries/$target.dict")
-leaks=1
-# Qt 5.15's JSON reader loses memory of some broken texts.
-[ "$target" = kv_sim_memory ] && leaks=0
+# Qt 5.15's JSON reader loses memory of some broken texts. Both libFuzzer and the end of the program would tell.
+[ "$target" = kv_sim_memory ] && export ASAN_OPTIONS=detect_leaks=0
 length=() # libFuzzer's own choice
 # A session needs room for many steps from the start.
 case $target in driver_session | driver_settings) length=(-max_len=600 -len_control=20) ;; esac
@@ -83,7 +82,7 @@ log=$build/$target.log
 crashes_before=$(find "$build/crashes" -name "$target-*" | sort)
 
 status=0
-"$program" -max_total_time="$seconds" -timeout=60 -rss_limit_mb=3000 -detect_leaks="$leaks" -print_final_stats=1 "${length[@]}" "${dictionary[@]}" \
+"$program" -max_total_time="$seconds" -timeout=60 -rss_limit_mb=3000 -print_final_stats=1 "${length[@]}" "${dictionary[@]}" \
     -artifact_prefix="$build/crashes/$target-" "$found" "$seeds" >"$log" 2>&1 || status=$?
 
 executions=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")

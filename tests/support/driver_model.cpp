@@ -172,6 +172,14 @@ bool toNumber(std::string digits, int base, int &result)
     return true;
 }
 
+/// A bit address; one past 32 bits is no address.
+bool toBitAddress(int channel, int bit, int &result)
+{
+    const long long address = channel * 16LL + bit;
+    result = int(address);
+    return address <= std::numeric_limits<int>::max() && address >= std::numeric_limits<int>::min();
+}
+
 /// A field of a reply; one that is no number counts as 0.
 int field(const std::string &digits)
 {
@@ -268,8 +276,8 @@ int Driver::parseAddress(int area, std::string address)
     if (area == 0 || area == 2 || area == 3 || area == 4) { // channel and two digits of the bit
         address = "00" + address;
         const std::size_t cut = address.size() - 2;
-        good = toNumber(address.substr(0, cut), 10, high) && toNumber(address.substr(cut), 10, low);
-        result = high * 16 + low;
+        good = toNumber(address.substr(0, cut), 10, high) && toNumber(address.substr(cut), 10, low) &&
+               toBitAddress(high, low, result);
     } else if (area == 1 || area == 5 || area == 14) {
         good = toNumber(address, 16, result);
     } else if (area >= 6 && area <= 25) {
@@ -284,8 +292,7 @@ int Driver::parseAddress(int area, std::string address)
         const std::size_t point = address.find('.');
         good = point != std::string::npos && address.find('.', point + 1) == std::string::npos &&
                toNumber(address.substr(0, point), area == 36 ? 16 : 10, high) &&
-               toNumber(address.substr(point + 1), 10, low);
-        result = high * 16 + low;
+               toNumber(address.substr(point + 1), 10, low) && toBitAddress(high, low, result);
     }
     if (good && result != -1)
         return result;

@@ -80,7 +80,7 @@ struct Address {
 };
 
 /// \param problem what is wrong and what to write instead
-std::optional<Address> parseAddress(const QString &text, QString *problem);
+std::optional<Address> parseAddress(const QString &given, QString *problem);
 
 /// A part of an address: \a count values from value \a first on.
 Address partOf(const Address &whole, int first, int count);

@@ -46,7 +46,7 @@ bool numberStations(std::vector<PlcTarget> *targets, QString *problem)
     }
     int next = 0;
     for (PlcTarget &target : *targets) {
-        while (target.station < 0 && taken.count(next) != 0)
+        while (target.station < 0 && taken.contains(next))
             ++next;
         if (target.station < 0) {
             target.station = next;

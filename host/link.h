@@ -31,7 +31,7 @@ public:
     virtual QByteArray takeReceived() = 0; ///< what has come since the last call; also after Failed
     /// Waits for bytes on this link alone, without the thread's event loop: nothing else happens meanwhile, so it is
     /// for short times only. \return false at once if this kind of link cannot do so
-    virtual bool awaitAlone(Ms) { return false; }
+    virtual bool awaitAlone(Ms /*longest*/) { return false; }
 };
 
 /// \param wake called on the exchange thread when a link changes or bytes have come

@@ -5,13 +5,15 @@
 
 #include <QStringList>
 
+#include <utility>
+
 namespace kvhost
 {
 
 class Table
 {
 public:
-    explicit Table(const QStringList &columns) : m_columns(columns) {}
+    explicit Table(QStringList columns) : m_columns(std::move(columns)) {}
 
     void add(const QStringList &cells) { m_rows << cells; }
     void print(Output *out) const;

@@ -109,7 +109,7 @@ int logToStdout(App *app, Logger *logger, Time end)
 {
     Output out(app->options.format == OutputFormat::Text ? OutputFormat::Csv : app->options.format, false);
     Time next = Clock::now() + app->options.cycle;
-    while (!out.broken() && app->session->waitUntil([] { return false; }, std::min(next, end)) == false &&
+    while (!out.broken() && !app->session->waitUntil([] { return false; }, std::min(next, end)) &&
            app->session->interrupted() == 0 && Clock::now() < end) {
         logger->sample([&out](const Row &row) { out.row(row); });
         next = std::max(next + app->options.cycle, Clock::now());

@@ -2,6 +2,8 @@
 #include "../app.h"
 #include "../table.h"
 
+#include <algorithm>
+
 namespace kvhost
 {
 
@@ -59,11 +61,10 @@ int measure(App *app, Ms cycle, Ms duration)
     session->readCyclically(variables, cycle, false);
     const bool linked = session->waitUntil(
         [session] {
-            for (const LinkStatus &link : session->links()) {
-                if (link.ready || link.failures > session->settings().retries)
-                    return true;
-            }
-            return false;
+            const auto links = session->links();
+            return std::any_of(links.begin(), links.end(), [session](const LinkStatus &link) {
+                return link.ready || link.failures > session->settings().retries;
+            });
         },
         Time::max());
     const Time start = Clock::now();

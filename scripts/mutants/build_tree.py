@@ -46,8 +46,8 @@ class BuildTree:
         command = self._link_command_of(TEST_PROGRAM)
         left_out = [word for word in command if word.endswith("_test.cpp.o") and not self._is_wanted(word)]
         command = [word for word in command if word not in left_out]
-        objects = [word for word in command if word.endswith(".o")]
-        _run(["ninja", "-C", self.folder, LIBRARY, *objects], "building the unchanged driver and some of its tests")
+        parts = [word for word in command if word.endswith((".o", ".a")) and not word.startswith("/")]
+        _run(["ninja", "-C", self.folder, LIBRARY, *parts], "building the unchanged driver and some of its tests")
         (self.folder / TEST_PROGRAM).parent.mkdir(exist_ok=True)
         _run(command, "linking the tests", cwd=self.folder)
 

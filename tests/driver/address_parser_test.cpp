@@ -205,6 +205,9 @@ INSTANTIATE_TEST_SUITE_P(HexDevices, WholeHex, testing::Values(
     FormRow{"minus2",          "-2",      -2, nullptr},
     FormRow{"minusF",          "-F",     -15, nullptr},
     FormRow{"trailingH",       "1Fh",     -1, "1Fh"},
+    FormRow{"beforeUpperCase", "@",       -1, "@"},
+    FormRow{"beforeLowerCase", "`",       -1, "`"},
+    FormRow{"past32Bits",      "100000001", -1, "100000001"}, // its low 32 bits are 1
     FormRow{"point",           "1F.3",    -1, "1F.3"},
     FormRow{"letterG",         "G",       -1, "G"},
     FormRow{"accent",          "\xC3\xA9", -1, "\xC3\xA9"},
@@ -242,6 +245,8 @@ INSTANTIATE_TEST_SUITE_P(DecimalDevices, WholeDecimal, testing::Values(
     FormRow{"minus5",          "-5",       -5, nullptr},
     FormRow{"minusZero",       "-0",        0, nullptr},
     FormRow{"hexDigit",        "1F",       -1, "1F"},
+    FormRow{"beforeUpperCase", "@",        -1, "@"},
+    FormRow{"past32Bits",      "4294967297", -1, "4294967297"}, // its low 32 bits are 1
     FormRow{"hexPrefix",       "0x10",     -1, "0x10"},
     FormRow{"point",           "100.5",    -1, "100.5"},
     FormRow{"thousands",       "1,000",    -1, "1,000"},
@@ -434,6 +439,14 @@ TEST_F(AddressParser, writesOneLineThatEndsInABlank)
     StringAddressToInt(40, "5");
     EXPECT_EQ(takeLines(), (Lines{"StringAddressToInt 0 \"001x\" ", "StringAddressToInt 27 \"0G1\" ",
                                   "StringAddressToInt 40 \"5\" "}));
+}
+
+// The first text is no number either, but may still lie in memory when the second one is looked at.
+TEST_F(AddressParser, takesNothingFromTheTextBefore)
+{
+    EXPECT_EQ(StringAddressToInt(32, QStringLiteral("100.5") + QChar(0)), -1);
+    EXPECT_EQ(StringAddressToInt(32, QStringLiteral("100")), -1);
+    EXPECT_EQ(takeLines().size(), 2U);
 }
 
 TEST_F(AddressParser, takesANullStringForAnEmptyOne)

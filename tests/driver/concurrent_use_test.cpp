@@ -363,4 +363,46 @@ TEST_F(ConcurrentUse, everyValueArrivesWhereItBelongsOrIsReportedAsFailed)
             << result << ", " << times << " times";
     EXPECT_EQ(wrongWordsShown, 0) << "words that screens saw and nobody had written";
 }
+
+// --- the store alone -----------------------------------------------------------------------------------
+
+class ConcurrentStore : public DriverTest
+{
+protected:
+    static constexpr int rounds = 3000;
+    static constexpr int stations = 7;
+
+    static void writeValues()
+    {
+        for (int round = 0; round < rounds; ++round) {
+            RW_VAR var = write(AREA_DM, round, 1, "00 00", round % stations);
+            var.data = wordBytes(valueOf(0, round));
+            WriteDataToLocal(&var);
+        }
+    }
+
+    static void makeRanges()
+    {
+        for (int round = 0; round < rounds; ++round) {
+            ControlInformationM range{round % stations, AREA_EM, round, 1};
+            checkTheStorage(range);
+        }
+    }
+};
+
+// Ranges are made without storeMutex: what keeps them apart from the values is the store's own lock.
+TEST_F(ConcurrentStore, holdsEveryValueAndRangeThatTwoThreadsMadeAtOnce)
+{
+    std::thread writing(writeValues);
+    std::thread making(makeRanges);
+    writing.join();
+    making.join();
+
+    ASSERT_EQ(DataStorage.size(), stations);
+    for (int round = 0; round < rounds; ++round) {
+        const QMap<int, QByteArray> images = DataStorage.value(round % stations);
+        ASSERT_EQ(images.value(AREA_DM).mid(2 * round, 2), wordBytes(valueOf(0, round))) << round;
+        ASSERT_GE(images.value(AREA_EM).size(), 2 * round + 2) << round;
+    }
+}
 } // namespace

@@ -461,6 +461,17 @@ TEST_F(HostReads, theLargestAnswerForATextThatIsNoAddressIsZeros)
     EXPECT_EQ(takeLines(), Lines{"StringAddressToInt 10 \"x\" "});
 }
 
+// Sized by words as if each bit were one, the range would pass 64 MiB: the image stays as it is.
+TEST_F(HostReads, bitsBehindAnImageThatCannotGrowAreZero)
+{
+    DataStorage[1][0] = QByteArray(800, '\xFF');
+    QByteArray out;
+    EXPECT_EQ(GetRegisterData(0, AREA_R, QStringLiteral("0"), 1, &out, 33554433), 1);
+    EXPECT_EQ(imageSize(1, 0), 800);
+    EXPECT_EQ(out.left(6400), QByteArray(6400, '\1'));
+    EXPECT_EQ(out.mid(6400, 6400), QByteArray(6400, '\0'));
+}
+
 TEST_F(HostReads, theLargestAnswersAreServed)
 {
     DataStorage[1][16] = bytes("01 02 03 04 05");

@@ -474,6 +474,12 @@ TEST_F(ReplyDecoder, anEmptyDataPartStoresNothingButTheRangeIsSized)
     EXPECT_EQ(store(), Lines{"1/10: AA 00 00 00"});
 }
 
+TEST_F(ReplyDecoder, anEmptyDataPartOfATimerMakesNoFurtherImages)
+{
+    decode(AREA_T, 0, 1, "");
+    EXPECT_EQ(DataStorage.value(1).keys(), QList<int>{AREA_T}); // of the range that was asked for
+}
+
 TEST_F(ReplyDecoder, anEmptyDataPartMakesNoRoomBelowItsAddress)
 {
     decode(AREA_DM, 10, -10, "");

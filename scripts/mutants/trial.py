@@ -17,7 +17,7 @@ FIRST_TESTS = {
     "addresses/read_list": ["read_list", "block_split"],
     "addresses/write_list": ["host_writes"],
     "core/debug_line": ["read_frames", "store_ranges"],
-    "core/held_lock": ["host_setup", "stations", "locks"],
+    "core/held_lock": ["lock_order", "stations", "locks"],
     "core/op_kind": ["request_end", "scheduler"],
     "core/outcome": ["return_codes"],
     "core/reply_checks": ["reply_checks", "bit_write", "handshake"],

@@ -441,14 +441,6 @@ TEST_F(AddressParser, writesOneLineThatEndsInABlank)
                                   "StringAddressToInt 40 \"5\" "}));
 }
 
-// The first text is no number either, but may still lie in memory when the second one is looked at.
-TEST_F(AddressParser, takesNothingFromTheTextBefore)
-{
-    EXPECT_EQ(StringAddressToInt(32, QStringLiteral("100.5") + QChar(0)), -1);
-    EXPECT_EQ(StringAddressToInt(32, QStringLiteral("100")), -1);
-    EXPECT_EQ(takeLines().size(), 2U);
-}
-
 TEST_F(AddressParser, takesANullStringForAnEmptyOne)
 {
     EXPECT_EQ(StringAddressToInt(10, QString()), -1);

@@ -17,7 +17,7 @@ bool loadTags(App *app, QString *problem)
 {
     if (app->options.tagFile.isEmpty())
         return true;
-    const TagFile file = readTagFile(app->options.tagFile);
+    TagFile file = readTagFile(app->options.tagFile);
     if (!file.problem.isEmpty()) {
         *problem = file.problem;
         return false;
@@ -31,7 +31,7 @@ bool loadTags(App *app, QString *problem)
                        .arg(file.faults.size());
         return false;
     }
-    app->tags = file.tags;
+    app->tags = std::move(file.tags);
     return true;
 }
 
@@ -158,6 +158,7 @@ bool variablesFor(App *app, const QStringList &words, std::vector<Variable> *var
         return false;
     }
     bool good = true;
+    variables->reserve(std::size_t(wanted.size()));
     for (const QString &word : wanted) {
         QString problem;
         if (const auto variable = variableFor(*app, word, &problem)) {
@@ -167,6 +168,9 @@ bool variablesFor(App *app, const QStringList &words, std::vector<Variable> *var
             good = false;
         }
     }
+    // No command asks twice, and of a large tag file a second copy of all variables would stay in memory.
+    app->tags.clear();
+    app->tags.shrink_to_fit();
     return good;
 }
 

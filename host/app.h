@@ -23,7 +23,7 @@ struct App {
 /// Reads the tag file, finds the PLCs, loads the driver. \return an exit code if that fails
 std::optional<int> prepare(App *app, const QString &programFolder, bool needsPlc);
 
-/// Variables for the words of the command line; all tags if there is none.
+/// Variables for the words of the command line; all tags if there is none. Lets go of the tags.
 /// \return false after a message for each word that is neither a tag nor an address
 bool variablesFor(App *app, const QStringList &words, std::vector<Variable> *variables);
 

@@ -153,7 +153,7 @@ int runLog(App *app)
     app->options.cycle = std::max(app->options.cycle, least);
     app->session->start();
     app->session->readCyclically(variables, app->options.cycle);
-    Logger logger(app, variables);
+    Logger logger(app, std::move(variables));
     const Time end = app->options.duration.count() == 0 ? Time::max() : Clock::now() + app->options.duration;
     const bool toFile = !app->options.output.isEmpty() || !app->options.sqlite.isEmpty();
     const int code = toFile ? logToSink(app, &logger, end) : logToStdout(app, &logger, end);

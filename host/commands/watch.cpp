@@ -151,7 +151,7 @@ int runWatch(App *app)
     app->session->start();
     app->session->readCyclically(variables, app->options.cycle);
     app->out.setNameWidth(widestName(variables));
-    Watch watch(app, variables);
+    Watch watch(app, std::move(variables));
     const bool table = stdoutIsTerminal() && app->options.format == OutputFormat::Text && !app->options.quiet;
     if (table)
         watchTable(app, &watch, endOf(*app));

@@ -12,8 +12,8 @@ import tempfile
 import time
 from pathlib import Path
 
-from programs import (MeasureError, Plcs, bench, cpu_seconds, finished, host_command, resident_kb, stop,
-                      wait_until)
+from programs import (MeasureError, Plcs, bench, cpu_seconds, finished, host_command, resident_by_file,
+                      resident_kb, stop, wait_until)
 
 WORDS = 120
 STATIONS = (1, 2, 4, 8, 16, 32, 64)
@@ -80,6 +80,7 @@ def memory(folder):
             wait_until(lambda: shown.read_text(encoding="utf-8").count("\n") >= 1000, "showing 1000 values")
             time.sleep(2)
             found = {"kv-host": resident_kb(host.pid), "idle_qt": resident_kb(idle.pid)}
+            found["by_file"] = {"kv-host": resident_by_file(host.pid), "idle_qt": resident_by_file(idle.pid)}
         finally:
             stop(host)
             stop(idle)

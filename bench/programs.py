@@ -96,6 +96,18 @@ def resident_kb(pid):
     return {name: int(re.search(rf"^{name}:\s+(\d+) kB", text, re.M)[1]) for name in ("Rss", "Pss")}
 
 
+def resident_by_file(pid):
+    """Rss in kB of each mapped file, of the heap and of what has no name."""
+    found, name = {}, ""
+    for line in Path(f"/proc/{pid}/smaps").read_text().splitlines():
+        if re.match(r"[0-9a-f]+-[0-9a-f]+ ", line):
+            words = line.split(maxsplit=5)
+            name = Path(words[5]).name if len(words) > 5 else "no name"
+        elif line.startswith("Rss:"):
+            found[name] = found.get(name, 0) + int(line.split()[1])
+    return found
+
+
 def wait_until(done, what):
     end = time.monotonic() + PATIENCE
     while not done():

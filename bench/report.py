@@ -20,6 +20,7 @@ SERIES = {"exchange_of_length": (1, 2, 4, 8, 16, 32, 64, 96, 128),
 COUNTED = (("128 words", "exchange_words"), ("double words", "exchange_dwords"),
            ("timers, counters", "exchange_triples"))
 MOST_STATIONS = 256  # numbers 0 to 255
+LEAST_SHOWN_KB = 64  # more than idle_qt has, for a row of its own
 CYCLES_HELD = (50, 100, 500, 1000)  # ms
 
 
@@ -76,6 +77,16 @@ def rounds_table(found):
     return markdown(["kv-host, million words a second", "libmodbus", "ratio"], rows)
 
 
+def memory_by_file(by_file):
+    host, idle = by_file["kv-host"], by_file["idle_qt"]
+    more = {name: host.get(name, 0) - idle.get(name, 0) for name in {**host, **idle}}
+    shown = sorted((name for name in more if more[name] >= LEAST_SHOWN_KB), key=lambda name: (-more[name], name))
+    rows = [[name, f"{host.get(name, 0)} kB", f"{idle.get(name, 0)} kB", f"{more[name]:+} kB"] for name in shown]
+    others = [sum(kb for name, kb in each.items() if name not in shown) for each in (host, idle)]
+    rows.append(["all others", f"{others[0]} kB", f"{others[1]} kB", f"{others[0] - others[1]:+} kB"])
+    return markdown(["mapped", "kv-host", "idle_qt", "more"], rows)
+
+
 TEXT = """# Performance
 
 Written by `bench/run.sh`; nothing here is typed in by hand. Each figure is worth something only beside the one it is
@@ -122,6 +133,11 @@ watches 1,000 tags of a tag file, 250 of each of four PLCs. Pss shares out the p
 on what else runs.
 
 {memory}
+Where the difference lies. Of a library counts what was ever touched, and the system maps up to 64 KiB round each first
+touch. Open sockets and the exchange thread take their share of Qt, iostreams of CLI11 that of libstdc++; the variables are
+in the heap alone.
+
+{by_file}
 ## Stations
 
 One pass over all stations, one block of 120 words each:
@@ -151,7 +167,8 @@ def report(benchmark, found, machine):
         quick="\nA quick run: fewer and shorter rounds than usual.\n" if found["quick"] else "",
         targets=markdown(HEADINGS, rows), allocations=allocation_table(benchmark), rounds=rounds_table(found),
         kv_bytes=120 * 6 - 1 + 2, modbus_bytes=9 + 120 * 2, cpu_seconds=found["cpu"]["seconds"],
-        memory=markdown(["program", "Rss", "Pss"], memory), cycles=cycle_table(found["cycles"], "stations"),
+        memory=markdown(["program", "Rss", "Pss"], memory), by_file=memory_by_file(found["memory"]["by_file"]),
+        cycles=cycle_table(found["cycles"], "stations"),
         held=held(found["cycles"]), processes=cycle_table(found["processes"], "processes"))
 
 

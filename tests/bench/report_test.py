@@ -2,6 +2,7 @@
 
 import io
 import json
+import os
 import sys
 import tempfile
 import unittest
@@ -12,7 +13,7 @@ from unittest.mock import patch
 sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "bench"))
 
 import report  # noqa: E402
-from programs import measures, values_of_words  # noqa: E402
+from programs import measures, resident_by_file, resident_kb, values_of_words  # noqa: E402
 from rows import HEADINGS, MissingFigure, aligned, best_times, driver_rows, markdown, program_rows  # noqa: E402
 
 # name, CPU time, unit
@@ -31,7 +32,9 @@ PROGRAMS = {
     "words": [{"kv": 1000000, "modbus": 2000000}, {"kv": 3000000, "modbus": 2000000},
               {"kv": 2500000, "modbus": 2000000}],
     "cpu": {"watch": 0.012, "stats": 0.0025, "seconds": 30},
-    "memory": {"kv-host": {"Rss": 12002, "Pss": 3000}, "idle_qt": {"Rss": 10000, "Pss": 1000}, "images_kb": 2},
+    "memory": {"kv-host": {"Rss": 12002, "Pss": 3000}, "idle_qt": {"Rss": 10000, "Pss": 1000}, "images_kb": 2,
+               "by_file": {"kv-host": {"libQt": 3400, "[heap]": 800, "libm": 363, "libc": 900},
+                           "idle_qt": {"libQt": 1900, "[heap]": 50, "libm": 300, "libc": 904, "idle_qt": 16}}},
     "cycles": [{"delay_ms": delay, "stations": stations, "cycle_ms": stations * each}
                for delay, each in ((0, 0.125), (10, 12.5)) for stations in (1, 64)],
     "processes": [{"delay_ms": 0, "processes": 1, "cycle_ms": 3.2}, {"delay_ms": 10, "processes": 1, "cycle_ms": 800}],
@@ -85,6 +88,17 @@ class Tables(unittest.TestCase):
         # 0.125 ms an exchange would be 400 stations in 50 ms, but there are 256 numbers; 12.5 ms with PLCs that take 10.
         self.assertEqual(report.held(PROGRAMS["cycles"]).splitlines()[2:], [
             "| 50 ms | 256 | 4 |", "| 100 ms | 256 | 8 |", "| 500 ms | 256 | 40 |", "| 1000 ms | 256 | 80 |"])
+
+    def test_where_the_memory_is(self):
+        # libm has 63 kB more, libc 4 less, and kv-host has nothing of idle_qt: 363 + 900 against 300 + 904 + 16.
+        self.assertEqual(report.memory_by_file(PROGRAMS["memory"]["by_file"]).splitlines()[2:], [
+            "| libQt | 3400 kB | 1900 kB | +1500 kB |", "| [heap] | 800 kB | 50 kB | +750 kB |",
+            "| all others | 1263 kB | 1220 kB | +43 kB |"])
+
+    def test_every_page_is_in_the_table(self):
+        found = resident_by_file(os.getpid())
+        self.assertGreater(found["[heap]"], 100)  # an interpreter with this module in it
+        self.assertAlmostEqual(sum(found.values()), resident_kb(os.getpid())["Rss"], delta=1024)
 
     def test_what_kv_host_prints(self):
         self.assertEqual(measures("measure        value  unit\ntime           2.00   s\nexchange rate  14105  1/s\n"),

@@ -6,10 +6,10 @@
 #include <QFileInfo>
 
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace kvhost
 {
@@ -20,7 +20,7 @@ namespace
 class CsvSink : public LogSink
 {
 public:
-    CsvSink(const QString &path, qint64 rotateMs) : m_path(path), m_rotateMs(rotateMs) {}
+    CsvSink(QString path, qint64 rotateMs) : m_path(std::move(path)), m_rotateMs(rotateMs) {}
     ~CsvSink() override { close(); }
 
     bool write(const std::vector<Row> &batch, QString *problem) override
@@ -43,7 +43,7 @@ private:
         const QString name = m_rotateMs > 0 ? rotatedName(m_path, begin) : m_path;
         m_file = ::open(QFile::encodeName(name).constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
         if (m_file < 0) {
-            *problem = QStringLiteral("%1: %2").arg(name, QString::fromLocal8Bit(std::strerror(errno)));
+            *problem = QStringLiteral("%1: %2").arg(name, qt_error_string(errno));
             return false;
         }
         m_begin = begin;
@@ -71,7 +71,7 @@ private:
 
     bool undo(int error, QString *problem)
     {
-        *problem = QStringLiteral("%1: %2").arg(m_path, QString::fromLocal8Bit(std::strerror(error)));
+        *problem = QStringLiteral("%1: %2").arg(m_path, qt_error_string(error));
         if (::ftruncate(m_file, m_end) != 0)
             close(); // not a file that can be cut: start anew the next time
         return false;

@@ -26,7 +26,7 @@ int CyclePacer::due() const
 {
     int count = 0;
     for (const auto &[station, blocks] : m_blocks) {
-        if (m_ready.count(station) != 0)
+        if (m_ready.contains(station))
             count += blocks;
     }
     return count;

@@ -156,7 +156,7 @@ Link *LinkKeeper::link(int station)
 QByteArray LinkKeeper::empty(int station)
 {
     Link *found = link(station);
-    const QByteArray bytes = found == nullptr ? QByteArray() : found->takeReceived();
+    QByteArray bytes = found == nullptr ? QByteArray() : found->takeReceived();
     if (!bytes.isEmpty())
         m_settings.discarded(bytes);
     return bytes;

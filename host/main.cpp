@@ -36,7 +36,7 @@ constexpr Command COMMANDS[] = {
 bool g_showDriverLines = false;
 
 // The driver's diagnostic lines are for people who look for a fault: with -vv.
-void onQtMessage(QtMsgType type, const QMessageLogContext &, const QString &text)
+void onQtMessage(QtMsgType type, const QMessageLogContext & /*where*/, const QString &text)
 {
     if (type == QtDebugMsg && !g_showDriverLines)
         return;

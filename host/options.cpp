@@ -7,6 +7,8 @@
 #include <QDir>
 #include <QStandardPaths>
 
+#include <cmath>
+
 namespace kvhost
 {
 
@@ -33,13 +35,12 @@ struct Raw {
 
 CLI::Validator durationText()
 {
-    return CLI::Validator(
-        [](std::string &text) {
-            return parseDuration(QString::fromStdString(text))
-                       ? std::string()
-                       : "'" + text + "' is no time: write 500ms, 2s, 1m";
-        },
-        "TIME");
+    return {[](std::string &text) {
+                return parseDuration(QString::fromStdString(text))
+                           ? std::string()
+                           : "'" + text + "' is no time: write 500ms, 2s, 1m";
+            },
+            "TIME"};
 }
 
 void addCommonOptions(CLI::App *app, Options *options, Raw *raw)
@@ -193,7 +194,7 @@ std::optional<Ms> parseDuration(const QString &text)
     const double value = number.toDouble(&ok) * factor;
     if (!ok || !(value >= 0.0) || value > 1e11)
         return std::nullopt;
-    return Ms(qint64(value + 0.5));
+    return Ms(std::llround(value));
 }
 
 std::optional<int> readOptions(int argc, char **argv, Options *options)

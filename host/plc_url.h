@@ -28,6 +28,6 @@ struct PlcTarget {
     PlcUrl url;
 };
 
-std::optional<PlcTarget> parsePlc(const QString &text, QString *problem);
+std::optional<PlcTarget> parsePlc(const QString &given, QString *problem);
 
 } // namespace kvhost

@@ -145,7 +145,7 @@ Request RequestLedger::take(int owner)
     const auto found = m_requests.find(owner);
     if (found == m_requests.end())
         return {};
-    const Request request = *found;
+    Request request = *found;
     // One that the host itself gave up may still be reported by the driver and must be known then.
     const bool ended = request.state != RequestState::Pending && request.state != RequestState::Proving;
     found->taken = ended;

@@ -394,7 +394,7 @@ int Session::pendingAt(int station) const
 }
 
 // Runs inside DataCom with the driver's list lock held: it must not call the driver.
-int Session::notified(int, int ownerType, int ownerId, int status)
+int Session::notified(int /*context*/, int ownerType, int ownerId, int status)
 {
     if (g_session != nullptr)
         g_session->requestReported(ownerType, ownerId, status);
@@ -402,7 +402,7 @@ int Session::notified(int, int ownerType, int ownerId, int status)
 }
 
 // Who was given up is told by the other callback, by owner; for cyclic reads by the exchange itself.
-int Session::gaveUp(QList<RW_VAR> *, int, int)
+int Session::gaveUp(QList<RW_VAR> * /*alwaysEmpty*/, int /*ownerType*/, int /*flag*/)
 {
     return 0;
 }

@@ -136,7 +136,7 @@ QString memoryFromJson(const QByteArray &json, DeviceMemory &memory)
     for (auto device = named.begin(); device != named.end(); ++device) {
         if (!device.value().isObject())
             return QStringLiteral("\"%1\" is no object of cells").arg(device.key());
-        const QString wrong = deviceFromJson(device.key(), device.value().toObject(), loaded);
+        QString wrong = deviceFromJson(device.key(), device.value().toObject(), loaded);
         if (!wrong.isEmpty())
             return wrong;
     }

@@ -125,7 +125,7 @@ void addLife(CLI::App &app, Options &options, Texts &texts)
 QString readAddresses(const std::vector<std::string> &texts, std::vector<Address> &addresses)
 {
     for (const std::string &text : texts) {
-        const QString wrong = addressFromText(QString::fromStdString(text), addresses.emplace_back());
+        QString wrong = addressFromText(QString::fromStdString(text), addresses.emplace_back());
         if (!wrong.isEmpty())
             return wrong;
     }

@@ -16,7 +16,7 @@ namespace
 
 QString systemError(const QString &what)
 {
-    return QStringLiteral("cannot %1: %2").arg(what, QString::fromLocal8Bit(std::strerror(errno)));
+    return QStringLiteral("cannot %1: %2").arg(what, qt_error_string(errno));
 }
 
 // Raw: no echo, no line editing, no translation of CR and LF.

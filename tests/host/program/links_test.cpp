@@ -352,6 +352,7 @@ TEST_P(Signals, endItWithinTwoSeconds)
     const auto &[row, signal] = GetParam();
     SimulatedPlc plc({"--fault", row.fault});
     Host host(QStringList{"--plc", plc.url(), "--timeout", "5s", "--format", "csv"} + row.command);
+    ASSERT_TRUE(host.catches(signal)) << host.err().toStdString();
     if (*row.after != '\0')
         ASSERT_TRUE(host.prints(row.after)) << host.err().toStdString();
     else

@@ -3,6 +3,7 @@
 
 #include <QByteArray>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QMap>
 #include <QProcess>
 #include <QStringList>
@@ -119,6 +120,18 @@ public:
         m_out.clear();
     }
 
+    /// Waits until it has a handler of its own for the signal: before, the signal just ends it.
+    bool catches(int signal, int ms = 10000)
+    {
+        QElapsedTimer timer;
+        timer.start();
+        while (!(caughtSignals() >> (signal - 1) & 1)) {
+            if (timer.elapsed() > ms || end(5) != -1)
+                return false;
+        }
+        return true;
+    }
+
     void kill(int signal) { ::kill(pid_t(m_process.processId()), signal); }
     qint64 elapsed() const { return m_timer.elapsed(); }
     QByteArray out() { return take(); }
@@ -129,6 +142,19 @@ public:
     }
 
 private:
+    /// A bit for each, as the kernel tells it.
+    quint64 caughtSignals() const
+    {
+        QFile status(QStringLiteral("/proc/%1/status").arg(m_process.processId()));
+        if (!status.open(QIODevice::ReadOnly))
+            return 0;
+        for (const QByteArray &line : status.readAll().split('\n')) {
+            if (line.startsWith("SigCgt:"))
+                return line.mid(7).trimmed().toULongLong(nullptr, 16);
+        }
+        return 0;
+    }
+
     const QByteArray &take()
     {
         m_out += m_process.readAllStandardOutput();

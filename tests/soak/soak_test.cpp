@@ -338,8 +338,9 @@ protected:
     static void expectFlat(const char *who, const ProcessSize &before, const ProcessSize &after)
     {
         EXPECT_GT(before.residentKiB, 0) << who << " was not there";
-        if (memoryTells)
+        if (memoryTells) {
             EXPECT_LE(after.residentKiB, before.residentKiB + mostGrowthKiB) << who;
+        }
         EXPECT_LE(after.descriptors, before.descriptors) << who;
         EXPECT_LE(after.threads, before.threads) << who;
     }

@@ -3,6 +3,7 @@
 import os
 import re
 import resource
+import signal
 import subprocess
 import time
 
@@ -100,18 +101,28 @@ class Trials:
         limit, tests = stage
         command = [str(self.tree.folder / TEST_PROGRAM), "--gtest_brief=1", "--gtest_fail_fast", f"--gtest_filter={tests}"]
         environment = {**os.environ, "LD_LIBRARY_PATH": str((place / LIBRARY).parent), **self.environment}
+        running = subprocess.Popen(command, cwd=place, env=environment, start_new_session=True, preexec_fn=self._bound,
+                                   stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         try:
-            done = subprocess.run(command, cwd=place, env=environment, stdin=subprocess.DEVNULL,
-                                  stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                                  timeout=self.limits[limit], preexec_fn=self._bound)
+            return running.wait(self.limits[limit]) == 0
         except subprocess.TimeoutExpired:
             return False
-        return done.returncode == 0
+        finally:
+            _end_group(running)
 
     def _bound(self):
         resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
         if self.bounded_memory:
             resource.setrlimit(resource.RLIMIT_AS, (MOST_MEMORY, MOST_MEMORY))
+
+
+def _end_group(running):
+    """Ends the test program and what it has forked: a test that expects a death may hang in its child."""
+    try:
+        os.killpg(running.pid, signal.SIGKILL)
+    except ProcessLookupError:
+        pass
+    running.wait()
 
 
 def _filter(wanted, unwanted=()):

@@ -271,6 +271,14 @@ INSTANTIATE_TEST_SUITE_P(FramesDone, RemotePreRead,
                                          RemotePreReadRow{"two", 2, 1}),
                          nameOfRow<RemotePreReadRow>);
 
+TEST_F(ReplyChecks, withoutASettingsBlockNoFrameCountsAsDone)
+{
+    addBitWrite(elsewhere);
+    PLC_driver.comInfo = nullptr;
+    QByteArray reply("00005\r\n");
+    EXPECT_EQ(DealDataOfRemoteArea(&reply, 7), 1); // as with 0 frames done
+}
+
 TEST_F(ReplyChecks, aRemotePreReadThatFailsIsNotDecoded)
 {
     addBitWrite(elsewhere);

@@ -17,36 +17,22 @@ class Network
 public:
     Network()
     {
-        QStringList arguments = {"--plcs", number(STATIONS), "--tcp", "127.0.0.1:0", "--exit-with-stdin"};
+        QStringList arguments = {"--plcs", number(STATIONS), "--tcp", "127.0.0.1:0"};
         for (int plc = 0; plc < STATIONS; ++plc)
             arguments
                 << "--set"
                 << QStringLiteral("%1/DM0=%2,%3,%4").arg(plc).arg(100 + plc).arg(200 + plc).arg(300 + plc);
-        m_process.start(KV_SIM_PATH, arguments);
-        QByteArray text;
-        QElapsedTimer timer;
-        timer.start();
-        while (!text.contains("\nready\n") && timer.elapsed() < 10000 && m_process.waitForReadyRead(10000))
-            text += m_process.readAllStandardOutput();
-        for (const QByteArray &line : text.split('\n')) {
+        for (const QByteArray &line : m_simulator.start(arguments).split('\n')) {
             if (line.startsWith("listening tcp "))
                 m_options << "--plc" << QStringLiteral("%1=tcp://").arg(m_options.size() / 2) + line.mid(14);
         }
-    }
-
-    ~Network()
-    {
-        m_process.closeWriteChannel();
-        if (!m_process.waitForFinished(5000))
-            m_process.kill();
-        m_process.waitForFinished(1000);
     }
 
     /// --plc for each of them.
     const QStringList &options() const { return m_options; }
 
 private:
-    QProcess m_process;
+    SimulatorProcess m_simulator;
     QStringList m_options;
 };
 

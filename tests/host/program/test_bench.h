@@ -15,35 +15,48 @@
 #include <memory>
 
 /// The simulated PLC with TCP, UDP, a pseudo-terminal and a control connection.
-class SimulatedPlc
+/// A kv-sim of the test's own; it ends with the object.
+class SimulatorProcess
 {
 public:
-    explicit SimulatedPlc(const QStringList &more = {}, const QString &serialPath = {})
+    /// \return what it told until it was ready: its ports
+    QByteArray start(const QStringList &arguments)
     {
-        QStringList arguments = {"--tcp",       "127.0.0.1:0",      "--udp", "127.0.0.1:0", "--control",
-                                 "127.0.0.1:0", "--exit-with-stdin"};
-        if (!serialPath.isEmpty())
-            arguments << "--serial" << serialPath;
-        m_process.start(KV_SIM_PATH, arguments + more);
+        m_process.start(KV_SIM_PATH, arguments + QStringList{"--exit-with-stdin"});
         QByteArray text;
         QElapsedTimer timer;
         timer.start();
         while (!text.contains("\nready\n") && timer.elapsed() < 10000 && m_process.waitForReadyRead(10000))
             text += m_process.readAllStandardOutput();
-        for (const QByteArray &line : text.split('\n')) {
-            const QList<QByteArray> words = line.split(' ');
-            if (words.size() == 3 && words[0] == "listening")
-                m_places[words[1]] = words[2];
-        }
         EXPECT_TRUE(text.contains("ready")) << text.toStdString();
+        return text;
     }
 
-    ~SimulatedPlc()
+    ~SimulatorProcess()
     {
         m_process.closeWriteChannel();
         if (!m_process.waitForFinished(5000))
             m_process.kill();
         m_process.waitForFinished(1000);
+    }
+
+private:
+    QProcess m_process;
+};
+
+class SimulatedPlc
+{
+public:
+    explicit SimulatedPlc(const QStringList &more = {}, const QString &serialPath = {})
+    {
+        QStringList arguments = {"--tcp", "127.0.0.1:0", "--udp", "127.0.0.1:0", "--control", "127.0.0.1:0"};
+        if (!serialPath.isEmpty())
+            arguments << "--serial" << serialPath;
+        for (const QByteArray &line : m_simulator.start(arguments + more).split('\n')) {
+            const QList<QByteArray> words = line.split(' ');
+            if (words.size() == 3 && words[0] == "listening")
+                m_places[words[1]] = words[2];
+        }
     }
 
     QString url(const QByteArray &kind = "tcp") const
@@ -69,7 +82,7 @@ public:
     }
 
 private:
-    QProcess m_process;
+    SimulatorProcess m_simulator;
     QMap<QByteArray, QByteArray> m_places;
     QTcpSocket m_control;
 };

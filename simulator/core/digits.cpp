@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <limits>
 
 namespace kvsim
@@ -85,10 +86,9 @@ std::string padded(std::uint64_t value, std::size_t width)
 void appendPadded(std::string &text, std::uint64_t value, std::size_t width)
 {
     std::array<char, std::numeric_limits<std::uint64_t>::digits10 + 1> digits;
-    std::size_t first = digits.size();
-    for (std::uint64_t rest = value; first > 0 && (rest != 0 || digits.size() - first < width); rest /= 10)
-        digits[--first] = static_cast<char>('0' + rest % 10);
-    text.append(digits.data() + first, digits.size() - first);
+    const char *const end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
+    const auto length = static_cast<std::size_t>(end - digits.data());
+    text.append(width > length ? width - length : 0, '0').append(digits.data(), length);
 }
 
 } // namespace kvsim

@@ -89,10 +89,23 @@ bool SocketLink::awaitAlone(Ms time)
 {
     if (m_state != State::Open)
         return false;
-    pollfd wanted{int(m_socket->socketDescriptor()), POLLIN, 0};
-    if (m_received.isEmpty() && ::poll(&wanted, 1, int(time.count())) > 0)
+    if (m_received.isEmpty() && bytesCameWithin(time))
         readAll();
     return true;
+}
+
+bool SocketLink::bytesCameWithin(Ms time)
+{
+    pollfd wanted{int(m_socket->socketDescriptor()), POLLIN, 0};
+    const Time begin = Clock::now();
+    const Clock::duration busily = m_busyWait.allowance(begin);
+    bool came = false;
+    while (!came && Clock::now() - begin < busily)
+        came = ::poll(&wanted, 1, 0) > 0;
+    came = came || ::poll(&wanted, 1, int(time.count())) > 0;
+    if (came)
+        m_busyWait.answered(begin, Clock::now(), busily.count() > 0);
+    return came;
 }
 
 void SocketLink::readAll()

@@ -1,6 +1,7 @@
 // TCP and UDP links.
 #pragma once
 
+#include "busy_wait.h"
 #include "link.h"
 
 #include <QAbstractSocket>
@@ -25,6 +26,7 @@ public:
 private:
     void watch();
     void failed();
+    bool bytesCameWithin(Ms time);
     void readAll();
     void readStream();
     void readDatagrams();
@@ -33,6 +35,7 @@ private:
     std::function<void()> m_wake;
     std::unique_ptr<QAbstractSocket> m_socket;
     QByteArray m_received; // and not yet taken
+    BusyWait m_busyWait;
     State m_state = State::Closed;
     QString m_problem;
 };

@@ -8,7 +8,8 @@ namespace kvhost
 namespace
 {
 
-// An idle loop looks again after so long; new work, bytes and links wake it at once.
+// What has nothing to send, although it may, asks the driver again after so long. New work, bytes and links wake it
+// at once, and so does the end of the pause between two passes.
 constexpr Ms IDLE{20};
 // A station that has sent more than was asked for gets so long before each request, for its surplus to arrive
 // and be thrown away, until it has behaved for a minute. It is also long enough to prove each answer by
@@ -66,7 +67,7 @@ void ExchangeLoop::wakeUp()
 {
     const std::lock_guard held(m_mutex);
     if (m_waiter != nullptr)
-        m_waiter->wakeFromOutside();
+        m_waiter->wake();
 }
 
 void ExchangeLoop::stop()
@@ -128,10 +129,8 @@ void ExchangeLoop::waitForWork(bool justIdle)
         m_waiter->until(Clock::now() + Ms(1));
         return;
     }
-    Time until = std::min({Clock::now() + IDLE, m_keeper->nextDeadline(), nextProof()});
-    if (!justIdle)
-        until = std::min(until, m_pacer.pauseEnd());
-    m_waiter->until(until);
+    const Time next = justIdle ? Clock::now() + IDLE : m_pacer.pauseEnd();
+    m_waiter->until(std::min({next, m_keeper->nextDeadline(), nextProof()}));
 }
 
 bool ExchangeLoop::urgentWork() const
@@ -414,7 +413,8 @@ void ExchangeLoop::note(const ExchangeReport &report)
     if (!report.answer.isEmpty())
         doubt.heard(report.answer, Clock::now());
     const bool well = report.result == 1 || report.result == 100;
-    if (well && report.kind != FrameKind::Handshake) {
+    const bool unseen = report.kind == FrameKind::CyclicRead && !m_provePasses;
+    if (well && report.kind != FrameKind::Handshake && !unseen) {
         const bool read = report.kind != FrameKind::Write;
         doubt.accepted({read ? UnitRange{var.station, var.area, var.address, var.count} : UnitRange{},
                         report.kind == FrameKind::CyclicRead ? 0 : var.ownerId});

@@ -13,6 +13,11 @@ namespace kvhost
 
 const char CSV_HEADER[] = "time,name,value,unit,quality,error";
 
+bool hasValue(const QualityBook::State &state)
+{
+    return state.everRead && state.quality != Quality::Bad && state.quality != Quality::Never;
+}
+
 Row makeRow(const Variable &variable, int i, const Value &value, const QualityBook::State &state,
             qint64 timeMs)
 {
@@ -22,7 +27,7 @@ Row makeRow(const Variable &variable, int i, const Value &value, const QualityBo
     row.unit = variable.unit;
     row.quality = state.quality;
     row.error = state.quality == Quality::Bad ? state.reason : QString();
-    row.hasValue = state.everRead && state.quality != Quality::Bad && state.quality != Quality::Never;
+    row.hasValue = hasValue(state);
     if (row.hasValue)
         row.value = variable.shownValue(value);
     row.numeric = value.format != Format::Text && value.format != Format::Hex;

@@ -22,7 +22,10 @@ struct Row {
     bool hasValue = false;
 };
 
-/// The row for value i of a variable. What was never read, or is bad, carries no value.
+/// False for what was never read, or is bad.
+bool hasValue(const QualityBook::State &state);
+
+/// The row for value i of a variable.
 Row makeRow(const Variable &variable, int i, const Value &value, const QualityBook::State &state,
             qint64 timeMs);
 

@@ -28,6 +28,11 @@ Trouble troubleOf(Outcome outcome)
     }
 }
 
+bool wentWell(const ExchangeReport &report)
+{
+    return report.result == 1 || report.result == 100;
+}
+
 QString errorName(const ExchangeReport &report)
 {
     switch (report.outcome) {
@@ -114,8 +119,9 @@ int Session::readCyclically(const std::vector<Variable> &variables, Ms cycle, bo
         var.count = variable.address.hostCount();
         byStation[variable.address.station] << var;
         all << var;
-        if (shown)
-            pictures.push_back({variable.address, values(variable.address)});
+        if (!shown)
+            continue;
+        pictures.push_back({variable.address, values(variable.address)});
         const std::lock_guard held(m_mutex);
         m_book.track(unitsOf(variable.address));
     }
@@ -210,8 +216,10 @@ Session::Look Session::look(std::size_t variable) const
     const std::lock_guard held(m_mutex);
     const Picture &picture = m_pictures.at(variable);
     Look look{picture.values, {}};
+    look.states.reserve(picture.values.size());
+    const Time now = Clock::now();
     for (int i = 0; i < picture.values.size(); ++i)
-        look.states << m_book.state(unitsOfValue(picture.address, i), Clock::now());
+        look.states << m_book.state(unitsOfValue(picture.address, i), now);
     return look;
 }
 
@@ -248,18 +256,32 @@ LinkStatus Session::link(int station) const
 
 bool Session::waitUntil(const std::function<bool()> &done, Time deadline)
 {
-    while (m_signal == 0 && !done()) {
-        if (Clock::now() >= deadline)
-            return false;
+    // Before the first look at what is waited for, so that no change after that look goes without a wake-up.
+    m_awaited = true;
+    bool reached = false;
+    while (m_signal == 0 && !(reached = done()) && Clock::now() < deadline)
         m_waiter.until(deadline);
-    }
-    return m_signal == 0;
+    m_awaited = false;
+    return m_signal == 0 && reached;
+}
+
+void Session::pause(Time deadline)
+{
+    while (m_signal == 0 && Clock::now() < deadline)
+        m_waiter.until(deadline);
+}
+
+void Session::wake()
+{
+    ++m_news;
+    if (m_awaited)
+        m_waiter.wake();
 }
 
 void Session::interrupt(int signal)
 {
     m_signal = signal;
-    m_waiter.wakeFromOutside();
+    m_waiter.wake();
 }
 
 // ------------------------------------------------------------------------------------------ exchange thread
@@ -282,6 +304,8 @@ void Session::exchanged(const ExchangeReport &report)
     }
     if (onExchange)
         onExchange(report);
+    if (report.result != 0 && !wentWell(report))
+        wake();
 }
 
 void Session::count(const ExchangeReport &report)
@@ -297,7 +321,7 @@ void Session::count(const ExchangeReport &report)
         m_statistics.answered(report.time);
     else
         m_statistics.failed(errorName(report));
-    const bool good = report.result == 1 || report.result == 100;
+    const bool good = wentWell(report);
     if (good && report.kind == FrameKind::CyclicRead)
         m_statistics.words += report.var.count;
     if (!good && report.result != 0)
@@ -310,7 +334,7 @@ void Session::noteQuality(const ExchangeReport &report)
     if (!read || report.result == 0)
         return;
     const UnitRange range{report.var.station, report.var.area, report.var.address, report.var.count};
-    if (report.result != 1 && report.result != 100) {
+    if (!wentWell(report)) {
         m_book.failed(range, report.reason);
         return;
     }
@@ -329,7 +353,7 @@ void Session::linkChanged(const LinkStatus &status)
     }
     if (onLink)
         onLink(status);
-    m_waiter.wakeFromOutside();
+    wake();
 }
 
 void Session::cycleDone(Clock::duration time)
@@ -371,7 +395,7 @@ void Session::judged(int station, const StepDoubt::Finding &finding)
         m_ledger.proved(station);
     else
         m_ledger.unsure(station);
-    m_waiter.wakeFromOutside();
+    wake();
 }
 
 // The lock is held throughout, so that values and qualities always belong together.
@@ -419,7 +443,7 @@ void Session::requestReported(int ownerType, int ownerId, int status)
         else
             m_book.writeFailed(unitsOf(request.address), QStringLiteral("the write failed"));
     }
-    m_waiter.wakeFromOutside();
+    wake();
 }
 
 } // namespace kvhost

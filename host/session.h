@@ -8,6 +8,7 @@
 #include "statistics.h"
 #include "variable.h"
 
+#include <atomic>
 #include <functional>
 #include <memory>
 
@@ -74,8 +75,12 @@ public:
 
     /// Waits on the calling thread, handling its events, until \a done, the deadline or an interrupt.
     bool waitUntil(const std::function<bool()> &done, Time deadline);
+    /// The same for the deadline or an interrupt alone: nothing that PLCs do wakes the thread meanwhile.
+    void pause(Time deadline);
     /// Any thread: something that waitUntil waits for may have come.
-    void wake() { m_waiter.wakeFromOutside(); }
+    void wake();
+    /// Grows with all that changes values, qualities or links.
+    int news() const { return m_news; }
     /// Ends all waiting; asked for by a signal.
     void interrupt(int signal);
     int interrupted() const { return m_signal; }
@@ -109,6 +114,8 @@ private:
     RequestLedger m_ledger;
     Waiter m_waiter;
     int m_signal = 0;
+    std::atomic<int> m_news{0};
+    std::atomic<bool> m_awaited{false}; ///< a thread is in waitUntil()
 
     /// Values as they were when they were last proved: the driver's store is always ahead of that.
     struct Picture {

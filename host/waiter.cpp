@@ -9,7 +9,7 @@ Waiter::Waiter()
 {
     m_timer.setTimerType(Qt::PreciseTimer);
     m_timer.setSingleShot(true);
-    QObject::connect(&m_timer, &QTimer::timeout, &m_context, [this] { wake(); });
+    QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { m_woken = true; });
 }
 
 void Waiter::until(Time deadline)
@@ -17,7 +17,10 @@ void Waiter::until(Time deadline)
     if (!m_woken) {
         const auto left = std::chrono::ceil<Ms>(deadline - Clock::now()).count();
         m_timer.start(int(std::clamp<long long>(left, 0, 60'000)));
-        m_loop.exec();
+        // On purpose not exec(): to leave it after a time-out, Qt writes to an eventfd and reads it at the next wait, which
+        // makes five calls of the system out of one.
+        while (!m_woken)
+            m_loop.processEvents(QEventLoop::WaitForMoreEvents);
         m_timer.stop();
         m_handled = Clock::now();
     }
@@ -32,17 +35,12 @@ void Waiter::handleEvents(Time now)
     m_loop.processEvents();
 }
 
+// On purpose the event loop is woken even if the call comes out of it: it goes to sleep after posted events, whatever
+// they have done.
 void Waiter::wake()
 {
     m_woken = true;
-    if (m_loop.isRunning())
-        m_loop.quit();
-}
-
-void Waiter::wakeFromOutside()
-{
-    QMetaObject::invokeMethod(
-        &m_context, [this] { wake(); }, Qt::QueuedConnection);
+    m_loop.wakeUp();
 }
 
 } // namespace kvhost

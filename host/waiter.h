@@ -4,8 +4,9 @@
 #include "clock.h"
 
 #include <QEventLoop>
-#include <QObject>
 #include <QTimer>
+
+#include <atomic>
 
 namespace kvhost
 {
@@ -21,20 +22,16 @@ public:
     /// For a thread that is too busy to wait: handles the events that have come, unless it has just been done.
     void handleEvents(Time now);
 
-    /// On the waiter's own thread.
-    void wake();
-
     /// From any thread.
-    void wakeFromOutside();
+    void wake();
 
 private:
     static constexpr Ms HANDLED_EVERY{2};
 
-    QObject m_context; // what wakeFromOutside posts to
     QEventLoop m_loop;
     QTimer m_timer;
     Time m_handled{};
-    bool m_woken = false;
+    std::atomic<bool> m_woken{false};
 };
 
 } // namespace kvhost

@@ -109,8 +109,10 @@ int logToStdout(App *app, Logger *logger, Time end)
 {
     Output out(app->options.format == OutputFormat::Text ? OutputFormat::Csv : app->options.format, false);
     Time next = Clock::now() + app->options.cycle;
-    while (!out.broken() && !app->session->waitUntil([] { return false; }, std::min(next, end)) &&
-           app->session->interrupted() == 0 && Clock::now() < end) {
+    for (;;) {
+        app->session->pause(std::min(next, end));
+        if (out.broken() || app->session->interrupted() != 0 || Clock::now() >= end)
+            break;
         logger->sample([&out](const Row &row) { out.row(row); });
         next = std::max(next + app->options.cycle, Clock::now());
     }
@@ -125,7 +127,7 @@ int logToSink(App *app, Logger *logger, Time end)
     Time next = Clock::now() + app->options.cycle;
     Time nextFlush = Clock::now() + FLUSH;
     while (app->session->interrupted() == 0 && Clock::now() < end) {
-        app->session->waitUntil([] { return false; }, std::min({next, nextFlush, end}));
+        app->session->pause(std::min({next, nextFlush, end}));
         if (Clock::now() >= next) {
             logger->sample([&buffer](const Row &row) { buffer.add(row); });
             next = std::max(next + app->options.cycle, Clock::now());

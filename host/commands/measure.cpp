@@ -70,7 +70,7 @@ int measure(App *app, Ms cycle, Ms duration)
     const Time start = Clock::now();
     session->clearStatistics();
     if (linked)
-        session->waitUntil([] { return false; }, start + duration);
+        session->pause(start + duration);
     const double seconds = std::max(inMs(Clock::now() - start) / 1000.0, 0.001);
     const Statistics statistics = session->statistics();
     for (const LinkStatus &link : session->links()) {

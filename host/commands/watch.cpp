@@ -12,8 +12,10 @@ constexpr Ms REFRESH{200};
 
 /// What was told last of one value.
 struct Told {
+    Value raw;
     QString value;
     Quality quality = Quality::Never;
+    bool hasValue = false;
     double number = 0.0;
     bool ever = false;
     Time changed{};
@@ -37,8 +39,13 @@ public:
             const auto [values, states] = m_app->session->look(v);
             for (int i = 0; i < values.size(); ++i) {
                 const auto &state = states[i];
+                Told &told = m_told[v][std::size_t(i)];
+                // Most values stand as they stood: no texts are made of those.
+                if (told.ever && told.quality == state.quality && told.hasValue == hasValue(state) &&
+                    told.raw == values[i])
+                    continue;
                 const Row row = makeRow(m_variables[v], i, values[i], state, wall);
-                if (differs(m_told[v][std::size_t(i)], m_variables[v], row, values[i]))
+                if (differs(told, m_variables[v], row, values[i]))
                     changed(row);
             }
         }
@@ -90,6 +97,8 @@ private:
                             value.format != Format::Text && qAbs(number - told.number) < variable.deadband;
         if (same || within)
             return false;
+        told.raw = value;
+        told.hasValue = row.hasValue;
         told.value = row.value;
         told.quality = row.quality;
         told.number = number;
@@ -111,13 +120,20 @@ Time endOf(const App &app)
     return app.options.duration.count() == 0 ? Time::max() : Clock::now() + app.options.duration;
 }
 
+// A look after each pass, at most every tenth of a second or twice a pass; and without a pass, for values grow old.
 void watchLines(App *app, Watch *watch, Time end)
 {
-    const Ms step = std::clamp(app->options.cycle / 2, Ms(10), Ms(100));
-    while (app->session->interrupted() == 0 && Clock::now() < end && !app->out.broken()) {
-        app->session->waitUntil([] { return false; }, std::min(end, Clock::now() + step));
+    Session *session = app->session.get();
+    const Ms least = std::clamp(app->options.cycle / 2, Ms(10), Ms(100));
+    const Ms most = std::max(Ms(200), app->options.cycle * 3 / 2);
+    while (session->interrupted() == 0 && Clock::now() < end && !app->out.broken()) {
+        const int seen = session->news();
+        const Time begin = Clock::now();
         watch->look([app](const Row &row) { app->out.row(row); });
+        session->pause(std::min(end, begin + least));
+        session->waitUntil([session, seen] { return session->news() != seen; }, std::min(end, begin + most));
     }
+    watch->look([app](const Row &row) { app->out.row(row); });
 }
 
 void watchTable(App *app, Watch *watch, Time end)
@@ -127,7 +143,7 @@ void watchTable(App *app, Watch *watch, Time end)
     Time lastTime = Clock::now();
     double exchanges = 0.0, words = 0.0;
     while (app->session->interrupted() == 0 && Clock::now() < end) {
-        app->session->waitUntil([] { return false; }, std::min(end, Clock::now() + REFRESH));
+        app->session->pause(std::min(end, Clock::now() + REFRESH));
         const Statistics now = app->session->statistics();
         const double seconds = inMs(Clock::now() - lastTime) / 1000.0;
         if (seconds >= 1.0) {

@@ -165,6 +165,17 @@ TEST_F(Commands, watchEndsWhenItsReaderGoes)
     shell.waitForFinished(1000);
 }
 
+// A panel's processor sleeps deeper the longer it is left alone.
+TEST_F(Commands, watchSleepsThroughThePauseBetweenTwoPasses)
+{
+    Host watch({"--plc", m_plc.url(), "--format", "csv", "watch", "DM100", "--every", "10s"});
+    ASSERT_TRUE(watch.prints(",DM100,1,,good,\n"));
+    const qint64 before = watch.sleeps();
+    ASSERT_GT(before, 0);
+    EXPECT_EQ(watch.end(1000), -1); // it goes on
+    EXPECT_LE(watch.sleeps() - before, 10);
+}
+
 TEST_F(Commands, planShowsBlocksAndSendsNothing)
 {
     const Ended r = run({"-q", "plan", "--max-block", "64", "DM0", "DM10:2", "DM63:4", "DM200", "R1015:2",

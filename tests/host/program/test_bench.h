@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QMap>
@@ -154,19 +155,34 @@ public:
         return m_err;
     }
 
-private:
-    /// A bit for each, as the kernel tells it.
-    quint64 caughtSignals() const
+    /// What the kernel tells of the process: "VmRSS" gives "5976 kB".
+    QByteArray status(const QByteArray &what) const { return statusLine("status", what); }
+
+    /// How often its threads have gone to sleep.
+    qint64 sleeps() const
     {
-        QFile status(QStringLiteral("/proc/%1/status").arg(m_process.processId()));
-        if (!status.open(QIODevice::ReadOnly))
-            return 0;
-        for (const QByteArray &line : status.readAll().split('\n')) {
-            if (line.startsWith("SigCgt:"))
-                return line.mid(7).trimmed().toULongLong(nullptr, 16);
-        }
-        return 0;
+        qint64 sum = 0;
+        const QDir tasks(QStringLiteral("/proc/%1/task").arg(m_process.processId()));
+        for (const QString &task : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot))
+            sum += statusLine("task/" + task + "/status", "voluntary_ctxt_switches").toLongLong();
+        return sum;
     }
+
+private:
+    QByteArray statusLine(const QString &file, const QByteArray &what) const
+    {
+        QFile status(QStringLiteral("/proc/%1/%2").arg(m_process.processId()).arg(file));
+        if (!status.open(QIODevice::ReadOnly))
+            return {};
+        for (const QByteArray &line : status.readAll().split('\n')) {
+            if (line.startsWith(what + ":"))
+                return line.mid(what.size() + 1).trimmed();
+        }
+        return {};
+    }
+
+    /// A bit for each, as the kernel tells it.
+    quint64 caughtSignals() const { return status("SigCgt").toULongLong(nullptr, 16); }
 
     const QByteArray &take()
     {

@@ -1,6 +1,9 @@
 #include "session.h"
 
+#include "start_pages.h"
+
 #include <algorithm>
+#include <utility>
 
 namespace kvhost
 {
@@ -358,6 +361,8 @@ void Session::linkChanged(const LinkStatus &status)
 
 void Session::cycleDone(Clock::duration time)
 {
+    if (!std::exchange(m_started, true))
+        giveBackStartPages();
     const std::lock_guard held(m_mutex);
     ++m_statistics.cycles;
     m_statistics.lastCycleMs = inMs(time);

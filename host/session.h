@@ -114,6 +114,7 @@ private:
     RequestLedger m_ledger;
     Waiter m_waiter;
     int m_signal = 0;
+    bool m_started = false; ///< a pass over all variables is done; exchange thread
     std::atomic<int> m_news{0};
     std::atomic<bool> m_awaited{false}; ///< a thread is in waitUntil()
 

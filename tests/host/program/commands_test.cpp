@@ -176,6 +176,24 @@ TEST_F(Commands, watchSleepsThroughThePauseBetweenTwoPasses)
     EXPECT_LE(watch.sleeps() - before, 10);
 }
 
+TEST_F(Commands, watchGivesBackWhatOnlyItsStartNeeded)
+{
+    Host watch({"--plc", m_plc.url(), "--format", "csv", "watch", "DM100", "--every", "50ms"});
+    ASSERT_TRUE(watch.prints(",DM100,1,,good,\n"));
+    const auto kilobytes = [&watch](const char *what) {
+        return watch.status(what).split(' ').value(0).toInt();
+    };
+    ASSERT_GT(kilobytes("VmRSS"), 0);
+    const auto givenBack = [&kilobytes] { return kilobytes("VmHWM") - kilobytes("VmRSS"); };
+    for (int i = 0; i < 100 && givenBack() <= 2000; ++i)
+        EXPECT_EQ(watch.end(20), -1); // at the end of the first pass, just after its values are told
+    EXPECT_GT(givenBack(), 2000);
+    m_plc.control("set DM100=77");
+    EXPECT_TRUE(watch.prints(",DM100,77,,good,\n"));
+    watch.kill(SIGINT);
+    EXPECT_EQ(watch.end(2000), 0);
+}
+
 TEST_F(Commands, planShowsBlocksAndSendsNothing)
 {
     const Ended r = run({"-q", "plan", "--max-block", "64", "DM0", "DM10:2", "DM63:4", "DM200", "R1015:2",

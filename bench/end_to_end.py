@@ -12,7 +12,7 @@ import tempfile
 import time
 from pathlib import Path
 
-from programs import (MeasureError, Plcs, bench, cpu_seconds, finished, host_command, resident_by_file,
+from programs import (BusyCores, MeasureError, Plcs, bench, cpu_seconds, finished, host_command, resident_by_file,
                       resident_kb, stop, wait_until)
 
 WORDS = 120
@@ -37,6 +37,11 @@ def words_a_second(folder, rounds, seconds):
             kv = finished(bench(folder, plcs, seconds), "kv-host bench")
             found.append({"kv": kv["word rate"], "modbus": modbus_rate(folder, seconds) * WORDS})
     return found
+
+
+def busy_words(folder, rounds, seconds):
+    with BusyCores():
+        return words_a_second(folder, rounds, seconds)
 
 
 def cpu_share(folder, seconds):
@@ -120,6 +125,7 @@ def main(folder, result, quick=False):
     found = {
         "quick": quick,
         "words": words_a_second(folder, 3 if quick else 9, 1 if quick else 2),
+        "busy_words": busy_words(folder, 1 if quick else 3, 1 if quick else 2),
         "cpu": cpu_share(folder, 5 if quick else 30),
         "memory": memory(folder),
         "cycles": cycles(folder, 1 if quick else 2),

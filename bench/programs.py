@@ -3,6 +3,7 @@
 import os
 import re
 import subprocess
+import sys
 import time
 from pathlib import Path
 
@@ -84,6 +85,20 @@ def finished(process, what):
     return told
 
 
+class BusyCores:
+    """A process of the lowest priority on each core: none of them goes to sleep meanwhile."""
+
+    def __enter__(self):
+        self.processes = [subprocess.Popen([sys.executable, "-c", "while True: pass"], preexec_fn=lambda: os.nice(19))
+                          for _ in range(os.cpu_count())]
+        return self
+
+    def __exit__(self, *_):
+        for process in self.processes:
+            process.kill()
+            process.wait(PATIENCE)
+
+
 def cpu_seconds(pid):
     """User and system time of a process."""
     fields = Path(f"/proc/{pid}/stat").read_text().rsplit(")", 1)[1].split()
@@ -91,9 +106,10 @@ def cpu_seconds(pid):
 
 
 def resident_kb(pid):
-    """Rss and Pss as the kernel sums them up over all mappings."""
-    text = Path(f"/proc/{pid}/smaps_rollup").read_text()
-    return {name: int(re.search(rf"^{name}:\s+(\d+) kB", text, re.M)[1]) for name in ("Rss", "Pss")}
+    """As the kernel sums it up over all mappings, and the most that it ever was."""
+    text = "".join(Path(f"/proc/{pid}/{name}").read_text() for name in ("smaps_rollup", "status"))
+    return {name: int(re.search(rf"^{name}:\s+(\d+) kB", text, re.M)[1])
+            for name in ("Rss", "Pss", "Anonymous", "VmHWM")}
 
 
 def resident_by_file(pid):

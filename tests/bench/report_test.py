@@ -13,7 +13,7 @@ from unittest.mock import patch
 sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "bench"))
 
 import report  # noqa: E402
-from programs import measures, resident_by_file, resident_kb, values_of_words  # noqa: E402
+from programs import BusyCores, measures, resident_by_file, resident_kb, values_of_words  # noqa: E402
 from rows import HEADINGS, MissingFigure, aligned, best_times, driver_rows, markdown, program_rows  # noqa: E402
 
 # name, CPU time, unit
@@ -31,8 +31,10 @@ PROGRAMS = {
     "quick": False,
     "words": [{"kv": 1000000, "modbus": 2000000}, {"kv": 3000000, "modbus": 2000000},
               {"kv": 2500000, "modbus": 2000000}],
+    "busy_words": [{"kv": 3000000, "modbus": 8000000}],
     "cpu": {"watch": 0.012, "stats": 0.0025, "seconds": 30},
-    "memory": {"kv-host": {"Rss": 12002, "Pss": 3000}, "idle_qt": {"Rss": 10000, "Pss": 1000}, "images_kb": 2,
+    "memory": {"kv-host": {"Rss": 12002, "VmHWM": 14000, "Anonymous": 1700, "Pss": 3000},
+               "idle_qt": {"Rss": 10000, "VmHWM": 10004, "Anonymous": 700, "Pss": 1000}, "images_kb": 2,
                "by_file": {"kv-host": {"libQt": 3400, "[heap]": 800, "libm": 363, "libc": 900},
                            "idle_qt": {"libQt": 1900, "[heap]": 50, "libm": 300, "libc": 904, "idle_qt": 16}}},
     "cycles": [{"delay_ms": delay, "stations": stations, "cycle_ms": stations * each}
@@ -98,7 +100,15 @@ class Tables(unittest.TestCase):
     def test_every_page_is_in_the_table(self):
         found = resident_by_file(os.getpid())
         self.assertGreater(found["[heap]"], 100)  # an interpreter with this module in it
-        self.assertAlmostEqual(sum(found.values()), resident_kb(os.getpid())["Rss"], delta=1024)
+        told = resident_kb(os.getpid())
+        self.assertAlmostEqual(sum(found.values()), told["Rss"], delta=1024)
+        self.assertGreaterEqual(told["VmHWM"] + 256, told["Rss"])  # the kernel sums it up now and then
+
+    def test_busy_cores_end_with_their_block(self):
+        with BusyCores() as busy:
+            self.assertEqual([process.poll() for process in busy.processes], [None] * os.cpu_count())
+            self.assertEqual([os.getpriority(os.PRIO_PROCESS, process.pid) for process in busy.processes][:1], [19])
+        self.assertNotIn(None, [process.poll() for process in busy.processes])
 
     def test_what_kv_host_prints(self):
         self.assertEqual(measures("measure        value  unit\ntime           2.00   s\nexchange rate  14105  1/s\n"),
@@ -135,6 +145,8 @@ class Report(unittest.TestCase):
         self.assertIn("| 128 words | 3 |\n| double words | 2 |\n| timers, counters | 4 |\n", text)
         self.assertIn("| cores | 2 |\n", text)
         self.assertIn("| 1.00 | 2.00 | 0.50 |\n", text)
+        self.assertIn("| 3.00 | 8.00 | 0.38 |\n", text)
+        self.assertIn("| kv-host | 12002 kB | 14000 kB | 1700 kB | 3000 kB |\n", text)
         self.assertIn(f"| {' | '.join(HEADINGS)} |\n", text)
 
 

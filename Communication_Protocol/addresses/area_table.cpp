@@ -2,7 +2,9 @@
 
 #include "Communication_Protocol.h"
 
+#include <algorithm>
 #include <iterator>
+#include <string_view>
 
 namespace
 {
@@ -57,16 +59,24 @@ constexpr Area areas[] = {
 };
 // clang-format on
 
-constexpr bool rowsStandUnderTheirCode()
+/// findArea takes the code for the number of the row.
+constexpr bool standsUnderItsCode(const Area &area)
 {
-    int row = 0;
-    for (const Area &area : areas) {
-        if (area.code != row++)
-            return false;
-    }
-    return row == 40;
+    return &area - std::begin(areas) == area.code;
 }
-static_assert(rowsStandUnderTheirCode());
+static_assert(std::size(areas) == 40 && std::all_of(std::begin(areas), std::end(areas), standsUnderItsCode));
+
+/// A row says just what somebody looks at: which field of a triple fills its image, where triples do; the format of
+/// an operand, where it has commands of its own, else it goes by the name of the device that is read for it.
+constexpr bool saysWhatIsLookedAt(const Area &area)
+{
+    const Area &read = areas[area.readKey];
+    const bool fromTriples = read.reply == Reply::Triples;
+    const bool ownCommands = isReadable(area) || area.write == Write::Words || area.write == Write::DWords;
+    return (area.field != Field::None) == fromTriples && (area.operand != nullptr) == ownCommands &&
+           (ownCommands || std::string_view(area.device) == read.device);
+}
+static_assert(std::all_of(std::begin(areas), std::end(areas), saysWhatIsLookedAt));
 } // namespace
 
 const Area *findArea(int code)

@@ -82,7 +82,7 @@ const Area *firstArea();
 const Area *pastLastArea();
 
 /// A read request exists for just those areas that are their own read key.
-inline bool isReadable(const Area &area)
+constexpr bool isReadable(const Area &area)
 {
     return area.readKey == area.code;
 }

@@ -46,7 +46,7 @@ Pieces piecesOf(const Area &area, int count, int longest)
     case Element::Contact:
         break; // not writable
     }
-    return {0, 1, 1};
+    return {}; // no elements
 }
 
 /// Bytes of a piece; 0 for each byte that the screen did not give.
@@ -92,8 +92,7 @@ int queuePieces(RW_VAR piece, const QByteArray &data, const Pieces &pieces)
             WriteDataToLocal(&piece);
         return writeListMayTakeMoreBehind(piece);
     });
-    if (listLength > 0)
-        mirrorRest(piece, first, data, pieces);
+    mirrorRest(piece, first, data, pieces);
     return listLength;
 }
 

@@ -11,10 +11,10 @@ namespace
 {
 constexpr int digits = 5;
 
-/// On purpose: a bit number that is no bit of a 32-bit value changes nothing.
+/// On purpose: the bit of a negative address, a remainder below 0, changes nothing.
 int withBit(int word, int bit, bool on)
 {
-    const unsigned mask = bit >= 0 && bit < 32 ? 1U << bit : 0U;
+    const unsigned mask = bit >= 0 ? 1U << bit : 0U;
     const unsigned changed = on ? unsigned(word) | mask : unsigned(word) & ~mask;
     return int(changed & 0xFFFFU);
 }

@@ -70,20 +70,21 @@ int GetRegisterData(int /*unused*/, int area, QString addressText, int station, 
     if (out == nullptr || PLC_driver.comInfo == nullptr)
         return 0;
     out->clear();
-    ControlInformationM range{stationInUse(station), area, 0, count};
+    const int usedStation = stationInUse(station);
     const Area *row = findArea(area);
     if (row == nullptr) {
-        qDebug("GetRegisterData default %d \"%s\" %d", area, addressText.toUtf8().constData(), range.station);
+        qDebug("GetRegisterData default %d \"%s\" %d", area, addressText.toUtf8().constData(), usedStation);
         return 1;
     }
-    range.address = StringAddressToInt(area, std::move(addressText));
-    if (range.address < 0)
+    const int address = StringAddressToInt(area, std::move(addressText));
+    if (address < 0)
         return refuseAddress(out, count);
     const qint64 length = count * bytesOfElement(row->element);
     if (length > DeviceImage::maxSize)
         return 0;
     if (length > 0)
         *out = QByteArray(int(length), Qt::Uninitialized); // before the lock: nobody waits for the heap
+    ControlInformationM range{usedStation, area, address, count};
     if (!readRange(*row, range, out)) {
         checkTheStorage(range);
         readRange(*row, range, out);

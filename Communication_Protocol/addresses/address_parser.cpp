@@ -2,6 +2,7 @@
 //
 // Runs: on any thread; no state, no lock.
 #include "addresses/area_table.h"
+#include "addresses/plain_number.h"
 #include "Communication_Protocol.h"
 
 #include <QVarLengthArray>
@@ -25,42 +26,19 @@ struct Piece {
     int length() const { return int(end - begin); }
 };
 
-/// 0..15 for a hexadecimal digit, more for any other character.
-int digitOf(QChar character)
-{
-    const int code = character.unicode();
-    if (code >= '0' && code <= '9')
-        return code - '0';
-    const int lowerCase = code | 0x20;
-    return lowerCase >= 'a' && lowerCase <= 'f' ? lowerCase - 'a' + 10 : 16;
-}
-
-/// The fast path: the value of a few digits alone; -1 if there is anything else, or nothing.
-int plainNumber(Piece piece, int base)
-{
-    constexpr int mostDigits = 7; // fit an int in either base
-    if (piece.length() < 1 || piece.length() > mostDigits)
-        return -1;
-    int value = 0;
-    for (const QChar *at = piece.begin; at != piece.end; ++at) {
-        const int digit = digitOf(*at);
-        if (digit >= base)
-            return -1;
-        value = value * base + digit;
-    }
-    return value;
-}
-
 /// A piece of an address as Qt converts it: blanks around, a sign, and "0x" before hexadecimal digits are
 /// taken.
-std::optional<qint64> number(Piece piece, int base)
+std::optional<qint64> anyNumber(Piece piece, int base)
 {
-    const int plain = plainNumber(piece, base);
-    if (plain >= 0)
-        return plain;
     bool ok = false;
     const int value = QString(piece.begin, piece.length()).toInt(&ok, base);
     return ok ? std::optional<qint64>(value) : std::nullopt;
+}
+
+std::optional<qint64> number(Piece piece, int base)
+{
+    const int plain = plainNumber(piece.begin, piece.end, base);
+    return plain == notPlain ? anyNumber(piece, base) : plain;
 }
 
 std::optional<qint64> bitAddress(std::optional<qint64> word, std::optional<qint64> bit)
@@ -75,10 +53,10 @@ std::optional<qint64> bitAddress(std::optional<qint64> word, std::optional<qint6
 std::optional<qint64> pointBitAddress(Piece text, int wordBase)
 {
     const QChar point = QLatin1Char('.');
-    const QChar *first = std::find(text.begin, text.end, point);
-    if (first == text.end || std::find(first + 1, text.end, point) != text.end)
+    if (std::count(text.begin, text.end, point) != 1)
         return std::nullopt;
-    return bitAddress(number({text.begin, first}, wordBase), number({first + 1, text.end}, 10));
+    const QChar *at = std::find(text.begin, text.end, point);
+    return bitAddress(number({text.begin, at}, wordBase), number({at + 1, text.end}, 10));
 }
 
 /// What short texts lack: "5" is channel 0, bit 5, so "005".

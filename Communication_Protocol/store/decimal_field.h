@@ -24,23 +24,28 @@ constexpr qint64 tenToThe(int power)
     return value;
 }
 
-/// The fast path: the value of a field of digits alone; -1 if there is anything else in it. Each digit is weighed
-/// for itself, so that none waits for the one before it.
+/// The fast path is for fields of digits alone: nearly all are.
 template <int... at>
-qint64 plainDigits(const char *text, std::integer_sequence<int, at...> /*positions*/)
+bool digitsAlone(const char *text, std::integer_sequence<int, at...> /*positions*/)
 {
-    constexpr int last = int(sizeof...(at)) - 1;
-    const bool digitsAlone = ((digitOf(text[at]) <= 9) && ...);
-    return digitsAlone ? ((digitOf(text[at]) * tenToThe(last - at)) + ...) : -1;
+    return ((digitOf(text[at]) <= 9) && ...);
 }
 
-/// Value of a field whose width is known beforehand: nearly all fields are digits alone.
-template <int width>
-int decimalField(const char *text)
+/// The value of digits. Each is weighed for itself, so that none waits for the one before it.
+template <int... at>
+qint64 valueOfDigits(const char *text, std::integer_sequence<int, at...> /*positions*/)
 {
-    static_assert(width <= 18); // what qint64 holds whatever the digits
-    const qint64 value = plainDigits(text, std::make_integer_sequence<int, width>());
-    if (value < 0)
+    constexpr int last = int(sizeof...(at)) - 1;
+    return ((digitOf(text[at]) * tenToThe(last - at)) + ...);
+}
+
+/// Value of a field whose width is known beforehand, and whose digits qint64 holds whatever they are.
+template <int width>
+int decimalField(const char *text) requires(width <= 18)
+{
+    constexpr auto positions = std::make_integer_sequence<int, width>();
+    if (!digitsAlone(text, positions))
         return decimalField(text, width);
+    const qint64 value = valueOfDigits(text, positions);
     return value <= std::numeric_limits<int>::max() ? int(value) : 0;
 }

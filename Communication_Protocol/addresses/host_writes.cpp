@@ -52,10 +52,8 @@ Pieces piecesOf(const Area &area, int count, int longest)
 /// Bytes of a piece; 0 for each byte that the screen did not give.
 QByteArray bytesOfPiece(const QByteArray &data, qint64 from, int length)
 {
-    QByteArray bytes;
-    if (from < data.size())
-        bytes = data.mid(int(from), length);
-    return bytes.leftJustified(length, '\0');
+    const int start = int(qMin<qint64>(from, data.size()));
+    return data.mid(start, length).leftJustified(length, '\0');
 }
 
 bool lastRequestFailed()

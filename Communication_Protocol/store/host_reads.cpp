@@ -34,7 +34,7 @@ qint64 bytesOfElement(Element element)
 int refuseAddress(QByteArray *out, qint64 count)
 {
     const qint64 length = count * 2;
-    if (length > 0 && length <= DeviceImage::maxSize)
+    if (count > 0 && length <= DeviceImage::maxSize)
         *out = QByteArray(int(length), '\0');
     return 0;
 }
@@ -82,7 +82,7 @@ int GetRegisterData(int /*unused*/, int area, QString addressText, int station, 
     const qint64 length = count * bytesOfElement(row->element);
     if (length > DeviceImage::maxSize)
         return 0;
-    if (length > 0)
+    if (count > 0)
         *out = QByteArray(int(length), Qt::Uninitialized); // before the lock: nobody waits for the heap
     ControlInformationM range{usedStation, area, address, count};
     if (!readRange(*row, range, out)) {

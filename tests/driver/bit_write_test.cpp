@@ -131,6 +131,7 @@ INSTANTIATE_TEST_SUITE_P(
     Addresses, PatchedWord,
     testing::Values(BitRow{"negativeBitSetsNothing", "00005\r\n", -3, "01", "WRS DM10.U 1 00005\r"},
                     BitRow{"negativeBitClearsNothing", "65535\r\n", -15, "00", "WRS DM10.U 1 65535\r"},
+                    BitRow{"minusOneSetsNothing", "00005\r\n", -1, "01", "WRS DM10.U 1 00005\r"},
                     BitRow{"negativeWordBit0", "00004\r\n", -16, "01", "WRS DM10.U 1 00005\r"},
                     BitRow{"wordZero", "00000\r\n", 15, "01", "WRS DM10.U 1 32768\r"},
                     BitRow{"highestAddress", "00000\r\n", 2147483647, "01", "WRS DM10.U 1 32768\r"}),

@@ -492,6 +492,18 @@ TEST_F(HostReads, aReadOfNothingMakesTheImage)
     EXPECT_EQ(image(1, 10), "");
 }
 
+// Not even an array of no bytes, which would come from the heap.
+TEST_F(HostReads, aReadOfNothingClearsTheBuffer)
+{
+    QByteArray out("before");
+    EXPECT_EQ(GetRegisterData(0, AREA_DM, QStringLiteral("0"), 1, &out, 0), 1);
+    EXPECT_TRUE(out.isNull());
+
+    out = "before";
+    EXPECT_EQ(GetRegisterData(0, AREA_DM, QStringLiteral("-5"), 1, &out, 0), 0);
+    EXPECT_TRUE(out.isNull());
+}
+
 TEST_F(HostReads, withoutABufferNothingIsDone)
 {
     EXPECT_EQ(GetRegisterData(0, AREA_DM, "100", 1, nullptr, 2), 0);

@@ -404,6 +404,27 @@ TEST_F(ReplyDecoder, aCtcTripleCutBeforeItsSecondValue)
     EXPECT_EQ(store(), (Lines{"1/9: 01", "1/22: 00 00 00 00"}));
 }
 
+// The most that is decoded without heap: a value too many would lie behind it.
+TEST_F(ReplyDecoder, aBlockOf256Words)
+{
+    decode(AREA_DM, 0, 256, QByteArray("00772 ").repeated(256).chopped(1).constData());
+    EXPECT_EQ(DataStorage[1][10], bytes("04 03").repeated(256));
+}
+
+TEST_F(ReplyDecoder, aBlockOf128DoubleWords)
+{
+    decode(AREA_Z, 0, 128, QByteArray("0067305985 ").repeated(128).chopped(1).constData());
+    EXPECT_EQ(DataStorage[1][16], bytes("01 02 03 04").repeated(128));
+}
+
+TEST_F(ReplyDecoder, aBlockOf512Timers)
+{
+    decode(AREA_T, 0, 512, QByteArray("1,0067305985,0000000772 ").repeated(512).chopped(1).constData());
+    EXPECT_EQ(DataStorage[1][6].left(512), QByteArray(512, '\1'));
+    EXPECT_EQ(DataStorage[1][17], bytes("01 02 03 04").repeated(512));
+    EXPECT_EQ(DataStorage[1][18], bytes("04 03 00 00").repeated(512));
+}
+
 // ---------------------------------------------------------------------------------------------------------
 // Where the data part lies
 // ---------------------------------------------------------------------------------------------------------

@@ -28,7 +28,9 @@ from trial import THREAD_TESTS, Trials
 ROOT = Path(__file__).resolve().parents[2]
 EXPLANATIONS = Path(__file__).with_name("explained.txt")
 KINDS = {"all": NAMED_KINDS + FURTHER_KINDS, "named": NAMED_KINDS, "further": FURTHER_KINDS}
-THREAD_SANITIZER = ["-DKV_QT_MAJOR=6", "-DCMAKE_CXX_COMPILER=clang++-14", "-DCMAKE_CXX_FLAGS=-fsanitize=thread"]
+CLANG = ["-DCMAKE_CXX_COMPILER=clang++-14", "-DCMAKE_CXX_FLAGS=-O1"]
+MEMORY_SANITIZERS = [*CLANG, "-DKV_QT_MAJOR=5", "-DKV_SANITIZE=address,undefined"]
+THREAD_SANITIZER = [*CLANG, "-DKV_QT_MAJOR=6", "-DKV_SANITIZE=thread"]
 
 
 def options():
@@ -73,6 +75,15 @@ def planted(chosen):
     return pairs
 
 
+def all_trials(folder):
+    plain = Trials("tests", BuildTree(ROOT, folder / "plain"), {"MALLOC_PERTURB_": "165"})
+    memory = Trials("address and undefined-behaviour sanitizers", BuildTree(ROOT, folder / "memory", MEMORY_SANITIZERS),
+                    bounded_memory=False, fitting_only=True)
+    threads = Trials("thread sanitizer", BuildTree(ROOT, folder / "threads", THREAD_SANITIZER, THREAD_TESTS),
+                     {"TSAN_OPTIONS": "halt_on_error=1"}, bounded_memory=False)
+    return plain, memory, threads
+
+
 def main():
     chosen = options()
     pairs = planted(chosen)
@@ -82,10 +93,7 @@ def main():
         for path, fault in pairs:
             print(report.line_for(path, fault))
         return 0
-    plain = Trials(BuildTree(ROOT, chosen.folder / "plain"), {"MALLOC_PERTURB_": "165"})
-    threads = Trials(BuildTree(ROOT, chosen.folder / "threads", THREAD_SANITIZER, THREAD_TESTS),
-                     {"TSAN_OPTIONS": "halt_on_error=1"}, bounded_memory=False)
-    judge = Judge(plain, threads, chosen.folder, chosen.again)
+    judge = Judge(*all_trials(chosen.folder), chosen.folder, chosen.again)
     if chosen.trust:
         pairs = report.take_explained(pairs)
     judge.judge_all(pairs, texts, chosen.jobs, report.tell)

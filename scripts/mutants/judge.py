@@ -6,21 +6,27 @@ import queue
 import threading
 import time
 from concurrent.futures import ThreadPoolExecutor
+from typing import NamedTuple
 
 from build_tree import TEST_PROGRAM
 
 NOTICED, SURVIVED, NOT_COMPILED = "noticed", "survived", "does not compile"
 
 
-class Judge:
-    """plain is tried first; what survives of the locks goes on to threads, the tests under the thread sanitizer."""
+class Outcome(NamedTuple):
+    verdict: str
+    noticed_by: str = ""  # of what was noticed: which trials did
 
-    def __init__(self, plain, threads, folder, again):
-        self.plain, self.threads, self.folder = plain, threads, folder
+
+class Judge:
+    """plain is tried first; what survives goes on to the tests under sanitizers: locks to threads, the rest to memory."""
+
+    def __init__(self, plain, memory, threads, folder, again):
+        self.plain, self.memory, self.threads, self.folder = plain, memory, threads, folder
         self.kept_path = folder / "judged.jsonl"
         self.kept = {} if again else self._read_kept()
         self.lock = threading.Lock()
-        self.threads_ready = False
+        self.ready = []
 
     def _read_kept(self):
         if not self.kept_path.exists():
@@ -29,68 +35,73 @@ class Judge:
         return {entry["key"]: entry for entry in entries}
 
     def judge_all(self, pairs, texts, jobs, tell):
-        """Calls tell(path, fault, verdict, seconds) for each pair, from this thread."""
-        self.plain.tree.prepare()
-        program = (self.plain.tree.folder / TEST_PROGRAM).read_bytes()
-        self.tests = hashlib.sha1(program).hexdigest()
+        """Calls tell(path, fault, outcome, seconds) for each pair, from this thread."""
+        self._make_ready(self.plain)
+        self.tests = self._version_of_the_tests()
         self.places = queue.Queue()
         for number in range(jobs):
             place = self.folder / f"place{number}"
             place.mkdir(parents=True, exist_ok=True)
             self.places.put(place)
-        self._measure(self.plain)
         with ThreadPoolExecutor(jobs) as workers:
             running = [(path, fault, workers.submit(self._judge, path, fault, texts[path])) for path, fault in pairs]
             for path, fault, future in running:
                 tell(path, fault, *future.result())
 
+    def _version_of_the_tests(self):
+        tree = self.plain.tree
+        version = hashlib.sha1((tree.folder / TEST_PROGRAM).read_bytes())
+        for path in sorted(tree.parts.glob("*.cpp")):
+            version.update(path.read_bytes())
+        return version.hexdigest()
+
+    def _make_ready(self, trials):
+        with self.lock:
+            if trials not in self.ready:
+                trials.tree.prepare()
+                self._measure(trials)
+                self.ready.append(trials)
+
     def _measure(self, trials):
         """Also proves that the test program takes the driver that it is given: without one it cannot start."""
         place = self.folder / f"unchanged-{trials.tree.folder.name}"
         place.mkdir(exist_ok=True)
-        relative = next(iter(trials.tree.compile_commands)).relative_to(trials.tree.sources)
+        relative = trials.tree.any_source().relative_to(trials.tree.sources)
         if not trials.tree.build_changed(place, relative, (trials.tree.sources / relative).read_text()):
             raise SystemExit(f"mutants: the unchanged {relative} does not build by itself")
         trials.measure(place)
         library = place / "lib" / "libCommunication_Protocol.so"
         library.write_bytes(b"no library")
-        if trials.passes(place, trials.all_stages()[0]):
+        if trials.passes(place, trials.all_stages()[-1]):
             raise SystemExit("mutants: the tests do not load the driver that they are given")
 
     def _judge(self, path, fault, text):
         key = hashlib.sha1(f"{path}\0{text}\0{fault.start} {fault.end} {fault.replacement}".encode()).hexdigest()
         known = self.kept.get(key)
-        if known and (known["verdict"] != SURVIVED or known["tests"] == self.tests):
-            return known["verdict"], known["seconds"]
+        if known and "by" in known and (known["verdict"] != SURVIVED or known["tests"] == self.tests):
+            return Outcome(known["verdict"], known["by"]), known["seconds"]
         place = self.places.get()
         try:
             began = time.monotonic()
-            verdict = self._try(place, path, fault, text)
+            outcome = self._try(place, path, fault, text)
             seconds = round(time.monotonic() - began, 1)
         finally:
             self.places.put(place)
         self._keep({"key": key, "file": str(path), "line": fault.line_in(text), "kind": fault.kind,
-                    "change": fault.change_in(text), "verdict": verdict, "seconds": seconds, "tests": self.tests})
-        return verdict, seconds
+                    "change": fault.change_in(text), "verdict": outcome.verdict, "by": outcome.noticed_by, "seconds": seconds,
+                    "tests": self.tests})
+        return outcome, seconds
 
     def _try(self, place, path, fault, text):
         changed = fault.planted_in(text)
-        if not self.plain.tree.build_changed(place, path, changed):
-            return NOT_COMPILED
-        if not all(self.plain.passes(place, stage) for stage in self.plain.stages_for(path, fault.kind)):
-            return NOTICED
-        return self._try_threads(place, path, changed) if fault.kind == "lock" else SURVIVED
-
-    def _try_threads(self, place, path, changed):
-        with self.lock:
-            if not self.threads_ready:
-                self.threads.tree.prepare()
-                self._measure(self.threads)
-                self.threads_ready = True
-        if not self.threads.tree.build_changed(place, path, changed):
-            return NOT_COMPILED
-        clean = all(self.threads.passes(place, stage) for stage in self.threads.stages_for(path, "lock"))
-        return SURVIVED if clean else NOTICED
+        for trials in (self.plain, self.threads if fault.kind == "lock" else self.memory):
+            self._make_ready(trials)
+            if not trials.tree.build_changed(place, path, changed):
+                return Outcome(NOT_COMPILED)
+            for stage in trials.stages_for(path, fault.kind):
+                if not trials.passes(place, stage):
+                    return Outcome(NOTICED, stage.limit if trials is self.plain and stage.limit == "parts" else trials.name)
+        return Outcome(SURVIVED)
 
     def _keep(self, entry):
         with self.lock, self.kept_path.open("a") as out:

@@ -2,7 +2,7 @@
 
 from collections import Counter
 
-from judge import NOT_COMPILED, NOTICED, SURVIVED
+from judge import NOT_COMPILED, NOTICED, SURVIVED, Outcome
 
 ENOUGH = 0.95
 
@@ -11,6 +11,7 @@ class Report:
     def __init__(self, texts, explanations):
         self.texts, self.explanations = texts, explanations
         self.counts = {}  # (what, name) -> Counter of verdicts, what being "kind" or "file"
+        self.noticed_by = Counter()
         self.used = set()
         self.matched = set()
         self.seconds = 0.0
@@ -31,13 +32,16 @@ class Report:
         others = []
         for path, fault in pairs:
             if self._explanations_of(path, fault):
-                self.tell(path, fault, SURVIVED, 0.0)
+                self.tell(path, fault, Outcome(SURVIVED), 0.0)
             else:
                 others.append((path, fault))
         return others
 
-    def tell(self, path, fault, verdict, seconds):
+    def tell(self, path, fault, outcome, seconds):
+        verdict = outcome.verdict
         self.seconds += seconds
+        if verdict == NOTICED:
+            self.noticed_by[outcome.noticed_by] += 1
         fitting = self._explanations_of(path, fault)
         self.matched.update(fitting)
         if verdict == SURVIVED and fitting:
@@ -54,6 +58,7 @@ class Report:
         self._print_table("file")
         self._print_table("all")
         total = self.counts[("all", "all")]
+        print("noticed by:", ", ".join(f"{name} {count}" for name, count in self.noticed_by.most_common()))
         print(f"{self.seconds / 60:.0f} minutes of trials")
         return 0 if self._share(total) >= ENOUGH and total[SURVIVED] == 0 and self._reasons_hold(whole) else 1
 

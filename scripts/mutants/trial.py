@@ -6,13 +6,15 @@ import resource
 import signal
 import subprocess
 import time
+from typing import NamedTuple
 
-from build_tree import LIBRARY, TEST_PROGRAM
+from build_tree import LIBRARY, PARTS_PROGRAM, TEST_PROGRAM
 
 # Beside the tests of the same name. The rest follows in a second run, the slow ones in a third.
 FIRST_TESTS = {
     "Communication_Protocol.h": ["host_setup", "reply_intake"],
     "addresses/address_parser": ["address_parser", "address_digits"],
+    "addresses/plain_number": ["address_parser", "address_digits"],
     "addresses/area_table": ["address_parser", "read_frames", "write_frames", "units"],
     "addresses/pieces": ["variable_lists", "host_writes", "block_split"],
     "addresses/read_list": ["read_list", "block_split"],
@@ -40,7 +42,7 @@ SLOW_TESTS = {
     "*AtTheCeiling.*": ("store/",),
     "HostReads.bitsBehindAnImage*": ("store/",),
     "Limits.theLongestHostReads": ("store/host_reads", "store/device_image"),
-    "*/AddressForm.takesEvery*": ("addresses/address_parser",),
+    "*/AddressForm.takesEvery*": ("addresses/address_parser", "addresses/plain_number"),
     "*DecimalField*": ("store/decimal_field", "store/reply_decoder"),
     "WriteRequest.*SixtyFour*": ("frames/",),
     "*/FixedSeed.*/seed1": ("",),
@@ -55,20 +57,32 @@ MOST_MEMORY = 6 << 30  # a fault that asks for all there is must not take the ma
 LEAST_LIMIT = 20  # seconds
 
 
+class Stage(NamedTuple):
+    limit: str  # the name of its time limit
+    tests: str  # a filter
+    program: str = ""  # in the place of the trial; empty: the one that stays as it is
+
+
 class Trials:
     """The test program of one build tree, run in stages: filters of which each has its own time limit."""
 
-    def __init__(self, tree, environment=None, bounded_memory=True):
-        self.tree = tree
+    def __init__(self, name, tree, environment=None, bounded_memory=True, fitting_only=False):
+        """fitting_only: a fault meets only the tests of the same name."""
+        self.name, self.tree = name, tree
+        self.fitting_only = fitting_only
         self.environment = environment or {}
         self.bounded_memory = bounded_memory
         self.suites = _suites_of_test_files(tree.root / "tests" / "driver")
-        self.limits = {"quick": 600.0, "slow": 600.0}
+        self.limits = {"parts": 600.0, "quick": 600.0, "slow": 600.0}
 
     def stages_for(self, relative, kind):
-        """Pairs of a name for its time limit and a filter."""
         if self.tree.only_tests:
-            return [("slow", _filter(self._suites_of(self.tree.only_tests)))]
+            return [Stage("slow", _filter(self._suites_of(self.tree.only_tests)))]
+        parts = [Stage("parts", "*", PARTS_PROGRAM)] if self.tree.has_parts_tests(relative) else []
+        program = TEST_PROGRAM if self.tree.compiles_tests_with(relative) else ""
+        return parts + [stage._replace(program=program) for stage in self._stages_for(relative, kind)]
+
+    def _stages_for(self, relative, kind):
         stem = str(relative.with_suffix(""))
         names = FIRST_TESTS.get(str(relative), FIRST_TESTS.get(stem, [relative.stem]))
         first = self._suites_of(name for name in names if name in self.suites)
@@ -76,35 +90,39 @@ class Trials:
         slow = [tests for tests, paths in SLOW_TESTS.items() if stem.startswith(paths)]
         if kind == "lock":
             slow = ["ConcurrentUse.*"] + [tests for tests in slow if tests not in list(SLOW_TESTS)[:2]]
-        stages = [("quick", _filter(first, apart))] if first else []
-        stages += [("quick", _filter(["*"], first + apart)), ("slow", _filter(slow))]
-        return [("slow", "Calls/Locks.*")] + stages if kind == "lock" else stages
+        stages = [Stage("quick", _filter(first, apart))] if first else []
+        if not self.fitting_only or not first:
+            stages.append(Stage("quick", _filter(["*"], first + apart)))
+        if not self.fitting_only:
+            stages.append(Stage("slow", _filter(slow)))
+        return [Stage("slow", "Calls/Locks.*")] + stages if kind == "lock" else stages
 
     def all_stages(self):
         if self.tree.only_tests:
             return self.stages_for(None, "lock")
-        return [("quick", _filter(["*"], [*SLOW_TESTS, *LEFT_OUT])), ("slow", _filter(SLOW_TESTS))]
+        quick = [Stage("parts", "*", PARTS_PROGRAM), Stage("quick", _filter(["*"], [*SLOW_TESTS, *LEFT_OUT]))]
+        return quick if self.fitting_only else quick + [Stage("slow", _filter(SLOW_TESTS))]
 
     def _suites_of(self, files):
         return [pattern for name in files for pattern in self.suites[name]]
 
     def measure(self, place):
         """Runs the unchanged driver, which must pass, and sets the limits by what it takes."""
-        for limit, tests in self.all_stages():
+        for stage in self.all_stages():
             began = time.monotonic()
-            if not self.passes(place, (limit, tests)):
-                raise SystemExit(f"mutants: the tests fail with the unchanged driver: {limit} stage of {self.tree.folder}")
-            self.limits[limit] = max(LEAST_LIMIT, 5 * (time.monotonic() - began))
+            if not self.passes(place, stage):
+                raise SystemExit(f"mutants: the tests fail with the unchanged driver: {stage.limit} stage of {self.tree.folder}")
+            self.limits[stage.limit] = max(LEAST_LIMIT, 5 * (time.monotonic() - began))
 
     def passes(self, place, stage):
         """True if every test passes; a crash and a hang are failures like any other."""
-        limit, tests = stage
-        command = [str(self.tree.folder / TEST_PROGRAM), "--gtest_brief=1", "--gtest_fail_fast", f"--gtest_filter={tests}"]
+        program = place / stage.program if stage.program else self.tree.folder / TEST_PROGRAM
+        command = [str(program), "--gtest_brief=1", "--gtest_fail_fast", f"--gtest_filter={stage.tests}"]
         environment = {**os.environ, "LD_LIBRARY_PATH": str((place / LIBRARY).parent), **self.environment}
         running = subprocess.Popen(command, cwd=place, env=environment, start_new_session=True, preexec_fn=self._bound,
                                    stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         try:
-            return running.wait(self.limits[limit]) == 0
+            return running.wait(self.limits[stage.limit]) == 0
         except subprocess.TimeoutExpired:
             return False
         finally:

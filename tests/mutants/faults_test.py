@@ -6,11 +6,15 @@ from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "scripts" / "mutants"))
 
+from build_tree import BuildTree  # noqa: E402
 from cpp_tokens import tokens_of  # noqa: E402
 from explained import read_explanations  # noqa: E402
 from faults import faults_in  # noqa: E402
-from judge import NOT_COMPILED, NOTICED, SURVIVED  # noqa: E402
+from judge import NOT_COMPILED, NOTICED, SURVIVED, Outcome  # noqa: E402
 from report import Report  # noqa: E402
+from trial import Trials  # noqa: E402
+
+ROOT = Path(__file__).resolve().parents[2]
 
 
 def changes(text, *kinds):
@@ -151,7 +155,7 @@ class Verdicts(unittest.TestCase):
     def report(self, verdicts, explained=EXPLAINED):
         report = Report({"a.cpp": self.TEXT}, read_explanations(explained))
         for fault, verdict in zip(faults_in(self.TEXT), verdicts):
-            report.tell("a.cpp", fault, verdict, 1.0)
+            report.tell("a.cpp", fault, Outcome(verdict, "tests" if verdict == NOTICED else ""), 1.0)
         return report
 
     def test_the_faults_of_the_text(self):
@@ -160,6 +164,9 @@ class Verdicts(unittest.TestCase):
     def test_an_explained_survivor_is_counted_apart(self):
         report = self.report([SURVIVED, NOTICED, NOT_COMPILED, NOTICED])
         self.assertEqual(dict(report.counts[("all", "all")]), {"explained": 1, NOTICED: 2, NOT_COMPILED: 1})
+
+    def test_what_noticed_is_counted(self):
+        self.assertEqual(dict(self.report([SURVIVED, NOTICED, NOT_COMPILED, NOTICED]).noticed_by), {"tests": 2})
 
     def test_explained_survivors_are_not_among_the_noticed(self):
         self.assertEqual(self.report([SURVIVED, NOTICED, NOT_COMPILED, NOTICED]).finish(whole=True), 1)
@@ -181,6 +188,31 @@ class Verdicts(unittest.TestCase):
     def test_an_explanation_without_a_reason_is_refused(self):
         with self.assertRaises(SystemExit):
             read_explanations("file: a.cpp\nline: b\nchange: c -> d\n")
+
+
+class Stages(unittest.TestCase):
+    """In which stages a fault is tried; the tests' sources are the real ones, nothing is built."""
+
+    def stages(self, path, kind="boundary", **options):
+        trials = Trials("tests", BuildTree(ROOT, ROOT / "nowhere"), **options)
+        return trials.stages_for(Path(path), kind)
+
+    def test_the_tests_of_the_same_name_come_first_and_the_slow_ones_last(self):
+        stages = self.stages("frames/checksums.cpp")
+        self.assertEqual([stage.limit for stage in stages], ["quick", "quick", "slow"])
+        self.assertTrue(stages[0].tests.startswith("Checksum"), stages[0].tests)
+
+    def test_what_the_tests_of_parts_look_into_meets_them_before_all_others(self):
+        for path in ("addresses/plain_number.h", "store/device_image.h", "store/device_image.cpp"):
+            self.assertEqual([stage.limit for stage in self.stages(path)], ["parts", "quick", "quick", "slow"], path)
+        self.assertNotIn("parts", [stage.limit for stage in self.stages("addresses/address_parser.cpp")])
+
+    def test_under_the_memory_sanitizers_only_fitting_tests_run(self):
+        self.assertEqual(self.stages("frames/checksums.cpp", fitting_only=True), self.stages("frames/checksums.cpp")[:1])
+
+    def test_a_header_is_compiled_afresh_in_whatever_includes_it(self):
+        users = BuildTree(ROOT, ROOT / "nowhere").users_of(Path("addresses/plain_number.h"))
+        self.assertEqual([path.name for path in users], ["address_parser.cpp", "plain_number_test.cpp"])
 
 
 if __name__ == "__main__":

@@ -166,7 +166,11 @@ class BuildTree:
 
     def _link(self, place, output, objects):
         (place / output).parent.mkdir(exist_ok=True)
-        command = [objects.get(word, word) for word in self.link_commands[output]]
+        """The changed objects stand first: of an inline function in several objects, the linker takes the first."""
+        words = self.link_commands[output]
+        first = next(at for at, word in enumerate(words) if word.endswith(".o"))
+        command = words[:first] + [objects[word] for word in words if word in objects]
+        command += [word for word in words[first:] if word not in objects]
         command[command.index("-o") + 1] = str(place / output)
         return _succeeds(command, self.folder)
 

@@ -20,7 +20,7 @@ SERIES = {"exchange_of_length": (1, 2, 4, 8, 16, 32, 64, 96, 128),
 COUNTED = (("128 words", "exchange_words"), ("double words", "exchange_dwords"),
            ("timers, counters", "exchange_triples"))
 MOST_STATIONS = 256  # numbers 0 to 255
-LEAST_SHOWN_KB = 64  # more than idle_qt has, for a row of its own
+LEAST_SHOWN_KB = 64  # more or less than idle_qt has, for a row of its own
 CYCLES_HELD = (50, 100, 500, 1000)  # ms
 
 
@@ -80,7 +80,7 @@ def rounds_table(rounds):
 def memory_by_file(by_file):
     host, idle = by_file["kv-host"], by_file["idle_qt"]
     more = {name: host.get(name, 0) - idle.get(name, 0) for name in {**host, **idle}}
-    shown = sorted((name for name in more if more[name] >= LEAST_SHOWN_KB), key=lambda name: (-more[name], name))
+    shown = sorted((name for name in more if abs(more[name]) >= LEAST_SHOWN_KB), key=lambda name: (-more[name], name))
     rows = [[name, f"{host.get(name, 0)} kB", f"{idle.get(name, 0)} kB", f"{more[name]:+} kB"] for name in shown]
     others = [sum(kb for name, kb in each.items() if name not in shown) for each in (host, idle)]
     rows.append(["all others", f"{others[0]} kB", f"{others[1]} kB", f"{others[0] - others[1]:+} kB"])

@@ -299,8 +299,8 @@ void ExchangeLoop::receive(const Protocol &head, ExchangeReport *report)
     const Time deadline = begin + m_settings.timeout;
     bool mayStayAlone = true;
     for (Time now = begin;;) {
-        mayStayAlone =
-            mayStayAlone && now < begin + ALONE && link->awaitAlone(std::min(ALONE, m_settings.timeout));
+        mayStayAlone = mayStayAlone && now < begin + ALONE &&
+                       link->awaitAlone(std::min(ALONE, m_settings.timeout), &m_busyWait);
         if (!mayStayAlone) {
             m_waiter->until(std::min(deadline, m_keeper->nextDeadline()));
             m_keeper->serve(Clock::now());

@@ -132,6 +132,7 @@ private:
 
     std::unique_ptr<LinkKeeper> m_keeper;
     CyclePacer m_pacer;
+    BusyWait m_busyWait; // one for all links: requests follow each other from one to the next
     bool m_provePasses = true;
     std::map<int, StepDoubt> m_doubt;   // by station
     std::map<int, Time> m_carefulUntil; // by station: it has sent more than was asked for

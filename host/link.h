@@ -5,6 +5,7 @@
 // that nothing of an earlier connection, late answers above all, can come through it.
 #pragma once
 
+#include "busy_wait.h"
 #include "clock.h"
 #include "plc_url.h"
 
@@ -30,8 +31,9 @@ public:
     virtual void send(const QByteArray &bytes) = 0;
     virtual QByteArray takeReceived() = 0; ///< what has come since the last call; also after Failed
     /// Waits for bytes on this link alone, without the thread's event loop: nothing else happens meanwhile, so it is
-    /// for short times only. \return false at once if this kind of link cannot do so
-    virtual bool awaitAlone(Ms /*longest*/) { return false; }
+    /// for short times only. \param busyWait says whether to look busily first, and is told how it went
+    /// \return false at once if this kind of link cannot do so
+    virtual bool awaitAlone(Ms /*longest*/, BusyWait * /*busyWait*/) { return false; }
 };
 
 /// \param wake called on the exchange thread when a link changes or bytes have come

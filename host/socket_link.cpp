@@ -85,26 +85,26 @@ QByteArray SocketLink::takeReceived()
 }
 
 // On purpose not waitForReadyRead(), to which a time-out is a fault of the socket.
-bool SocketLink::awaitAlone(Ms time)
+bool SocketLink::awaitAlone(Ms longest, BusyWait *busyWait)
 {
     if (m_state != State::Open)
         return false;
-    if (m_received.isEmpty() && bytesCameWithin(time))
+    if (m_received.isEmpty() && bytesCameWithin(longest, busyWait))
         readAll();
     return true;
 }
 
-bool SocketLink::bytesCameWithin(Ms time)
+bool SocketLink::bytesCameWithin(Ms longest, BusyWait *busyWait)
 {
     pollfd wanted{int(m_socket->socketDescriptor()), POLLIN, 0};
     const Time begin = Clock::now();
-    const Clock::duration busily = m_busyWait.allowance(begin);
+    const Clock::duration busily = busyWait->allowance(begin);
     bool came = false;
     while (!came && Clock::now() - begin < busily)
         came = ::poll(&wanted, 1, 0) > 0;
-    came = came || ::poll(&wanted, 1, int(time.count())) > 0;
+    came = came || ::poll(&wanted, 1, int(longest.count())) > 0;
     if (came)
-        m_busyWait.answered(begin, Clock::now(), busily.count() > 0);
+        busyWait->answered(begin, Clock::now(), busily.count() > 0);
     return came;
 }
 

@@ -1,7 +1,6 @@
 // TCP and UDP links.
 #pragma once
 
-#include "busy_wait.h"
 #include "link.h"
 
 #include <QAbstractSocket>
@@ -21,12 +20,12 @@ public:
     QString problem() const override { return m_problem; }
     void send(const QByteArray &bytes) override;
     QByteArray takeReceived() override;
-    bool awaitAlone(Ms time) override;
+    bool awaitAlone(Ms longest, BusyWait *busyWait) override;
 
 private:
     void watch();
     void failed();
-    bool bytesCameWithin(Ms time);
+    bool bytesCameWithin(Ms longest, BusyWait *busyWait);
     void readAll();
     void readStream();
     void readDatagrams();
@@ -35,7 +34,6 @@ private:
     std::function<void()> m_wake;
     std::unique_ptr<QAbstractSocket> m_socket;
     QByteArray m_received; // and not yet taken
-    BusyWait m_busyWait;
     State m_state = State::Closed;
     QString m_problem;
 };

@@ -49,6 +49,7 @@ protected:
     QTcpServer m_server;
     std::unique_ptr<QTcpSocket> m_plc;
     std::unique_ptr<SocketLink> m_link;
+    BusyWait m_busyWait;
 };
 
 TEST_F(OpenLink, bytesThatTheEventLoopHasNotNoticedAreTaken)
@@ -62,29 +63,46 @@ TEST_F(OpenLink, bytesThatTheEventLoopHasNotNoticedAreTaken)
 TEST_F(OpenLink, anAnswerIsAwaitedAlone)
 {
     plcSends("00001\r\n");
-    EXPECT_TRUE(m_link->awaitAlone(Ms(5000)));
+    EXPECT_TRUE(m_link->awaitAlone(Ms(5000), &m_busyWait));
     EXPECT_EQ(m_link->takeReceived(), "00001\r\n");
 }
 
 TEST_F(OpenLink, waitingInVainIsNoFault)
 {
-    EXPECT_TRUE(m_link->awaitAlone(Ms(1)));
+    EXPECT_TRUE(m_link->awaitAlone(Ms(1), &m_busyWait));
     EXPECT_EQ(m_link->state(), Link::State::Open);
     plcSends("OK\r\n");
-    EXPECT_TRUE(m_link->awaitAlone(Ms(5000)));
+    EXPECT_TRUE(m_link->awaitAlone(Ms(5000), &m_busyWait));
     EXPECT_EQ(m_link->takeReceived(), "OK\r\n");
+}
+
+TEST_F(OpenLink, aWaitThatBeginsBusilyEndsAlike)
+{
+    const auto becomeBusy = [this] { m_busyWait.answered(Clock::now(), Clock::now(), false); };
+    plcSends("00001\r\n");
+    becomeBusy();
+    EXPECT_TRUE(m_link->awaitAlone(Ms(5000), &m_busyWait));
+    EXPECT_EQ(m_link->takeReceived(), "00001\r\n");
+    becomeBusy();
+    ASSERT_GT(m_busyWait.allowance(Clock::now()), Clock::duration::zero());
+    EXPECT_TRUE(m_link->awaitAlone(Ms(1), &m_busyWait)); // in vain
+    EXPECT_EQ(m_link->takeReceived(), "");
+    becomeBusy();
+    m_plc->close();
+    EXPECT_TRUE(m_link->awaitAlone(Ms(5000), &m_busyWait));
+    EXPECT_EQ(m_link->state(), Link::State::Failed);
 }
 
 TEST_F(OpenLink, anAnswerBeforeTheEndIsNotLost)
 {
     plcSends("OK\r\n");
     m_plc->close();
-    EXPECT_TRUE(m_link->awaitAlone(Ms(5000)));
+    EXPECT_TRUE(m_link->awaitAlone(Ms(5000), &m_busyWait));
     EXPECT_EQ(m_link->takeReceived(), "OK\r\n");
-    m_link->awaitAlone(Ms(5000));
+    m_link->awaitAlone(Ms(5000), &m_busyWait);
     EXPECT_EQ(m_link->state(), Link::State::Failed);
     EXPECT_FALSE(m_link->problem().isEmpty());
-    EXPECT_FALSE(m_link->awaitAlone(Ms(5000))) << "nothing more is waited for";
+    EXPECT_FALSE(m_link->awaitAlone(Ms(5000), &m_busyWait)) << "nothing more is waited for";
 }
 
 TEST_F(OpenLink, theEndIsNoticedByTheEventLoopToo)

@@ -219,6 +219,7 @@ Session::Look Session::look(std::size_t variable) const
     const std::lock_guard held(m_mutex);
     const Picture &picture = m_pictures.at(variable);
     Look look{picture.values, {}};
+    look.values.detach(); // while the lock is held: takePicture() writes into what it does not share
     look.states.reserve(picture.values.size());
     const Time now = Clock::now();
     for (int i = 0; i < picture.values.size(); ++i)
@@ -352,7 +353,7 @@ void Session::linkChanged(const LinkStatus &status)
 {
     {
         const std::lock_guard held(m_mutex);
-        m_links[status.station] = status;
+        m_links[status.station] = LinkStatus(status);
     }
     if (onLink)
         onLink(status);

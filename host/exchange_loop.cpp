@@ -389,7 +389,7 @@ void ExchangeLoop::handIn(ExchangeReport *report)
 
 void ExchangeLoop::afterwards(const ExchangeReport &report)
 {
-    const bool well = report.result == 1 || report.result == 100;
+    const bool well = report.wentWell();
     if (well)
         m_block->retryCount = 0; // counted per request: the driver itself clears it on give-up alone
     m_listener->exchanged(report);
@@ -412,7 +412,7 @@ void ExchangeLoop::note(const ExchangeReport &report)
     StepDoubt &doubt = m_doubt[var.station];
     if (!report.answer.isEmpty())
         doubt.heard(report.answer, Clock::now());
-    const bool well = report.result == 1 || report.result == 100;
+    const bool well = report.wentWell();
     const bool unseen = report.kind == FrameKind::CyclicRead && !m_provePasses;
     if (well && report.kind != FrameKind::Handshake && !unseen) {
         const bool read = report.kind != FrameKind::Write;

@@ -49,6 +49,8 @@ struct ExchangeReport {
     bool doubled = false;  ///< the answer came twice
     bool lastFrame = true; ///< the request is finished with it
     Clock::duration time{};
+
+    bool wentWell() const { return result == 1 || result == 100; }
 };
 
 /// Told on the exchange thread.

@@ -31,11 +31,6 @@ Trouble troubleOf(Outcome outcome)
     }
 }
 
-bool wentWell(const ExchangeReport &report)
-{
-    return report.result == 1 || report.result == 100;
-}
-
 QString errorName(const ExchangeReport &report)
 {
     switch (report.outcome) {
@@ -308,7 +303,7 @@ void Session::exchanged(const ExchangeReport &report)
     }
     if (onExchange)
         onExchange(report);
-    if (report.result != 0 && !wentWell(report))
+    if (report.result != 0 && !report.wentWell())
         wake();
 }
 
@@ -325,7 +320,7 @@ void Session::count(const ExchangeReport &report)
         m_statistics.answered(report.time);
     else
         m_statistics.failed(errorName(report));
-    const bool good = wentWell(report);
+    const bool good = report.wentWell();
     if (good && report.kind == FrameKind::CyclicRead)
         m_statistics.words += report.var.count;
     if (!good && report.result != 0)
@@ -338,7 +333,7 @@ void Session::noteQuality(const ExchangeReport &report)
     if (!read || report.result == 0)
         return;
     const UnitRange range{report.var.station, report.var.area, report.var.address, report.var.count};
-    if (!wentWell(report)) {
+    if (!report.wentWell()) {
         m_book.failed(range, report.reason);
         return;
     }

@@ -311,13 +311,17 @@ TEST_F(Stations, oneThatIsDeadLeavesTheOthersTheirRate)
     QTcpServer blackHole; // connections are made, nobody ever answers
     ASSERT_TRUE(blackHole.listen(QHostAddress::LocalHost));
     const QStringList work = {"bench", "1/DM0", "2/DM0", "3/DM0", "--for", "1500ms"};
-    const Ended alone = run(three() + work);
     for (const QString &dead : {QStringLiteral("4=tcp://127.0.0.1:1"),
                                 QStringLiteral("4=tcp://127.0.0.1:%1").arg(blackHole.serverPort())}) {
-        const Ended beside = run(QStringList{"--plc", dead} + three() + work + QStringList{"4/DM0"});
-        EXPECT_GE(rateOf(beside), 0.9 * rateOf(alone)) << dead.toStdString();
+        // What else the machine does may strike one of the two runs; a station in the way strikes each of them.
+        double alone = 0.0, beside = 0.0;
+        for (int attempt = 0; attempt < 3 && beside <= 0.9 * alone; ++attempt) {
+            alone = rateOf(run(three() + work));
+            beside = rateOf(run(QStringList{"--plc", dead} + three() + work + QStringList{"4/DM0"}));
+        }
+        EXPECT_GT(alone, 50.0);
+        EXPECT_GE(beside, 0.9 * alone) << dead.toStdString();
     }
-    EXPECT_GT(rateOf(alone), 50.0);
 }
 
 TEST_F(Stations, oneThatComesBackIsFoundAgain)

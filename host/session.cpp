@@ -259,7 +259,7 @@ bool Session::waitUntil(const std::function<bool()> &done, Time deadline)
     m_awaited = true;
     bool reached = false;
     while (m_signal == 0 && !(reached = done()) && Clock::now() < deadline)
-        m_waiter.until(deadline);
+        rest(deadline);
     m_awaited = false;
     return m_signal == 0 && reached;
 }
@@ -267,7 +267,15 @@ bool Session::waitUntil(const std::function<bool()> &done, Time deadline)
 void Session::pause(Time deadline)
 {
     while (m_signal == 0 && Clock::now() < deadline)
-        m_waiter.until(deadline);
+        rest(deadline);
+}
+
+// On this thread, so that no exchange waits for it.
+void Session::rest(Time deadline)
+{
+    m_waiter.until(deadline);
+    if (m_startEnded.exchange(false))
+        giveBackStartPages();
 }
 
 void Session::wake()
@@ -357,8 +365,10 @@ void Session::linkChanged(const LinkStatus &status)
 
 void Session::cycleDone(Clock::duration time)
 {
-    if (!std::exchange(m_started, true))
-        giveBackStartPages();
+    if (!std::exchange(m_started, true)) {
+        m_startEnded = true;
+        m_waiter.wake();
+    }
     const std::lock_guard held(m_mutex);
     ++m_statistics.cycles;
     m_statistics.lastCycleMs = inMs(time);

@@ -101,6 +101,7 @@ private:
     static int notified(int context, int ownerType, int ownerId, int status);
     static int gaveUp(QList<RW_VAR> *list, int ownerType, int flag);
     void requestReported(int ownerType, int ownerId, int status);
+    void rest(Time deadline);
     void takePicture(int station);
     void noteQuality(const ExchangeReport &report);
     void count(const ExchangeReport &report);
@@ -114,7 +115,8 @@ private:
     RequestLedger m_ledger;
     Waiter m_waiter;
     int m_signal = 0;
-    bool m_started = false; ///< a pass over all variables is done; exchange thread
+    bool m_started = false;                ///< a pass over all variables is done; exchange thread
+    std::atomic<bool> m_startEnded{false}; ///< the same, for the waiting thread to give back what it needed
     std::atomic<int> m_news{0};
     std::atomic<bool> m_awaited{false}; ///< a thread is in waitUntil()
 

@@ -692,6 +692,29 @@ TEST_F(HostWrite, aSingleElementBehindTheFullListIsShownAfterAFailureToo)
     EXPECT_EQ(image(1, AREA_R), "03"); // the piece that was dropped, and the one bit behind it
 }
 
+// Six words and three double words, of which the list has taken nothing: each stands where its address says.
+TEST_F(HostWrite, wordsBehindTheFullListAreShownAtTheirAddressesAfterAFailure)
+{
+    PLC_driver.lastFailed = 1;
+    fillWriteList(1024);
+    settings.maxBlockLength = 2;
+    EXPECT_EQ(set(AREA_DM, "10", 6, "01 02 03 04 05 06 07 08 09 0A 0B 0C"), 1024);
+    EXPECT_EQ(image(1, AREA_DM, 16, 16), "00 00 00 00 01 02 03 04 05 06 07 08 09 0A 0B 0C");
+    settings.maxBlockLength = 1;
+    EXPECT_EQ(set(AREA_Z, "3", 6, "11 12 13 14 15 16 17 18 19 1A 1B 1C"), 1024);
+    EXPECT_EQ(image(1, AREA_Z, 8, 16), "00 00 00 00 11 12 13 14 15 16 17 18 19 1A 1B 1C");
+}
+
+TEST_F(HostWrite, aCountGoneAstrayAfterAFailureZeroesWhatIsThere)
+{
+    PLC_driver.lastFailed = 1;
+    fillWriteList(1024);
+    DataStorage[1][AREA_DM] = QByteArray(12, char(0xFF));
+    settings.maxBlockLength = 2;
+    EXPECT_EQ(set(AREA_DM, "0", 2147483647, "34 12"), 1024);
+    EXPECT_EQ(image(1, AREA_DM), "34 12 00 00 00 00 00 00 00 00 00 00");
+}
+
 TEST_F(HostWrite, aCountGoneAstrayAfterAFailureStopsAtTheCeiling)
 {
     PLC_driver.lastFailed = 1;

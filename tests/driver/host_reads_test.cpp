@@ -1,6 +1,8 @@
 // The host's reads out of the store: GetRegisterData.
 #include "driver_test.h"
 
+#include <chrono>
+#include <future>
 #include <limits>
 #include <ostream>
 
@@ -222,6 +224,20 @@ TEST_F(HostReads, aRangeThatIsLongerThanItsImageGrowsItWithZeros)
     EXPECT_EQ(get(AREA_DM, "0", 3), 1);
     EXPECT_EQ(read, "01 02 03 00 00 00");
     EXPECT_EQ(image(1, 10), "01 02 03 00 00 00");
+}
+
+// The image has one byte of two words: the read waits for the other one who makes an image grow just now.
+TEST_F(HostReads, whatIsWrittenWhileTheRangeIsMadeIsRead)
+{
+    DataStorage[1][10] = bytes("00");
+    PLC_driver.storageControlMutex.lock();
+    std::future<int> served = std::async(std::launch::async, [this] { return get(AREA_DM, "0", 2); });
+    EXPECT_EQ(served.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    RW_VAR var = write(AREA_DM, 0, 2, "34 12 78 56");
+    WriteDataToLocal(&var);
+    PLC_driver.storageControlMutex.unlock();
+    EXPECT_EQ(served.get(), 1);
+    EXPECT_EQ(read, "34 12 78 56");
 }
 
 TEST_F(HostReads, aBitPastTheImageIsZero)

@@ -19,7 +19,7 @@ TEST_F(LockOrderDeathTest, aLockWantedTwiceEndsTheProgram)
     RegistCallBackFuncIntf(notifyThatWrites, nullptr);
     writeInFlight();
     EXPECT_EXIT(answer("OK\r\n"), testing::KilledBySignal(SIGABRT),
-                "lock order: rank 1 wanted while ranks 0x2 are held");
+                "lock order: rank 1 wanted while ranks 0x2 are held\n$");
 }
 #endif
 

@@ -243,6 +243,8 @@ def _return_faults(source, _table):
         end = source.next_of(index, ";")
         if _is_last_of_its_body(source, index, end):
             continue
+        if token.text == "break" and _next_case_only_breaks(source, end):
+            continue
         kind = "break" if token.text == "break" else "early-return"
         yield Fault(kind, token.start, source.tokens[end].end, ";")
 
@@ -253,6 +255,14 @@ def _is_last_of_its_body(source, index, end):
     brace = source.partner[end + 1]
     in_loop_or_switch = source.tokens[index].text != "return"
     return source.braces[brace] == "function" or in_loop_or_switch
+
+
+def _next_case_only_breaks(source, semicolon):
+    """Running on into such a case changes nothing."""
+    index = semicolon + 1
+    while source.tokens[index].text in ("case", "default"):
+        index = source.next_of(index, ":") + 1
+    return index > semicolon + 1 and source.tokens[index].text == "break"
 
 
 # --- conditions and statements --------------------------------------------------------------------------------------

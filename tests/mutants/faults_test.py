@@ -95,6 +95,10 @@ class ReturnFaults(unittest.TestCase):
         text = "void f(int a)\n{\nswitch (a) {\ncase A::B:\ng();\nbreak;\ncase A::C:\nh();\nbreak;\n}\n}"
         self.assertEqual(changes(text, "break"), ["6: break; -> ;"])
 
+    def test_but_not_into_one_that_only_breaks(self):
+        text = "void f(int a)\n{\nswitch (a) {\ncase A::B:\ng();\nbreak;\ncase A::C:\ndefault:\nbreak;\n}\n}"
+        self.assertEqual(changes(text, "break"), [])
+
 
 class StatementFaults(unittest.TestCase):
     def test_calls_and_assignments_are_removed_and_declarations_are_not(self):

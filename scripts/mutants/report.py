@@ -21,7 +21,10 @@ class Report:
         return f"{path}:{fault.line_in(text)}: {fault.kind}: {fault.change_in(text)}\n    {self._source_line(path, fault)}"
 
     def _source_line(self, path, fault):
-        return self.texts[path].splitlines()[fault.line_in(self.texts[path]) - 1].strip()
+        """A bare break tells nothing without the line that it ends."""
+        number = fault.line_in(self.texts[path])
+        before, line = (text.strip() for text in ["", *self.texts[path].splitlines()][number - 1 : number + 1])
+        return f"{before} {line}" if line == "break;" else line
 
     def _explanations_of(self, path, fault):
         line, change = self._source_line(path, fault), fault.change_in(self.texts[path])

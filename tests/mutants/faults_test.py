@@ -189,6 +189,16 @@ class Verdicts(unittest.TestCase):
         self.assertEqual([fault.kind for _, fault in others], ["boundary", "boundary"])
         self.assertEqual(dict(report.counts[("all", "all")]), {"explained": 2})
 
+    def test_a_bare_break_is_shown_and_explained_with_the_line_before(self):
+        text = "void f(int a)\n{\nswitch (a) {\ncase 1:\ng();\nbreak;\ncase 2:\nh();\nbreak;\ncase 3:\ni();\n}\n}"
+        explained = read_explanations("file: a.cpp\nline: h(); break;\nchange: break; -> ;\nwhy: because\n")
+        report = Report({"a.cpp": text}, explained)
+        first, second = faults_in(text, ["break"])
+        self.assertEqual(report.line_for("a.cpp", second), "a.cpp:9: break: break; -> ;\n    h(); break;")
+        report.tell("a.cpp", first, Outcome(SURVIVED), 1.0)
+        report.tell("a.cpp", second, Outcome(SURVIVED), 1.0)
+        self.assertEqual(dict(report.counts[("all", "all")]), {SURVIVED: 1, "explained": 1})
+
     def test_an_explanation_without_a_reason_is_refused(self):
         with self.assertRaises(SystemExit):
             read_explanations("file: a.cpp\nline: b\nchange: c -> d\n")

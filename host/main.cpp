@@ -3,6 +3,7 @@
 #include "signals.h"
 
 #include <QCoreApplication>
+#include <QNetworkProxy>
 
 #include <cstdio>
 #include <map>
@@ -112,6 +113,8 @@ int run(int argc, char **argv)
     // several times, which costs an exchange more than its own send and receive. Nothing here needs GLib.
     qputenv("QT_NO_GLIB", "1");
     QCoreApplication application(argc, argv);
+    // A proxy that is set up for the web has nothing to do with PLCs.
+    QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy);
     g_showDriverLines = options.verbose >= 2;
     qInstallMessageHandler(onQtMessage);
     App app(options);

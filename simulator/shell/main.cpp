@@ -4,6 +4,7 @@
 #include "signals.h"
 
 #include <QCoreApplication>
+#include <QNetworkProxy>
 #include <QSocketNotifier>
 
 #include <algorithm>
@@ -55,6 +56,8 @@ int main(int argc, char **argv)
     // Qt's own event loop instead of GLib's, which costs each request several reads and writes of an eventfd.
     qputenv("QT_NO_GLIB", "1");
     QCoreApplication application(argc, argv);
+    // A proxy that is set up for the web has nothing to do with PLCs.
+    QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy);
     onEndSignals([] { Program::quit(); });
     Plcs plcs;
     if (const int code = startAll(options, plcs); code != 0)

@@ -2,6 +2,7 @@
 // nothing wrong is ever shown as good, every write is told exactly once.
 #include "test_bench.h"
 
+#include <QNetworkInterface>
 #include <QTcpServer>
 #include <QTemporaryDir>
 
@@ -20,6 +21,38 @@ void expectOnlyTruth(const QByteArray &csv, const QMap<QByteArray, QList<QByteAr
             << told.name.toStdString() << "=" << told.value.toStdString();
     }
     EXPECT_GT(good, 0);
+}
+
+// -------------------------------------------------------------------------------------------- web proxies
+
+QString addressOfThisMachine()
+{
+    for (const QHostAddress &address : QNetworkInterface::allAddresses()) {
+        if (address.protocol() == QAbstractSocket::IPv4Protocol && !address.isLoopback())
+            return address.toString();
+    }
+    return {};
+}
+
+// Engineers' computers have one set up for the web; a PLC is not behind it.
+TEST(Proxies, areNotAskedForThePlc)
+{
+    const QString address = addressOfThisMachine();
+    if (address.isEmpty())
+        GTEST_SKIP() << "this machine has no address but the loopback's, for which nobody asks a proxy";
+    qputenv("http_proxy", "http://127.0.0.1:9");
+    qputenv("all_proxy", "http://127.0.0.1:9");
+    SimulatorProcess simulator;
+    const QByteArray told =
+        simulator.start({"--tcp", address + ":0", "--udp", address + ":0", "--set", "DM0=5"});
+    for (const QByteArray kind : {"tcp", "udp"}) {
+        const int at = int(told.indexOf("listening " + kind)) + 14;
+        const QByteArray place = told.mid(at, told.indexOf('\n', at) - at);
+        const Ended r = run({"--plc", QString::fromLatin1(kind + "://" + place), "-q", "read", "DM0"});
+        EXPECT_EQ(r.out.toStdString(), "5\n") << kind.toStdString() << ": " << r.err.toStdString();
+    }
+    qunsetenv("http_proxy");
+    qunsetenv("all_proxy");
 }
 
 // ------------------------------------------------------------------------------------------- broken links

@@ -152,7 +152,7 @@ One pass over all stations, one block of 120 words each:
 {cycles}
 The driver has one exchange at a time, so a pass takes as long as all its exchanges one after the other: what one process
 holds is the cycle time divided by the time of one exchange with 64 stations, and at most 256, since station numbers end at
-255. kv-host looks after all links before each exchange, so an exchange costs more beside many stations than beside few.
+255.
 
 {held}
 With PLCs that answer at once it ends where one core is busy with the exchange thread; with real ones it ends long before,

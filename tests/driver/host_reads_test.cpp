@@ -233,8 +233,9 @@ TEST_F(HostReads, whatIsWrittenWhileTheRangeIsMadeIsRead)
     PLC_driver.storageControlMutex.lock();
     std::future<int> served = std::async(std::launch::async, [this] { return get(AREA_DM, "0", 2); });
     EXPECT_EQ(served.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    // From a thread of its own: whoever makes images grow takes no other lock.
     RW_VAR var = write(AREA_DM, 0, 2, "34 12 78 56");
-    WriteDataToLocal(&var);
+    std::async(std::launch::async, [&var] { WriteDataToLocal(&var); }).get();
     PLC_driver.storageControlMutex.unlock();
     EXPECT_EQ(served.get(), 1);
     EXPECT_EQ(read, "34 12 78 56");

@@ -2,6 +2,8 @@
 // the longest block, a local write can be read at once, and every piece goes out as the frame that says the same.
 #include "driver_fuzz.h"
 
+#include <limits>
+
 namespace
 {
 constexpr int bound = 1024;
@@ -45,7 +47,10 @@ void requirePieces(const Write &write, int longest)
         }
         element += piece.count;
     }
-    require(element == qMax<qint64>(0, write.elements()) || PLC_driver.writeList.size() == bound,
+    // Behind the last address that int holds there is nothing to be written.
+    const bool pastTheLast = write.address + element > std::numeric_limits<int>::max();
+    require(element == qMax<qint64>(0, write.elements()) || PLC_driver.writeList.size() == bound ||
+                pastTheLast,
             "all is queued, or the list is full");
 }
 

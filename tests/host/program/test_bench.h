@@ -15,7 +15,6 @@
 #include <csignal>
 #include <memory>
 
-/// The simulated PLC with TCP, UDP, a pseudo-terminal and a control connection.
 /// A kv-sim of the test's own; it ends with the object.
 class SimulatorProcess
 {
@@ -45,6 +44,7 @@ private:
     QProcess m_process;
 };
 
+/// The simulated PLC with TCP, UDP, a pseudo-terminal and a control connection.
 class SimulatedPlc
 {
 public:

@@ -7,7 +7,7 @@ folder=$1
 shift
 
 mapfile -t sources < <(git ls-files '*.cpp' '*.h')
-mapfile -t compiled < <(git ls-files 'Communication_Protocol/*.cpp' 'host/*.cpp' 'simulator/*.cpp')
+mapfile -t compiled < <(git ls-files 'Communication_Protocol/*.cpp' 'programs/*.cpp')
 [ $# -eq 0 ] || compiled=("$@")
 
 echo "clang-format: ${#sources[@]} files"

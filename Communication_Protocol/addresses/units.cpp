@@ -1,7 +1,7 @@
 // From what screens count in to what frames and read blocks count in.
 #include "addresses/area_table.h"
+#include "base/debug_line.h"
 #include "Communication_Protocol.h"
-#include "core/debug_line.h"
 
 namespace
 {

@@ -1,6 +1,6 @@
 #include "frames/frame_queue.h"
 
-#include "core/settings.h"
+#include "base/settings.h"
 
 void queueFrame(const QByteArray &frame, int replyLength, int payloadLength, const RW_VAR &var)
 {

@@ -1,8 +1,8 @@
 // The link handshake: a station is opened with CR before its first command.
 //
 // Runs: on the exchange thread, inside the scheduling pass. The link flags belong to that thread: no lock.
+#include "base/debug_line.h"
 #include "Communication_Protocol.h"
-#include "core/debug_line.h"
 #include "frames/frame_queue.h"
 
 unsigned ControlCenter(RW_VAR *var)

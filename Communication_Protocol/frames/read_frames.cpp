@@ -4,8 +4,8 @@
 // Out:  one frame at the end of frameQueue. The station is not in the command; it travels in the record's
 // copy. Runs: on the exchange thread, inside the scheduling pass.
 #include "addresses/area_table.h"
+#include "base/debug_line.h"
 #include "Communication_Protocol.h"
-#include "core/debug_line.h"
 #include "frames/command_text.h"
 #include "frames/frame_queue.h"
 #include "frames/reply_length.h"

@@ -5,9 +5,9 @@
 // Out:  frames at the end of frameQueue, and the values in the store (unless the last request failed).
 // Runs: on the exchange thread, inside the scheduling pass; listMutex is held.
 #include "addresses/area_table.h"
+#include "base/debug_line.h"
+#include "base/settings.h"
 #include "Communication_Protocol.h"
-#include "core/debug_line.h"
-#include "core/settings.h"
 #include "frames/command_text.h"
 #include "frames/frame_queue.h"
 
@@ -83,7 +83,7 @@ WriteCommand writeCommand(const RW_VAR &var)
 }
 
 /// Reads the word, then writes it with a placeholder that the reply to the read fills in
-/// (store/bit_write.cpp). The two frames stand side by side, the read first.
+/// (replies/bit_write.cpp). The two frames stand side by side, the read first.
 void queueBitWrite(const RW_VAR &var)
 {
     RW_VAR word = var;

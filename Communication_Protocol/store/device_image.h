@@ -9,7 +9,7 @@
 //       meanwhile. Keep it short-lived.
 #pragma once
 
-#include "core/held_lock.h"
+#include "base/held_lock.h"
 
 #include <QByteArray>
 

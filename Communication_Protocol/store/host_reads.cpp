@@ -5,9 +5,9 @@
 // Runs: on any thread; takes storeMutex. A range that is not all there is created with storeMutex released
 //       (storageControlMutex if its image must grow) and then read again.
 #include "addresses/area_table.h"
+#include "base/held_lock.h"
+#include "base/settings.h"
 #include "Communication_Protocol.h"
-#include "core/held_lock.h"
-#include "core/settings.h"
 #include "store/device_image.h"
 #include "store/store_ranges.h"
 

@@ -2,8 +2,8 @@
 #include "store/store_ranges.h"
 
 #include "addresses/area_table.h"
+#include "base/debug_line.h"
 #include "Communication_Protocol.h"
-#include "core/debug_line.h"
 #include "store/device_image.h"
 
 qint64 sizeOfRange(const Area *area, qint64 address, qint64 count)

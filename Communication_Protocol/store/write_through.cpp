@@ -4,9 +4,9 @@
 // In:   a write in the area's own units; values low byte first, one byte for a bit or a contact.
 // Runs: on the thread of its caller; takes storeMutex.
 #include "addresses/area_table.h"
+#include "base/debug_line.h"
+#include "base/held_lock.h"
 #include "Communication_Protocol.h"
-#include "core/debug_line.h"
-#include "core/held_lock.h"
 #include "store/device_image.h"
 
 namespace

@@ -4,7 +4,7 @@
     python3 scripts/mutants                                  all faults (hours of one core)
     python3 scripts/mutants --jobs 2 --files 'store/*'       two at a time, some files
     python3 scripts/mutants --kinds named --sample 200       200 faults of the kinds that count most
-    python3 scripts/mutants --list --files core/stations.cpp what would be planted
+    python3 scripts/mutants --list --files base/settings.h   what would be planted
 
 The sources are never touched. What has been judged is kept in the build folder and not judged again while the source file
 stays as it is; a survivor is tried again when the tests have changed. Survivors that no test can notice stand with their

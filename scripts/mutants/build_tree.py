@@ -2,8 +2,8 @@
 
 A fault costs what it must: the files that see it are compiled afresh (with a precompiled header of all that the driver
 includes from elsewhere), one shared object is linked, and the one test program, which stays as it is, loads it. Files
-that tests/parts looks into are linked into its program, too; the public header is every host's, so that the tests of its
-records are compiled afresh with it.
+that tests/driver/parts looks into are linked into its program, too; the public header is every host's, so that the
+tests of its records are compiled afresh with it.
 """
 
 import json
@@ -25,7 +25,7 @@ class BuildTree:
         """only_tests: the test program holds these test files alone, named without _test.cpp."""
         self.root, self.folder = root, folder
         self.sources = root / "Communication_Protocol"
-        self.parts = root / "tests" / "parts"
+        self.parts = root / "tests" / "driver" / "parts"
         self.tests_of_public_header = [root / name for name in TESTS_OF_PUBLIC_HEADER]
         self.options, self.only_tests = list(options), only_tests
 
@@ -86,7 +86,7 @@ class BuildTree:
         return self.sources in path.parents or self.parts in path.parents
 
     def any_source(self):
-        """One that the tests of tests/parts look into, so that compiling it afresh makes their program, too."""
+        """One that the tests of tests/driver/parts look into, so that compiling it afresh makes their program, too."""
         sources = [path for path in self.compile_commands if self.sources in path.parents]
         return next(path for path in sources if self.only_tests or self.has_parts_tests(path.relative_to(self.sources)))
 
@@ -132,7 +132,7 @@ class BuildTree:
         return not self.only_tests and relative == PUBLIC_HEADER
 
     def has_parts_tests(self, relative):
-        """True if a test of tests/parts includes this file, or its header."""
+        """True if a test of tests/driver/parts includes this file, or its header."""
         header = str(relative.with_suffix(".h"))
         return not self.only_tests and any(header in names for names in self._includes_of(self.parts).values())
 

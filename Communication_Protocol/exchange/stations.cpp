@@ -3,8 +3,8 @@
 // Runs: on any thread; Ethernetcontains also inside the scheduler, with listMutex held. Therefore nothing
 // here
 //       may ever take listMutex.
+#include "base/held_lock.h"
 #include "Communication_Protocol.h"
-#include "core/held_lock.h"
 
 void EnableEthernet(int station, int flag)
 {

@@ -5,10 +5,10 @@
 // advanced,
 //       the host's callbacks told, currentVar filled.
 // Runs: on the exchange thread. Decoding comes first and releases storeMutex before listMutex is taken.
+#include "base/held_lock.h"
+#include "base/settings.h"
 #include "Communication_Protocol.h"
-#include "core/held_lock.h"
-#include "core/op_kind.h"
-#include "core/settings.h"
+#include "exchange/op_kind.h"
 
 #include <algorithm>
 #include <limits>

@@ -4,7 +4,7 @@ import sys
 import unittest
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "scripts" / "mutants"))
+sys.path.insert(0, str(Path(__file__).resolve().parents[3] / "scripts" / "mutants"))
 
 from build_tree import BuildTree  # noqa: E402
 from cpp_tokens import tokens_of  # noqa: E402
@@ -14,7 +14,7 @@ from judge import NOT_COMPILED, NOTICED, SURVIVED, Outcome  # noqa: E402
 from report import Report  # noqa: E402
 from trial import Trials  # noqa: E402
 
-ROOT = Path(__file__).resolve().parents[2]
+ROOT = Path(__file__).resolve().parents[3]
 
 
 def changes(text, *kinds):

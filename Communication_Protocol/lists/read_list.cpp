@@ -5,11 +5,11 @@
 // Runs: on any thread; listMutex is held from the first step to the last, so the scheduler never sees a list
 //       that is half built. The listing is printed after the unlock from a copy.
 #include "addresses/area_table.h"
-#include "addresses/pieces.h"
+#include "base/debug_line.h"
+#include "base/held_lock.h"
+#include "base/settings.h"
 #include "Communication_Protocol.h"
-#include "core/debug_line.h"
-#include "core/held_lock.h"
-#include "core/settings.h"
+#include "lists/pieces.h"
 
 #include <algorithm>
 #include <vector>

@@ -1,7 +1,7 @@
 // Driver return codes: one integer tells the host what went wrong and whose variable it was. Each kind of
 // failure owns a band of twelve codes, one for each kind of host object.
 #include "Communication_Protocol.h"
-#include "core/outcome.h"
+#include "exchange/outcome.h"
 
 int GetDriverReturnValue(int kind)
 {

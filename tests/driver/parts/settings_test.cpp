@@ -1,5 +1,5 @@
 // Words of the settings block while the host has set none.
-#include "core/settings.h"
+#include "base/settings.h"
 
 #include <gtest/gtest.h>
 

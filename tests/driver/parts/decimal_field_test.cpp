@@ -1,6 +1,6 @@
 // The fast path of the reply decoder. What it declines goes the slow way and comes out right all the same, so that
 // nothing but these rows tells a fast path that declines what it should convert.
-#include "store/decimal_field.h"
+#include "replies/decimal_field.h"
 
 #include <gtest/gtest.h>
 

@@ -3,10 +3,10 @@
 // Runs: on any thread; takes no lock of its own (listMutex inside AddListWriteVar, storeMutex inside
 //       WriteDataToLocal, one after the other).
 #include "addresses/area_table.h"
-#include "addresses/pieces.h"
-#include "addresses/write_list.h"
+#include "base/settings.h"
 #include "Communication_Protocol.h"
-#include "core/settings.h"
+#include "lists/pieces.h"
+#include "lists/write_list.h"
 #include "store/device_image.h"
 
 #include <limits>

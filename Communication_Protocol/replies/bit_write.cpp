@@ -5,7 +5,7 @@
 // Out:  the five digits before that frame's terminator. Nothing is stored.
 // Runs: on the exchange thread; listMutex is held by the caller, for writeList.
 #include "Communication_Protocol.h"
-#include "store/decimal_field.h"
+#include "replies/decimal_field.h"
 
 namespace
 {

@@ -1,4 +1,4 @@
-#include "store/decimal_field.h"
+#include "replies/decimal_field.h"
 
 #include <QByteArray>
 

@@ -2,11 +2,11 @@
 //
 // Runs: on any thread; listMutex is held while a list is touched. AddListReadVar alone
 //       takes no lock: it is not called while the exchange loop runs.
-#include "addresses/pieces.h"
-#include "addresses/write_list.h"
+#include "base/held_lock.h"
+#include "base/settings.h"
 #include "Communication_Protocol.h"
-#include "core/held_lock.h"
-#include "core/settings.h"
+#include "lists/pieces.h"
+#include "lists/write_list.h"
 
 #include <algorithm>
 

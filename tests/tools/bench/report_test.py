@@ -10,7 +10,7 @@ from contextlib import redirect_stdout
 from pathlib import Path
 from unittest.mock import patch
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "bench"))
+sys.path.insert(0, str(Path(__file__).resolve().parents[3] / "bench"))
 
 import report  # noqa: E402
 from programs import BusyCores, measures, resident_by_file, resident_kb, values_of_words  # noqa: E402

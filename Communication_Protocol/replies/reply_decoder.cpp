@@ -3,11 +3,11 @@
 // In:   a checked reply, and the head of frameQueue that it answers.
 // Out:  bytes in DataStorage; addresses and counts in store units (words, double words, triples).
 // Runs: on the exchange thread; storeMutex is held by the caller for local replies.
-// Not here: length and error checks (core/reply_checks.cpp), the variable lists.
+// Not here: length and error checks (exchange/reply_checks.cpp), the variable lists.
 #include "addresses/area_table.h"
+#include "base/debug_line.h"
 #include "Communication_Protocol.h"
-#include "core/debug_line.h"
-#include "store/decimal_field.h"
+#include "replies/decimal_field.h"
 #include "store/device_image.h"
 
 #include <QtEndian>

@@ -2,12 +2,12 @@
 //
 // In:   the three variable lists, the switched-off stations.
 // Out:  at most one request in frameQueue, built from a copy of a list's head; the entry stays in its list
-//       until its reply is in (core/reply_intake.cpp).
+//       until its reply is in (exchange/reply_intake.cpp).
 // Runs: on the exchange thread; listMutex is held for the whole pass, the frame builders included.
+#include "base/held_lock.h"
+#include "base/settings.h"
 #include "Communication_Protocol.h"
-#include "core/held_lock.h"
-#include "core/op_kind.h"
-#include "core/settings.h"
+#include "exchange/op_kind.h"
 
 namespace
 {

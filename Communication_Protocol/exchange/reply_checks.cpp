@@ -1,14 +1,14 @@
 // Reply checks: is this an answer to the frame in flight, and does it carry data?
 //
 // In:   the reply, and the head of frameQueue that it should answer.
-// Out:  a driver return code; good data goes on to the decoder (store/reply_decoder.cpp).
+// Out:  a driver return code; good data goes on to the decoder (replies/reply_decoder.cpp).
 // Runs: on the exchange thread, with no lock held; local replies are decoded under storeMutex, the pre-read
 // of a
 //       bit write under listMutex too.
+#include "base/held_lock.h"
+#include "base/settings.h"
 #include "Communication_Protocol.h"
-#include "core/held_lock.h"
-#include "core/outcome.h"
-#include "core/settings.h"
+#include "exchange/outcome.h"
 
 #include <optional>
 

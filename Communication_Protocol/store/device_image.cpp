@@ -6,6 +6,9 @@
 
 namespace
 {
+// Needs neither construction nor destruction, so that it is there whenever the store is.
+constinit std::mutex storeInnerLock;
+
 QByteArray *find(int station, int key)
 {
     const auto images = DataStorage.find(station);

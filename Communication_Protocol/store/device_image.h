@@ -15,8 +15,6 @@
 
 #include <mutex>
 
-extern std::mutex storeInnerLock;
-
 class DeviceImage
 {
 public:

@@ -329,8 +329,8 @@ KV_API int SetRegisterData(QString extraText, int area, QString addressText, int
 /// Example: DM 0 +1, DM 10 +2, DM 63 +4, DM 200 +1 with 64 -> DM (0, 64), (64, 3), (200, 1).
 KV_API int ReCreatReadVarList(QList<HOSTVAR> *list);
 
-/// Copies values out of the store; never talks to the PLC. What was never read is 0. Takes storeMutex; when the
-/// store lacks part of the range, then storageControlMutex (if an image grows) and storeMutex once more.
+/// Copies values out of the store; never talks to the PLC. What was never read is 0. Takes storageControlMutex if
+/// an image must grow, and after its release storeMutex.
 /// \param out    cleared, then 1 byte a bit or contact, 2 a word, 4 a double word, low byte first
 /// \param count  number of elements (double words count as double words here)
 /// \return 1 served; 0: the address is unusable (out holds count * 2 zero bytes), the answer would pass

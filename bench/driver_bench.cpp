@@ -11,7 +11,7 @@
 //   exchange_dwords                  plain_dwords                          2
 //   exchange_triples                 plain_triples                         2
 //   read_words                       3 * plain_memcpy + parse_word_address 1
-//   read_bit                         100 / 530 * plain_words               1
+//   read_bit                         130 / 530 * plain_words               1
 //   read_while_decoding/threads:4    read_while_decoding/threads:1         1, but for noise: CPU time a call
 //   rebuild/100000                   rebuild/10000                         12
 //   write_pending                    5000 ns                               1

@@ -19,10 +19,10 @@ QByteArray *find(int station, int key)
 }
 } // namespace
 
-DeviceImage::DeviceImage(int station, int key, Missing missing)
+DeviceImage::DeviceImage(int station, int key)
     : lock(storeInnerLock, Rank::StoreInner), bytes(find(station, key))
 {
-    if (bytes == nullptr && missing == Missing::IsCreated) {
+    if (bytes == nullptr) {
         bytes = &DataStorage[station][key];
         created = true;
     }
@@ -31,7 +31,7 @@ DeviceImage::DeviceImage(int station, int key, Missing missing)
 void DeviceImage::growTo(qint64 wantedSize)
 {
     const qint64 before = size();
-    if (!exists() || wantedSize <= before || wantedSize > maxSize)
+    if (wantedSize <= before || wantedSize > maxSize)
         return;
     bytes->resize(int(wantedSize));
     std::memset(bytes->data() + before, 0, size_t(wantedSize - before));

@@ -20,19 +20,13 @@ class DeviceImage
 public:
     static constexpr qint64 maxSize = 64LL * 1024 * 1024;
 
-    enum class Missing { IsCreated, StaysMissing };
-
-    /// The image of a station's key. A missing one is created empty, or stays missing: then it reads as an
-    /// empty one, and what is written is dropped.
-    DeviceImage(int station, int key, Missing missing = Missing::IsCreated);
+    /// The image of a station's key. A missing one is created empty.
+    DeviceImage(int station, int key);
 
     /// True if this object created the image.
     bool isNew() const { return created; }
 
-    /// True if the store holds the image.
-    bool exists() const { return bytes != nullptr; }
-
-    qint64 size() const { return exists() ? bytes->size() : 0; }
+    qint64 size() const { return bytes->size(); }
 
     /// Lengthens the image by zero bytes to this size. Nothing happens if it is that long already, or if the
     /// size is past the ceiling.

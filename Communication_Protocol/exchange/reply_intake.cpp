@@ -9,6 +9,7 @@
 #include "base/settings.h"
 #include "Communication_Protocol.h"
 #include "exchange/op_kind.h"
+#include "lists/turn_list.h"
 
 #include <algorithm>
 #include <limits>
@@ -122,7 +123,7 @@ void rotateHead(QList<RW_VAR> &list)
     if (list.isEmpty())
         return;
     passRetValue(list.first(), PLC_driver.currentVar);
-    list.move(0, list.size() - 1);
+    turnList(list, 1);
 }
 
 /// Ends the request in the list that it came from. \a remote: a remote one-shot read notifies nobody.

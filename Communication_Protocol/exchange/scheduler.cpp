@@ -8,6 +8,8 @@
 #include "base/settings.h"
 #include "Communication_Protocol.h"
 #include "exchange/op_kind.h"
+#include "exchange/stations.h"
+#include "lists/turn_list.h"
 
 namespace
 {
@@ -21,16 +23,14 @@ quintptr headFrame()
     return queue.isEmpty() ? 0 : reinterpret_cast<quintptr>(&queue.first());
 }
 
-/// Moves entries of switched-off stations to the end until a reachable one is at the head.
-/// \return false if every entry belongs to a switched-off station (the list has then gone round once)
+// Entries of switched-off stations go to the end until a reachable one is at the head. If there is none, they
+// have gone round once: the list stays as it is.
 bool bringReachableToHead(QList<RW_VAR> &list)
 {
-    const int length = int(list.size());
-    for (int moves = 0; Ethernetcontains(list.first().station) == 1; ++moves) {
-        if (moves == length)
-            return false;
-        list.move(0, length - 1);
-    }
+    const int skipped = firstReachable(list);
+    if (skipped == list.size())
+        return false;
+    turnList(list, skipped);
     return true;
 }
 

@@ -112,7 +112,7 @@ constexpr int AREA_VM_BIT = 39;
 // Values with a meaning
 // -------------------------------------------------------------------------------------------------
 
-// Results of DataCom. Any other tells a failure after which the request was given up.
+// Results of DataCom. Any other code is a failure after which the request was given up.
 constexpr int kvFailed = 0;             ///< failed; the frame stays and will be sent again
 constexpr int kvGood = 1;               ///< good, or nothing was in flight
 constexpr int kvGoodUndecoded = 100;    ///< good; a remote area's reply, which is not decoded
@@ -424,7 +424,7 @@ KV_API int AddListReadVar(RW_VAR *var);
 KV_API int AddListWriteVar(RW_VAR *var, int mode);
 
 /// Queues a one-shot read. Takes listMutex. A list of 1024 entries takes no new one, and an entry
-/// that is already in the list is not added again: only the length tells.
+/// that is already in the list is not added again; only the returned length shows it.
 /// \param var  count in host units (two for each contact and double word); never changed
 /// \param mode kvAppendUnchanged: appended as it is (store units, address parsed)
 /// \return length of onceReadList afterwards; 0: unusable address, or no settings block
@@ -442,16 +442,16 @@ KV_API int AddListOnceReadVar(RW_VAR *var, int mode);
 ///
 /// A call becomes pieces: each bit, and up to maxBlockLength words or double words (128 at most; a
 /// larger maxBlockLength in the host's block is set to 128 by this call). listMutex is released
-/// between the pieces, so the exchange thread may finish the first before the last is queued: the
-/// requester is then told "done" before the call has ended, and more than once. A host that acts on
-/// "done" makes each call one piece, or counts the writes of that requester which DataCom reports:
-/// one for each piece.
+/// between the pieces, so the exchange thread may finish the first before the last is queued. Then
+/// "done" is reported before the call has ended, and more than once. A host that acts on "done"
+/// makes each call one piece, or counts the writes of that requester which DataCom reports, one for
+/// each piece of the call.
 ///
 /// A bit of a word is not atomic: the driver reads the word, changes the bit and writes the word
 /// back. What the PLC's program writes to that word in between is lost.
 ///
-/// A double word above 2147483647 goes out with a minus sign, which a PLC may refuse: check the
-/// range before.
+/// A double word above 2147483647 goes out with a minus sign, which a PLC may refuse. Check the
+/// range before the call.
 /// Example: SetRegisterData("", AREA_R, "1015", 1, "\1\1\1", 3, 0, 7) queues bits 175, 176 and 177.
 KV_API int SetRegisterData(QString extraText, int area, QString addressText, int station, QByteArray data,
                            int count, int ownerType, int ownerId);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// Switching stations off and on, so that an absent PLC is skipped instead of timing out again and again.
+// Switching stations off and on, so that an absent PLC is skipped instead of timing out each time.
 //
-// Runs: on any thread; firstReachable inside the scheduler, with listMutex held. Therefore nothing here may
-//       ever take listMutex.
+// Runs: on any thread; firstReachable inside the scheduler, with listMutex held. Therefore nothing
+//       here may ever take listMutex.
 #include "exchange/stations.h"
 
 #include "base/held_lock.h"
@@ -15,9 +15,9 @@ void EnableEthernet(int station, int flag)
     const Held stations(PLC_driver.stationMutex, Rank::Stations);
     if (station < 0)
         PLC_driver.stationMap.clear();
-    else if (flag == 0)
+    else if (flag == kvStationOff)
         PLC_driver.stationMap.insert(station, 0);
-    else if (flag == 1)
+    else if (flag == kvStationOn)
         PLC_driver.stationMap.remove(station);
 }
 

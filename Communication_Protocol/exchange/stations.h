@@ -4,6 +4,6 @@
 
 #include "Communication_Protocol.h"
 
-/// Position of the first entry whose station is switched on; the length of the list if there is none.
-/// Takes stationMutex once, however long the list is.
+/// Position of the first entry whose station is switched on; the length of the list if there is
+/// none. Takes stationMutex once, however long the list is.
 int firstReachable(const QList<RW_VAR> &list);

@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: MIT
 // Host reads: current values for the screens, out of the store. Never talks to the PLC.
 //
 // In:   area and address text as configured; count in elements of the area.
 // Out:  1 byte a bit or contact, 2 a word, 4 a double word; what was never read is 0.
-// Runs: on any thread; makes the range first (storageControlMutex if its image must grow), then takes
-//       storeMutex.
+// Runs: on any thread; makes the range first (storageControlMutex if its image must grow), then
+//       takes storeMutex.
 #include "addresses/area_table.h"
 #include "base/held_lock.h"
 #include "base/settings.h"
@@ -29,7 +30,7 @@ qint64 bytesOfElement(Element element)
     return 4;
 }
 
-/// On purpose: two zero bytes an element whatever its size.
+// On purpose: two zero bytes an element whatever its size.
 int refuseAddress(QByteArray *out, qint64 count)
 {
     const qint64 length = count * 2;
@@ -52,7 +53,7 @@ void copyElements(const DeviceImage &image, const Area &area, int address, QByte
         image.read(address * bytesOfElement(area.element), out->data(), out->size());
 }
 
-/// Fills out, which has its size already; what the store does not hold reads as 0.
+// Fills out, which has its size already; what the store does not hold reads as 0.
 void readRange(const Area &area, const ControlInformationM &range, QByteArray *out)
 {
     const Held store(PLC_driver.storeMutex, Rank::Store);
@@ -82,7 +83,7 @@ int GetRegisterData(int /*unused*/, int area, QString addressText, int station, 
     if (count > 0)
         *out = QByteArray(int(length), Qt::Uninitialized); // before the lock: nobody waits for the heap
     ControlInformationM range{usedStation, area, address, count};
-    checkTheStorage(range); // before the lock: a long decoding does not hold up the growing
+    checkTheStorage(range); // before the lock: a long decoding does not delay the growing
     readRange(*row, range, out);
     return 1;
 }

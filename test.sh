@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Installs what is missing, builds everything with Qt 5 and with Qt 6, and runs every test.
 #
 #   ./test.sh              all tests, both Qt versions
@@ -23,7 +24,7 @@ while [ $# -gt 0 ]; do
             esac
             shift ;;
         --coverage | --sanitize | --lint) mode=${1#--} ;;
-        -h | --help) sed -n '2,12s/^# \{0,1\}//p' "$0"; exit 0 ;;
+        -h | --help) sed -n '3,13s/^# \{0,1\}//p' "$0"; exit 0 ;;
         *) echo "test.sh: unknown option '$1' (./test.sh --help lists them)" >&2; exit 2 ;;
     esac
     shift

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the driver costs a panel's CPU, beside what the same work costs without a driver.
 //
 // Each figure is a ratio within one run: the plain loops below are the yardstick, measured on the same machine

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Measures kv-host and kv-sim as whole programs, beside what a user would pick instead.
 
     python3 bench/end_to_end.py FOLDER RESULT.json [--quick]

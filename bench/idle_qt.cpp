@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A Qt Core + Network program that does nothing: what kv-host's memory is measured against.
 #include <QCoreApplication>
 #include <QTcpSocket>

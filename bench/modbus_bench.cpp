@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a user would pick instead: libmodbus reading 120 registers from its own server, over the same loopback.
 //
 //   modbus_bench SECONDS [REGISTERS]     prints "exchanges N seconds S"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The programs that are measured, started and watched as a user would: kv-sim, kv-host, modbus_bench, idle_qt."""
 
 import os

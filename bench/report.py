@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Judges what was measured: prints the table, writes performance.md and its plots.
 
     python3 bench/report.py DRIVER.json PROGRAMS.json MACHINE.json SCRATCH FOLDER

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What the figures are worth: a row for each target, each a ratio within one run."""
 
 from dataclasses import dataclass

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Measures the driver, kv-host and kv-sim against their targets, and writes docs/performance.md with plots.
 #
 #   bench/run.sh            all of it: about six minutes on a quiet machine, besides building
@@ -24,7 +25,7 @@ while [ $# -gt 0 ]; do
                 *) echo "run.sh: --qt takes 5 or 6" >&2; exit 2 ;;
             esac
             shift ;;
-        -h | --help) sed -n '2,/^set /s/^# \{0,1\}//p' "$0"; exit 0 ;;
+        -h | --help) sed -n '3,/^set /s/^# \{0,1\}//p' "$0"; exit 0 ;;
         *) echo "run.sh: unknown option '$1' (bench/run.sh --help lists them)" >&2; exit 2 ;;
     esac
     shift

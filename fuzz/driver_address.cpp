@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Address texts of all areas: whatever an operator types gives an address or is refused with a line, and both
 // entries agree.
 #include "driver_fuzz.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What all fuzz targets of the driver share: a fresh driver for each input, and records of what it says.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The lists and the store behind the host calls, with records that no parser has looked at: any area, address,
 // count and data.
 #include "driver_fuzz.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // SetRegisterData with any data, count, address and settings: the pieces hold what was given, in order and within
 // the longest block, a local write can be read at once, and every piece goes out as the frame that says the same.
 #include "driver_fuzz.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Remote-area frames of any variable: 22 bytes and the data, and a sum that fits.
 #include "driver_fuzz.h"
 

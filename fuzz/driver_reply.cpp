@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One reply to one outstanding frame of any area, address and count. A reply may say anything: it must
 // neither touch memory that is not its own nor take an image past its ceiling.
 #include "driver_fuzz.h"

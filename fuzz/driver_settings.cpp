@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Any settings block: every word may hold any number from the start and change to any other in the middle of a
 // session. The driver takes it as the plain model does, and touches nothing behind the block.
 #include "session.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a fuzz target takes its choices from: the bytes of one input, from first to last.
 //
 // Front to back, so that a byte added or lost in the middle of an input moves whole steps of a session and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Addresses as an engineer types them: each is refused with a reason, or names a range that the driver would
 // take.
 #include "address.h"

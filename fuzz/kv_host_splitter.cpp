@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Answers from the line: however the bytes are cut, answer and surplus are the same, and nothing is lost.
 #include "answer_splitter.h"
 #include "input.h"

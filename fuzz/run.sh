@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Runs one fuzz target for a time: fuzz/run.sh TARGET SECONDS
 #
 #   fuzz/run.sh driver_session 600
@@ -18,7 +19,7 @@ targets() {
     sed -n 's/^kv_add_fuzzers([a-z]* \(.*\))$/\1/p' fuzz/CMakeLists.txt | tr ' ' '\n' | sort
 }
 usage() {
-    sed -n '2,13s/^# \{0,1\}//p' "$0"
+    sed -n '3,14s/^# \{0,1\}//p' "$0"
 }
 list_targets() {
     echo "The targets are:"

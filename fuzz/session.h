@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A session of host calls and replies, chosen by bytes and compared with the plain model after every step.
 #pragma once
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Runs the driver's tests and tells which of its lines and branches they reach. Use: scripts/coverage.sh FOLDER
 set -euo pipefail
 cd "$(dirname "$0")/.."

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Holds every source against clang-format, clang-tidy and cppcheck. Use: scripts/lint.sh FOLDER [FILE ...]
 # FOLDER takes the compile commands; FILEs, when given, are all that clang-tidy looks at.
 set -euo pipefail

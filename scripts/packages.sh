@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Installs the Debian packages that a step needs and that this machine lacks.
 # Use: scripts/packages.sh SET ...
 # Says what it installs and asks for nothing; without root it goes through sudo.

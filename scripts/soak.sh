@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # The ledger for as long as one likes: kv-host writes to two simulated PLCs while faults strike at random. Every
 # write is found in the PLC or was reported as failed, none is told twice, and the hosts do not grow.
 #
@@ -8,7 +9,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-usage() { sed -n '2,8s/^# \{0,1\}//p' "$0"; }
+usage() { sed -n '3,9s/^# \{0,1\}//p' "$0"; }
 is_number() { [[ $1 =~ ^[0-9]{1,9}$ ]]; }
 
 case ${1:-} in

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A complete host: reads DM 100 to 102 and writes DM 200 of one PLC. Use: small_host ADDRESS PORT
 #include <Communication_Protocol.h>
 

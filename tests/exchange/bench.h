@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A driver, a simulated PLC and the line between them. The test is the host: it sends what the driver hands
 // out and hands back what the PLC answers. The PLC's memory is set and read past the driver, over the control
 // connection.

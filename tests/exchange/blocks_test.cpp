@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Long blocks, what the PLC takes at most, and addresses that it does not have.
 #include "bench.h"
 

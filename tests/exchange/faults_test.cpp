@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Answers that are missing, wrong, late or one too many: what is tried again, what is taken, what is given
 // up.
 #include "bench.h"

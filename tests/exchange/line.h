@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The transport of a host, as small as it can be: one socket or terminal, answers up to their CR LF, every
 // wait with a bound.
 #pragma once

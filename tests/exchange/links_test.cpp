@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The link to the PLC: opening it, losing it, opening it again.
 #include "bench.h"
 

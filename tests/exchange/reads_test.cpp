@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Every area as a screen reads it: the value stands in the PLC, the driver asks for it, the screen gets it.
 #include "bench.h"
 

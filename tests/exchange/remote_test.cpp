@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Remote areas: binary requests, answered in the PLC's text forms. Nothing is opened first, and answers are
 // taken without being decoded (result 100).
 #include "bench.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Every area as a screen writes it: the PLC's memory, looked at past the driver, holds the value and nothing
 // beside it has changed.
 #include "bench.h"

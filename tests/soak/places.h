@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a soak writes: places in a PLC by kinds of devices, in slots that do not overlap, and what each of them
 // may hold after a round in which some writes were done and some failed.
 #pragma once

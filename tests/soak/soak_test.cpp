@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The ledger: kv-host and two simulated PLCs, with random faults, for as long as one likes. Every write that the
 // host has taken is found in the PLC, or was reported as failed; none is lost without a word, none is reported
 // twice; and the host does not grow.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Figures in, rows and verdicts out. All expected values are worked out by hand."""
 
 import io

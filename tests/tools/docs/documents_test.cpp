@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the documents say of areas and exchanges is what the driver does.
 #include <driver_test.h>
 

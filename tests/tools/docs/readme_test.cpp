@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The complete host that README.md shows: it is the file that is built, and it does what it says.
 #include <gtest/gtest.h>
 

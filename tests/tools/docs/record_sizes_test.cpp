@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The record sizes that docs/qt-versions.md promises to hosts.
 #include <Communication_Protocol.h>
 #include <gtest/gtest.h>

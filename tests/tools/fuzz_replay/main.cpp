@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // fuzz_replay TARGET FOLDER: gives every file of the folder to a fuzz target, as the fuzzer would.
 //
 // A promise that does not hold ends the program with a message and the name of the file.

@@ -35,7 +35,7 @@ run_tests() { # FOLDER
 }
 
 sanitize() {
-    local clang=(-DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Debug)
+    local clang=(-DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Debug -DKV_WERROR=ON)
     echo "Building for the address and undefined-behaviour sanitizers"
     scripts/build.sh build/asan "${clang[@]}" -DKV_QT_MAJOR=5 -DKV_SANITIZE=address,undefined -DCMAKE_CXX_FLAGS=-O1
     echo "Testing under the address and undefined-behaviour sanitizers"
@@ -58,7 +58,7 @@ for qt in "${versions[@]}"; do
     type=RelWithDebInfo
     [ "$qt" = 5 ] || type=Debug
     echo "Building with Qt $qt ($type)"
-    scripts/build.sh "build/qt$qt" -DKV_QT_MAJOR="$qt" -DCMAKE_BUILD_TYPE="$type"
+    scripts/build.sh "build/qt$qt" -DKV_QT_MAJOR="$qt" -DCMAKE_BUILD_TYPE="$type" -DKV_WERROR=ON
     echo "Testing with Qt $qt"
     run_tests "build/qt$qt"
 done

@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 folder=$1
-scripts/build.sh "$folder" -DKV_COVERAGE=ON -DKV_BUILD_PROGRAMS=OFF -DCMAKE_BUILD_TYPE=Debug
+scripts/build.sh "$folder" -DKV_COVERAGE=ON -DKV_WERROR=ON -DKV_BUILD_PROGRAMS=OFF -DCMAKE_BUILD_TYPE=Debug
 find "$folder" -name '*.gcda' -delete
 ctest --test-dir "$folder" --output-on-failure --parallel "$(nproc)" | tail -n 4
 # Branches that only the compiler's own exception paths take are no decisions of ours.

@@ -11,6 +11,9 @@ mapfile -t sources < <(git ls-files '*.cpp' '*.h')
 mapfile -t compiled < <(git ls-files 'Communication_Protocol/*.cpp' 'programs/*.cpp')
 [ $# -eq 0 ] || compiled=("$@")
 
+echo "rooms: the includes of all sources"
+python3 -B scripts/check_rooms.py
+
 echo "clang-format: ${#sources[@]} files"
 clang-format --dry-run -Werror "${sources[@]}"
 

@@ -2,12 +2,12 @@
 # SPDX-License-Identifier: MIT
 # Measures the driver, kv-host and kv-sim against their targets, and writes docs/performance.md with plots.
 #
-#   bench/run.sh            all of it: about six minutes on a quiet machine, besides building
-#   bench/run.sh --quick    fewer and shorter rounds, to try things out: a minute and a half; writes to build/bench/quick
+#   bench/run.sh            everything: about five minutes on a quiet machine, plus the build
+#   bench/run.sh --quick    fewer and shorter rounds, for a first look: about a minute; writes to build/bench/quick
 #   bench/run.sh --qt 6     with Qt 6 instead of Qt 5
 #   bench/run.sh --help     this text
 #
-# Installs what is missing and builds optimised in build/bench. Let the machine do nothing else meanwhile.
+# Installs what is missing and builds optimised in build/bench. Keep the machine idle otherwise.
 # Exit status: 0 all targets met, 1 some missed (the table says which), 2 wrong usage, 3 something could not be
 # installed, built, measured or plotted.
 set -euo pipefail
@@ -36,7 +36,7 @@ fail() {
     exit 3
 }
 
-scripts/packages.sh bench || fail "some packages are missing; the lines above say which"
+scripts/packages.sh bench || fail "packages are missing; the lines above say which"
 for tool in python3 gnuplot cmake; do
     command -v "$tool" >/dev/null || fail "$tool is not in the PATH, although its package is installed"
 done

@@ -34,6 +34,9 @@
 #define KV_API Q_DECL_IMPORT
 #endif
 
+// Hosts call these names: they are pinned, whatever our own dialect is.
+// NOLINTBEGIN(readability-identifier-naming)
+
 // ---------------------------------------------------------------------------------------------------------
 // Area codes
 // ---------------------------------------------------------------------------------------------------------
@@ -432,3 +435,5 @@ KV_API void SpecialRegisterSave(QByteArray *reply);
 /// Copies the values of a write into the store. Takes storeMutex.
 /// Example: AREA_DM_BIT, address 175, data 01 -> bit 15 of DM 10 is set.
 KV_API void WriteDataToLocal(RW_VAR *var);
+
+// NOLINTEND(readability-identifier-naming)

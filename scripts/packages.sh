@@ -18,7 +18,7 @@ declare -A packages=(
     # clang brings libFuzzer; its run-time libraries and the symbolizer are separate packages.
     [fuzz]="$demo clang-14 libclang-rt-14-dev llvm-14"
     [sanitize]="$test clang libclang-rt-14-dev llvm"
-    [lint]="$test clang clang-tidy clang-format cppcheck"
+    [lint]="$test clang clang-tidy clang-format cppcheck libbenchmark-dev libmodbus-dev"
     # gnuplot draws SVG without further packages; kv-host is compared with libmodbus.
     [bench]="$demo qt6-base-dev qt6-serialport-dev libbenchmark-dev libmodbus-dev gnuplot-nox python3"
     [mutants]="$test clang-14 libclang-rt-14-dev"

@@ -5,11 +5,11 @@
 #   ./test.sh              all tests, both Qt versions
 #   ./test.sh --qt 5       one of them
 #   ./test.sh --coverage   Qt 5 only, with the lines and branches of the driver that the tests reach
-#   ./test.sh --sanitize   everything under the address and undefined-behaviour sanitizers (clang, Qt 5), then the
-#                          driver under the thread sanitizer (clang, Qt 6), its threads at work for a minute
-#   ./test.sh --lint       clang-format, clang-tidy and cppcheck over all sources
+#   ./test.sh --sanitize   everything under the address and undefined-behaviour sanitizers (clang,
+#                          Qt 5), then the driver under the thread sanitizer (clang, Qt 6)
+#   ./test.sh --lint       rooms, texts, clang-format, clang-tidy and cppcheck over all sources
 #
-# Qt 5 is built optimised, as it ships; Qt 6 with assertions, so that the order of locks is checked too.
+# Qt 5 is built optimised, as it ships; Qt 6 with assertions, which also check the order of locks.
 set -euo pipefail
 cd "$(dirname "$0")"
 
@@ -24,7 +24,7 @@ while [ $# -gt 0 ]; do
             esac
             shift ;;
         --coverage | --sanitize | --lint) mode=${1#--} ;;
-        -h | --help) sed -n '3,13s/^# \{0,1\}//p' "$0"; exit 0 ;;
+        -h | --help) sed -n '3,/^set /s/^# \{0,1\}//p' "$0"; exit 0 ;;
         *) echo "test.sh: unknown option '$1' (./test.sh --help lists them)" >&2; exit 2 ;;
     esac
     shift

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The program's own malloc, calloc and realloc, which take the place of the C library's for all its shared
-// objects: they count and pass the call on. operator new ends up in malloc.
+// The program's own malloc, calloc and realloc, which take the place of the C library's for all its
+// shared objects: they count and pass the call on. operator new ends up in malloc.
 #include "allocation_count.h"
 
 #include <cstddef>

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
-// What a user would pick instead: libmodbus reading 120 registers from its own server, over the same loopback.
+// What a user would pick instead: libmodbus reading 120 registers from its own server, over
+// the same loopback.
 //
 //   modbus_bench SECONDS [REGISTERS]     prints "exchanges N seconds S"
 //
-// The server runs in a process of its own, as kv-sim does. libmodbus sets TCP_NODELAY on both ends itself.
+// The server runs in a process of its own, as kv-sim does. libmodbus sets TCP_NODELAY on
+// both ends itself.
 #include <modbus/modbus.h>
 
 #include <array>
@@ -46,7 +48,7 @@ int fail(const char *what)
     return 3;
 }
 
-/// What stands in the server's register, and must come back.
+// The value of the server's register, which must come back.
 std::uint16_t valueOf(int number)
 {
     return std::uint16_t(number * 500 + 7);

@@ -1,15 +1,16 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Measures the driver, kv-host and kv-sim against their targets, and writes docs/performance.md with plots.
+# Measures the driver, kv-host and kv-sim against their targets, and writes
+# docs/performance.md with plots.
 #
 #   bench/run.sh            everything: about five minutes on a quiet machine, plus the build
-#   bench/run.sh --quick    fewer and shorter rounds, for a first look: about a minute; writes to build/bench/quick
+#   bench/run.sh --quick    fewer and shorter rounds: about a minute; writes to build/bench/quick
 #   bench/run.sh --qt 6     with Qt 6 instead of Qt 5
 #   bench/run.sh --help     this text
 #
 # Installs what is missing and builds optimised in build/bench. Keep the machine idle otherwise.
-# Exit status: 0 all targets met, 1 some missed (the table says which), 2 wrong usage, 3 something could not be
-# installed, built, measured or plotted.
+# Exit status: 0 all targets met, 1 some missed (the table says which), 2 wrong usage, 3 something
+# could not be installed, built, measured or plotted.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

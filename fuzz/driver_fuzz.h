@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What all fuzz targets of the driver share: a fresh driver for each input, and records of what it says.
+// Shared by all fuzz targets of the driver: a fresh driver for each input, and a record of its
+// lines and callbacks.
 #pragma once
 
 #include "input.h"
@@ -64,8 +65,8 @@ inline void requireBoundedImages()
     }
 }
 
-/// Byte arrays whose bytes end where their memory ends, so that one byte read too many is seen. The driver's lists
-/// may share them, so they live as long as this object: for a whole input.
+/// Byte arrays whose bytes end where their memory ends, so that one byte read too many is seen. The
+/// driver's lists may share them, so they live as long as this object: for a whole input.
 class ExactMemory
 {
 public:

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Lists of cyclically read variables: blocks come out in order, within the longest length, and every unit
-// that a variable asked for lies in one of them.
+// Lists of cyclically read variables: blocks come out in order, within the longest length, and
+// every unit that a variable asked for lies in one of them.
 #include "driver_fuzz.h"
 
 namespace

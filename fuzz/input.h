@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // What a fuzz target takes its choices from: the bytes of one input, from first to last.
 //
-// Front to back, so that a byte added or lost in the middle of an input moves whole steps of a session and
-// spoils none. Past the end everything is 0 or empty. Our own and not the compiler's, so that the inputs can be
-// replayed by tests that are built without a fuzzer. Take one choice in a statement: compilers differ in which
-// operand they look at first.
+// Front to back, so that a byte added or lost in the middle of an input moves whole steps of a
+// session and spoils none. Past the end everything is 0 or empty. Our own and not the compiler's,
+// so that the inputs can be replayed by tests that are built without a fuzzer. Take one choice in a
+// statement: compilers differ in which operand they look at first.
 #pragma once
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // A complete host: reads DM 100 to 102 and writes DM 200 of one PLC. Use: small_host ADDRESS PORT
 //
-// For the bench only: it never reconnects, checks no answer for itself, and cannot say how old a value is.
-// Do not run a machine with it; docs/host-guide.md lists what a product needs.
+// For the bench only: it never reconnects, checks no answer for itself, and cannot say how old a
+// value is. Do not run a machine with it; docs/host-guide.md lists what a product needs.
 #include <Communication_Protocol.h>
 
 #include <QTcpSocket>

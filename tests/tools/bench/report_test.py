@@ -77,7 +77,8 @@ class Tables(unittest.TestCase):
         self.assertEqual(aligned(["what", "n"], [["a", 10], ["longer", 2]]), "what    n\na       10\nlonger  2\n")
 
     def test_stations_that_a_process_holds(self):
-        # 0.125 ms an exchange would be 400 stations in 50 ms, but there are 256 numbers; 12.5 ms with PLCs that take 10.
+        # At 0.125 ms an exchange, 50 ms would be enough for 400 stations, but there are 256
+        # numbers. PLCs that answer after 10 ms take 12.5 ms.
         self.assertEqual(report.held(PROGRAMS["cycles"]).splitlines()[2:], [
             "| 50 ms | 256 | 4 |", "| 100 ms | 256 | 8 |", "| 500 ms | 256 | 40 |", "| 1000 ms | 256 | 80 |"])
 

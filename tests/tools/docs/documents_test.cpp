@@ -13,7 +13,7 @@ QString document(const char *name)
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
-/// Cells of a table row: "| 0 | `AREA_R` |" -> "0", "`AREA_R`".
+// Cells of a table row: "| 0 | `AREA_R` |" -> "0", "`AREA_R`".
 QStringList cells(const QString &row)
 {
     QStringList found;
@@ -26,7 +26,7 @@ QStringList cells(const QString &row)
 class Documents : public DriverTest
 {
 protected:
-    /// The sent and received lines of a document between two texts, comments left out: "> CR\r\n".
+    // The sent and received lines of a document between two texts, comments left out: "> CR\r\n".
     static QStringList exchangeLines(const QString &text, const char *from, const char *until)
     {
         const auto begin = text.indexOf(QLatin1String(from));

@@ -14,7 +14,7 @@ QString contents(const char *path)
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
-/// Reads lines of a program until one begins with the given text. \return the rest of that line
+// Reads lines of a program until one begins with the given text. \return the rest of that line
 QString waitForLine(QProcess &program, const char *beginning)
 {
     while (program.canReadLine() || program.waitForReadyRead(10000)) {

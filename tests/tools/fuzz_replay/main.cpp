@@ -34,7 +34,7 @@ const Target targets[] = {
 
 char nowReplayed[4096] = "";
 
-/// Told from the signal handler: only what is safe there.
+// Runs in the signal handler: calls only what is safe there.
 extern "C" void tellFile(int signal)
 {
     std::fputs("fuzz_replay: stopped at ", stderr);
@@ -55,7 +55,7 @@ std::vector<std::filesystem::path> filesOf(const std::filesystem::path &folder)
     return files;
 }
 
-/// In memory of exactly its size, so that a memory checker sees one byte too many.
+// In memory of exactly its size, so that a memory checker sees one byte too many.
 void replay(Entry entry, const std::filesystem::path &file)
 {
     std::ifstream stream(file, std::ios::binary);

@@ -6,10 +6,12 @@
 #include <cstddef>
 
 extern "C" {
-// What the C library exports for just this purpose.
+// The C library exports these names for this purpose.
+// NOLINTBEGIN(readability-identifier-naming)
 void *__libc_malloc(std::size_t size);
 void *__libc_calloc(std::size_t count, std::size_t size);
 void *__libc_realloc(void *block, std::size_t size);
+// NOLINTEND(readability-identifier-naming)
 }
 
 namespace

@@ -72,13 +72,13 @@ class ExactMemory
 public:
     QByteArray array(const std::string &bytes)
     {
-        blocks.emplace_back(new char[bytes.size()]);
-        std::copy(bytes.begin(), bytes.end(), blocks.back().get());
-        return QByteArray::fromRawData(blocks.back().get(), int(bytes.size()));
+        m_blocks.emplace_back(new char[bytes.size()]);
+        std::copy(bytes.begin(), bytes.end(), m_blocks.back().get());
+        return QByteArray::fromRawData(m_blocks.back().get(), int(bytes.size()));
     }
 
 private:
-    std::vector<std::unique_ptr<char[]>> blocks;
+    std::vector<std::unique_ptr<char[]>> m_blocks;
 };
 
 /// An int that is often small, sometimes anything.

@@ -63,8 +63,9 @@ void requirePieces(const Write &write, int longest)
 
 const Protocol &nextFrame()
 {
-    // After five writes in a row one call is left to the reads, and there are none.
-    require(ComCommunication() != 0 || ComCommunication() != 0, "a pending write has a frame");
+    // After five writes in a row it is the reads' turn once, and there are none.
+    const bool idleOnce = ComCommunication() == 0;
+    require(!idleOnce || ComCommunication() != 0, "a pending write has a frame");
     const Protocol &frame = static_cast<const QList<Protocol> &>(PLC_driver.frameQueue).first();
     require(frame.frameLength == frame.frame.size(), "the whole frame is sent");
     require(frame.frame.endsWith('\r'), "a command ends with CR");

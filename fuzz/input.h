@@ -15,11 +15,11 @@
 class Input
 {
 public:
-    Input(const std::uint8_t *data, std::size_t size) : at(data), end(data + size) {}
+    Input(const std::uint8_t *data, std::size_t size) : m_at(data), m_end(data + size) {}
 
-    bool empty() const { return at == end; }
+    bool empty() const { return m_at == m_end; }
 
-    int byte() { return empty() ? 0 : *at++; }
+    int byte() { return empty() ? 0 : *m_at++; }
 
     bool flag() { return (byte() & 1) != 0; }
 
@@ -39,9 +39,9 @@ public:
     std::string bytes(int most)
     {
         const std::ptrdiff_t wanted = below(most + 1);
-        const std::ptrdiff_t length = std::min(wanted, end - at);
-        const std::string taken(at, at + length);
-        at += length;
+        const std::ptrdiff_t length = std::min(wanted, m_end - m_at);
+        const std::string taken(m_at, m_at + length);
+        m_at += length;
         return taken;
     }
 
@@ -57,8 +57,8 @@ public:
     /// All that is left.
     std::string rest()
     {
-        const std::string taken(at, end);
-        at = end;
+        const std::string taken(m_at, m_end);
+        m_at = m_end;
         return taken;
     }
 
@@ -69,6 +69,6 @@ private:
         return low | unsigned(byte()) << 8;
     }
 
-    const std::uint8_t *at;
-    const std::uint8_t *end;
+    const std::uint8_t *m_at;
+    const std::uint8_t *m_end;
 };

@@ -26,6 +26,7 @@ tidy() {
 
 echo "rooms: the includes of all sources"
 python3 -B scripts/check_rooms.py
+python3 -B scripts/draw_rooms.py --check
 echo "texts: comments, words, nested conditional operators"
 python3 -B scripts/check_text.py
 

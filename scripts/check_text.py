@@ -21,7 +21,7 @@ FULL = 80  # a comment line that ends here or later was filled
 FEWEST = 3  # words of the last line of a filled comment
 
 COMMENT = {"//": re.compile(r"^(\s*)(///?<?|//!)(\s*)(.*)$"), "#": re.compile(r"^(\s*)(#)(?!!)(\s*)(.*)$")}
-# What starts a line of its own on purpose: a list, a command of the documentation, a switch of a tool.
+# What starts a line of its own on purpose: a list, a documentation command, a switch of a tool.
 STRUCTURE = re.compile(r"[-*\\@|+>]|\d|clang-|NOLINT|cppcheck|noqa|SPDX")
 RAW_STRING = re.compile(r'R"([^(\s]*)\(.*?\)\1"', re.DOTALL)
 

@@ -1,8 +1,9 @@
-// What the driver costs a panel's CPU, beside what the same work costs without a driver.
+// SPDX-License-Identifier: MIT
+// What the driver costs a panel's CPU, compared with the same work done without a driver.
 //
-// Each figure is a ratio within one run: the plain loops below are the yardstick, measured on the same machine
-// in the same minute. Times are CPU time of the calling thread in nanoseconds. A machine that does other work
-// meanwhile only ever adds to them, so compare the smallest of several repetitions:
+// Each figure is a ratio within one run. The plain loops below are the yardstick, measured on the
+// same machine in the same minute. Times are CPU time of the calling thread in nanoseconds. Other
+// work on the machine can only add to them, so compare the smallest of several repetitions:
 //   driver_bench --benchmark_repetitions=9 --benchmark_enable_random_interleaving=true
 //                --benchmark_min_time=0.05
 //
@@ -12,12 +13,12 @@
 //   exchange_triples                 plain_triples                         2
 //   read_words                       3 * plain_memcpy + parse_word_address 1
 //   read_bit                         130 / 530 * plain_words               1
-//   read_while_decoding/threads:4    read_while_decoding/threads:1         1, but for noise: CPU time a call
+//   read_while_decoding/threads:4    read_while_decoding/threads:1         1.1: CPU time of a call
 //   rebuild/100000                   rebuild/10000                         12
 //   write_pending                    5000 ns                               1
 //   pass_over_switched_off/*         200,000 ns                            1
 //   exchange_of_list/8000            exchange_of_list/100                  1.3
-// Heap allocations of one exchange: the counter "allocations" of exchange_words, _dwords and _triples.
+// Heap allocations of one exchange: counter "allocations" of exchange_words, _dwords and _triples.
 //
 // Cost over size: exchange_of_length/N (words in the block; beside plain_words_of_length/N), rebuild/N
 // (variables), exchange_of_stations/N (one turn of the scheduler and its exchange, blocks of N stations in the
@@ -40,11 +41,11 @@ namespace
 {
 constexpr int words = 128;
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // A host with linked stations, and what its PLC answers
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
-/// The settings of a host whose stations 1 to stations have their links open; all lists empty.
+// The settings of a host whose stations 1 to stations have their links open; all lists empty.
 void linkedHost(int stations = 1)
 {
     static ComInfo settings;
@@ -65,7 +66,7 @@ void linkedHost(int stations = 1)
     PLC_driver.writeTurns = PLC_driver.onceReadTurns = 0;
 }
 
-/// "00000 00517 01034 ...\r\n": count fields of the given number of digits.
+// "00000 00517 01034 ...\r\n": count fields of the given number of digits.
 std::string fields(int count, int digits)
 {
     std::string reply;
@@ -78,7 +79,7 @@ std::string fields(int count, int digits)
     return reply + '\n';
 }
 
-/// "1,0000000050,0000000100 ...\r\n"
+// "1,0000000050,0000000100 ...\r\n"
 std::string triples(int count)
 {
     std::string reply;
@@ -101,9 +102,9 @@ void addBlock(int area, int address, int count, int station = 1)
     AddListReadVar(&var);
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // The yardsticks: the digits of each field into bytes, and nothing else
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 template <typename Value, int digits>
 char *convert(const char *field, char *to)
@@ -115,7 +116,7 @@ char *convert(const char *field, char *to)
     return to + sizeof value;
 }
 
-/// Fields with one separator behind each.
+// Fields with one separator after each.
 template <typename Value, int digits>
 void plainFields(benchmark::State &state, int count)
 {
@@ -172,9 +173,9 @@ void plain_memcpy(benchmark::State &state)
     }
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Exchanges
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 void exchangeOnce(QByteArray &reply)
 {
@@ -182,7 +183,7 @@ void exchangeOnce(QByteArray &reply)
     benchmark::DoNotOptimize(DataCom(&reply, int(reply.size())));
 }
 
-/// Exchanges for the blocks in the read list, which all have this answer.
+// Exchanges for the blocks in the read list, which all have this answer.
 void exchangeAll(benchmark::State &state, const std::string &text)
 {
     QByteArray reply = QByteArray::fromStdString(text);
@@ -267,9 +268,9 @@ void pass_over_switched_off(benchmark::State &state)
     EnableEthernet(2, 1);
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Host reads
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 void parseAddress(benchmark::State &state, int area, const char *address)
 {
@@ -288,7 +289,7 @@ void parse_bit_address(benchmark::State &state)
     parseAddress(state, AREA_R, "1015");
 }
 
-/// Each read into a byte array of its own, as the yardstick does it.
+// Each read gets a byte array of its own, as in the yardstick.
 void readAgainAndAgain(benchmark::State &state, int area, const char *address, int count)
 {
     const QString text = QString::fromLatin1(address);
@@ -311,7 +312,7 @@ void read_bit(benchmark::State &state)
     readAgainAndAgain(state, AREA_R, "1015", 1);
 }
 
-/// An exchange thread that decodes 128 words after 128 words without a pause, which no link is fast enough for.
+// An exchange thread that decodes blocks of 128 words without a pause, faster than any link.
 class ExchangeThread
 {
 public:
@@ -342,9 +343,9 @@ void read_while_decoding(benchmark::State &state)
     readAgainAndAgain(state, AREA_DM, "100", words);
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Lists
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 void rebuild(benchmark::State &state)
 {
@@ -363,7 +364,8 @@ void rebuild(benchmark::State &state)
         benchmark::DoNotOptimize(ReCreatReadVarList(&wanted));
 }
 
-/// Words that merge with none of the 1,000 that wait, twenty at a time: the list takes no more than 1,024.
+// Words that merge with none of the 1,000 pending ones, twenty at a time: the list is limited to
+// 1,024 entries.
 void write_pending(benchmark::State &state)
 {
     constexpr int pending = 1000;

@@ -1,9 +1,12 @@
-// What a user would pick instead: libmodbus reading 120 registers from its own server, over the same loopback.
+// SPDX-License-Identifier: MIT
+// What a user would pick instead: libmodbus reading 120 registers from its own server, over
+// the same loopback.
 //
 //   modbus_bench SECONDS [REGISTERS]     prints "exchanges N seconds S cpu C", C being the client's CPU time in seconds
 //   modbus_bench --serve                 prints "port P" and serves one client after the other until it is killed
 //
-// The server runs in a process of its own, as kv-sim does. libmodbus sets TCP_NODELAY on both ends itself.
+// The server runs in a process of its own, as kv-sim does. libmodbus sets TCP_NODELAY on
+// both ends itself.
 #include <modbus/modbus.h>
 
 #include <array>
@@ -48,7 +51,7 @@ int fail(const char *what)
     return 3;
 }
 
-/// What stands in the server's register, and must come back.
+// The value of the server's register, which must come back.
 std::uint16_t valueOf(int number)
 {
     return std::uint16_t(number * 500 + 7);

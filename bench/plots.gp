@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Cost over size. Use: gnuplot -c plots.gp FOLDER_OF_DATA FOLDER_OF_PICTURES
 data = ARG1; pictures = ARG2
 set terminal svg size 720,420 dynamic enhanced font "sans-serif,13" background "white"

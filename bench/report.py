@@ -1,4 +1,5 @@
-"""Judges what was measured: prints the table, writes performance.md and its plots.
+# SPDX-License-Identifier: MIT
+"""Compares the measured figures with their targets: prints the table, writes performance.md and its plots.
 
     python3 bench/report.py DRIVER.json PROGRAMS.json MACHINE.json SCRATCH FOLDER
 
@@ -20,7 +21,6 @@ SERIES = {"exchange_of_length": (1, 2, 4, 8, 16, 32, 64, 96, 128),
 COUNTED = (("128 words", "exchange_words"), ("double words", "exchange_dwords"),
            ("timers, counters", "exchange_triples"))
 MOST_STATIONS = 256  # numbers 0 to 255
-LEAST_SHOWN_KB = 64  # more or less than idle_qt has, for a row of its own
 CYCLES_HELD = (50, 100, 500, 1000)  # ms
 
 
@@ -71,33 +71,18 @@ def allocation_table(benchmark):
                     [[what, f"{figure(counts, name):g}"] for what, name in COUNTED])
 
 
-def rounds_table(rounds):
-    rows = [[f"{one['kv'] / 1e6:.2f}", f"{one['modbus'] / 1e6:.2f}", f"{one['kv'] / one['modbus']:.2f}"]
-            for one in rounds]
-    return markdown(["kv-host, million words a second", "libmodbus", "ratio"], rows)
-
-
-def memory_by_file(by_file):
-    host, idle = by_file["kv-host"], by_file["idle_qt"]
-    more = {name: host.get(name, 0) - idle.get(name, 0) for name in {**host, **idle}}
-    shown = sorted((name for name in more if abs(more[name]) >= LEAST_SHOWN_KB), key=lambda name: (-more[name], name))
-    rows = [[name, f"{host.get(name, 0)} kB", f"{idle.get(name, 0)} kB", f"{more[name]:+} kB"] for name in shown]
-    others = [sum(kb for name, kb in each.items() if name not in shown) for each in (host, idle)]
-    rows.append(["all others", f"{others[0]} kB", f"{others[1]} kB", f"{others[0] - others[1]:+} kB"])
-    return markdown(["mapped", "kv-host", "idle_qt", "more"], rows)
-
-
 TEXT = """# Performance
 
-Written by `bench/run.sh`; nothing here is typed in by hand. Each figure is worth something only beside the one it is
-divided by, from the same run on the same machine.
+Written by `bench/run.sh`; no figure here was typed by hand. A figure means something only next to the one it is divided by,
+which was measured in the same run on the same machine.
 
 {machine}
 {quick}
 ## Targets
 
 {targets}
-Times of the driver are CPU time, the least of several repetitions: other work of the machine only ever adds to it.
+Times of the driver are CPU time. The smallest of several repetitions counts, because other work on the machine can only add to
+it.
 
 ## Heap allocations
 
@@ -110,39 +95,11 @@ Times of the driver are CPU time, the least of several repetitions: other work o
 
 ![Cost of an exchange over the number of stations](performance/stations-driver.svg)
 
-## Words a second
+## CPU time
 
-`kv-host bench` against `kv-sim`, and libmodbus reading 120 registers from its own server, by turns; each server is a
-process of its own, both use TCP on the loopback with TCP_NODELAY, both wait for an answer before they ask again. An answer
-of the PLC has {kv_bytes} bytes, that of the Modbus server {modbus_bytes}. The verdict is about the median of the ratios.
+kv-host reads 50 blocks of 120 words a second from a kv-sim whose program changes values: `watch` with five blocks ten times
+a second, all 600 values shown; `stats` with one block every 20 ms. User and system time over {cpu_seconds:.0f} s.
 
-On a machine that has nothing else to do, most of an exchange is the waking of two sleeping threads on cores that sleep as well.
-libmodbus sleeps in each wait. kv-host looks for the answer for up to 100 us before it goes to sleep, but only where answers come
-within 250 us and requests follow each other without a pause; a PLC behind a network never makes it do so.
-
-{rounds}
-What both cost beside the waking shows where the cores never sleep: the same, with a process of the lowest priority on each core.
-Here kv-host and kv-sim do work that Modbus does not have: 120 numbers made into digits, the digits checked one by one and made into
-numbers again, the quality of each word, and a driver that chooses each request anew. libmodbus copies 240 bytes.
-
-{busy_rounds}
-## CPU and memory
-
-kv-host reads 50 blocks of 120 words a second from a kv-sim whose program moves values: `watch` with five blocks ten times
-a second, all 600 values shown and each pass proved; `stats` with one block every 20 ms. User and system time over
-{cpu_seconds:.0f} s.
-
-Memory is what `/proc/PID/smaps_rollup` calls Rss: all pages that are in memory, shared libraries counted in full. kv-host
-watches 1,000 tags of a tag file, 250 of each of four PLCs. Pss shares out the pages that several processes use; it depends
-on what else runs. The most that the Rss ever was is from `/proc/PID/status`: after its first pass, kv-host gives back the pages of
-code and tables that only linking and starting have touched. They stay in the system's cache of the files for as long as there
-is room, and come back from there when they are needed; what a process has for itself alone is the anonymous part.
-
-{memory}
-By mapping. Of a library counts what was touched, for kv-host since its first pass; the system maps up to 64 KiB round each
-first touch. The variables are in the heap.
-
-{by_file}
 ## Stations
 
 One pass over all stations, one block of 120 words each:
@@ -150,14 +107,13 @@ One pass over all stations, one block of 120 words each:
 ![Cycle time over the number of stations](performance/stations.svg)
 
 {cycles}
-The driver has one exchange at a time, so a pass takes as long as all its exchanges one after the other: what one process
-holds is the cycle time divided by the time of one exchange with 64 stations, and at most 256, since station numbers end at
-255.
+The driver has one exchange at a time, so a pass takes as long as all its exchanges together. One process serves as many
+stations as exchanges fit into the cycle time (measured with 64 stations), and at most 256, because station numbers end at 255.
 
 {held}
-With PLCs that answer at once it ends where one core is busy with the exchange thread; with real ones it ends long before,
-because the thread waits for one answer at a time and its core is idle meanwhile. Then several processes, each with its share of
-the stations, wait at the same time. The same 64 stations, shared out:
+With PLCs that answer at once, the limit is one core busy with the exchange thread. Real PLCs reach the limit far earlier: the
+thread waits for one answer at a time, and its core is idle meanwhile. Several processes, each with its share of the stations,
+wait at the same time. The same 64 stations, divided among processes:
 
 {processes}
 """
@@ -165,15 +121,10 @@ the stations, wait at the same time. The same 64 stations, shared out:
 
 def report(benchmark, found, machine):
     rows = [row.cells() for row in driver_rows(best_times(benchmark)) + program_rows(found)]
-    memory = [[name] + [f"{found['memory'][name][what]} kB" for what in ("Rss", "VmHWM", "Anonymous", "Pss")]
-              for name in ("kv-host", "idle_qt")]
     return TEXT.format(
         machine=markdown(["machine", ""], list(machine.items())),
         quick="\nA quick run: fewer and shorter rounds than usual.\n" if found["quick"] else "",
-        targets=markdown(HEADINGS, rows), allocations=allocation_table(benchmark), rounds=rounds_table(found["words"]),
-        busy_rounds=rounds_table(found["busy_words"]),
-        kv_bytes=120 * 6 - 1 + 2, modbus_bytes=9 + 120 * 2, cpu_seconds=found["cpu"]["seconds"],
-        memory=markdown(["program", "Rss", "most Rss ever", "anonymous", "Pss"], memory), by_file=memory_by_file(found["memory"]["by_file"]),
+        targets=markdown(HEADINGS, rows), allocations=allocation_table(benchmark), cpu_seconds=found["cpu"]["seconds"],
         cycles=cycle_table(found["cycles"], "stations"),
         held=held(found["cycles"]), processes=cycle_table(found["processes"], "processes"))
 

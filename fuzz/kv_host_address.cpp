@@ -1,5 +1,6 @@
-// Addresses as an engineer types them: each is refused with a reason, or names a range that the driver would
-// take.
+// SPDX-License-Identifier: MIT
+// Addresses as an engineer types them: each is refused with a reason, or names a range that the
+// driver would take.
 #include "address.h"
 #include "require.h"
 

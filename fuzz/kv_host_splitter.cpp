@@ -1,4 +1,6 @@
-// Answers from the line: however the bytes are cut, answer and surplus are the same, and nothing is lost.
+// SPDX-License-Identifier: MIT
+// Answers from the line: however the bytes are cut, answer and surplus are the same, and
+// nothing is lost.
 #include "answer_splitter.h"
 #include "input.h"
 #include "require.h"

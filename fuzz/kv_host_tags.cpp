@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Tag files: each line becomes a tag or a fault with its number; nothing stops the reader.
 #include "require.h"
 #include "tags_csv.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "fault_dice.h"
 
 #include <iterator>
@@ -6,8 +7,8 @@ namespace soak
 {
 namespace
 {
-// On purpose without "foreign": an answer of exactly the right shape that belongs to another request is beyond
-// what any host can notice.
+// On purpose without "foreign": an answer of exactly the right shape that belongs to another
+// request cannot be detected by any host.
 const char *const faults[] = {
     "silent",       "late:5",    "late:60",     "late:400",     "error:E0", "error:E1",    "error:E4",
     "error:E5",     "short",     "short:2",     "long",         "long:7",   "torn",        "torn:3",
@@ -27,8 +28,8 @@ bool delays(const QByteArray &fault)
 
 } // namespace
 
-// On purpose no delays beside doubled answers: a true answer that comes more than 20 ms behind a copy of an
-// earlier one cannot be found out.
+// On purpose no delays beside doubled answers: a true answer that comes more than 20 ms behind a
+// copy of an earlier one cannot be detected.
 std::vector<QByteArray> FaultDice::draw()
 {
     std::vector<QByteArray> all;

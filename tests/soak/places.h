@@ -1,5 +1,6 @@
-// What a soak writes: places in a PLC by kinds of devices, in slots that do not overlap, and what each of them
-// may hold after a round in which some writes were done and some failed.
+// SPDX-License-Identifier: MIT
+// What a soak writes: places in a PLC by kinds of devices, in slots that do not overlap, and what
+// each of them may hold after a round in which some writes were done and some failed.
 #pragma once
 
 #include <QByteArray>
@@ -56,11 +57,12 @@ public:
 
     Places(std::vector<int> stations, unsigned seed);
 
-    /// Writes to all slots, each in its full length: a host keeps something for each place that it has ever
-    /// written, and is not to be blamed for that later.
+    /// Writes to all slots, each in its full length: a host keeps something for each place that it
+    /// has ever written, and is not to be blamed for that later.
     std::vector<Write> drawAll();
 
-    /// Writes to some slots, each at most once but for now and then one that is written twice in a row.
+    /// Writes to some slots, each at most once but for now and then one that is written twice
+    /// in a row.
     std::vector<Write> draw(int writes);
 
     /// Looks into the PLCs. \return what is not as it must be, one line each
@@ -86,7 +88,8 @@ private:
     std::vector<int> m_stations;
     std::mt19937 m_dice;
     std::vector<Slot> m_slots; ///< of this round
-    /// At the end of the last round. All places from the beginning: what watches for growth must not grow.
+    /// At the end of the last round. All places from the beginning: what watches for growth
+    /// must not grow.
     std::map<Element, unsigned> m_held;
     long m_compared = 0;
 };

@@ -1,11 +1,12 @@
-// The ledger: kv-host and two simulated PLCs, with random faults, for as long as one likes. Every write that the
-// host has taken is found in the PLC, or was reported as failed; none is lost without a word, none is reported
-// twice; and the host does not grow.
+// SPDX-License-Identifier: MIT
+// The ledger: kv-host and two simulated PLCs, with random faults, for as long as one likes. Every
+// write that the host has taken is found in the PLC, or was reported as failed; none is lost
+// without a word, none is reported twice; and the host does not grow.
 //
 // Three hosts at once, on the same two PLCs:
-//   a long-lived one made of kv-host's own parts in this process, which writes and reads without end;
-//   the program `kv-host watch`, which runs from the beginning to the end;
-//   the program `kv-host write`, run again and again.
+//   a long-lived one made of kv-host's own parts in this process, which writes and reads without
+//   end; the program `kv-host watch`, which runs from the beginning to the end; the program
+//   `kv-host write`, run again and again.
 //
 //     KV_SOAK_SECONDS=600 KV_TEST_SEED=1 kv_soak_test
 #include "fault_dice.h"
@@ -31,18 +32,20 @@ using soak::ProcessSize;
 
 constexpr int timeoutMs = 150;
 constexpr int retries = 3;
-constexpr Ms roundLimit{90000}; ///< a write whose end is not known by then never ends
-constexpr Ms calmLimit{20000};  ///< the longest pause between two attempts to connect is 5 s
+constexpr Ms roundLimit{90000}; // a write whose end is not known by then never ends
+constexpr Ms calmLimit{20000};  // the longest pause between two attempts to connect is 5 s
 constexpr int writesARound = 60;
-constexpr int roundsPerProgram = 12; ///< then the program writes instead of this process
-constexpr int roundsPerCalm = 8;     ///< then there are no faults, and no write may fail
+constexpr int roundsPerProgram = 12; // then the program writes instead of this process
+constexpr int roundsPerCalm = 8;     // then there are no faults, and no write may fail
 
-// What may come on top after the warm-up. One request that is never forgotten costs 200 bytes and more, and ten
-// minutes have some 7000; what an allocator holds back differs by a few hundred KiB from one moment to the next.
-// Descriptors and threads are looked at while nothing goes on, and then not one more is in order.
+// What may come on top after the warm-up. One request that is never forgotten costs 200 bytes and
+// more, and ten minutes have some 7000; what an allocator holds back differs by a few hundred KiB
+// from one moment to the next. Descriptors and threads are looked at while nothing goes on, and
+// then not one more is in order.
 constexpr long mostGrowthKiB = 1024;
 
-// The address sanitizer holds back what was freed, to tell who uses it later: then memory grows whatever the hosts do.
+// The address sanitizer holds back what was freed, to tell who uses it later: then memory grows
+// whatever the hosts do.
 #if defined(__SANITIZE_ADDRESS__)
 constexpr bool memoryTells = false;
 #elif defined(__has_feature)
@@ -106,7 +109,7 @@ protected:
         qInstallMessageHandler(nullptr);
     }
 
-    /// What the long-lived host reads all the time, while it writes.
+    // What the long-lived host reads all the time, while it writes.
     void showScreen()
     {
         std::vector<Variable> screen;
@@ -131,7 +134,7 @@ protected:
 
     // --- a round ---
 
-    /// Everything once, while nothing is wrong yet.
+    // Everything once, while nothing is wrong yet.
     void firstRound()
     {
         const std::vector<soak::Write> writes = places.drawAll();
@@ -167,7 +170,7 @@ protected:
         }
     }
 
-    /// Takes the faults away, and waits until both links are ready again.
+    // Takes the faults away, and waits until both links are ready again.
     void soothe()
     {
         for (int station = 1; station <= 2; ++station) {
@@ -220,8 +223,9 @@ protected:
         job.add(*address, *data);
     }
 
-    /// A write that the host gave up by itself, because its station was away, is still in the driver's list. It
-    /// goes out before this one does; so nothing is on its way any more when this one is done.
+    // A write that the host gave up by itself, because its station was away, is still in the
+    // driver's list. It goes out before this one does; so nothing is on its way any more when this
+    // one is done.
     void fence()
     {
         Job job(session.get(), RequestKind::Write);
@@ -232,7 +236,7 @@ protected:
             EXPECT_EQ(part.state, RequestState::Done) << "without a fault: " << part.reason.toStdString();
     }
 
-    /// The program tells each value in a line of its own: once, good or bad.
+    // The program tells each value in a line of its own: once, good or bad.
     std::vector<End> writeByProgram(const std::vector<soak::Write> &writes)
     {
         QStringList arguments = host() + QStringList{"write", "--yes"};
@@ -327,7 +331,8 @@ protected:
         ProcessSize here, watch;
     };
 
-    /// While nothing goes on but the reading: all links are ready, those of the watching program too.
+    // While nothing goes on but the reading: all links are ready, those of the
+    // watching program too.
     Sizes sizes()
     {
         const auto linked = [this] { return soak::sizeOf(watch->processId()).sockets == 2; };
@@ -368,7 +373,7 @@ protected:
     std::unique_ptr<Session> session;
     std::unique_ptr<QProcess> watch;
     Count count;
-    QByteArray inForce; ///< faults of this round
+    QByteArray inForce; // faults of this round
 };
 
 TEST_F(Soak, everyWriteIsFoundInThePlcOrReportedAsFailedAndTheHostsStayAsTheyAre)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Which faults are planted in a few lines of code, and what counts as an explanation."""
 
 import sys

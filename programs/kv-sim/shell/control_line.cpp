@@ -1,5 +1,9 @@
-#include "control_line.h"
+// SPDX-License-Identifier: MIT
+// The TCP port of the control connection.
+#include "shell/control_line.h"
 
+namespace kvsim
+{
 namespace
 {
 
@@ -7,10 +11,10 @@ constexpr qint64 longestCommand = 64 * 1024;
 
 } // namespace
 
-ControlLine::ControlLine(kvsim::ControlDesk &desk) : desk_(desk)
+ControlLine::ControlLine(ControlDesk &desk) : m_desk(desk)
 {
-    connect(&server_, &QTcpServer::newConnection, this, [this] {
-        while (QTcpSocket *socket = server_.nextPendingConnection()) {
+    connect(&m_server, &QTcpServer::newConnection, this, [this] {
+        while (QTcpSocket *socket = m_server.nextPendingConnection()) {
             connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
             connect(socket, &QTcpSocket::readyRead, this, [this, socket] { serve(socket); });
             serve(socket);
@@ -20,15 +24,15 @@ ControlLine::ControlLine(kvsim::ControlDesk &desk) : desk_(desk)
 
 QString ControlLine::open(const Address &address)
 {
-    if (server_.listen(address.host, address.port))
+    if (m_server.listen(address.host, address.port))
         return {};
     return QStringLiteral("cannot listen on control %1: %2")
-        .arg(addressText(address.host, address.port), server_.errorString());
+        .arg(addressText(address.host, address.port), m_server.errorString());
 }
 
 QString ControlLine::address() const
 {
-    return addressText(server_.serverAddress(), server_.serverPort());
+    return addressText(m_server.serverAddress(), m_server.serverPort());
 }
 
 void ControlLine::serve(QTcpSocket *socket)
@@ -37,8 +41,7 @@ void ControlLine::serve(QTcpSocket *socket)
         const QByteArray line = socket->readLine().trimmed();
         if (line.isEmpty())
             continue;
-        const std::string answer =
-            desk_.run(std::string_view(line.constData(), static_cast<std::size_t>(line.size())));
+        const std::string answer = m_desk.run(std::string_view(line.constData(), std::size_t(line.size())));
         socket->write((answer + "\n").c_str());
         socket->flush();
     }
@@ -47,3 +50,5 @@ void ControlLine::serve(QTcpSocket *socket)
         socket->disconnectFromHost();
     }
 }
+
+} // namespace kvsim

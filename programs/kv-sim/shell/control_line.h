@@ -1,16 +1,20 @@
+// SPDX-License-Identifier: MIT
 // The TCP port of the control connection: one command a line, one line of answer.
 #pragma once
 
-#include "address.h"
-#include "control_desk.h"
+#include "desk/control_desk.h"
+#include "shell/address.h"
 
 #include <QTcpServer>
 #include <QTcpSocket>
 
+namespace kvsim
+{
+
 class ControlLine : public QObject
 {
 public:
-    explicit ControlLine(kvsim::ControlDesk &desk);
+    explicit ControlLine(ControlDesk &desk);
 
     /// \return empty, or why the port cannot be had
     QString open(const Address &address);
@@ -19,6 +23,8 @@ public:
 private:
     void serve(QTcpSocket *socket);
 
-    kvsim::ControlDesk &desk_;
-    QTcpServer server_;
+    ControlDesk &m_desk;
+    QTcpServer m_server;
 };
+
+} // namespace kvsim

@@ -1,7 +1,11 @@
-#include "tcp_line.h"
+// SPDX-License-Identifier: MIT
+// A TCP port of the PLC.
+#include "shell/tcp_line.h"
 
 #include <sys/socket.h>
 
+namespace kvsim
+{
 namespace
 {
 
@@ -13,7 +17,7 @@ constexpr qint64 mostUnsent = 1024 * 1024; // a client that does not read is not
 void resetSocket(QTcpSocket *socket)
 {
     const linger now{1, 0};
-    ::setsockopt(static_cast<int>(socket->socketDescriptor()), SOL_SOCKET, SO_LINGER, &now, sizeof now);
+    ::setsockopt(int(socket->socketDescriptor()), SOL_SOCKET, SO_LINGER, &now, sizeof now);
     socket->abort();
 }
 
@@ -27,38 +31,38 @@ void sendNow(QTcpSocket *socket, const QByteArray &bytes)
 
 } // namespace
 
-TcpLine::TcpLine(Exchange &exchange, Conversation::Speech speech) : exchange_(exchange), speech_(speech)
+TcpLine::TcpLine(LineContext &context, Conversation::Speech speech) : m_context(context), m_speech(speech)
 {
-    server_.setMaxPendingConnections(1000);
-    connect(&server_, &QTcpServer::newConnection, this, [this] {
-        while (QTcpSocket *socket = server_.nextPendingConnection())
+    m_server.setMaxPendingConnections(1000);
+    connect(&m_server, &QTcpServer::newConnection, this, [this] {
+        while (QTcpSocket *socket = m_server.nextPendingConnection())
             accept(socket);
     });
 }
 
 QString TcpLine::open(const Address &address)
 {
-    address_ = address;
+    m_address = address;
     return reopen();
 }
 
 QString TcpLine::reopen()
 {
-    if (!server_.isListening() && !server_.listen(address_.host, address_.port))
+    if (!m_server.isListening() && !m_server.listen(m_address.host, m_address.port))
         return QStringLiteral("cannot listen on tcp %1: %2")
-            .arg(addressText(address_.host, address_.port), server_.errorString());
-    address_.port = server_.serverPort();
+            .arg(addressText(m_address.host, m_address.port), m_server.errorString());
+    m_address.port = m_server.serverPort();
     return {};
 }
 
 QString TcpLine::address() const
 {
-    return addressText(address_.host, address_.port);
+    return addressText(m_address.host, m_address.port);
 }
 
 void TcpLine::disconnectAll()
 {
-    for (QTcpSocket *socket : server_.findChildren<QTcpSocket *>())
+    for (QTcpSocket *socket : m_server.findChildren<QTcpSocket *>())
         socket->disconnectFromHost();
 }
 
@@ -72,26 +76,26 @@ void TcpLine::accept(QTcpSocket *socket)
 
 void TcpLine::admit(QTcpSocket *socket)
 {
-    const int number = ++exchange_.connections;
-    const kvsim::Entrance entrance = exchange_.simulator.connectionOpened(exchange_.openConnections > 0);
-    exchange_.trace.note(number, "connected from " +
+    const int number = ++m_context.connections;
+    const Entrance entrance = m_context.simulator.connectionOpened(m_context.openConnections > 0);
+    m_context.trace.note(number, "connected from " +
                                      addressText(socket->peerAddress(), socket->peerPort()).toStdString());
-    if (entrance == kvsim::Entrance::Refuse) {
-        exchange_.trace.note(number, "refused by a fault");
+    if (entrance == Entrance::Refuse) {
+        m_context.trace.note(number, "refused by a fault");
         return resetSocket(socket);
     }
-    if (entrance == kvsim::Entrance::CloseAtOnce) {
-        exchange_.trace.note(number, "closed by a fault: second client");
+    if (entrance == Entrance::CloseAtOnce) {
+        m_context.trace.note(number, "closed by a fault: second client");
         return socket->disconnectFromHost();
     }
-    ++exchange_.openConnections;
+    ++m_context.openConnections;
     connect(socket, &QObject::destroyed, this, [this, number] {
-        --exchange_.openConnections;
-        exchange_.trace.note(number, "disconnected");
+        --m_context.openConnections;
+        m_context.trace.note(number, "disconnected");
     });
-    if (entrance == kvsim::Entrance::Serve)
+    if (entrance == Entrance::Serve)
         return talk(socket, number);
-    exchange_.trace.note(number, "accepted into a black hole by a fault");
+    m_context.trace.note(number, "accepted into a black hole by a fault");
     connect(socket, &QTcpSocket::readyRead, socket, [socket] { socket->readAll(); });
 }
 
@@ -101,7 +105,7 @@ void TcpLine::talk(QTcpSocket *socket, int number)
     wire.send = [socket](const QByteArray &bytes) { sendNow(socket, bytes); };
     wire.close = [socket] { socket->disconnectFromHost(); };
     wire.reset = [socket] { resetSocket(socket); };
-    auto *conversation = new Conversation(exchange_, number, speech_, wire);
+    auto *conversation = new Conversation(m_context, number, m_speech, wire);
     conversation->setParent(socket);
     const auto readMore = [socket, conversation] {
         while (socket->bytesAvailable() > 0 && !conversation->busy() && socket->bytesToWrite() < mostUnsent)
@@ -115,3 +119,5 @@ void TcpLine::talk(QTcpSocket *socket, int number)
     });
     readMore();
 }
+
+} // namespace kvsim

@@ -1,23 +1,28 @@
+// SPDX-License-Identifier: MIT
 // A TCP port with the PLC behind it: text lines, or remote-area requests.
 #pragma once
 
-#include "address.h"
-#include "conversation.h"
+#include "shell/address.h"
+#include "shell/conversation.h"
 
 #include <QTcpServer>
 #include <QTcpSocket>
 
+namespace kvsim
+{
+
 class TcpLine : public QObject
 {
 public:
-    TcpLine(Exchange &exchange, Conversation::Speech speech);
+    TcpLine(LineContext &context, Conversation::Speech speech);
 
-    /// \return empty, or why the port cannot be had. Port 0 takes a free one and keeps it from then on.
+    /// \return empty, or why the port cannot be had. Port 0 takes a free one and keeps it
+    /// from then on.
     QString open(const Address &address);
     QString address() const;
-    bool isOpen() const { return server_.isListening(); }
+    bool isOpen() const { return m_server.isListening(); }
     QString reopen();
-    void stopListening() { server_.close(); }
+    void stopListening() { m_server.close(); }
     void disconnectAll();
 
 private:
@@ -25,8 +30,10 @@ private:
     void admit(QTcpSocket *socket);
     void talk(QTcpSocket *socket, int number);
 
-    Exchange &exchange_;
-    Conversation::Speech speech_;
-    QTcpServer server_;
-    Address address_;
+    LineContext &m_context;
+    Conversation::Speech m_speech;
+    QTcpServer m_server;
+    Address m_address;
 };
+
+} // namespace kvsim

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The sessions of the guide, replayed against the real program.
 //
 // In a block marked "session":
@@ -47,18 +48,18 @@ std::vector<Session> sessionsOfTheGuide()
 class Replay
 {
 public:
-    explicit Replay(const Session &session) : session_(session) {}
+    explicit Replay(const Session &session) : m_session(session) {}
 
     void run()
     {
-        int at = session_.line;
-        for (const QString &line : session_.lines) {
+        int at = m_session.line;
+        for (const QString &line : m_session.lines) {
             SCOPED_TRACE("docs/kv-sim.md:" + std::to_string(++at) + ": " + line.toStdString());
             play(line);
         }
     }
 
-    int exchanges() const { return exchanges_; }
+    int exchanges() const { return m_exchanges; }
 
 private:
     void play(const QString &line)
@@ -67,20 +68,20 @@ private:
             return;
         if (line.startsWith("$ kv-sim"))
             return startProgram(line.mid(8).trimmed());
-        ASSERT_TRUE(sim_ && sim_->isReady());
+        ASSERT_TRUE(m_sim && m_sim->isReady());
         const auto sign = line.indexOf(line.contains("> ") && !line.contains("< ") ? '>' : '<');
         const QString who = line.left(sign);
         const std::string text = line.mid(sign + 2).toStdString();
         if (line.at(sign) == '>')
             return send(who, text);
         expect(who, text);
-        ++exchanges_;
+        ++m_exchanges;
     }
 
     void startProgram(QString options)
     {
         QStringList words;
-        options.replace("$DIR", folder_.path());
+        options.replace("$DIR", m_folder.path());
         bool quoted = false;
         for (const QString &part : options.split('"')) {
             if (quoted)
@@ -89,25 +90,25 @@ private:
                 words << part.split(' ', Qt::SkipEmptyParts);
             quoted = !quoted;
         }
-        sim_ = std::make_unique<SimProcess>(words);
-        ASSERT_TRUE(sim_->isReady()) << sim_->errors();
+        m_sim = std::make_unique<SimProcess>(words);
+        ASSERT_TRUE(m_sim->isReady()) << m_sim->errors();
     }
 
     Client &client(const QString &who)
     {
-        auto &client = clients_[who];
+        auto &client = m_clients[who];
         if (!client)
-            client = std::make_unique<Client>(sim_->port(who == "c"   ? "control"
-                                                         : who == "r" ? "remote"
-                                                                      : "tcp"));
+            client = std::make_unique<Client>(m_sim->port(who == "c"   ? "control"
+                                                          : who == "r" ? "remote"
+                                                                       : "tcp"));
         return *client;
     }
 
     SerialClient &serial()
     {
-        if (!serial_)
-            serial_ = std::make_unique<SerialClient>(folder_.filePath("plc"));
-        return *serial_;
+        if (!m_serial)
+            m_serial = std::make_unique<SerialClient>(m_folder.filePath("plc"));
+        return *m_serial;
     }
 
     void send(const QString &who, const std::string &text)
@@ -142,19 +143,19 @@ private:
     // An answer to somebody else says that the program has been there meanwhile.
     void expectNothing(const QString &who)
     {
-        Client other(sim_->port("control"));
+        Client other(m_sim->port("control"));
         ASSERT_TRUE(other.isConnected()) << "a session that expects nothing needs --control";
         other.ask("help");
         other.ask("help");
         EXPECT_EQ(client(who).pending(), "");
     }
 
-    const Session &session_;
-    QTemporaryDir folder_;
-    std::unique_ptr<SimProcess> sim_;
-    std::unique_ptr<SerialClient> serial_;
-    std::map<QString, std::unique_ptr<Client>> clients_;
-    int exchanges_ = 0;
+    const Session &m_session;
+    QTemporaryDir m_folder;
+    std::unique_ptr<SimProcess> m_sim;
+    std::unique_ptr<SerialClient> m_serial;
+    std::map<QString, std::unique_ptr<Client>> m_clients;
+    int m_exchanges = 0;
 };
 
 TEST(Guide, sessionsRunAsWritten)

@@ -26,7 +26,7 @@ void requireFaultsReadable(kvsim::Simulator &simulator)
     for (const auto &entry : simulator.faults().entries()) {
         const std::string text = entry.fault.text();
         std::string problem;
-        const auto again = kvsim::faultFromText(text, problem);
+        const auto again = kvsim::faultFromText(text, simulator.plc().rules().family, problem);
         require(again.has_value(), "a fault's own text is a fault");
         require(again->text == text, "a fault's own text is the same fault");
     }

@@ -2,6 +2,7 @@
 #include "sim_process.h"
 
 #include <QElapsedTimer>
+#include <QFile>
 
 #include <arpa/inet.h>
 #include <array>
@@ -56,7 +57,27 @@ int SimProcess::exitCode()
 
 void SimProcess::sendSignal(int signal) const
 {
-    ::kill(pid_t(m_process.processId()), signal);
+    ::kill(processId(), signal);
+}
+
+long long SimProcess::memoryKilobytes() const
+{
+    QFile status(QStringLiteral("/proc/%1/status").arg(m_process.processId()));
+    status.open(QIODevice::ReadOnly);
+    for (const QByteArray &line : status.readAll().split('\n'))
+        if (line.startsWith("VmRSS:"))
+            return line.mid(6).trimmed().split(' ').first().toLongLong();
+    return -1;
+}
+
+long long SimProcess::processorTicks() const
+{
+    QFile status(QStringLiteral("/proc/%1/stat").arg(m_process.processId()));
+    status.open(QIODevice::ReadOnly);
+    const QByteArray text = status.readAll();
+    // After the program's name in brackets: user time is field 12, system time field 13.
+    const auto fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
+    return fields.size() > 12 ? fields[11].toLongLong() + fields[12].toLongLong() : -1;
 }
 
 std::string SimProcess::output()

@@ -10,6 +10,7 @@
 
 #include <memory>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 constexpr int patienceMs = 10000;
@@ -27,6 +28,11 @@ public:
     /// Waits for the end.
     int exitCode();
     void sendSignal(int signal) const;
+    pid_t processId() const { return pid_t(m_process.processId()); }
+    /// Memory that it holds at the moment.
+    long long memoryKilobytes() const;
+    /// Processor time that it has used, in hundredths of a second.
+    long long processorTicks() const;
     void closeStdin() { m_process.closeWriteChannel(); }
 
     std::string output();

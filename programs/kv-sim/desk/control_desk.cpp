@@ -13,6 +13,7 @@ namespace kvsim
 namespace
 {
 
+constexpr char deleteCharacter = 0x7F;
 constexpr std::uint32_t longestScanMs = 3'600'000;
 constexpr std::uint32_t largestCpuError = 999;
 constexpr std::uint32_t largestId = 2'147'483'647;
@@ -34,9 +35,12 @@ std::string okOrError(const std::string &wrong)
 
 std::string oneLine(std::string text)
 {
-    for (char &c : text)
+    for (char &c : text) {
         if (c == '\n' || c == '\r')
             c = ' ';
+        else if ((c >= 0 && c < ' ') || c == deleteCharacter)
+            c = '?';
+    }
     while (!text.empty() && text.back() == ' ')
         text.pop_back();
     return text;

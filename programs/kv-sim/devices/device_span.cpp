@@ -37,18 +37,19 @@ bool overlap(const DeviceSpan &a, const DeviceSpan &b)
     return a.device == b.device && a.first <= b.last && b.first <= a.last;
 }
 
-std::optional<DeviceSpan> spanFromText(std::string_view text)
+std::optional<DeviceSpan> spanFromText(std::string_view text, Family family)
 {
-    if (const Device *whole = deviceNamed(text))
-        return DeviceSpan{whole, 0, largestElement};
     const Device *device = deviceAtStartOf(text);
-    if (!device)
+    const auto range = device ? rangeOf(*device, family) : std::nullopt;
+    if (!range)
         return std::nullopt;
+    if (text == device->name)
+        return DeviceSpan{device, range->first, range->last};
     const std::size_t dash = text.find('-');
     const auto first = elementOfDevice(text.substr(0, dash), *device);
     const auto last =
         dash == std::string_view::npos ? first : elementOfDevice(text.substr(dash + 1), *device);
-    if (!first || !last || *first > *last)
+    if (!first || !last || *first > *last || *first < range->first || *last > range->last)
         return std::nullopt;
     return DeviceSpan{device, *first, *last};
 }

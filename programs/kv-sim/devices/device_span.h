@@ -21,7 +21,9 @@ DeviceSpan spanOfValues(const Device &device, std::uint32_t first, std::uint32_t
 
 bool overlap(const DeviceSpan &a, const DeviceSpan &b);
 
-/// \return nothing if the text is not such a range, or the range is backwards
-std::optional<DeviceSpan> spanFromText(std::string_view text);
+/// \return nothing if the text is not such a range, the range is backwards, or the family
+/// does not have
+///         all of it
+std::optional<DeviceSpan> spanFromText(std::string_view text, Family family);
 
 } // namespace kvsim

@@ -3,6 +3,7 @@
 #include "devices/memory_file.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSaveFile>
@@ -14,7 +15,8 @@ namespace kvsim
 namespace
 {
 
-constexpr qint64 largestFile = 256 * 1024 * 1024;
+constexpr qint64 mebibyte = 1024 * 1024;
+constexpr qint64 largestFile = 64 * mebibyte; // a full memory takes about 20
 constexpr double largest16 = 65535;
 constexpr double largest32 = 4294967295;
 
@@ -150,6 +152,9 @@ std::optional<DeviceMemory> memoryFromJson(const QByteArray &json, Family family
 
 QString saveMemory(const QString &path, const DeviceMemory &memory, const std::string &model)
 {
+    const QFileInfo old(path);
+    if (old.exists() && !old.isFile())
+        return QStringLiteral("cannot save to %1: it is not a regular file").arg(path);
     QSaveFile file(path);
     const bool written =
         file.open(QIODevice::WriteOnly) && file.write(memoryToJson(memory, model)) >= 0 && file.commit();
@@ -158,13 +163,19 @@ QString saveMemory(const QString &path, const DeviceMemory &memory, const std::s
 
 QString loadMemory(const QString &path, DeviceMemory &memory)
 {
+    // Opening a named pipe would wait for a writer, and a device may have no end.
+    const QFileInfo info(path);
+    if (info.exists() && !info.isFile())
+        return QStringLiteral("cannot load %1: it is not a regular file").arg(path);
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return QStringLiteral("cannot load %1: %2").arg(path, file.errorString());
     if (file.size() > largestFile)
-        return QStringLiteral("cannot load %1: it is larger than 256 MiB").arg(path);
+        return QStringLiteral("cannot load %1: it is larger than %2 MiB")
+            .arg(path)
+            .arg(largestFile / mebibyte);
     QString problem;
-    auto loaded = memoryFromJson(file.readAll(), memory.family(), problem);
+    auto loaded = memoryFromJson(file.read(largestFile), memory.family(), problem);
     if (!loaded)
         return QStringLiteral("cannot load %1: %2").arg(path, problem);
     memory = std::move(*loaded);

@@ -17,7 +17,7 @@ constexpr std::size_t mostFaults = 1000;
 
 const FaultPlan::Entry *FaultPlan::add(std::string_view text, std::string &problem)
 {
-    auto settings = faultFromText(text, problem);
+    auto settings = faultFromText(text, m_family, problem);
     if (!settings)
         return nullptr;
     if (m_entries.size() >= mostFaults)

@@ -21,6 +21,8 @@ namespace kvsim
 class FaultPlan
 {
 public:
+    explicit FaultPlan(Family family) : m_family(family) {}
+
     struct Entry {
         int id;
         Fault fault;
@@ -45,6 +47,7 @@ public:
 private:
     void apply(Fault &fault, std::vector<FaultEffect> &effects);
 
+    Family m_family;
     std::vector<Entry> m_entries;
     std::map<std::string, std::uint64_t> m_done;
     int m_lastId = 0;

@@ -51,7 +51,7 @@ std::optional<double> probabilityFromText(std::string_view text)
 class FaultReader
 {
 public:
-    explicit FaultReader(std::string_view text) : m_words(wordsOf(text)) {}
+    FaultReader(std::string_view text, Family family) : m_words(wordsOf(text)), m_family(family) {}
 
     std::string read();
     FaultSettings settings;
@@ -71,6 +71,7 @@ private:
     std::string checkWhole() const;
 
     std::vector<std::string_view> m_words;
+    Family m_family;
     std::size_t m_at = 0;
     bool m_timed = false;
 };
@@ -205,9 +206,10 @@ std::string FaultReader::commands()
 std::string FaultReader::deviceRange()
 {
     const std::string_view text = take();
-    settings.filter.span = spanFromText(text);
+    settings.filter.span = spanFromText(text, m_family);
     if (!settings.filter.span)
-        return quoted(text) + " is not a range of devices; expected one like DM100-DM199, R1000 or DM";
+        return quoted(text) +
+               " is not a range of devices of this model; expected one like DM100-DM199, R1000 or DM";
     note("dev " + std::string(text));
     return {};
 }
@@ -222,10 +224,10 @@ std::string FaultReader::checkWhole() const
 
 } // namespace
 
-std::optional<FaultSettings> faultFromText(std::string_view text, std::string &problem)
+std::optional<FaultSettings> faultFromText(std::string_view text, Family family, std::string &problem)
 {
     const std::string copy(text); // the reader's words are views into it
-    FaultReader reader(copy);
+    FaultReader reader(copy, family);
     problem = reader.read();
     return problem.empty() ? std::optional(std::move(reader.settings)) : std::nullopt;
 }

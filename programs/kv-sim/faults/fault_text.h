@@ -13,6 +13,6 @@ namespace kvsim
 {
 
 /// \param[out] problem  what is wrong with the text, if nothing is returned
-std::optional<FaultSettings> faultFromText(std::string_view text, std::string &problem);
+std::optional<FaultSettings> faultFromText(std::string_view text, Family family, std::string &problem);
 
 } // namespace kvsim

@@ -27,7 +27,7 @@ struct AnswerDelay {
 class Simulator
 {
 public:
-    explicit Simulator(const Rules &rules) : m_plc(rules) {}
+    explicit Simulator(const Rules &rules) : m_plc(rules), m_faults(rules.family) {}
 
     Plc &plc() { return m_plc; }
     FaultPlan &faults() { return m_faults; }

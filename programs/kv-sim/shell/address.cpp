@@ -56,4 +56,9 @@ QString addressText(const QHostAddress &host, quint16 port)
     return pattern.arg(host.toString()).arg(port);
 }
 
+QString addressText(const Address &address)
+{
+    return addressText(address.host, address.port);
+}
+
 } // namespace kvsim

@@ -19,5 +19,6 @@ struct Address {
 std::optional<Address> addressFromText(const QString &text, QString &problem);
 
 QString addressText(const QHostAddress &host, quint16 port);
+QString addressText(const Address &address);
 
 } // namespace kvsim

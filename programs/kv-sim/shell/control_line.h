@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 // The TCP port of the control connection: one command a line, one line of answer.
+//
+// A client that does not read its answers is not served further; the commands of a client that
+// sends many take turns with everything else.
 #pragma once
 
 #include "desk/control_desk.h"
-#include "shell/address.h"
-
-#include <QTcpServer>
-#include <QTcpSocket>
+#include "shell/listener.h"
 
 namespace kvsim
 {
@@ -16,15 +16,18 @@ class ControlLine : public QObject
 public:
     explicit ControlLine(ControlDesk &desk);
 
-    /// \return empty, or why the port cannot be had
+    /// \return empty, or why the port is not available
     QString open(const Address &address);
-    QString address() const;
+    QString address() const { return addressText(m_listener.address()); }
 
 private:
+    void accept(QTcpSocket *socket);
     void serve(QTcpSocket *socket);
+    void refuse(QTcpSocket *socket, const std::string &reason);
 
     ControlDesk &m_desk;
-    QTcpServer m_server;
+    Listener m_listener;
+    int m_connections = 0;
 };
 
 } // namespace kvsim

@@ -18,6 +18,8 @@ namespace kvsim
 namespace
 {
 
+constexpr int mostUnsent = 1024 * 1024;
+
 QString systemError(const QString &what)
 {
     return QStringLiteral("cannot %1: %2").arg(what, qt_error_string(errno));
@@ -39,7 +41,8 @@ SerialLine::SerialLine(LineContext &context, std::uint32_t baud) : m_context(con
 
 SerialLine::~SerialLine()
 {
-    m_notifier.reset();
+    m_readable.reset();
+    m_writable.reset();
     if (m_linked && QFile::symLinkTarget(m_path) == QString::fromLocal8Bit(m_terminal))
         QFile::remove(m_path);
     for (const int descriptor : {m_slave, m_master})
@@ -59,8 +62,11 @@ QString SerialLine::open(const QString &path)
     wire.send = [this](const QByteArray &bytes) { send(bytes); };
     m_conversation = std::make_unique<Conversation>(m_context, ++m_context.connections,
                                                     Conversation::Speech::Lines, wire, m_baud);
-    m_notifier = std::make_unique<QSocketNotifier>(m_master, QSocketNotifier::Read);
-    connect(m_notifier.get(), &QSocketNotifier::activated, this, [this] { readAll(); });
+    m_readable = std::make_unique<QSocketNotifier>(m_master, QSocketNotifier::Read);
+    connect(m_readable.get(), &QSocketNotifier::activated, this, [this] { readAll(); });
+    m_writable = std::make_unique<QSocketNotifier>(m_master, QSocketNotifier::Write);
+    m_writable->setEnabled(false);
+    connect(m_writable.get(), &QSocketNotifier::activated, this, [this] { sendWaiting(); });
     return {};
 }
 
@@ -103,16 +109,20 @@ void SerialLine::readAll()
         m_conversation->receive(QByteArray(buffer.data(), int(count)));
 }
 
-// What does not fit is lost, as on a line without a reader.
 void SerialLine::send(const QByteArray &bytes)
 {
-    qint64 sent = 0;
-    while (sent < bytes.size()) {
-        const auto count = ::write(m_master, bytes.constData() + sent, std::size_t(bytes.size() - sent));
-        if (count <= 0)
-            return;
-        sent += count;
-    }
+    m_unsent += bytes;
+    sendWaiting();
+}
+
+// What the terminal does not take waits. A client that does not read is not served beyond a limit.
+void SerialLine::sendWaiting()
+{
+    const auto taken = ::write(m_master, m_unsent.constData(), std::size_t(m_unsent.size()));
+    if (taken > 0)
+        m_unsent.remove(0, int(taken));
+    m_writable->setEnabled(!m_unsent.isEmpty());
+    m_readable->setEnabled(m_unsent.size() < mostUnsent);
 }
 
 } // namespace kvsim

@@ -29,6 +29,7 @@ private:
     QString linkTo(const QString &terminal);
     void readAll();
     void send(const QByteArray &bytes);
+    void sendWaiting();
 
     LineContext &m_context;
     std::uint32_t m_baud;
@@ -37,7 +38,9 @@ private:
     QByteArray m_terminal;
     int m_master = -1;
     int m_slave = -1; // kept open: the line stays up while no client has it open
-    std::unique_ptr<QSocketNotifier> m_notifier;
+    std::unique_ptr<QSocketNotifier> m_readable;
+    std::unique_ptr<QSocketNotifier> m_writable;
+    QByteArray m_unsent; // what the terminal has not taken yet
     std::unique_ptr<Conversation> m_conversation;
 };
 

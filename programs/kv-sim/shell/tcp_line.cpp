@@ -31,38 +31,26 @@ void sendNow(QTcpSocket *socket, const QByteArray &bytes)
 
 } // namespace
 
-TcpLine::TcpLine(LineContext &context, Conversation::Speech speech) : m_context(context), m_speech(speech)
+TcpLine::TcpLine(LineContext &context, Conversation::Speech speech)
+    : m_context(context), m_speech(speech), m_listener([this](QTcpSocket *socket) { accept(socket); })
 {
-    m_server.setMaxPendingConnections(1000);
-    connect(&m_server, &QTcpServer::newConnection, this, [this] {
-        while (QTcpSocket *socket = m_server.nextPendingConnection())
-            accept(socket);
-    });
 }
 
 QString TcpLine::open(const Address &address)
 {
-    m_address = address;
-    return reopen();
+    const QString wrong = m_listener.open(address);
+    return wrong.isEmpty() ? wrong
+                           : QStringLiteral("cannot listen on tcp %1: %2").arg(addressText(address), wrong);
 }
 
 QString TcpLine::reopen()
 {
-    if (!m_server.isListening() && !m_server.listen(m_address.host, m_address.port))
-        return QStringLiteral("cannot listen on tcp %1: %2")
-            .arg(addressText(m_address.host, m_address.port), m_server.errorString());
-    m_address.port = m_server.serverPort();
-    return {};
-}
-
-QString TcpLine::address() const
-{
-    return addressText(m_address.host, m_address.port);
+    return open(m_listener.address());
 }
 
 void TcpLine::disconnectAll()
 {
-    for (QTcpSocket *socket : m_server.findChildren<QTcpSocket *>())
+    for (QTcpSocket *socket : m_listener.sockets())
         socket->disconnectFromHost();
 }
 
@@ -70,12 +58,6 @@ void TcpLine::accept(QTcpSocket *socket)
 {
     socket->setReadBufferSize(readAhead);
     socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
-    connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
-    admit(socket);
-}
-
-void TcpLine::admit(QTcpSocket *socket)
-{
     const int number = ++m_context.connections;
     const Entrance entrance = m_context.simulator.connectionOpened(m_context.openConnections > 0);
     m_context.trace.note(number, "connected from " +

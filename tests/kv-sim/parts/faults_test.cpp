@@ -375,6 +375,8 @@ INSTANTIATE_TEST_SUITE_P(Rows, WrongFault, testing::Values(
     WrongRow{ "unknownClause",  "silent often",            "'often' is not understood" },
     WrongRow{ "everyNothing",   "silent every",            "every needs a number from 1 to 4294967295, not ''" },
     WrongRow{ "every0",         "silent every 0",          "every needs a number from 1 to 4294967295, not '0'" },
+    WrongRow{ "everyBeyond32",  "silent every 4294967296", "every needs a number from 1 to 4294967295, not '4294967296'" },
+    WrongRow{ "timesBeyond32",  "silent times 4294967297", "times needs a number from 1 to 4294967295, not '4294967297'" },
     WrongRow{ "nextText",       "silent next x",           "next needs a number from 1 to 4294967295, not 'x'" },
     WrongRow{ "everyAndNext",   "silent every 2 next 3",   "only one of every, next and prob" },
     WrongRow{ "probAndEvery",   "silent every 2 prob 0.5", "only one of every, next and prob" },
@@ -387,9 +389,32 @@ INSTANTIATE_TEST_SUITE_P(Rows, WrongFault, testing::Values(
     WrongRow{ "backwards",      "silent dev DM5-DM4",      "'DM5-DM4' is not a range of devices" },
     WrongRow{ "twoDevices",     "silent dev DM5-EM9",      "'DM5-EM9' is not a range of devices" },
     WrongRow{ "badBits",        "silent dev R1016",        "'R1016' is not a range of devices" },
+    WrongRow{ "pastTheEnd",     "silent dev DM65530-DM65535", "'DM65530-DM65535' is not a range of devices of this model" },
+    WrongRow{ "beforeTheFirst", "silent dev Z0-Z3",        "'Z0-Z3' is not a range of devices of this model" },
     WrongRow{ "filterOnConn",   "refuse cmd RDS",          "refuse happens to connections" }),
     [](const auto &row) { return std::string(row.param.name); });
 // clang-format on
+
+TEST(FaultText, takesTheLargestNumbersAndWholeRanges)
+{
+    for (const char *text :
+         {"silent every 4294967295", "silent next 4294967295", "silent dev DM65530-DM65534",
+          "silent dev Z1-Z12", "silent dev R199915", "late:3600000", "short:65536"}) {
+        Bench bench;
+        EXPECT_NE(bench.fault(text), 0) << bench.refused;
+    }
+}
+
+TEST(FaultText, isRefusedInOneLineThatNamesTheFaults)
+{
+    Bench bench;
+    bench.fault("slient");
+    EXPECT_EQ(bench.refused,
+              "no fault is called 'slient'; the faults are silent, late, error, short, long, torn, garbled, "
+              "doubled, foreign, split, slow, close, reset, forget, refuse, blackhole, second");
+    bench.fault("late:x");
+    EXPECT_EQ(bench.refused, "'x' is not an argument for late; expected late[:MS]");
+}
 
 TEST(FaultPlan, forgetsExpiredFaultsBeforeItIsFull)
 {

@@ -36,17 +36,18 @@ TEST_P(Usage, endsWithAMessage)
 // clang-format off
 INSTANTIATE_TEST_SUITE_P(Rows, Usage, testing::Values(
     UsageRow{ "unknownOption",  {"--bogus"},                                        2, "--bogus" },
-    UsageRow{ "noPort",         {"--tcp", "127.0.0.1"},                             2, "'127.0.0.1' is not ADDR:PORT" },
-    UsageRow{ "badPort",        {"--tcp", "127.0.0.1:65536"},                       2, "'65536' is not a port" },
-    UsageRow{ "badAddress",     {"--udp", "nowhere:0"},                             2, "'nowhere' is not a numeric address" },
-    UsageRow{ "bareIpv6",       {"--remote", "::1:0"},                              2, "'::1:0' is not ADDR:PORT" },
-    UsageRow{ "badControl",     {"--control", ":80"},                               2, "':80' is not ADDR:PORT" },
-    UsageRow{ "badModel",       {"--model", "KV-9"},                                2, "KV-9 not in" },
-    UsageRow{ "badOpen",        {"--open", "maybe"},                                2, "maybe not in" },
-    UsageRow{ "badDelay",       {"--delay", "soon"},                                2, "'soon' is not a delay" },
-    UsageRow{ "badJitter",      {"--delay", "5:"},                                  2, "'5:' is not a delay" },
-    UsageRow{ "badCount",       {"--max-count", "QQ=5"},                            2, "'QQ=5' is neither N nor DEVICE=N" },
-    UsageRow{ "zeroCount",      {"--max-count", "0"},                               2, "'0' is neither N nor DEVICE=N" },
+    UsageRow{ "noPort",         {"--tcp", "127.0.0.1"},                             2, "--tcp: '127.0.0.1' is not ADDR:PORT" },
+    UsageRow{ "badPort",        {"--tcp", "127.0.0.1:65536"},                       2, "--tcp: '65536' is not a port" },
+    UsageRow{ "badAddress",     {"--udp", "nowhere:0"},                             2, "--udp: 'nowhere' is not a numeric address" },
+    UsageRow{ "bareIpv6",       {"--remote", "::1:0"},                              2, "--remote: '::1:0' is not ADDR:PORT" },
+    UsageRow{ "badControl",     {"--control", ":80"},                               2, "--control: ':80' is not ADDR:PORT" },
+    UsageRow{ "badModel",       {"--model", "KV-9"},                                2, "--model: KV-9 not in" },
+    UsageRow{ "badOpen",        {"--open", "maybe"},                                2, "--open: maybe not in" },
+    UsageRow{ "badDelay",       {"--delay", "soon"},                                2, "--delay: 'soon' is not a delay" },
+    UsageRow{ "badJitter",      {"--delay", "5:"},                                  2, "--delay: '5:' is not a delay" },
+    UsageRow{ "badCount",       {"--max-count", "QQ=5"},                            2, "--max-count: 'QQ=5' is neither N nor DEVICE=N" },
+    UsageRow{ "zeroCount",      {"--max-count", "0"},                               2, "--max-count: '0' is neither N nor DEVICE=N" },
+    UsageRow{ "hugeCount",      {"--max-count", "4294967296"},                      2, "--max-count: '4294967296' is neither N nor DEVICE=N" },
     UsageRow{ "badScan",        {"--scan", "0"},                                    2, "--scan" },
     UsageRow{ "badSet",         {"--tcp", "127.0.0.1:0", "--set", "DM1=x"},         2, "--set: 'x' is not a value for 'DM1'" },
     UsageRow{ "noSuchPlc",      {"--plcs", "2", "--set", "2/DM1=5"},                2, "--set: '2' is not a PLC (0 to 1)" },
@@ -161,7 +162,7 @@ TEST(Control, endsALineThatIsTooLong)
     SimProcess sim({"--control", "127.0.0.1:0", "--tcp", "127.0.0.1:0"});
     Client control(sim.port("control"));
     control.send(std::string(70000, 'x'));
-    EXPECT_EQ(control.line(), "error: this line is too long");
+    EXPECT_EQ(control.line(), "error: this line is too long (65536 bytes at most)");
 }
 
 TEST(Control, refusesAndTakesConnectionsAgainOnTheSamePort)

@@ -30,6 +30,12 @@ void SerialClient::send(const std::string &bytes) const
     }
 }
 
+void SerialClient::setBlocking(bool on) const
+{
+    const int flags = ::fcntl(m_terminal, F_GETFL);
+    ::fcntl(m_terminal, F_SETFL, on ? flags & ~O_NONBLOCK : flags | O_NONBLOCK);
+}
+
 std::string SerialClient::receive(std::size_t count) const
 {
     std::string bytes;

@@ -16,6 +16,8 @@ public:
 
     bool isOpen() const { return m_terminal >= 0; }
     void send(const std::string &bytes) const;
+    /// Without blocking, bytes that the line does not take are dropped.
+    void setBlocking(bool on) const;
     std::string receive(std::size_t count) const;
     /// What comes within a short while although nothing should.
     std::string surplus() const;

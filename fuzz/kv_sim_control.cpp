@@ -13,6 +13,7 @@ kvsim::ControlHooks hooks()
     kvsim::ControlHooks hooks;
     hooks.save = [](const std::string &) { return std::string(); };
     hooks.load = [](const std::string &) { return std::string("nothing there"); };
+    hooks.program = [](const std::string &) { return std::string(); };
     hooks.setScan = [](std::uint32_t) {};
     hooks.listen = [](bool) { return std::string(); };
     hooks.disconnect = [] {};

@@ -67,6 +67,7 @@ const std::vector<ControlDesk::Row> &ControlDesk::rows()
         { "save",       &ControlDesk::save,       "save [FILE]" },
         { "load",       &ControlDesk::load,       "load FILE" },
         { "reset",      &ControlDesk::reset,      "reset [memory|statistics|faults|all]" },
+        { "program",    &ControlDesk::program,    "program FILE|none" },
         { "scan",       &ControlDesk::scan,       "scan MS" },
         { "mode",       &ControlDesk::mode,       "mode run|program" },
         { "cpu-error",  &ControlDesk::cpuError,   "cpu-error N" },
@@ -169,6 +170,13 @@ std::string ControlDesk::reset(std::string_view rest)
         m_simulator.faults().resetCounts();
     }
     return ok();
+}
+
+std::string ControlDesk::program(std::string_view rest)
+{
+    if (rest.empty())
+        return error("expected program FILE, or program none for the fixed one");
+    return okOrError(m_hooks.program(rest == "none" ? std::string() : std::string(rest)));
 }
 
 std::string ControlDesk::scan(std::string_view rest)

@@ -15,7 +15,8 @@ namespace kvsim
 struct ControlHooks {
     std::function<std::string(const std::string &path)> save; // path empty: the file of --save
     std::function<std::string(const std::string &path)> load;
-    std::function<void(std::uint32_t milliseconds)> setScan; // 0: no scans
+    std::function<std::string(const std::string &path)> program; // path empty: the fixed program
+    std::function<void(std::uint32_t milliseconds)> setScan;     // 0: no scans
     std::function<std::string(bool on)> listen;
     std::function<void()> disconnect;
     std::function<void()> stop;
@@ -45,6 +46,7 @@ private:
     std::string save(std::string_view rest);
     std::string load(std::string_view rest);
     std::string reset(std::string_view rest);
+    std::string program(std::string_view rest);
     std::string scan(std::string_view rest);
     std::string mode(std::string_view rest);
     std::string cpuError(std::string_view rest);

@@ -2,7 +2,8 @@
 // The memory of the PLC as a JSON text.
 #include "devices/memory_file.h"
 
-#include <QFile>
+#include "text/regular_file.h"
+
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -15,8 +16,6 @@ namespace kvsim
 namespace
 {
 
-constexpr qint64 mebibyte = 1024 * 1024;
-constexpr qint64 largestFile = 64 * mebibyte; // a full memory takes about 20
 constexpr double largest16 = 65535;
 constexpr double largest32 = 4294967295;
 
@@ -163,19 +162,9 @@ QString saveMemory(const QString &path, const DeviceMemory &memory, const std::s
 
 QString loadMemory(const QString &path, DeviceMemory &memory)
 {
-    // Opening a named pipe would wait for a writer, and a device may have no end.
-    const QFileInfo info(path);
-    if (info.exists() && !info.isFile())
-        return QStringLiteral("cannot load %1: it is not a regular file").arg(path);
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return QStringLiteral("cannot load %1: %2").arg(path, file.errorString());
-    if (file.size() > largestFile)
-        return QStringLiteral("cannot load %1: it is larger than %2 MiB")
-            .arg(path)
-            .arg(largestFile / mebibyte);
     QString problem;
-    auto loaded = memoryFromJson(file.read(largestFile), memory.family(), problem);
+    const auto json = readRegularFile(path, largestMemoryFile, problem);
+    auto loaded = json ? memoryFromJson(*json, memory.family(), problem) : std::nullopt;
     if (!loaded)
         return QStringLiteral("cannot load %1: %2").arg(path, problem);
     memory = std::move(*loaded);

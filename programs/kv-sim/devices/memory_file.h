@@ -17,6 +17,8 @@
 namespace kvsim
 {
 
+constexpr qint64 largestMemoryFile = 64 * 1024 * 1024; // a full memory takes about 20 MiB
+
 QByteArray memoryToJson(const DeviceMemory &memory, const std::string &model);
 
 /// \param[out] problem  what is wrong with the text, if nothing is returned

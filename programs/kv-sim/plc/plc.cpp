@@ -170,10 +170,21 @@ std::string Plc::clearError()
     return std::string(answer::ok);
 }
 
+void Plc::setProgram(const std::vector<ProgramRow> &rows)
+{
+    m_table.reset();
+    if (!rows.empty())
+        m_table.emplace(rows);
+}
+
 void Plc::scan()
 {
-    if (m_running)
-        m_program.scan(m_memory);
+    if (!m_running)
+        return;
+    if (m_table)
+        m_table->scan(m_memory);
+    else
+        m_fixed.scan(m_memory);
 }
 
 void Plc::reset()
@@ -181,7 +192,9 @@ void Plc::reset()
     m_memory.clear();
     m_running = true;
     m_error = 0;
-    m_program = FixedProgram{};
+    m_fixed = FixedProgram{};
+    if (m_table)
+        m_table->restart();
 }
 
 } // namespace kvsim

@@ -7,7 +7,9 @@
 #include "devices/device_memory.h"
 #include "requests/command.h"
 #include "scan/fixed_program.h"
+#include "scan/table_program.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -37,7 +39,11 @@ public:
     /// Writes checked values to a checked span. \return the answer
     std::string write(const Command &span, const std::vector<std::uint32_t> &values);
 
-    /// One scan of the small program; nothing in PROGRAM mode.
+    /// Runs these rows instead of the small fixed program. None: the fixed one again.
+    void setProgram(const std::vector<ProgramRow> &rows);
+    bool hasProgram() const { return m_table.has_value(); }
+
+    /// One scan of the program; nothing in PROGRAM mode.
     void scan();
 
     bool running() const { return m_running; }
@@ -45,7 +51,7 @@ public:
     std::uint32_t error() const { return m_error; }
     void setError(std::uint32_t number) { m_error = number; }
 
-    /// Memory empty, RUN, no error.
+    /// Memory empty, RUN, no error; the program starts again.
     void reset();
 
 private:
@@ -59,7 +65,8 @@ private:
 
     Rules m_rules;
     DeviceMemory m_memory;
-    FixedProgram m_program;
+    FixedProgram m_fixed;
+    std::optional<TableProgram> m_table;
     bool m_running = true;
     std::uint32_t m_error = 0;
 };

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // kv-sim: strict simulated KV PLCs with every fault of the field.
+#include "shell/input_files.h"
 #include "shell/options.h"
 #include "shell/plc_unit.h"
 #include "shell/signals.h"
@@ -57,6 +58,8 @@ int main(int argc, char **argv)
     const auto options = kvsim::parseOptions(argc, argv, exitCode);
     if (!options)
         return exitCode;
+    if (!options->check.empty())
+        return checkFiles(options->check, options->rules);
     // Qt's own event loop instead of GLib's, which costs each request several reads and writes
     // of an eventfd.
     qputenv("QT_NO_GLIB", "1");

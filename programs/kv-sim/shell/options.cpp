@@ -27,8 +27,8 @@ Defaults that no published document confirms (unverified):
   which error gets which code, WRE, WRT, STS and RSS with up to 16 relays, ?M.
 
 By hand: nc -C 127.0.0.1 8501 (-C sends CR LF; a line ends with CR), then CR, then RDS DM0.U 4.
-Exit codes: 0 ended by SIGINT, SIGTERM, SIGHUP, end of stdin or stop; 2 wrong usage;
-3 a port, line or file is not available.
+Exit codes: 0 ended by SIGINT, SIGTERM, SIGHUP, end of stdin or stop; 1 --check found something wrong;
+2 wrong usage; 3 a port, line or file is not available.
 )";
 }
 
@@ -87,6 +87,9 @@ void addRules(CLI::App &app, Options &options, OptionTexts &texts)
 
 void addLife(CLI::App &app, Options &options, OptionTexts &texts)
 {
+    app.add_option("--program", options.program,
+                   "Run the program in this FILE instead, every 10 ms or every --scan MS");
+    app.add_option("--check", options.check, "Check these program and load FILEs, and end")->expected(1, -1);
     app.add_option("--scan", options.scanMs, "Run the small fixed program every MS (not at all)")
         ->check(CLI::Range(1, 3600000));
     app.add_option("--set", options.set, "DEVICE=VALUE[,VALUE...] at the start, repeatable: DM100=1,2,3")

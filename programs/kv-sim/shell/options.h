@@ -13,6 +13,7 @@
 namespace kvsim
 {
 
+constexpr int exitBadFile = 1; ///< --check found something wrong
 constexpr int exitUsage = 2;
 constexpr int exitLine = 3; ///< a port, a serial line or a file is not available
 
@@ -28,6 +29,8 @@ struct Options {
     std::vector<std::string> set;
     std::vector<std::string> faults;
     std::string load;
+    std::string program;
+    std::vector<std::string> check;
     std::string save;
     std::uint32_t scanMs = 0;
     std::uint32_t cpuError = 0;

@@ -4,6 +4,7 @@
 
 #include "devices/memory_file.h"
 #include "requests/assignment.h"
+#include "shell/input_files.h"
 
 #include <QCoreApplication>
 
@@ -13,6 +14,8 @@ namespace kvsim
 {
 namespace
 {
+
+constexpr std::uint32_t programScanMs = 10;
 
 int fail(int code, const std::string &text)
 {
@@ -41,10 +44,12 @@ PlcUnit::PlcUnit(const Options &options)
 
 int PlcUnit::start()
 {
-    for (const auto step : {&PlcUnit::addFaults, &PlcUnit::fillMemory, &PlcUnit::openLines})
+    for (const auto step :
+         {&PlcUnit::addFaults, &PlcUnit::fillMemory, &PlcUnit::loadProgram, &PlcUnit::openLines})
         if (const int code = (this->*step)(); code != 0)
             return code;
-    setScan(m_options.scanMs);
+    if (m_options.scanMs > 0)
+        setScan(m_options.scanMs);
     return 0;
 }
 
@@ -71,6 +76,14 @@ int PlcUnit::fillMemory()
             return fail(exitUsage, "--set: " + wrong);
     }
     return 0;
+}
+
+int PlcUnit::loadProgram()
+{
+    if (m_options.program.empty())
+        return 0;
+    const std::string wrong = program(m_options.program);
+    return wrong.empty() ? 0 : fail(exitLine, "--program: " + wrong);
 }
 
 int PlcUnit::openLines()
@@ -150,6 +163,24 @@ std::string PlcUnit::load(const std::string &path)
     return loadMemory(QString::fromStdString(path), m_simulator.plc().memory()).toStdString();
 }
 
+// An empty path: the fixed program again. A program needs scans, so it gets some if there are none.
+std::string PlcUnit::program(const std::string &path)
+{
+    Plc &plc = m_simulator.plc();
+    if (path.empty()) {
+        plc.setProgram({});
+        return {};
+    }
+    std::string problem;
+    const auto rows = readProgram(path, m_options.rules, problem);
+    if (!rows)
+        return problem;
+    plc.setProgram(*rows);
+    if (!m_scan.isActive())
+        setScan(programScanMs);
+    return {};
+}
+
 std::string PlcUnit::listen(bool on)
 {
     for (const auto &line : m_tcp) {
@@ -166,6 +197,7 @@ ControlHooks PlcUnit::hooks()
     ControlHooks hooks;
     hooks.save = [this](const std::string &path) { return save(path); };
     hooks.load = [this](const std::string &path) { return load(path); };
+    hooks.program = [this](const std::string &path) { return program(path); };
     hooks.setScan = [this](std::uint32_t milliseconds) { setScan(milliseconds); };
     hooks.listen = [this](bool on) { return listen(on); };
     hooks.disconnect = [this] {

@@ -34,6 +34,7 @@ public:
 
 private:
     int addFaults();
+    int loadProgram();
     int fillMemory();
     int openLines();
     int openTcp(const std::vector<Address> &addresses, Conversation::Speech speech, const char *name);
@@ -43,6 +44,7 @@ private:
     void setScan(std::uint32_t milliseconds);
     std::string save(const std::string &path);
     std::string load(const std::string &path);
+    std::string program(const std::string &path);
     std::string listen(bool on);
     ControlHooks hooks();
 

@@ -2,6 +2,8 @@
 // Small helpers for texts that people write.
 #include "text/words.h"
 
+#include <algorithm>
+
 namespace kvsim
 {
 namespace
@@ -38,9 +40,11 @@ std::vector<std::string_view> splitAt(std::string_view text, char separator)
 std::vector<std::string_view> wordsOf(std::string_view text)
 {
     std::vector<std::string_view> words;
-    for (const std::string_view part : splitAt(text, ' '))
-        if (!part.empty())
-            words.push_back(part);
+    while (!(text = trimmed(text)).empty()) {
+        const std::size_t end = std::min(text.find_first_of(blanks), text.size());
+        words.push_back(text.substr(0, end));
+        text.remove_prefix(end);
+    }
     return words;
 }
 

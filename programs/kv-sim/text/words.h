@@ -18,7 +18,7 @@ std::string_view trimmed(std::string_view text);
 /// "1,,2" at ',' is "1", "", "2"; there is always at least one part.
 std::vector<std::string_view> splitAt(std::string_view text, char separator);
 
-/// Words with any number of spaces between them; none of them is empty.
+/// Words with any number of spaces and tabs between them; none of them is empty.
 std::vector<std::string_view> wordsOf(std::string_view text);
 
 } // namespace kvsim

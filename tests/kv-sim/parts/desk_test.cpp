@@ -19,6 +19,7 @@ protected:
         kvsim::ControlHooks all;
         all.save = [this](const std::string &path) { return note("save " + path); };
         all.load = [this](const std::string &path) { return note("load " + path); };
+        all.program = [this](const std::string &path) { return note("program " + path); };
         all.setScan = [this](std::uint32_t ms) { note("scan " + std::to_string(ms)); };
         all.listen = [this](bool on) { return note(on ? "listen on" : "listen off"); };
         all.disconnect = [this] { note("disconnect"); };
@@ -112,6 +113,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, DeskWrong, testing::Values(
     WrongRow{ "clearText",     "clear x",          "error: no fault has the number 'x'" },
     WrongRow{ "resetWhat",     "reset dm",         "error: expected reset" },
     WrongRow{ "scanText",      "scan fast",        "error: expected scan MS" },
+    WrongRow{ "programNothing", "program",         "error: expected program FILE" },
     WrongRow{ "modeWhat",      "mode stop",        "error: expected mode run|program" },
     WrongRow{ "cpuErrorLarge", "cpu-error 1000",   "error: expected cpu-error N" },
     WrongRow{ "listenWhat",    "listen",           "error: expected listen on|off" },
@@ -184,10 +186,11 @@ TEST_F(Desk, setsModeAndError)
 
 TEST_F(Desk, handsTheRestOn)
 {
-    for (const char *command : {"save", "save a b.json", "load c.json", "scan 50", "scan 0", "listen off",
-                                "listen on", "disconnect", "stop"})
+    for (const char *command : {"save", "save a b.json", "load c.json", "program d.txt", "program none",
+                                "scan 50", "scan 0", "listen off", "listen on", "disconnect", "stop"})
         EXPECT_EQ(desk.run(command), "ok") << command;
-    EXPECT_EQ(done, "save ;save a b.json;load c.json;scan 50;scan 0;listen off;listen on;disconnect;stop;");
+    EXPECT_EQ(done, "save ;save a b.json;load c.json;program d.txt;program ;scan 50;scan 0;listen off;listen "
+                    "on;disconnect;stop;");
 }
 
 TEST_F(Desk, passesProblemsOn)

@@ -27,22 +27,24 @@ struct Session {
     std::vector<QString> lines;
 };
 
-std::vector<Session> sessionsOfTheGuide()
+// The blocks of the guide that are marked so.
+std::vector<Session> blocksOfTheGuide(const QString &mark)
 {
     QFile guide(KV_SIM_GUIDE);
     guide.open(QIODevice::ReadOnly);
-    std::vector<Session> sessions;
+    const QString begin = "```" + mark;
+    std::vector<Session> blocks;
     bool inside = false;
     int number = 0;
     for (const QString &line : QString::fromUtf8(guide.readAll()).split('\n')) {
         ++number;
-        if (line == "```session")
-            sessions.push_back({number, {}});
-        inside = line == "```session" || (inside && line != "```");
-        if (inside && line != "```session")
-            sessions.back().lines.push_back(line);
+        if (line == begin)
+            blocks.push_back({number, {}});
+        inside = line == begin || (inside && line != "```");
+        if (inside && line != begin)
+            blocks.back().lines.push_back(line);
     }
-    return sessions;
+    return blocks;
 }
 
 class Replay
@@ -160,12 +162,28 @@ private:
 
 TEST(Guide, sessionsRunAsWritten)
 {
-    const std::vector<Session> sessions = sessionsOfTheGuide();
+    const std::vector<Session> sessions = blocksOfTheGuide("session");
     EXPECT_GE(sessions.size(), 8U);
     for (const Session &session : sessions) {
         Replay replay(session);
         replay.run();
         EXPECT_GE(replay.exchanges(), 1) << "docs/kv-sim.md:" << session.line;
+    }
+}
+
+TEST(Guide, programsAreGood)
+{
+    const QTemporaryDir folder;
+    const std::vector<Session> programs = blocksOfTheGuide("program");
+    EXPECT_GE(programs.size(), 1U);
+    for (const Session &program : programs) {
+        QFile file(folder.filePath("program"));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        for (const QString &line : program.lines)
+            file.write(line.toUtf8() + "\n");
+        file.close();
+        SimProcess sim({"--check", file.fileName()});
+        EXPECT_EQ(sim.exitCode(), 0) << "docs/kv-sim.md:" << program.line << ": " << sim.errors();
     }
 }
 

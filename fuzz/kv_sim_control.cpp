@@ -15,6 +15,7 @@ kvsim::ControlHooks hooks()
     hooks.load = [](const std::string &) { return std::string("nothing there"); };
     hooks.program = [](const std::string &) { return std::string(); };
     hooks.setScan = [](std::uint32_t) {};
+    hooks.restart = [](std::uint32_t) { return std::string(); };
     hooks.listen = [](bool) { return std::string(); };
     hooks.disconnect = [] {};
     hooks.stop = [] {};

@@ -14,6 +14,8 @@ namespace
 {
 
 constexpr char deleteCharacter = 0x7F;
+constexpr std::uint32_t restartStepMs = 1000;
+constexpr std::uint32_t longestRestartStepMs = 3'600'000;
 constexpr std::uint32_t longestScanMs = 3'600'000;
 constexpr std::uint32_t largestCpuError = 999;
 constexpr std::uint32_t largestId = 2'147'483'647;
@@ -71,6 +73,10 @@ const std::vector<ControlDesk::Row> &ControlDesk::rows()
         { "scan",       &ControlDesk::scan,       "scan MS" },
         { "mode",       &ControlDesk::mode,       "mode run|program" },
         { "cpu-error",  &ControlDesk::cpuError,   "cpu-error N" },
+        { "delay",      &ControlDesk::delay,      "delay DELAY" },
+        { "write-protect", &ControlDesk::writeProtect, "write-protect on|off" },
+        { "cpu-program", &ControlDesk::cpuProgram, "cpu-program present|missing" },
+        { "restart",    &ControlDesk::restart,    "restart [MS]" },
         { "listen",     &ControlDesk::listen,     "listen on|off" },
         { "disconnect", &ControlDesk::disconnect, "disconnect" },
         { "stop",       &ControlDesk::stop,       "stop" },
@@ -203,6 +209,41 @@ std::string ControlDesk::cpuError(std::string_view rest)
         return error("expected cpu-error N, N from 0 to " + std::to_string(largestCpuError));
     m_simulator.plc().setError(std::uint32_t(*number));
     return ok();
+}
+
+std::string ControlDesk::delay(std::string_view rest)
+{
+    std::string problem;
+    const auto settings = delayFromText(rest, problem);
+    if (!settings)
+        return error(problem);
+    m_simulator.setDelay(*settings);
+    return ok(settings->seed ? "seed " + std::to_string(*settings->seed) : std::string());
+}
+
+std::string ControlDesk::writeProtect(std::string_view rest)
+{
+    if (rest != "on" && rest != "off")
+        return error("expected write-protect on|off");
+    m_simulator.plc().setWriteProtected(rest == "on");
+    return ok();
+}
+
+std::string ControlDesk::cpuProgram(std::string_view rest)
+{
+    if (rest != "present" && rest != "missing")
+        return error("expected cpu-program present|missing");
+    m_simulator.plc().setProgramMissing(rest == "missing");
+    return ok();
+}
+
+std::string ControlDesk::restart(std::string_view rest)
+{
+    const auto stepMs = rest.empty() ? std::optional<std::uint64_t>(restartStepMs)
+                                     : numberWithin(rest, 1, longestRestartStepMs);
+    if (!stepMs)
+        return error("expected restart [MS], MS from 1 to " + std::to_string(longestRestartStepMs));
+    return okOrError(m_hooks.restart(std::uint32_t(*stepMs)));
 }
 
 std::string ControlDesk::listen(std::string_view rest)

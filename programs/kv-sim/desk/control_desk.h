@@ -18,6 +18,7 @@ struct ControlHooks {
     std::function<std::string(const std::string &path)> program; // path empty: the fixed program
     std::function<void(std::uint32_t milliseconds)> setScan;     // 0: no scans
     std::function<std::string(bool on)> listen;
+    std::function<std::string(std::uint32_t stepMs)> restart;
     std::function<void()> disconnect;
     std::function<void()> stop;
 };
@@ -50,7 +51,11 @@ private:
     std::string scan(std::string_view rest);
     std::string mode(std::string_view rest);
     std::string cpuError(std::string_view rest);
+    std::string delay(std::string_view rest);
+    std::string writeProtect(std::string_view rest);
+    std::string cpuProgram(std::string_view rest);
     std::string listen(std::string_view rest);
+    std::string restart(std::string_view rest);
     std::string disconnect(std::string_view rest);
     std::string stop(std::string_view rest);
     std::string help(std::string_view rest);

@@ -121,6 +121,10 @@ Delivery shape(const std::string &answer, const std::string &foreign, const Effe
         delivery.steps = portions(bytes, effects);
     if (delivery.ending == Ending::Reset && !delivery.steps.empty())
         delivery.steps.push_back({portionGapMs, {}}); // lets the bytes get through before the reset
+    if (effectOf(effects, FaultKind::Vanish))
+        delivery = {{}, Ending::Vanish};
+    if (const FaultEffect *overtaken = effectOf(effects, FaultKind::Overtaken))
+        delivery.overtakenMs = overtaken->number;
     if (const FaultEffect *late = effectOf(effects, FaultKind::Late)) {
         if (delivery.steps.empty())
             delivery.steps.push_back({});

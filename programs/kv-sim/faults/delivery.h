@@ -19,11 +19,12 @@ struct Step {
     bool operator==(const Step &) const = default;
 };
 
-enum class Ending { StayOpen, Close, Reset };
+enum class Ending { StayOpen, Close, Reset, Vanish };
 
 struct Delivery {
     std::vector<Step> steps;
     Ending ending = Ending::StayOpen;
+    std::uint32_t overtakenMs = 0; // the steps wait for the next answer, for so long at most
     bool operator==(const Delivery &) const = default;
 };
 

@@ -11,7 +11,7 @@ namespace
 {
 
 // clang-format off
-constexpr std::array<FaultKindRow, 17> rows{{
+constexpr std::array<FaultKindRow, 21> rows{{
     // name        kind                 argument                  std.  conn.  what it does
     { "silent",    FaultKind::Silent,    FaultArgument::None,           0, false, "no answer; the command is carried out" },
     { "late",      FaultKind::Late,      FaultArgument::Milliseconds, 2000, false, "the answer comes MS later (2000)" },
@@ -27,6 +27,10 @@ constexpr std::array<FaultKindRow, 17> rows{{
     { "close",     FaultKind::Close,     FaultArgument::Moment,         0, false, "closes before, in or after the answer (before)" },
     { "reset",     FaultKind::Reset,     FaultArgument::Moment,         0, false, "the same, but the connection is reset" },
     { "forget",    FaultKind::Forget,    FaultArgument::None,           0, false, "the link forgets its opening: E1 until CR" },
+    { "lost",      FaultKind::Lost,      FaultArgument::None,           0, false, "the request is lost: not carried out, no answer" },
+    { "twice",     FaultKind::Twice,     FaultArgument::None,           0, false, "the request comes twice: carried out and answered twice" },
+    { "overtaken", FaultKind::Overtaken, FaultArgument::Milliseconds, 1000, false, "comes after the next answer, or after MS (1000)" },
+    { "vanish",    FaultKind::Vanish,    FaultArgument::None,           0, false, "the PLC is gone for this connection: no answers, no close" },
     { "refuse",    FaultKind::Refuse,    FaultArgument::None,           0, true,  "a new connection is reset at once" },
     { "blackhole", FaultKind::Blackhole, FaultArgument::None,           0, true,  "a new connection is accepted and never answered" },
     { "second",    FaultKind::Second,    FaultArgument::None,           0, true,  "a connection beside another one is closed at once" },

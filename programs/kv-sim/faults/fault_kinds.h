@@ -25,6 +25,10 @@ enum class FaultKind {
     Close,
     Reset,
     Forget,
+    Lost,
+    Twice,
+    Overtaken,
+    Vanish,
     // These happen to connections, not to requests.
     Refuse,
     Blackhole,

@@ -132,6 +132,8 @@ std::string Plc::read(const Command &span) const
 
 std::string Plc::write(const Command &span, const std::vector<std::uint32_t> &values)
 {
+    if (m_writeProtected)
+        return std::string(refusal::writeProtected);
     if (isReadOnly(*span.device, m_rules))
         return std::string(refusal::atIsReadOnly);
     const std::uint32_t step = elementsPerValue(*span.device, span.format);
@@ -148,6 +150,8 @@ std::string Plc::writeTexts(const Command &command)
 
 std::string Plc::switchRelays(const Command &command, bool on)
 {
+    if (m_writeProtected)
+        return std::string(refusal::writeProtected);
     for (std::uint32_t i = 0; i < command.count; ++i)
         m_memory.setValue(*command.device, command.first + i, Format::Bit, on ? 1 : 0);
     return std::string(answer::ok);
@@ -160,8 +164,18 @@ std::string Plc::modelCode() const
 
 std::string Plc::switchMode(bool running)
 {
+    if (running && m_programMissing)
+        return std::string(refusal::programMissing);
+    if (running && m_error != 0)
+        return std::string(refusal::cpuError);
     m_running = running;
     return std::string(answer::ok);
+}
+
+void Plc::setProgramMissing(bool missing)
+{
+    m_programMissing = missing;
+    m_running = m_running && !missing;
 }
 
 std::string Plc::clearError()
@@ -190,7 +204,7 @@ void Plc::scan()
 void Plc::reset()
 {
     m_memory.clear();
-    m_running = true;
+    m_running = !m_programMissing;
     m_error = 0;
     m_fixed = FixedProgram{};
     if (m_table)

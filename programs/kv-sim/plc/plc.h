@@ -19,7 +19,8 @@ namespace kvsim
 /// The state of one connection.
 struct Link {
     bool open = false;
-    bool forgotten = false; // a fault closed it: only CR is served, also by PLCs that need no opening
+    bool forgotten = false;  // a fault closed it: only CR is served, also by PLCs that need no opening
+    std::uint32_t start = 0; // of the PLC, at which it was opened
 };
 
 class Plc
@@ -50,6 +51,10 @@ public:
     void setRunning(bool on) { m_running = on; }
     std::uint32_t error() const { return m_error; }
     void setError(std::uint32_t number) { m_error = number; }
+    void setWriteProtected(bool on) { m_writeProtected = on; }
+    bool isWriteProtected() const { return m_writeProtected; }
+    /// A CPU without a program cannot go to RUN.
+    void setProgramMissing(bool missing);
 
     /// Memory empty, RUN, no error; the program starts again.
     void reset();
@@ -69,6 +74,8 @@ private:
     std::optional<TableProgram> m_table;
     bool m_running = true;
     std::uint32_t m_error = 0;
+    bool m_writeProtected = false;
+    bool m_programMissing = false;
 };
 
 } // namespace kvsim

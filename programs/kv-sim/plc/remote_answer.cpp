@@ -32,6 +32,8 @@ std::string writeRemote(Plc &plc, const RemoteRequest &request, const RemoteArea
 {
     if (!area.writable)
         return std::string(refusal::remoteAccess);
+    if (plc.isWriteProtected())
+        return std::string(refusal::writeProtected);
     if (const Refusal refused = checkSpan(plc.rules(), span); !refused.empty())
         return std::string(refused);
     if (area.element == RemoteElement::BitOfWord)

@@ -3,6 +3,7 @@
 // not known here.
 #pragma once
 
+#include "faults/answer_delay.h"
 #include "faults/delivery.h"
 #include "faults/fault_plan.h"
 #include "plc/plc.h"
@@ -10,18 +11,17 @@
 #include "requests/remote_request.h"
 #include "text/line_splitter.h"
 
-#include <random>
-
 namespace kvsim
 {
 
 /// What becomes of a new connection.
 enum class Entrance { Serve, Refuse, Swallow, CloseAtOnce };
 
-/// Wait before every answer.
-struct AnswerDelay {
-    std::uint32_t leastMs = 0;
-    std::uint32_t mostMs = 0;
+/// How far a PLC has come that was switched on.
+enum class Stage {
+    Silent,   // switched off, or starting: nothing is answered
+    Starting, // every request is refused
+    Running,
 };
 
 class Simulator
@@ -33,7 +33,10 @@ public:
     FaultPlan &faults() { return m_faults; }
     Statistics &statistics() { return m_statistics; }
     std::string statisticsText() const { return m_statistics.text(m_faults.done()); }
-    void setDelay(AnswerDelay delay) { m_delay = delay; }
+    void setDelay(const DelaySettings &delay) { m_delay = AnswerDelay(delay); }
+
+    /// Any other stage than Running closes all links.
+    void setStage(Stage stage);
 
     Entrance connectionOpened(bool othersOpen);
 
@@ -43,6 +46,10 @@ public:
 private:
     using Effects = std::vector<FaultEffect>;
 
+    Link &present(Link &link) const;
+    std::optional<Delivery> whileNotRunning();
+    template <typename Execute>
+    Delivery answer(const Effects &effects, const Execute &execute);
     Delivery deliver(const std::string &answer, const Effects &effects);
 
     Plc m_plc;
@@ -50,7 +57,8 @@ private:
     Statistics m_statistics;
     AnswerMemory m_answers;
     AnswerDelay m_delay;
-    std::mt19937 m_jitter{std::random_device{}()};
+    Stage m_stage = Stage::Running;
+    std::uint32_t m_starts = 0;
 };
 
 } // namespace kvsim

@@ -16,13 +16,28 @@ void prepare(QTimer &timer)
     timer.setTimerType(Qt::PreciseTimer);
 }
 
+const char *endingText(Ending ending)
+{
+    switch (ending) {
+    case Ending::StayOpen:
+        return "stays open";
+    case Ending::Close:
+        return "closed by a fault";
+    case Ending::Reset:
+        return "reset by a fault";
+    case Ending::Vanish:
+        return "left without a word by a fault";
+    }
+    return "";
+}
+
 } // namespace
 
 Conversation::Conversation(LineContext &context, int number, Speech speech, Wire wire, std::uint32_t baud)
     : m_context(context), m_number(number), m_speech(speech), m_wire(std::move(wire)), m_baud(baud),
       m_splitter(context.lfEndsLine)
 {
-    for (QTimer *timer : {&m_arrival, &m_silence, &m_stepTimer})
+    for (QTimer *timer : {&m_arrival, &m_silence, &m_stepTimer, &m_overtaken})
         prepare(*timer);
     connect(&m_arrival, &QTimer::timeout, this, [this] { take(std::exchange(m_arriving, {})); });
     connect(&m_silence, &QTimer::timeout, this, [this] { serveSilence(); });
@@ -30,6 +45,7 @@ Conversation::Conversation(LineContext &context, int number, Speech speech, Wire
         goOn();
         workOff();
     });
+    connect(&m_overtaken, &QTimer::timeout, this, [this] { sendHeldBack(); });
     m_clock.start();
 }
 
@@ -108,6 +124,8 @@ void Conversation::answerRemote(const RemoteRequest &request)
 
 void Conversation::begin(const Delivery &delivery)
 {
+    if (delivery.overtakenMs > 0)
+        return holdBack(delivery);
     m_delivery = m_baud == 0 ? delivery : atBaud(delivery, m_baud);
     m_step = 0;
     m_stepDue = m_clock.elapsed();
@@ -129,7 +147,22 @@ void Conversation::goOn()
         if (++m_step < m_delivery.steps.size())
             m_stepDue += m_delivery.steps[m_step].waitMs;
     }
+    if (!m_delivery.steps.empty())
+        sendHeldBack();
     finish();
+}
+
+void Conversation::holdBack(const Delivery &delivery)
+{
+    for (const Step &step : delivery.steps)
+        m_heldBack += step.bytes;
+    m_overtaken.start(int(delivery.overtakenMs));
+}
+
+void Conversation::sendHeldBack()
+{
+    m_overtaken.stop();
+    send(std::exchange(m_heldBack, {}));
 }
 
 void Conversation::send(const std::string &bytes)
@@ -147,12 +180,13 @@ void Conversation::finish()
     const Ending ending = std::exchange(m_delivery, {}).ending;
     if (ending == Ending::StayOpen)
         return;
-    m_context.trace.note(m_number, ending == Ending::Close ? "closed by a fault" : "reset by a fault");
-    const auto &end = ending == Ending::Close ? m_wire.close : m_wire.reset;
+    m_context.trace.note(m_number, endingText(ending));
+    const auto &end = ending == Ending::Reset ? m_wire.reset : m_wire.close;
     if (!end)
         return;
     m_ended = true;
-    end();
+    if (ending != Ending::Vanish)
+        end();
 }
 
 } // namespace kvsim

@@ -14,6 +14,9 @@
 #include <QTimer>
 
 #include <functional>
+#include <vector>
+
+class QTcpSocket;
 
 namespace kvsim
 {
@@ -25,14 +28,22 @@ struct Wire {
     std::function<void()> reset;
 };
 
+/// How many TCP connections a PLC serves, and which one gives way when there is one more.
+struct ClientLimit {
+    std::size_t most = 0; // 0: no limit
+    bool oldestGoes = false;
+};
+
 /// What all conversations share.
 struct LineContext {
     Simulator &simulator;
     Trace &trace;
     bool lfEndsLine = false;
     int remoteSilenceMs = 300;
-    int connections = 0;     // numbers given so far
-    int openConnections = 0; // over TCP
+    ClientLimit clients;
+    int idleCloseMs = 0;                   // 0: silent TCP connections stay open
+    int connections = 0;                   // numbers given so far
+    std::vector<QTcpSocket *> openClients; // over TCP, the oldest first
 };
 
 class Conversation : public QObject
@@ -60,6 +71,8 @@ private:
     void answerRemote(const RemoteRequest &request);
     void begin(const Delivery &delivery);
     void goOn();
+    void holdBack(const Delivery &delivery);
+    void sendHeldBack();
     void send(const std::string &bytes);
     void finish();
 
@@ -78,7 +91,9 @@ private:
     QTimer m_arrival;
     QTimer m_silence;
     QTimer m_stepTimer;
+    QTimer m_overtaken;
     Delivery m_delivery;
+    std::string m_heldBack; // answers that the next one overtakes
     std::size_t m_step = 0;
     qint64 m_stepDue = 0;
     qint64 m_arrivalDue = 0;

@@ -15,10 +15,7 @@ namespace
 
 constexpr const char *standardTcp = "127.0.0.1:8501";
 constexpr int largestPort = 65535;
-
-// Only guessed, documented nowhere: what an Ethernet unit takes for an answer.
-constexpr AnswerDelay guessedDelay{5, 20};
-constexpr std::uint32_t longestDelayMs = 3'600'000;
+constexpr std::size_t mostClients = 10'000;
 
 std::string readAddresses(const char *option, const std::vector<std::string> &texts,
                           std::vector<Address> &addresses)
@@ -47,21 +44,28 @@ std::string readAllAddresses(OptionTexts &texts, Options &options)
     return wrong.empty() ? readAddresses("--control", texts.control, options.control) : wrong;
 }
 
-std::string readDelay(const std::string &text, AnswerDelay &delay)
+std::string readDelay(const std::string &text, DelaySettings &delay)
 {
-    if (text == "guess") {
-        delay = guessedDelay;
+    if (text.empty())
         return {};
-    }
-    const std::size_t colon = std::min(text.find(':'), text.size());
-    const auto least = numberWithin(std::string_view(text).substr(0, colon), 0, longestDelayMs);
-    const auto jitter = colon == text.size()
-                            ? std::optional<std::uint64_t>(0)
-                            : numberWithin(std::string_view(text).substr(colon + 1), 0, longestDelayMs);
-    if (!least || !jitter)
-        return "--delay: " + quoted(text) + " is not a delay (like 10, 10:5 or guess, up to " +
-               std::to_string(longestDelayMs) + " ms)";
-    delay = {std::uint32_t(*least), std::uint32_t(*least + *jitter)};
+    std::string problem;
+    const auto settings = delayFromText(text, problem);
+    delay = settings.value_or(delay);
+    return settings ? std::string() : "--delay: " + problem;
+}
+
+std::string readClients(const std::string &text, ClientLimit &clients)
+{
+    if (text.empty())
+        return {};
+    const auto parts = splitAt(text, ':');
+    const auto most = numberWithin(parts[0], 1, mostClients);
+    const bool good =
+        parts.size() == 1 || (parts.size() == 2 && (parts[1] == "newest" || parts[1] == "oldest"));
+    if (!most || !good)
+        return "--max-clients: " + quoted(text) + " is not a limit (like 4, 4:newest or 4:oldest, up to " +
+               std::to_string(mostClients) + ")";
+    clients = {std::size_t(*most), parts.size() == 2 && parts[1] == "oldest"};
     return {};
 }
 
@@ -92,6 +96,7 @@ void readRules(const OptionTexts &texts, Options &options)
     rules.values.negativeWraps = texts.negative == "wrap";
     rules.atWritable = texts.atWrite == "ok";
     rules.triplesWithBlanks = texts.triple == "blank";
+    options.programMissing = texts.cpuProgram == "missing";
 }
 
 // Ports that count up must not run past the last one, and a path cannot be shared.
@@ -144,8 +149,10 @@ std::string readOptionTexts(OptionTexts &texts, Options &options)
         wrong = checkPlcs(options);
     if (wrong.empty())
         wrong = checkFirstValues(options);
-    if (wrong.empty() && !texts.delay.empty())
+    if (wrong.empty())
         wrong = readDelay(texts.delay, options.delay);
+    if (wrong.empty())
+        wrong = readClients(texts.clients, options.clients);
     return wrong.empty() ? readMostValues(texts.mostValues, options.rules) : wrong;
 }
 

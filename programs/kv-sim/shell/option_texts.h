@@ -18,6 +18,8 @@ struct OptionTexts {
     std::string atWrite = "refuse";
     std::string triple = "comma";
     std::string delay;
+    std::string clients;
+    std::string cpuProgram = "present";
     int modelCode = -1;
 };
 

@@ -48,6 +48,12 @@ void addLines(CLI::App &app, Options &options, OptionTexts &texts)
                    "MS after which a broken remote-area request has ended (300)")
         ->check(CLI::Range(1, 60000));
     list("--control", texts.control, "ADDR:PORT of the control connection ('help' lists its commands)");
+    app.add_option(
+        "--max-clients", texts.clients,
+        "Largest number of TCP connections: N or N:newest closes one more at once, N:oldest the oldest one");
+    app.add_option("--idle-close", options.idleCloseMs,
+                   "MS after which a silent TCP connection is closed (never)")
+        ->check(CLI::Range(1, 86400000));
     app.add_flag("--lf-ends-line", options.lfEndsLine, "LF ends a line too; for hand use without CR");
 }
 
@@ -81,7 +87,12 @@ void addRules(CLI::App &app, Options &options, OptionTexts &texts)
         ->allow_extra_args(false);
     app.add_option("--error-digits", options.rules.errorDigits, "Digits of the answer to ?E (3; unverified)")
         ->check(CLI::Range(1, 5));
-    app.add_option("--cpu-error", options.cpuError, "Error number that ?E reports until ER (0)")
+    app.add_flag("--write-protect", options.writeProtected, "Answer E4 to every write (unverified)");
+    app.add_option("--cpu-program", texts.cpuProgram,
+                   "present or missing: PROGRAM mode, and M1 is answered with E2 (present; unverified)")
+        ->check(CLI::IsMember({"present", "missing"}));
+    app.add_option("--cpu-error", options.cpuError,
+                   "Error number that ?E reports until ER; M1 is answered with E5 until then (0; unverified)")
         ->check(CLI::Range(0, 999));
 }
 
@@ -98,8 +109,9 @@ void addLife(CLI::App &app, Options &options, OptionTexts &texts)
     app.add_option("--save", options.save, "Memory into this JSON FILE on exit, and on 'save'");
     app.add_option("--fault", options.faults, "A fault from the start on, repeatable; see below")
         ->allow_extra_args(false);
-    app.add_option("--delay", texts.delay,
-                   "Wait before every answer: MS, MS:JITTER, or 'guess' for 5 to 20 ms (0)");
+    app.add_option(
+        "--delay", texts.delay,
+        "Wait before every answer: MS, MS:JITTER, tail:MEDIAN:P99[:SEED], or 'guess' for 5 to 20 ms (0)");
     app.add_option(
            "--plcs", options.plcs,
            "N PLCs in one process (1): each has its own memory and lines, ports count up (0 stays 0); "

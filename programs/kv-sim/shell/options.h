@@ -5,6 +5,7 @@
 #include "plc/simulator.h"
 #include "requests/rules.h"
 #include "shell/address.h"
+#include "shell/conversation.h"
 
 #include <optional>
 #include <string>
@@ -35,7 +36,11 @@ struct Options {
     std::uint32_t scanMs = 0;
     std::uint32_t cpuError = 0;
     int remoteSilenceMs = 300;
-    AnswerDelay delay;
+    DelaySettings delay;
+    ClientLimit clients;
+    int idleCloseMs = 0;
+    bool writeProtected = false;
+    bool programMissing = false;
     bool lfEndsLine = false;
     bool trace = false;
     bool exitWithStdin = false;

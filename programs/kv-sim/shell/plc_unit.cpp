@@ -33,11 +33,22 @@ void say(const std::string &text)
 
 PlcUnit::PlcUnit(const Options &options)
     : m_options(options), m_simulator(options.rules),
-      m_trace(options.trace), m_context{m_simulator, m_trace, options.lfEndsLine, options.remoteSilenceMs},
+      m_trace(options.trace), m_context{m_simulator,
+                                        m_trace,
+                                        options.lfEndsLine,
+                                        options.remoteSilenceMs,
+                                        options.clients,
+                                        options.idleCloseMs,
+                                        0,
+                                        {}},
       m_desk(m_simulator, hooks())
 {
     m_simulator.setDelay(options.delay);
     m_simulator.plc().setError(options.cpuError);
+    m_simulator.plc().setWriteProtected(options.writeProtected);
+    m_simulator.plc().setProgramMissing(options.programMissing);
+    m_restart.setSingleShot(true);
+    connect(&m_restart, &QTimer::timeout, this, [this] { nextRestartStep(); });
     m_scan.setTimerType(Qt::PreciseTimer);
     connect(&m_scan, &QTimer::timeout, this, [this] { m_simulator.plc().scan(); });
 }
@@ -50,6 +61,8 @@ int PlcUnit::start()
             return code;
     if (m_options.scanMs > 0)
         setScan(m_options.scanMs);
+    if (m_options.delay.seed)
+        say("delay seed " + std::to_string(*m_options.delay.seed));
     return 0;
 }
 
@@ -192,6 +205,36 @@ std::string PlcUnit::listen(bool on)
     return {};
 }
 
+// Switched off: the port is closed, and connections get no answer and no end.
+std::string PlcUnit::restart(std::uint32_t stepMs)
+{
+    m_restart.setInterval(int(stepMs));
+    m_restartStep = 0;
+    m_simulator.setStage(Stage::Silent);
+    listen(false);
+    m_restart.start();
+    return {};
+}
+
+// Then it accepts connections but is silent, then refuses every request, then serves.
+void PlcUnit::nextRestartStep()
+{
+    if (m_restartStep == 0) {
+        for (const auto &line : m_tcp)
+            line->resetAll();
+        if (const std::string wrong = listen(true); !wrong.empty()) {
+            std::fprintf(stderr, "kv-sim: restart: %s; trying again\n", wrong.c_str());
+            return m_restart.start();
+        }
+    } else if (m_restartStep == 1) {
+        m_simulator.setStage(Stage::Starting);
+    } else {
+        return m_simulator.setStage(Stage::Running);
+    }
+    ++m_restartStep;
+    m_restart.start();
+}
+
 ControlHooks PlcUnit::hooks()
 {
     ControlHooks hooks;
@@ -199,6 +242,7 @@ ControlHooks PlcUnit::hooks()
     hooks.load = [this](const std::string &path) { return load(path); };
     hooks.program = [this](const std::string &path) { return program(path); };
     hooks.setScan = [this](std::uint32_t milliseconds) { setScan(milliseconds); };
+    hooks.restart = [this](std::uint32_t stepMs) { return restart(stepMs); };
     hooks.listen = [this](bool on) { return listen(on); };
     hooks.disconnect = [this] {
         for (const auto &line : m_tcp)

@@ -46,6 +46,8 @@ private:
     std::string load(const std::string &path);
     std::string program(const std::string &path);
     std::string listen(bool on);
+    std::string restart(std::uint32_t stepMs);
+    void nextRestartStep();
     ControlHooks hooks();
 
     Options m_options;
@@ -54,6 +56,8 @@ private:
     LineContext m_context;
     ControlDesk m_desk;
     QTimer m_scan;
+    QTimer m_restart;
+    int m_restartStep = 0;
     std::vector<std::unique_ptr<TcpLine>> m_tcp;
     std::vector<std::unique_ptr<UdpLine>> m_udp;
     std::vector<std::unique_ptr<SerialLine>> m_serial;

@@ -2,6 +2,8 @@
 // A TCP port of the PLC.
 #include "shell/tcp_line.h"
 
+#include <QTimer>
+
 #include <sys/socket.h>
 
 namespace kvsim
@@ -54,12 +56,18 @@ void TcpLine::disconnectAll()
         socket->disconnectFromHost();
 }
 
+void TcpLine::resetAll()
+{
+    for (QTcpSocket *socket : m_listener.sockets())
+        resetSocket(socket);
+}
+
 void TcpLine::accept(QTcpSocket *socket)
 {
     socket->setReadBufferSize(readAhead);
     socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     const int number = ++m_context.connections;
-    const Entrance entrance = m_context.simulator.connectionOpened(m_context.openConnections > 0);
+    const Entrance entrance = m_context.simulator.connectionOpened(!m_context.openClients.empty());
     m_context.trace.note(number, "connected from " +
                                      addressText(socket->peerAddress(), socket->peerPort()).toStdString());
     if (entrance == Entrance::Refuse) {
@@ -70,15 +78,48 @@ void TcpLine::accept(QTcpSocket *socket)
         m_context.trace.note(number, "closed by a fault: second client");
         return socket->disconnectFromHost();
     }
-    ++m_context.openConnections;
-    connect(socket, &QObject::destroyed, this, [this, number] {
-        --m_context.openConnections;
-        m_context.trace.note(number, "disconnected");
-    });
+    if (!admit(socket, number))
+        return;
     if (entrance == Entrance::Serve)
         return talk(socket, number);
     m_context.trace.note(number, "accepted into a black hole by a fault");
     connect(socket, &QTcpSocket::readyRead, socket, [socket] { socket->readAll(); });
+}
+
+// Within the limit of clients; false if this one has to go.
+bool TcpLine::admit(QTcpSocket *socket, int number)
+{
+    auto &clients = m_context.openClients;
+    const ClientLimit limit = m_context.clients;
+    if (limit.most > 0 && clients.size() >= limit.most) {
+        QTcpSocket *leaving = limit.oldestGoes ? clients.front() : socket;
+        m_context.trace.note(number, limit.oldestGoes ? "too many clients: the oldest one is closed"
+                                                      : "too many clients: closed");
+        std::erase(clients, leaving);
+        leaving->disconnectFromHost();
+        if (!limit.oldestGoes)
+            return false;
+    }
+    clients.push_back(socket);
+    connect(socket, &QTcpSocket::disconnected, this,
+            [this, socket] { std::erase(m_context.openClients, socket); });
+    connect(socket, &QObject::destroyed, this,
+            [this, number] { m_context.trace.note(number, "disconnected"); });
+    return true;
+}
+
+void TcpLine::closeWhenIdle(QTcpSocket *socket, int number)
+{
+    auto *idle = new QTimer(socket);
+    idle->setSingleShot(true);
+    const auto restart = [idle, ms = m_context.idleCloseMs] { idle->start(ms); };
+    connect(socket, &QTcpSocket::readyRead, idle, restart);
+    connect(socket, &QTcpSocket::bytesWritten, idle, restart);
+    connect(idle, &QTimer::timeout, socket, [this, socket, number] {
+        m_context.trace.note(number, "closed: it was silent for too long");
+        socket->disconnectFromHost();
+    });
+    restart();
 }
 
 void TcpLine::talk(QTcpSocket *socket, int number)
@@ -99,6 +140,8 @@ void TcpLine::talk(QTcpSocket *socket, int number)
         if (socket->bytesAvailable() > 0)
             QMetaObject::invokeMethod(conversation, readMore, Qt::QueuedConnection);
     });
+    if (m_context.idleCloseMs > 0)
+        closeWhenIdle(socket, number);
     readMore();
 }
 

@@ -20,9 +20,12 @@ public:
     QString reopen();
     void stopListening() { m_listener.close(); }
     void disconnectAll();
+    void resetAll();
 
 private:
     void accept(QTcpSocket *socket);
+    bool admit(QTcpSocket *socket, int number);
+    void closeWhenIdle(QTcpSocket *socket, int number);
     void talk(QTcpSocket *socket, int number);
 
     LineContext &m_context;

@@ -43,6 +43,17 @@ void UdpLine::readAll()
     }
 }
 
+// A datagram for each answer: an answer that comes twice comes in two.
+void UdpLine::send(QByteArray bytes, const QHostAddress &host, quint16 port)
+{
+    while (!bytes.isEmpty()) {
+        const auto end = bytes.indexOf('\n');
+        const auto length = end < 0 ? bytes.size() : end + 1;
+        m_socket.writeDatagram(bytes.left(length), host, port);
+        bytes.remove(0, length);
+    }
+}
+
 Conversation &UdpLine::conversationWith(const QHostAddress &host, quint16 port)
 {
     const auto known = std::find_if(m_peers.begin(), m_peers.end(),
@@ -56,7 +67,7 @@ Conversation &UdpLine::conversationWith(const QHostAddress &host, quint16 port)
     const int number = ++m_context.connections;
     m_context.trace.note(number, "first datagram from " + addressText(host, port).toStdString());
     Wire wire;
-    wire.send = [this, host, port](const QByteArray &bytes) { m_socket.writeDatagram(bytes, host, port); };
+    wire.send = [this, host, port](const QByteArray &bytes) { send(bytes, host, port); };
     m_peers.push_front(
         {host, port, std::make_unique<Conversation>(m_context, number, Conversation::Speech::Lines, wire)});
     return *m_peers.front().conversation;

@@ -30,6 +30,7 @@ private:
     };
 
     void readAll();
+    void send(QByteArray bytes, const QHostAddress &host, quint16 port);
     Conversation &conversationWith(const QHostAddress &host, quint16 port);
 
     LineContext &m_context;

@@ -21,6 +21,7 @@ protected:
         all.load = [this](const std::string &path) { return note("load " + path); };
         all.program = [this](const std::string &path) { return note("program " + path); };
         all.setScan = [this](std::uint32_t ms) { note("scan " + std::to_string(ms)); };
+        all.restart = [this](std::uint32_t ms) { return note("restart " + std::to_string(ms)); };
         all.listen = [this](bool on) { return note(on ? "listen on" : "listen off"); };
         all.disconnect = [this] { note("disconnect"); };
         all.stop = [this] { note("stop"); };
@@ -117,6 +118,11 @@ INSTANTIATE_TEST_SUITE_P(Rows, DeskWrong, testing::Values(
     WrongRow{ "modeWhat",      "mode stop",        "error: expected mode run|program" },
     WrongRow{ "cpuErrorLarge", "cpu-error 1000",   "error: expected cpu-error N" },
     WrongRow{ "listenWhat",    "listen",           "error: expected listen on|off" },
+    WrongRow{ "delayText",     "delay soon",       "error: 'soon' is not a delay (like 10, 10:5, guess, tail:8:60" },
+    WrongRow{ "protectWhat",   "write-protect",    "error: expected write-protect on|off" },
+    WrongRow{ "programWhere",  "cpu-program gone", "error: expected cpu-program present|missing" },
+    WrongRow{ "restartZero",   "restart 0",        "error: expected restart [MS], MS from 1 to 3600000" },
+    WrongRow{ "restartLong",   "restart 3600001",  "error: expected restart [MS], MS from 1 to 3600000" },
     WrongRow{ "loadNothing",   "load",             "error: expected load FILE" }),
     [](const auto &row) { return std::string(row.param.name); });
 // clang-format on
@@ -184,13 +190,50 @@ TEST_F(Desk, setsModeAndError)
     EXPECT_EQ(bench.send("?M\r"), "1\r\n");
 }
 
+TEST_F(Desk, protectsFromWrites)
+{
+    EXPECT_EQ(desk.run("write-protect on"), "ok");
+    EXPECT_EQ(bench.send("WR DM0 5\rWRS DM0 1 5\rST R0\rRSS R0 2\rWR DM0 x\rRD DM0\rRD R0\r"),
+              "E4\r\nE4\r\nE4\r\nE4\r\nE1\r\n00000\r\n0\r\n");
+    EXPECT_EQ(desk.run("set DM0=7"), "ok"); // by hand it still works
+    EXPECT_EQ(desk.run("write-protect off"), "ok");
+    EXPECT_EQ(bench.send("RD DM0\rWR DM0 5\r"), "00007\r\nOK\r\n");
+}
+
+TEST_F(Desk, takesTheCpuItsProgram)
+{
+    EXPECT_EQ(bench.send("?M\r"), "1\r\n");
+    EXPECT_EQ(desk.run("cpu-program missing"), "ok");
+    EXPECT_EQ(bench.send("?M\rM1\r?M\rM0\r"), "0\r\nE2\r\n0\r\nOK\r\n");
+    EXPECT_EQ(desk.run("reset memory"), "ok");
+    EXPECT_EQ(bench.send("?M\r"), "0\r\n"); // nothing brings a missing program back
+    EXPECT_EQ(desk.run("cpu-program present"), "ok");
+    EXPECT_EQ(bench.send("M1\r?M\r"), "OK\r\n1\r\n");
+}
+
+TEST_F(Desk, keepsTheCpuFromRunningUntilItsErrorIsCleared)
+{
+    EXPECT_EQ(desk.run("cpu-error 42"), "ok");
+    EXPECT_EQ(bench.send("M0\rM1\rRD DM0\rER\rM1\r"), "OK\r\nE5\r\n00000\r\nOK\r\nOK\r\n");
+}
+
+TEST_F(Desk, changesTheDelay)
+{
+    EXPECT_EQ(desk.run("delay 15"), "ok");
+    EXPECT_EQ(bench.deliver("?K").steps, (std::vector<kvsim::Step>{{15, "57\r\n"}}));
+    EXPECT_EQ(desk.run("delay tail:8:60:7"), "ok seed 7");
+    EXPECT_EQ(desk.run("delay 0"), "ok");
+    EXPECT_EQ(bench.deliver("?K").steps, (std::vector<kvsim::Step>{{0, "57\r\n"}}));
+}
+
 TEST_F(Desk, handsTheRestOn)
 {
-    for (const char *command : {"save", "save a b.json", "load c.json", "program d.txt", "program none",
-                                "scan 50", "scan 0", "listen off", "listen on", "disconnect", "stop"})
+    for (const char *command :
+         {"save", "save a b.json", "load c.json", "program d.txt", "program none", "scan 50", "scan 0",
+          "listen off", "listen on", "restart", "restart 50", "disconnect", "stop"})
         EXPECT_EQ(desk.run(command), "ok") << command;
     EXPECT_EQ(done, "save ;save a b.json;load c.json;program d.txt;program ;scan 50;scan 0;listen off;listen "
-                    "on;disconnect;stop;");
+                    "on;restart 1000;restart 50;disconnect;stop;");
 }
 
 TEST_F(Desk, passesProblemsOn)

@@ -37,6 +37,7 @@ TEST_P(Shape, isDelivered)
     ASSERT_NE(bench.fault(GetParam().fault), 0) << bench.refused;
     const Delivery delivery = bench.deliver("RDS DM0 2");
     EXPECT_EQ(delivery.ending, GetParam().expected.ending);
+    EXPECT_EQ(delivery.overtakenMs, GetParam().expected.overtakenMs);
     ASSERT_EQ(delivery.steps.size(), GetParam().expected.steps.size());
     for (std::size_t i = 0; i < delivery.steps.size(); ++i) {
         EXPECT_EQ(delivery.steps[i].bytes, GetParam().expected.steps[i].bytes) << "step " << i;
@@ -74,6 +75,11 @@ const std::vector<ShapeRow> shapeRows{
     { "resetIn",       "reset:in",      { { { 0, "00001 " }, { 2, "" } }, Ending::Reset } },
     { "resetAfter",    "reset:after",   { { { 0, "00001 00002\r\n" }, { 2, "" } }, Ending::Reset } },
     { "forget",        "forget",        whole("E1\r\n") },
+    { "lost",          "lost",          { {}, Ending::StayOpen } },
+    { "twice",         "twice",         { { { 0, "00001 00002\r\n" }, { 0, "00001 00002\r\n" } }, Ending::StayOpen } },
+    { "overtaken",     "overtaken",     { { { 0, "00001 00002\r\n" } }, Ending::StayOpen, 1000 } },
+    { "overtaken50",   "overtaken:50",  { { { 0, "00001 00002\r\n" } }, Ending::StayOpen, 50 } },
+    { "vanish",        "vanish",        { {}, Ending::Vanish } },
 };
 // clang-format on
 
@@ -133,6 +139,20 @@ TEST(Faults, thatLoseTheAnswerStillCarryTheCommandOut)
         bench.opened().send("WR DM0 5\r");
         EXPECT_EQ(bench.send("RD DM0\r"), "00005\r\n") << fault;
     }
+}
+
+TEST(Lost, doesNotCarryTheCommandOut)
+{
+    Bench bench;
+    ASSERT_NE(bench.fault("lost next 1"), 0);
+    EXPECT_EQ(bench.opened().send("WR DM0 5\rRD DM0\r"), "00000\r\n");
+}
+
+TEST(Twice, carriesTheCommandOutTwice)
+{
+    Bench bench;
+    ASSERT_NE(bench.fault("twice next 1 cmd CQ"), 0);
+    EXPECT_EQ(bench.opened().send("CQ\r"), "CF\r\nE1\r\n"); // the second one finds a closed link
 }
 
 TEST(Error, doesNotCarryTheCommandOut)
@@ -411,7 +431,8 @@ TEST(FaultText, isRefusedInOneLineThatNamesTheFaults)
     bench.fault("slient");
     EXPECT_EQ(bench.refused,
               "no fault is called 'slient'; the faults are silent, late, error, short, long, torn, garbled, "
-              "doubled, foreign, split, slow, close, reset, forget, refuse, blackhole, second");
+              "doubled, foreign, split, slow, close, reset, forget, lost, twice, overtaken, vanish, refuse, "
+              "blackhole, second");
     bench.fault("late:x");
     EXPECT_EQ(bench.refused, "'x' is not an argument for late; expected late[:MS]");
 }
@@ -432,25 +453,98 @@ TEST(FaultPlan, forgetsExpiredFaultsBeforeItIsFull)
 // Delay and line speed
 // -------------------------------------------------------------------------------------------------
 
+kvsim::DelaySettings delay(std::string_view text)
+{
+    std::string problem;
+    const auto settings = kvsim::delayFromText(text, problem);
+    EXPECT_TRUE(settings.has_value()) << problem;
+    return settings.value_or(kvsim::DelaySettings{});
+}
+
 TEST(Delay, comesBeforeEveryAnswer)
 {
     Bench bench;
-    bench.simulator.setDelay({15, 15});
+    bench.simulator.setDelay(delay("15"));
     EXPECT_EQ(bench.opened().deliver("?K").steps, (std::vector<Step>{{15, "57\r\n"}}));
 }
 
-TEST(Delay, variesWithinItsJitter)
+TEST(Delay, variesWithinItsRange)
+{
+    for (const char *text : {"5:15", "guess"}) {
+        kvsim::AnswerDelay range(delay(text));
+        std::vector<bool> seen(21);
+        for (int i = 0; i < 2000; ++i) {
+            const std::uint32_t wait = range.draw();
+            ASSERT_GE(wait, 5U);
+            ASSERT_LE(wait, 20U);
+            seen[wait] = true;
+        }
+        EXPECT_EQ(std::count(seen.begin(), seen.end(), true), 16) << text; // 5 to 20, each of them
+    }
+}
+
+TEST(Delay, hasTheTailThatWasAskedFor)
+{
+    kvsim::AnswerDelay tail(delay("tail:8:60:1"));
+    constexpr int draws = 100000;
+    std::vector<std::uint32_t> waits;
+    for (int i = 0; i < draws; ++i)
+        waits.push_back(tail.draw());
+    std::sort(waits.begin(), waits.end());
+    EXPECT_EQ(waits[draws / 2], 8U);
+    EXPECT_NEAR(waits[draws / 100 * 99], 60, 3); // one standard deviation is about 1
+    EXPECT_GT(waits.back(), 200U);               // and a few are far beyond
+}
+
+TEST(Delay, repeatsItselfUnderTheSameSeed)
+{
+    kvsim::AnswerDelay first(delay("tail:8:60:7"));
+    kvsim::AnswerDelay same(delay("tail:8:60:7"));
+    kvsim::AnswerDelay other(delay("tail:8:60:8"));
+    int differences = 0;
+    for (int i = 0; i < 200; ++i) {
+        const std::uint32_t wait = first.draw();
+        EXPECT_EQ(wait, same.draw());
+        differences += wait != other.draw() ? 1 : 0;
+    }
+    EXPECT_GT(differences, 100);
+}
+
+TEST(Delay, withoutATailIsItsMedian)
+{
+    kvsim::AnswerDelay flat(delay("tail:8:8"));
+    for (int i = 0; i < 100; ++i)
+        EXPECT_EQ(flat.draw(), 8U);
+}
+
+TEST(Delay, refusesWhatIsNone)
+{
+    for (const char *text :
+         {"", "soon", "-1", "5:", "5:5:5", "3600001", "0:3600001", "tail", "tail:8", "tail:0:5", "tail:8:7",
+          "tail:8:3600001", "tail:8:60:x", "tail:8:60:4294967296", "tail:8:60:1:1"}) {
+        std::string problem;
+        EXPECT_FALSE(kvsim::delayFromText(text, problem).has_value()) << text;
+        EXPECT_EQ(problem.rfind("'" + std::string(text) + "' is not a delay", 0), 0U) << problem;
+    }
+    for (const char *text : {"0", "3600000", "0:3600000", "tail:1:1", "tail:8:3600000:4294967295"})
+        delay(text);
+}
+
+// -------------------------------------------------------------------------------------------------
+// A PLC that is switched on
+// -------------------------------------------------------------------------------------------------
+
+TEST(Stage, answersNothingThenRefusesThenServes)
 {
     Bench bench;
-    bench.simulator.setDelay({5, 20});
-    bool differs = false;
-    for (int i = 0; i < 200; ++i) {
-        const std::uint32_t wait = bench.opened().deliver("?K").steps.front().waitMs;
-        ASSERT_GE(wait, 5U);
-        ASSERT_LE(wait, 20U);
-        differs = differs || wait != bench.deliver("?K").steps.front().waitMs;
-    }
-    EXPECT_TRUE(differs);
+    bench.opened();
+    bench.simulator.setStage(kvsim::Stage::Silent);
+    EXPECT_EQ(bench.send("WR DM0 5\rCR\r"), "");
+    bench.simulator.setStage(kvsim::Stage::Starting);
+    EXPECT_EQ(bench.send("RD DM0\rCR\r"), "E1\r\nE1\r\n");
+    bench.simulator.setStage(kvsim::Stage::Running);
+    EXPECT_EQ(bench.send("RD DM0\r"), "E1\r\n"); // the link from before is closed
+    EXPECT_EQ(bench.send("CR\rRD DM0\r"), "CC\r\n00000\r\n");
 }
 
 TEST(Baud, takesElevenBitTimesPerByte)

@@ -196,6 +196,24 @@ TEST_F(Remote, isStruckByFaults)
     EXPECT_EQ(bench.simulator.faults().done().count("forget"), 0U);
 }
 
+TEST_F(Remote, isWriteProtected)
+{
+    bench.simulator.plc().setWriteProtected(true);
+    EXPECT_EQ(send(writeRequest(10, 9, 1, bytes("07 00"))), "E4\r\n");
+    EXPECT_EQ(send(writeRequest(32, 9, 1, bytes("01"))), "E4\r\n");
+    EXPECT_EQ(send(readRequest(10, 9, 1)), "00000\r\n");
+}
+
+TEST_F(Remote, waitsForThePlcToStart)
+{
+    bench.simulator.setStage(kvsim::Stage::Silent);
+    EXPECT_EQ(send(readRequest(10, 9, 1)), "");
+    bench.simulator.setStage(kvsim::Stage::Starting);
+    EXPECT_EQ(send(readRequest(10, 9, 1)), "E1\r\n");
+    bench.simulator.setStage(kvsim::Stage::Running);
+    EXPECT_EQ(send(readRequest(10, 9, 1)), "00000\r\n");
+}
+
 struct AreaRow {
     const char *name;
     const char *setUp;

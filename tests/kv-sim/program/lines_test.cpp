@@ -3,11 +3,11 @@
 // segmentation; many connections; remote-area requests.
 #include "command_rows.h"
 #include "serial_client.h"
+#include "udp_client.h"
 
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
-#include <QUdpSocket>
 
 #include <gtest/gtest.h>
 
@@ -63,38 +63,6 @@ TEST(OverSerial, everyCommandIsAnswered)
         expectRow(row, line, control);
     EXPECT_EQ(line.surplus(), "");
 }
-
-class UdpClient
-{
-public:
-    explicit UdpClient(quint16 port) : m_port(port)
-    {
-        m_socket.bind(QHostAddress(QHostAddress::LocalHost), 0);
-    }
-
-    void send(const std::string &bytes)
-    {
-        if (!bytes.empty())
-            m_socket.writeDatagram(bytes.data(), qint64(bytes.size()), QHostAddress(QHostAddress::LocalHost),
-                                   m_port);
-    }
-
-    std::string receive(std::size_t count)
-    {
-        std::string bytes;
-        while (bytes.size() < count &&
-               (m_socket.hasPendingDatagrams() || m_socket.waitForReadyRead(patienceMs))) {
-            QByteArray datagram(int(m_socket.pendingDatagramSize()), '\0');
-            m_socket.readDatagram(datagram.data(), datagram.size());
-            bytes += datagram.toStdString();
-        }
-        return bytes;
-    }
-
-private:
-    QUdpSocket m_socket;
-    quint16 m_port;
-};
 
 TEST(OverUdp, everyCommandIsAnswered)
 {

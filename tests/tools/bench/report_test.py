@@ -116,7 +116,7 @@ class Report(unittest.TestCase):
     def test_a_missed_target_is_told_and_is_the_exit_status(self):
         status, text, printed = self.run_with(BENCHMARK["benchmarks"])
         self.assertEqual(status, 1)
-        self.assertIn("8 of 12 targets met: missed exchange of double words;", printed)
+        self.assertIn("7 of 12 targets met: missed exchange of double words;", printed)
         self.assertIn("| exchange of 128 words | 795 ns | plain loop: 530 ns | 1.50 | ≤ 1.5 | met |\n", text)
         self.assertIn("| 128 words | 3 |\n| double words | 2 |\n| timers, counters | 4 |\n", text)
         self.assertIn("| cores | 2 |\n", text)

@@ -4,7 +4,9 @@
 #pragma once
 
 #include <QString>
-#include <QVector>
+
+#include <span>
+#include <string_view>
 
 namespace kvlink
 {
@@ -13,7 +15,12 @@ namespace kvlink
 enum class Element : quint8 { Bit, Contact, Word, DoubleWord };
 
 /// How the number after the device's letters is written.
-enum class Notation : quint8 { ChannelBit, HexBit, Decimal, Hex };
+enum class Notation : quint8 {
+    ChannelBit, ///< decimal channel, then two digits of bit, 00 to 15: R1015
+    HexBit,     ///< hexadecimal; the last digit is the bit: B1F3
+    Decimal,
+    Hex,
+};
 
 /// Which of the values that one read unit brings is meant: timers and counters bring three.
 enum class Field : quint8 { Whole, Contact, Current, Set };
@@ -33,11 +40,14 @@ struct Device {
     int mostUnits; ///< most read units that a PLC answers in one request; 1000 unless it is known to be smaller
     const char *what;  ///< for people
     const char *range; ///< for people: "R0 to R199915"
+
+    bool isHexadecimal() const { return notation == Notation::HexBit || notation == Notation::Hex; }
 };
 
-const QVector<Device> &devices();
+std::span<const Device> devices();
 
 /// Null if no device has this name (capital letters).
+const Device *findDevice(std::string_view name);
 const Device *findDevice(const QString &name);
 
 } // namespace kvlink

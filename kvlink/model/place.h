@@ -38,6 +38,7 @@ struct Place {
     int characters = 0; ///< with Format::Text
     Element element = Element::Word;
     Format format = Format::Unsigned;
+    bool formatShown = false; ///< the format is part of the name: it was written, or is not the device's own
 
     /// What a read of the place asks for: area code of the read request, first read unit, number of read units.
     /// Read units: 16-bit words of relays and of words, double words, timers, counters.

@@ -65,7 +65,7 @@ std::span<const Device> devices()
     return table;
 }
 
-const Device *findDevice(std::string_view name)
+const Device *deviceNamed(std::string_view name)
 {
     for (const Device &device : table) {
         if (name == device.name)
@@ -76,7 +76,7 @@ const Device *findDevice(std::string_view name)
 
 const Device *findDevice(const QString &name)
 {
-    return findDevice(std::string_view(name.toLatin1().constData()));
+    return deviceNamed(std::string_view(name.toLatin1().constData()));
 }
 
 } // namespace kvlink

@@ -47,7 +47,7 @@ struct Device {
 std::span<const Device> devices();
 
 /// Null if no device has this name (capital letters).
-const Device *findDevice(std::string_view name);
+const Device *deviceNamed(std::string_view name);
 const Device *findDevice(const QString &name);
 
 } // namespace kvlink

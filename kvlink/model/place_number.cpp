@@ -46,7 +46,7 @@ const Device *hexadecimalDevice(std::string_view text)
 
 const Device *deviceOf(std::string_view text)
 {
-    const Device *device = findDevice(lettersOf(text));
+    const Device *device = deviceNamed(lettersOf(text));
     return device != nullptr ? device : hexadecimalDevice(text);
 }
 

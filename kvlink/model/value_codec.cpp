@@ -89,10 +89,10 @@ quint32 bitsOfValue(const Place &place, const char *raw, int i, WordOrder order)
     return swapped ? std::rotl(bits, bitsOfWord) : bits;
 }
 
-/// Monostate for a float that no number is.
+/// Monostate for what is not a number. On purpose not computed without a scale: -0 would become 0.
 Scalar realOf(double raw, double scale, double offset)
 {
-    const double real = raw * scale + offset;
+    const double real = isScaled(scale, offset) ? raw * scale + offset : raw;
     return std::isfinite(real) ? Scalar(real) : Scalar();
 }
 

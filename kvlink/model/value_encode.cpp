@@ -103,9 +103,11 @@ std::optional<quint32> bitsOfWhole(Writing &w, const QString &name, double numbe
 
 std::optional<quint32> bitsOfFloat(Writing &w, const QString &name, double number, double raw)
 {
+    // Half a step above the largest float: "3.4028235e+38", as that float is shown, is a little above it.
+    constexpr double beyond = 0x1.ffffffp127;
     const double largest = double(std::numeric_limits<float>::max());
-    if (std::abs(raw) <= largest)
-        return std::bit_cast<quint32>(float(raw));
+    if (std::abs(raw) < beyond)
+        return std::bit_cast<quint32>(float(std::clamp(raw, -largest, largest)));
     return fail(w,
                 QStringLiteral("%1 is beyond what the 32-bit float %2 holds").arg(numberText(number), name));
 }
@@ -142,6 +144,13 @@ std::optional<double> numberOf(const Scalar &scalar)
     return std::nullopt;
 }
 
+QString notANumber(const QString &name, const Scalar &scalar)
+{
+    return (scalar.index() == 0 ? QStringLiteral("%1 takes a number, and none was given")
+                                : QStringLiteral("%1 takes a number, not a text"))
+        .arg(name);
+}
+
 void append(QByteArray &data, quint32 bits, int bytes)
 {
     for (int i = 0; i < bytes; ++i)
@@ -170,7 +179,7 @@ std::optional<QByteArray> encodeNumbers(Writing &w, const std::vector<Scalar> &s
         const QString name = w.place.nameOfValue(int(i));
         const auto number = numberOf(scalars[i]);
         if (!number)
-            return fail(w, QStringLiteral("%1 takes a number, not a text").arg(name));
+            return fail(w, notANumber(name, scalars[i]));
         auto bits = bitsOfNumber(w, name, *number);
         if (!bits)
             return std::nullopt;
@@ -188,14 +197,14 @@ std::optional<QByteArray> encodeText(Writing &w, const Scalar &scalar, TextEncod
     const QString *text = std::get_if<QString>(&scalar);
     if (text == nullptr)
         return fail(w, QStringLiteral("%1 takes a text, not a number").arg(name));
+    if (text->contains(QChar(0)))
+        return fail(
+            w, QStringLiteral("a text for %1 cannot contain the character 0, which ends texts").arg(name));
     const auto bytes = bytesFromText(*text, encoding);
     if (!bytes)
         return fail(
             w,
             QStringLiteral("'%1' has characters that %2 does not have").arg(*text, encodingName(encoding)));
-    if (bytes->contains('\0'))
-        return fail(
-            w, QStringLiteral("a text for %1 cannot contain the character 0, which ends texts").arg(name));
     if (bytes->size() > w.place.characters) {
         return fail(w, QStringLiteral("'%1' takes %2 bytes in %3, and %4 holds %5")
                            .arg(*text)

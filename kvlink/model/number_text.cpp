@@ -13,8 +13,8 @@ namespace kvlink
 namespace
 {
 
-// Between these a number is written without an exponent.
-constexpr double smallestPlain = 1e-4;
+// Between these a number is written without an exponent. The float nearest to 0.0001 is a little below it.
+constexpr double smallestPlain = double(1e-4F);
 constexpr double largestPlain = 1e15;
 
 /// Scaled values are exact to 15 digits: 3 * 0.1 is 0.3 for people.

@@ -79,7 +79,8 @@ std::optional<QByteArray> toUtf8(const QString &text)
 std::optional<QByteArray> toShiftJis(const QString &text)
 {
     thread_local Converter converter(shiftJis, utf8);
-    return converter.convert(text.toUtf8());
+    const auto bytes = toUtf8(text);
+    return bytes ? converter.convert(*bytes) : std::nullopt;
 }
 
 std::optional<QByteArray> toLatin1(const QString &text)

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 // The devices of a KV PLC as rows.
 //
-// On purpose not the driver's table: an address that an engineer reads in the manual and an area code that the driver
-// takes meet here, and a wrong row of one side shows in the tests of the other.
-// Ranges are those of a KV-8000, the largest of the family; a smaller PLC answers E0 for what it lacks. Documents of CTH
-// give no range and none give the longest reads: those are the usual ones of the family.
+// On purpose not the driver's table: an address that an engineer reads in the manual and an area
+// code that the driver takes meet here, and a wrong row of one side shows in the tests of the
+// other. Ranges are those of a KV-8000, the largest of the family; a smaller PLC answers E0 for
+// what it lacks. Documents of CTH give no range and none give the longest reads: those are the
+// usual ones of the family.
 #include "model/device_table.h"
 
 namespace kvlink
@@ -25,12 +26,12 @@ constexpr Element doubleWord = Element::DoubleWord;
 
 constexpr int lastBit(int channels)
 {
-    return channels * 16 - 1;
+    return channels * bitsOfWord - 1;
 }
 
 // clang-format off
 constexpr Device table[] = {
-    // name  notation    element    area word bit read  field           write lowest highest        most  what, range
+    // name  notation    element    area word bit read  field           write lowest highest     most
     {"R",    channelBit, bit,          0,  26, -1,  0, Field::Whole,   true,   0, lastBit(2000), 1000, "relay (inputs, outputs, internal)",    "R0 to R199915"},
     {"B",    hexBit,     bit,          1,  27, -1,  1, Field::Whole,   true,   0, 0x7FFF,        1000, "link relay",                           "B0 to B7FFF"},
     {"MR",   channelBit, bit,          2,  28, -1,  2, Field::Whole,   true,   0, lastBit(4000), 1000, "internal auxiliary relay",             "MR0 to MR399915"},

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The devices of a KV PLC, as an engineer knows them and as the driver numbers them. One table for parser, planner,
-// codec and help texts.
+// The devices of a KV PLC, as an engineer knows them and as the driver numbers them. One table for
+// parser, planner, codec and help texts.
 #pragma once
 
 #include <QString>
@@ -13,6 +13,24 @@ namespace kvlink
 
 /// What one element is to the driver: what GetRegisterData gives and SetRegisterData takes.
 enum class Element : quint8 { Bit, Contact, Word, DoubleWord };
+
+/// 1 of a bit or a contact, 2 of a word, 4 of a double word: as values lie in blocks and writes.
+constexpr int bytesOfElement(Element element)
+{
+    switch (element) {
+    case Element::Bit:
+    case Element::Contact:
+        return 1;
+    case Element::Word:
+        return 2;
+    case Element::DoubleWord:
+        return 4;
+    }
+    return 0;
+}
+
+/// Also the relays of a channel.
+inline constexpr int bitsOfWord = 16;
 
 /// How the number after the device's letters is written.
 enum class Notation : quint8 {

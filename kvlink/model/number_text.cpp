@@ -13,7 +13,7 @@ namespace kvlink
 namespace
 {
 
-// Between these a number is written without an exponent. The float nearest to 0.0001 is a little below it.
+// Between these a number is written without an exponent. As a float: 0.0001F is less than 0.0001.
 constexpr double smallestPlain = double(1e-4F);
 constexpr double largestPlain = 1e15;
 

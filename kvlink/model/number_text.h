@@ -7,7 +7,8 @@
 namespace kvlink
 {
 
-/// "1.5", "12345678", "1e+20": the fewest digits that bring a float back where \a number is one, 15 digits otherwise.
+/// "1.5", "12345678", "1e+20": if \a number is a float, the fewest digits that bring it back;
+/// otherwise 15 digits.
 QString numberText(double number);
 
 } // namespace kvlink

@@ -8,8 +8,6 @@ namespace kvlink
 namespace
 {
 
-constexpr int bitsOfWord = 16;
-
 /// Units of a format in words: two of them make one value.
 bool takesTwoWords(Format format)
 {
@@ -41,7 +39,7 @@ QString suffixOf(const Place &place)
     return {};
 }
 
-QString numberText(int number, int base)
+QString inBase(int number, int base)
 {
     return QString::number(number, base).toUpper();
 }
@@ -93,10 +91,10 @@ QString driverText(const Device &device, int area, int number)
                             : QString::number(number / bitsOfWord * 100 + number % bitsOfWord);
     }
     if (wordOfRelays)
-        return numberText(number * bitsOfWord, base);
+        return inBase(number * bitsOfWord, base);
     if (!bitOfWord)
-        return numberText(number, base);
-    return QStringLiteral("%1.%2").arg(numberText(number / bitsOfWord, base)).arg(number % bitsOfWord);
+        return inBase(number, base);
+    return QStringLiteral("%1.%2").arg(inBase(number / bitsOfWord, base)).arg(number % bitsOfWord);
 }
 
 } // namespace kvlink

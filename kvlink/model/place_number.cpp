@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Device letters and numbers.
 //
-// The letters decide: "CTC5" is CTC and not C. Only where numbers are hexadecimal may letters belong to the number:
-// "BE0" is B, number E0.
+// The letters decide: "CTC5" is CTC and not C. Only where numbers are hexadecimal may letters
+// belong to the number: "BE0" is B, number E0.
 #include "model/place_number.h"
 
 #include "model/near_name.h"
@@ -17,7 +17,6 @@ namespace kvlink
 namespace
 {
 
-constexpr int bitsOfChannel = 16;
 constexpr int channelStep = 100; ///< R1000 and R1100 are neighbouring channels
 
 bool isLetter(char c)
@@ -60,11 +59,11 @@ std::optional<int> channelBit(const Device &device, int whole, QString &problem)
 {
     const int bit = whole % channelStep;
     const int channel = whole / channelStep;
-    if (bit < bitsOfChannel)
-        return channel * bitsOfChannel + bit;
+    if (bit < bitsOfWord)
+        return channel * bitsOfWord + bit;
     problem = QStringLiteral("the last two digits are the bit, 00 to 15; after %1%2 comes %1%3")
                   .arg(QLatin1String(device.name))
-                  .arg(channel * channelStep + bitsOfChannel - 1)
+                  .arg(channel * channelStep + bitsOfWord - 1)
                   .arg((channel + 1) * channelStep);
     return std::nullopt;
 }
@@ -99,7 +98,7 @@ std::optional<int> numberOf(const Device &device, std::string_view digits, QStri
                            QLatin1String(device.range));
         return std::nullopt;
     }
-    const int largest = std::numeric_limits<int>::max() / bitsOfChannel / 2;
+    const int largest = std::numeric_limits<int>::max() / bitsOfWord / 2;
     if (*number > largest) {
         problem = QStringLiteral("a KV-8000 has %1").arg(QLatin1String(device.range));
         return std::nullopt;
@@ -129,8 +128,8 @@ QString nearDeviceText(std::string_view text)
     for (const Device &device : devices())
         names << QString::fromLatin1(device.name);
     QString name;
-    // On purpose: of single letters only those whose numbers are the same elsewhere. M100, X100 and L100 of other
-    // notations are other relays than MR100, R100 and LR100: a proposal would be a wrong bit.
+    // On purpose: of single letters only those whose numbers are the same elsewhere. M100, X100 and
+    // L100 of other notations are not MR100, R100 and LR100: a proposal would name a wrong bit.
     if (letters == "D" || letters == "E" || letters == "F")
         name = textOf(letters) + QLatin1Char('M');
     else if (letters.size() > 1)

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Separators of an address: '-' before the last place of a range, '.' before a format or a bit, ':' before a count.
+// Separators of an address: '-' before the end of a range, '.' before a format, ':' before a count.
 #include "model/place_text.h"
 
 namespace kvlink

@@ -10,8 +10,9 @@
 namespace kvlink
 {
 
-/// The parts of "DM100-DM109.S" or "DM100.STR:20" in capital letters. Holds its own text, so that 100,000 addresses
-/// are taken apart without a heap; neither copied nor moved, since the parts look into it.
+/// The parts of "DM100-DM109.S" or "DM100.STR:20" in capital letters. Holds its own text, so that
+/// 100,000 addresses are taken apart without a heap; neither copied nor moved, since the parts look
+/// into it.
 class PlaceText
 {
 public:

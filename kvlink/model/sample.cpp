@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Conversions of a sample's value, for hosts that know what a tag holds and for those that only show it.
+// Conversions of a sample's value.
 #include "model/number_text.h"
 
 #include <kvlink/sample.h>

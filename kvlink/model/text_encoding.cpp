@@ -12,14 +12,15 @@ namespace kvlink
 namespace
 {
 
-// The Shift-JIS of Windows, which the programming tools of PLCs run on: a backslash stays a backslash.
+// The Shift-JIS of Windows, where PLCs are programmed: a backslash stays a backslash.
 constexpr char shiftJis[] = "CP932";
 constexpr char utf8[] = "UTF-8";
 
 /// No encoding here needs more bytes than this for one byte of another.
 constexpr int mostGrowth = 4;
 
-/// One direction of a conversion. Opening one takes longer than hundreds of conversions, so each thread keeps its own.
+/// One direction of a conversion. Opening one takes longer than hundreds of conversions, so each
+/// thread keeps its own.
 class Converter
 {
 public:
@@ -42,7 +43,7 @@ public:
         char *out = converted.data();
         auto inLeft = size_t(bytes.size());
         auto outLeft = size_t(converted.size());
-        // A number above 0 counts characters that were replaced by similar ones: not the text that was meant.
+        // Above 0 it counts characters that were replaced by similar ones: not what was meant.
         if (iconv(m_handle, &in, &inLeft, &out, &outLeft) != 0)
             return std::nullopt;
         converted.truncate(int(out - converted.data()));

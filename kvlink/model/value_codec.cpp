@@ -19,24 +19,6 @@ namespace kvlink
 namespace
 {
 
-constexpr int bitsOfWord = 16;
-constexpr int bytesOfWord = 2;
-constexpr int bytesOfDoubleWord = 4;
-
-int bytesOfElement(Element element)
-{
-    switch (element) {
-    case Element::Bit:
-    case Element::Contact:
-        return 1;
-    case Element::Word:
-        return bytesOfWord;
-    case Element::DoubleWord:
-        return bytesOfDoubleWord;
-    }
-    return 0;
-}
-
 /// The part of the answer that holds the place's elements.
 const QByteArray &bytesOf(const Place &place, const UnitBlock &block)
 {
@@ -58,7 +40,7 @@ bool covers(const UnitBlock &block, const Place &place, const QByteArray &bytes)
 {
     const int first = place.firstUnit() - block.firstUnit;
     const int end = first + place.unitCount();
-    const int bytesOfUnit = place.element == Element::Bit ? bytesOfWord : bytesOfElement(place.element);
+    const int bytesOfUnit = bytesOfElement(place.element == Element::Bit ? Element::Word : place.element);
     return block.readArea == place.readArea() && first >= 0 && end <= block.unitCount &&
            end * bytesOfUnit <= int(bytes.size());
 }

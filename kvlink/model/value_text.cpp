@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
-// Values as people type and read them. What is shown can be typed: both follow one rule for hexadecimal places, which
-// have decimal numbers as soon as a scale or an offset makes them something else than the bits of a word.
+// Values as people type and read them. What is shown can be typed.
+//
+// On purpose: a hexadecimal place with a scale or an offset has decimal numbers, shown and typed;
+// they are no longer the bits of a word.
 #include "model/number_text.h"
 #include "model/scaling.h"
 #include "model/value_codec.h"

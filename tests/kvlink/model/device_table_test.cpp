@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The device table against the table of areas that makers of hosts read, and against the ranges of a KV-8000.
+// The device table against the page of areas that makers of hosts read, and the ranges of a KV-8000.
 #include "model/device_table.h"
 
 #include <QFile>
@@ -30,7 +30,7 @@ QHash<int, AreaRow> areasPage()
         return rows;
     const QStringList lines = QString::fromUtf8(page.readAll()).split(QLatin1Char('\n'));
     for (const QString &line : lines) {
-        // | code | name | device | element | address text | integer address | read key | image key | read | written |
+        // code, name, device, element, text, integer address, read key, image key, read, written
         const QStringList cells = line.split(QLatin1Char('|'));
         bool isRow = false;
         const int code = cells.size() == 12 ? cells[1].trimmed().toInt(&isRow) : -1;
@@ -57,7 +57,7 @@ QString wordOf(Element element)
     return {};
 }
 
-/// The page's name of a device's own area: timers and counters are one device there, with three values.
+/// The page's name of a device's own area: a timer is one device there, with three values.
 QString pageName(const Device &device)
 {
     static const QHash<QString, QString> others = {
@@ -116,7 +116,7 @@ TEST(DeviceTable, hasWordsOfRelaysAndBitsOfWordsAsThePageHasThem)
     }
 }
 
-// Ranges and longest reads of a KV-8000. Relays end in bit 15 of a channel: R199915 is 1999 * 16 + 15.
+// Ranges and longest reads of a KV-8000. R199915 is bit 15 of channel 1999: 1999 * 16 + 15.
 struct LimitRow {
     const char *name;
     int lowest, highest, mostUnits;

@@ -10,7 +10,7 @@ namespace kvlink
 namespace
 {
 
-// What an address is to the driver: area code, text, elements; the read units it lies in; and its own name.
+// What an address is to the driver: area code, text, elements; its read units; and its own name.
 struct GoodRow {
     const char *name;
     const char *typed;

@@ -22,7 +22,7 @@ Place placeOf(const char *address)
     return place.value_or(Place());
 }
 
-/// "10 100 x1 7B00" for each request: area, address, count for the host, data; or the sentence of a refusal.
+/// "10 100 x1 7B00" for each request: area, address, count, data; or the sentence of a refusal.
 std::string written(const char *address, const Value &value, double scale = 1.0, double offset = 0.0,
                     int maxUnits = units, const Coding &coding = {})
 {

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Finding the driver library, refusing what is not it, and keeping its private copies. See driver_library.h.
+// Refusing what is not the driver, and keeping its private copies. See driver_library.h.
 #include "driver/driver_library.h"
 
 #include <QFile>
-#include <QFileInfo>
+#include <QStringList>
 
 #include <dlfcn.h>
 #include <sys/stat.h>
@@ -43,6 +43,48 @@ QStringList findCalls(void *handle, DriverCalls &calls)
     return missing;
 }
 
+/// What the library says of itself, by plain calls that are safe whatever Qt it was built with. Empty: all is well.
+QString identityRefusal(void *handle)
+{
+    decltype(&::KvDriverIdentity) identity = nullptr;
+    decltype(&::KvDriverQtMajor) qtMajor = nullptr;
+    decltype(&::KvDriverAbi) abi = nullptr;
+    QStringList missing;
+    find(handle, "KvDriverIdentity", identity, missing);
+    find(handle, "KvDriverQtMajor", qtMajor, missing);
+    find(handle, "KvDriverAbi", abi, missing);
+    if (!missing.isEmpty())
+        return QStringLiteral(
+                   "it does not say who it is (no call %1); it is another library, or older than 0.2.0")
+            .arg(missing.first());
+    const QString said = QString::fromUtf8(identity());
+    if (!said.startsWith(QStringLiteral("Communication_Protocol ")))
+        return QStringLiteral("it is '%1', not the driver").arg(said);
+    if (qtMajor() != QT_VERSION_MAJOR)
+        return QStringLiteral("it is built with Qt %1, this program with Qt %2; install the driver for Qt %2")
+            .arg(qtMajor())
+            .arg(QT_VERSION_MAJOR);
+    if (abi() != kvDriverAbi)
+        return QStringLiteral(
+                   "its ABI number is %1, and kvlink needs %2; install driver and kvlink of one version")
+            .arg(abi())
+            .arg(kvDriverAbi);
+    return {};
+}
+
+/// Why the library is not the driver that kvlink needs; empty: it is, and its calls were found.
+QString refusalOf(void *handle, DriverCalls &calls)
+{
+    QString refusal = identityRefusal(handle);
+    if (!refusal.isEmpty())
+        return refusal;
+    const QStringList missing = findCalls(handle, calls);
+    if (missing.isEmpty())
+        return {};
+    return QStringLiteral("it lacks the call%1 %2")
+        .arg(QString::fromLatin1(missing.size() == 1 ? "" : "s"), missing.join(QStringLiteral(", ")));
+}
+
 /// Tells one file from another, and from what a newer installation put in its place. Empty: there is no such file.
 QByteArray keyOf(const QString &file)
 {
@@ -70,7 +112,7 @@ DriverCopy *DriverLibrary::take(const QString &file, QString &problem)
 {
     const QByteArray key = keyOf(file);
     if (key.isEmpty()) {
-        problem = QStringLiteral("the driver library %1 does not exist").arg(file);
+        problem = QStringLiteral("the driver library %1 does not exist; check the path").arg(file);
         return nullptr;
     }
     const std::lock_guard lock(m_mutex);
@@ -105,33 +147,14 @@ DriverCopy *DriverLibrary::load(const QString &file, const QByteArray &key, QStr
         problem = QStringLiteral("the driver library %1 cannot be loaded: %2").arg(file, problem);
         return nullptr;
     }
-    const QStringList missing = findCalls(copy->handle, copy->calls);
-    if (!missing.isEmpty()) {
-        problem = QStringLiteral("%1 is not the driver: it lacks the call%2 %3")
-                      .arg(file, QString::fromLatin1(missing.size() == 1 ? "" : "s"),
-                           missing.join(QStringLiteral(", ")));
+    const QString refusal = refusalOf(copy->handle, copy->calls);
+    if (!refusal.isEmpty()) {
+        problem = QStringLiteral("the driver library %1 cannot be used: %2").arg(file, refusal);
         m_refused.insert(key, problem);
         return nullptr;
     }
     m_all.push_back(std::move(copy));
     return m_all.back().get();
-}
-
-QStringList standardDriverPlaces()
-{
-    return {};
-}
-
-QString findDriver(const QString &wanted, const QStringList &places, QString &problem)
-{
-    if (!wanted.isEmpty())
-        return wanted;
-    for (const QString &place : places) {
-        if (QFileInfo::exists(place))
-            return place;
-    }
-    problem = QStringLiteral("no driver library found; looked for %1").arg(places.join(QStringLiteral(", ")));
-    return {};
 }
 
 } // namespace kvlink

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The driver library: where it is looked for, whether it is the right one, and its private copies.
+// The driver library: whether a file is it, and its private copies.
 //
 // All links get private copies, the first one too: a host that has loaded the driver for itself keeps its state to itself.
 // A copy is never unloaded, since Qt may keep what a library gave it; a link that ends gives its copy back for the next one.
@@ -12,7 +12,7 @@
 #include "driver/private_copy.h"
 
 #include <QHash>
-#include <QStringList>
+#include <QVector>
 
 #include <memory>
 #include <mutex>
@@ -55,13 +55,5 @@ private:
     QHash<QByteArray, QVector<DriverCopy *>> m_free; // by file
     QHash<QByteArray, QString> m_refused;            // by file: a refused library is loaded only once
 };
-
-/// Where the driver is looked for when no path is given, in this order. KV_DRIVER of the environment is the only place
-/// if it is set.
-QStringList standardDriverPlaces();
-
-/// The file to load. \param wanted a path; empty: the first of \a places that exists
-/// \return empty with a problem, which names the places that were looked at
-QString findDriver(const QString &wanted, const QStringList &places, QString &problem);
 
 } // namespace kvlink

@@ -4,6 +4,9 @@
 
 #include <QLoggingCategory>
 
+#include <atomic>
+#include <thread>
+
 namespace kvlink
 {
 
@@ -14,17 +17,23 @@ Q_LOGGING_CATEGORY(driverCategory, "kvlink.driver", QtWarningMsg)
 
 thread_local bool inDriver = false;
 
-QtMessageHandler hostHandler = nullptr; // set once, before any line of a driver
+std::atomic<QtMessageHandler> hostHandler{nullptr}; // set once
+
+void handToHost(QtMsgType type, const QMessageLogContext &context, const QString &line)
+{
+    QtMessageHandler handler = nullptr;
+    while ((handler = hostHandler.load()) == nullptr)
+        std::this_thread::yield(); // another thread is between the two lines of installOnce
+    handler(type, context, line);
+}
 
 void sortLine(QtMsgType type, const QMessageLogContext &context, const QString &line)
 {
-    if (!inDriver || type != QtDebugMsg) {
-        hostHandler(type, context, line);
-        return;
-    }
-    inDriver = false; // what is written now is kvlink's own
-    qCDebug(driverCategory, "%s", qUtf8Printable(line));
-    inDriver = true;
+    if (!inDriver || type != QtDebugMsg)
+        handToHost(type, context, line);
+    else if (driverCategory().isDebugEnabled())
+        handToHost(type, {context.file, context.line, context.function, driverCategory().categoryName()},
+                   line);
 }
 
 void installOnce()

@@ -3,6 +3,7 @@
 #include "driver/loaded_driver.h"
 
 #include "driver/driver_lines.h"
+#include "driver/driver_places.h"
 #include "driver/unit_views.h"
 
 namespace kvlink
@@ -183,6 +184,7 @@ UnitBlock LoadedDriver::block(int readArea, int firstUnit, int count) const
 
 QByteArray LoadedDriver::view(int area, const QString &first, int count) const
 {
+    const DriverCall call;
     QByteArray out;
     if (area >= 0)
         m_copy->calls.getRegisterData(0, area, first, station, &out, count);

@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 #include <cerrno>
 #include <cstring>
@@ -119,6 +120,10 @@ std::optional<CopyPlace> copyToTemporaryFile(const QByteArray &bytes, QString &p
 std::optional<QByteArray> loadablePart(const QString &name, QString &problem)
 {
     QFile file(name);
+    if (!QFileInfo(name).isFile()) { // a device would be read without an end
+        problem = QStringLiteral("it is not a file");
+        return std::nullopt;
+    }
     if (!file.open(QIODevice::ReadOnly)) {
         problem = file.errorString();
         return std::nullopt;

@@ -225,6 +225,29 @@ extern KV_API QMap<int, bool> handshake;
 extern KV_API void *LB, *LW, *RWI;
 
 // ---------------------------------------------------------------------------------------------------------
+// Identity: exported under plain names
+// ---------------------------------------------------------------------------------------------------------
+
+/// The ABI number of this header. It grows when a record, a call or the meaning of one changes.
+constexpr int kvDriverAbi = 1;
+
+extern "C" {
+
+/// Who the library is: name, version, major version of its Qt, ABI number, separated by single spaces.
+/// A host that loads the library at run time asks these three calls before any other. They need no set-up,
+/// take no lock, and are safe on any thread and in a process that uses another Qt; every other call of a
+/// driver that was built for another Qt crashes the process.
+/// \return a text that lives as long as the library. Example: "Communication_Protocol 0.2.0 qt5 abi1"
+KV_API const char *KvDriverIdentity();
+
+/// \return major version of the Qt that the library was built with: 5 or 6. The host's own must be the same.
+KV_API int KvDriverQtMajor();
+
+/// \return ABI number of the library. It must equal the kvDriverAbi that the host was compiled with.
+KV_API int KvDriverAbi();
+}
+
+// ---------------------------------------------------------------------------------------------------------
 // Host interface: exported under plain names
 // ---------------------------------------------------------------------------------------------------------
 extern "C" {

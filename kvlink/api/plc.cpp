@@ -47,6 +47,11 @@ QString Plc::problem() const
     return m_core->problem();
 }
 
+bool Plc::lacksDriver() const
+{
+    return m_core->fault() == PlcCore::Fault::Driver;
+}
+
 LinkSettings Plc::settings() const
 {
     return m_core->settings();
@@ -211,6 +216,15 @@ bool Plc::waitForLink(Duration longest) const
 LinkStatistics Plc::statistics() const
 {
     return m_core->statistics();
+}
+
+QStringList Plc::framesOfWrite(Tag tag, const QString &typed, QString *problem)
+{
+    QString why;
+    const QStringList frames = m_core->framesOfWrite(tag, typed, why);
+    if (problem != nullptr)
+        *problem = why;
+    return frames;
 }
 
 ReadPlan Plc::plan() const

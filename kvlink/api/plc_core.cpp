@@ -2,6 +2,7 @@
 #include "api/plc_core.h"
 
 #include "api/settings_check.h"
+#include "api/write_frames.h"
 #include "driver/loaded_driver.h"
 #include "model/value_codec.h"
 #include "transport/make_transport.h"
@@ -36,6 +37,7 @@ std::optional<EngineTag> engineTag(const TagSettings &settings, QString &problem
     tag.deadband = settings.deadband;
     tag.readOnly = settings.access == Access::ReadOnly;
     tag.command = settings.command;
+    tag.everySample = settings.everySample;
     return tag;
 }
 
@@ -352,6 +354,26 @@ ReadPlan PlcCore::plan() const
     if (m_thread)
         m_thread->call([&](Engine &engine) { plan = engine.plan(); });
     return plan;
+}
+
+QStringList PlcCore::framesOfWrite(Tag tag, const QString &typed, QString &problem)
+{
+    const std::optional<TagSettings> settings = m_mailbox.tagSettings(tag);
+    const std::optional<Place> place = settings ? parsePlace(settings->address, problem) : std::nullopt;
+    if (!settings || !m_thread || m_mailbox.link().state != LinkState::Stopped) {
+        problem = QStringLiteral("frames are shown of a tag of this PLC, before its link is started");
+        return {};
+    }
+    const auto value =
+        place ? valueFromText(*place, typed, settings->scale, settings->offset, problem) : std::nullopt;
+    const Coding coding{m_settings.wordOrder, m_settings.textEncoding};
+    const auto pieces = value ? encode(*place, *value, coding, settings->scale, settings->offset,
+                                       m_settings.maxBlock, problem)
+                              : std::nullopt;
+    QStringList frames;
+    for (const WriteUnits &piece : pieces.value_or(std::vector<WriteUnits>()))
+        frames += framesOf(*m_parts.driver, piece);
+    return frames;
 }
 
 bool PlcCore::isQuestion(const QString &command)

@@ -81,6 +81,8 @@ public:
 
     LinkStatistics statistics() const;
     ReadPlan plan() const;
+    /// As Plc::framesOfWrite.
+    QStringList framesOfWrite(Tag tag, const QString &typed, QString &problem);
     /// A question that changes nothing in the PLC.
     static bool isQuestion(const QString &command);
     static QString noQuestion(const QString &command); ///< why it is not sent

@@ -47,6 +47,7 @@ struct EngineTag {
     double deadband = 0.0;
     bool readOnly = false;
     bool command = false;
+    bool everySample = false;
 };
 
 struct EngineWrite {

@@ -107,6 +107,7 @@ void ValueBook::takeRaw(Slot slot, const char *raw, const Moment &at, bool tell)
     Row &row = m_rows[slot];
     if (!row.tag.tag.isValid())
         return;
+    tell = tell || (row.tag.everySample && row.tag.deadband <= 0.0);
     char *held = m_raw.data() + row.rawAt;
     const bool same = row.hasValue && std::memcmp(held, raw, row.rawSize) == 0;
     if (same && row.quality == Quality::Good && !tell) {

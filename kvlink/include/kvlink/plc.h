@@ -67,6 +67,9 @@ public:
     /// What is wrong with the settings or the driver library, as a sentence; empty: all is well.
     QString problem() const;
 
+    /// The problem is the driver library: missing, of another Qt, or without one of the calls.
+    bool lacksDriver() const;
+
     LinkSettings settings() const;
 
     /// Starts the link; it is kept up until stop(), however often it is lost. False with a
@@ -143,6 +146,10 @@ public:
     LinkStatistics statistics() const;
     /// How the tags are read, and why so. Also before start().
     ReadPlan plan() const;
+    /// The frames that a write of \a typed would send: {"WRS DM200.U 1 00005"}; a bit of a word is
+    /// read first, and its other bits are shown as 0. Sends nothing. Only before start().
+    /// \param problem set on failure only
+    QStringList framesOfWrite(Tag tag, const QString &typed, QString *problem = nullptr);
     /// Asks the PLC for something about itself: "?K" (model), "?M" (RUN or PROGRAM),
     /// "?E" (error). Nothing that changes the PLC is sent: other commands fail with a
     /// problem. queryFinished follows.

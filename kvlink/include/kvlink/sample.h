@@ -5,6 +5,7 @@
 #include "export.h"
 #include "time.h"
 
+#include <QMetaType>
 #include <QString>
 #include <QVariant>
 
@@ -84,3 +85,5 @@ struct KVLINK_API Sample {
 };
 
 } // namespace kvlink
+
+Q_DECLARE_METATYPE(kvlink::Sample)

@@ -31,6 +31,9 @@ struct TagSettings {
     QString unit;
     double deadband = 0.0; ///< smaller changes of a number (as shown) are not reported
     Access access = Access::ReadWrite;
+    /// Each answer is reported, also one that brings the same value again: for those who log. Not
+    /// with a deadband.
+    bool everySample = false;
     bool command = false; ///< a relay that starts something: never sent twice, whatever a write asks for
 };
 

@@ -17,8 +17,11 @@ void ModelWire::cut(const QString &problem)
 
 void ModelWire::comes(const QByteArray &bytes)
 {
-    if (m_state == State::Open)
-        m_received += bytes;
+    if (m_state != State::Open)
+        return;
+    m_received += bytes;
+    if (trace)
+        trace("comes", bytes);
 }
 
 SteadyTime ModelWire::nextEvent() const
@@ -77,6 +80,8 @@ void ModelWire::send(const QByteArray &bytes)
     if (m_state != State::Open)
         return;
     m_frames.push_back(bytes);
+    if (trace)
+        trace("sent", bytes);
     Event event{{}, true, bytes, m_connection, {}};
     if (!faults.empty()) {
         event.fault = faults.front();
@@ -93,7 +98,7 @@ void ModelWire::happen(const Event &event)
     if (event.isCommand)
         carryOut(event);
     else if (event.connection == m_connection && m_state == State::Open)
-        m_received += event.bytes;
+        comes(event.bytes);
 }
 
 void ModelWire::carryOut(const Event &event)
@@ -102,6 +107,8 @@ void ModelWire::carryOut(const Event &event)
     if (isFrozen || fault.losesRequest)
         return;
     QByteArray answer = m_plc.execute(event.bytes.trimmed(), event.at);
+    if (trace)
+        trace("PLC answers", answer);
     if (fault.closes && event.connection == m_connection)
         cut();
     if (fault.losesAnswer)

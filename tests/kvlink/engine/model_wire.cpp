@@ -47,7 +47,10 @@ void ModelWire::close()
     m_problem.clear();
     m_received.clear();
     // Of a serial line nothing is lost by closing it: late answers come to whoever opens it next.
-    m_connection += isSerial() ? 0 : 1;
+    if (isSerial())
+        return;
+    ++m_connection;
+    m_lineBusyUntil = {};
 }
 
 void ModelWire::work()
@@ -117,11 +120,13 @@ void ModelWire::carryOut(const Event &event)
         answer = fault.instead;
     answer = fault.before + answer + answer.repeated(fault.copies) + fault.after;
     const auto onLine = Duration(qint64(perByte * 1e6 * double(answer.size())));
-    const SteadyTime when = event.at + back + fault.late + onLine;
+    // A PLC answers in order: what comes behind a late answer is late as well.
+    const SteadyTime when = std::max(event.at + back + fault.late, m_lineBusyUntil) + onLine;
     const int step = std::max(int(answer.size()) / fault.pieces, 1);
     int piece = 0;
     for (int from = 0; from < int(answer.size()); from += step)
         at(when + piece++ * 1ms, {{}, false, answer.mid(from, step), event.connection, {}});
+    m_lineBusyUntil = when + piece * 1ms - (piece > 1 ? 0ms : 1ms);
 }
 
 } // namespace kvlink

@@ -88,7 +88,8 @@ private:
     int m_opens = 0;
     QByteArray m_received;
     std::vector<QByteArray> m_frames;
-    std::vector<Event> m_events; ///< in order of time
+    std::vector<Event> m_events;    ///< in order of time
+    SteadyTime m_lineBusyUntil{}; ///< with an earlier answer
 };
 
 } // namespace kvlink

@@ -54,6 +54,9 @@ SimOptions SimOptions::drawnFrom(quint64 seed)
                        &options.loses, &options.garbles, &options.strays, &options.slow, &options.closes,
                        &options.program, &options.tagsComeAndGo, &options.stops})
         *kind = chance(40);
+    // On a serial line that is not greeted a late answer cannot be told from the next one; sockets are closed.
+    if (options.perByte > 0.0 && options.settings.open == Open::None)
+        options.slow = false;
     return options;
 }
 

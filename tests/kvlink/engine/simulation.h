@@ -79,6 +79,7 @@ private:
     void checkEnd(const Handed &write);
     void checkSamples(const Events &events);
     void checkGood(const EngineTag &tag, const Sample &sample);
+    bool wasHeld(const EngineTag &tag, const Value &value, SteadyTime from, SteadyTime to) const;
     void checkLink();
     void checkDriver();
     void checkPasses();

@@ -173,32 +173,35 @@ void Simulation::checkGood(const EngineTag &tag, const Sample &sample)
         if (frame->at < sample.steadyTime)
             sent = frame->at;
     }
-    const bool isLarge = tag.place.unitCount() > m_options.settings.maxBlock && tag.place.format != Format::Text;
-    const SteadyTime until = isLarge ? m_bench.clock.now() : sample.steadyTime;
+    const auto *list = std::get_if<std::vector<Scalar>>(&sample.value);
+    const bool isLarge = tag.place.unitCount() > m_options.settings.maxBlock && list != nullptr;
+    bool good = isLarge || wasHeld(tag, sample.value, sent, sample.steadyTime);
+    // A tag that is larger than a request: each value for itself, at some time until all were there.
+    EngineTag one = tag;
+    one.place.elements = tag.place.elementsPerValue();
+    one.place.values = 1;
+    for (std::size_t i = 0; isLarge && i < list->size(); ++i) {
+        one.place.number = tag.place.number + int(i) * one.place.elements;
+        const Value value = std::visit([](const auto &scalar) { return Value(scalar); }, (*list)[i]);
+        good = good && wasHeld(one, value, sent, m_bench.clock.now());
+    }
+    if (!good)
+        broken("good-was-true: the PLC never held " + sample.toText().toStdString() + " in " +
+               tag.place.name().toStdString());
+}
+
+/// All its units at once, at one moment of the span.
+bool Simulation::wasHeld(const EngineTag &tag, const Value &value, SteadyTime from, SteadyTime to) const
+{
     const Place &place = tag.place;
     const bool isTimer = place.device->field != Field::Whole;
-    std::vector<SteadyTime> moments;
     for (const char *device : {isTimer ? "T" : place.device->name, "TC", "TS"}) {
-        const auto more = m_bench.plc.moments(device, place.firstUnit(), place.unitCount(), sent, until);
-        moments.insert(moments.end(), more.begin(), more.end());
+        for (const SteadyTime moment : m_bench.plc.moments(device, place.firstUnit(), place.unitCount(), from, to)) {
+            if (valueInPlc(tag, moment) == value)
+                return true;
+        }
     }
-    std::vector<Value> held;
-    for (const SteadyTime moment : moments) {
-        const std::optional<Value> value = valueInPlc(tag, moment);
-        if (value && *value == sample.value)
-            return;
-        if (value)
-            held.push_back(*value);
-    }
-    const auto *list = std::get_if<std::vector<Scalar>>(&sample.value);
-    bool eachWasHeld = isLarge && list != nullptr;
-    for (std::size_t i = 0; eachWasHeld && i < list->size(); ++i) {
-        eachWasHeld = std::any_of(held.begin(), held.end(), [&](const Value &value) {
-            return std::get<std::vector<Scalar>>(value)[i] == (*list)[i];
-        });
-    }
-    if (!eachWasHeld)
-        broken("good-was-true: the PLC never held " + sample.toText().toStdString() + " in " + place.name().toStdString());
+    return false;
 }
 
 void Simulation::checkLink()

@@ -526,7 +526,8 @@ class Plc:
         self._wait_for_link(longest)
         end = _time.monotonic() + longest
         while True:
-            _check(self._lib.kvlink_read_wait(self._handle(), byref(tag), 1, max(0.0, end - _time.monotonic())))
+            left = max(0.0, end - _time.monotonic())
+            _check(self._lib.kvlink_read_wait(self._handle(), byref(tag), 1, left))
             sample = self.sample(address)
             if sample.good and sample.value is not None:
                 return sample.value

@@ -207,7 +207,8 @@ class ErrorTest(unittest.TestCase):
     def test_a_word_that_is_no_choice_is_refused(self):
         with self.assertRaises(ValueError) as caught:
             kvlink.Plc(self.sim.url, word_order="big")
-        self.assertEqual(str(caught.exception), "word_order is 'big'; it must be one of 'low first', 'high first'")
+        self.assertEqual(str(caught.exception),
+                         "word_order is 'big'; it must be one of 'low first', 'high first'")
 
     def test_what_the_plc_refuses_is_refused(self):
         self.sim.tell("fault error:E4 cmd WR,WRS")

@@ -93,7 +93,7 @@ private:
     bool post(LinkThread::Command command);
     void postOrRun(const LinkThread::Command &command);
     WriteId newWrite(End end);
-    void endUnsent(WriteId id, Tag tag, Reason reason, const QString &text);
+    void endUnsent(WriteId id, Tag tag, Reason reason, const QString &what = {});
     void ask(QueryId id, const QString &command);
 
     const LinkSettings m_settings;

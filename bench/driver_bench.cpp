@@ -12,21 +12,24 @@
 //   exchange_dwords                  plain_dwords                          2
 //   exchange_triples                 plain_triples                         2
 //   read_words                       3 * plain_memcpy + parse_word_address 1
-//   read_bit                         100 / 530 * plain_words               1
+//   read_bit                         130 / 530 * plain_words               1
 //   read_while_decoding/threads:4    read_while_decoding/threads:1         1.1: CPU time of a call
 //   rebuild/100000                   rebuild/10000                         12
 //   write_pending                    5000 ns                               1
+//   pass_over_switched_off/*         200,000 ns                            1
+//   exchange_of_list/8000            exchange_of_list/100                  1.3
 // Heap allocations of one exchange: counter "allocations" of exchange_words, _dwords and _triples.
 //
 // Cost over size: exchange_of_length/N (words in the block; compare plain_words_of_length/N),
 // rebuild/N (variables), exchange_of_stations/N (one turn of the scheduler and its exchange, blocks
-// of N stations in the read list).
+// of N stations in the read list), exchange_of_list/N (the same for N blocks of one station).
 #include "allocation_count.h"
 
 #include <Communication_Protocol.h>
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <atomic>
 #include <charconv>
 #include <cstdio>
@@ -232,6 +235,39 @@ void exchange_of_stations(benchmark::State &state)
     exchangeAll(state, fields(words, 5));
 }
 
+// A device is as long as 100 blocks, so that the images stay as small as those of a real PLC.
+void exchange_of_list(benchmark::State &state)
+{
+    constexpr int blocksOfDevice = 100;
+    linkedHost();
+    for (int block = 0; block < int(state.range(0)); ++block)
+        addBlock(AREA_DM, block % blocksOfDevice * words, words);
+    exchangeAll(state, fields(words, 5));
+}
+
+// One pass of the scheduler over 8,000 blocks of a switched-off station, followed by some blocks of
+// another station; with none, nothing is sent. Turning the list back each time does not count.
+void pass_over_switched_off(benchmark::State &state)
+{
+    constexpr int switchedOff = 8000;
+    const int behind = int(state.range(0));
+    linkedHost(2);
+    for (int block = 0; block < switchedOff; ++block)
+        addBlock(AREA_DM, block, 1, 2);
+    for (int block = 0; block < behind; ++block)
+        addBlock(AREA_DM, block, 1, 1);
+    EnableEthernet(2, 0);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(ComCommunication());
+        state.PauseTiming();
+        PLC_driver.frameQueue.clear();
+        QList<RW_VAR> &list = PLC_driver.readList;
+        std::rotate(list.begin(), list.begin() + behind, list.end());
+        state.ResumeTiming();
+    }
+    EnableEthernet(2, 1);
+}
+
 // ------------------------------------------------------------------------------------------------
 // Host reads
 // -------------------------------------------------------------------------------------------------
@@ -372,6 +408,8 @@ BENCHMARK(rebuild)->ArgsProduct({{10, 30, 100, 300, 1000, 3000, 10000, 30000, 10
 BENCHMARK(plain_words_of_length)->ArgsProduct({{1, 2, 4, 8, 16, 32, 64, 96, 128}});
 BENCHMARK(exchange_of_length)->ArgsProduct({{1, 2, 4, 8, 16, 32, 64, 96, 128}});
 BENCHMARK(exchange_of_stations)->ArgsProduct({{1, 2, 4, 8, 16, 32, 48, 64}});
+BENCHMARK(exchange_of_list)->ArgsProduct({{100, 300, 1000, 3000, 8000}});
+BENCHMARK(pass_over_switched_off)->Arg(0)->Arg(1)->Arg(8000);
 
 void silence(QtMsgType, const QMessageLogContext &, const QString &) {}
 } // namespace

@@ -4,6 +4,8 @@
 
 #include <QLibrary>
 
+#include <dlfcn.h>
+
 namespace
 {
 /// The shared object, opened the way a host opens it.
@@ -51,7 +53,8 @@ INSTANTIATE_TEST_SUITE_P(Calls, HostCallName,
                                          "QueryFinishFlag", "ComCommunication", "DataCom", "EnableEthernet",
                                          "EnCommStation", "PLCAddressChangeIntef", "AddListReadVar",
                                          "AddListWriteVar", "AddListOnceReadVar", "SetRegisterData",
-                                         "ReCreatReadVarList", "GetRegisterData"),
+                                         "ReCreatReadVarList", "GetRegisterData", "KvDriverIdentity",
+                                         "KvDriverQtMajor", "KvDriverAbi"),
                          [](const auto &row) { return std::string(row.param); });
 
 // --- process-wide objects ------------------------------------------------------------------------------
@@ -182,6 +185,54 @@ TEST_F(ExportedNames, aValueGoesOutAndComesBack)
     QByteArray out;
     EXPECT_EQ(get(0, AREA_DM, QStringLiteral("200"), 1, &out, 1), 1);
     EXPECT_EQ(hex(out), "34 12");
+}
+
+// --- who the driver is ----------------------------------------------------------------------------------
+
+/// The library as a host loads that knows nothing of Qt.
+class Identity : public testing::Test
+{
+protected:
+    void SetUp() override { ASSERT_NE(library, nullptr) << dlerror(); }
+    void TearDown() override { dlclose(library); }
+
+    template <class Function>
+    Function *call(const char *name) const
+    {
+        return reinterpret_cast<Function *>(dlsym(library, name));
+    }
+
+private:
+    void *library = dlopen(KV_DRIVER_PATH, RTLD_NOW | RTLD_LOCAL);
+};
+
+TEST_F(Identity, namesTheLibraryItsVersionItsQtAndItsAbi)
+{
+    const auto identity = call<const char *()>("KvDriverIdentity");
+    ASSERT_NE(identity, nullptr);
+#if QT_VERSION_MAJOR == 5
+    EXPECT_STREQ(identity(), "Communication_Protocol 0.2.0 qt5 abi1");
+#else
+    EXPECT_STREQ(identity(), "Communication_Protocol 0.2.0 qt6 abi1");
+#endif
+}
+
+TEST_F(Identity, isAlsoTwoNumbers)
+{
+    const auto qtMajor = call<int()>("KvDriverQtMajor");
+    const auto abi = call<int()>("KvDriverAbi");
+    ASSERT_NE(qtMajor, nullptr);
+    ASSERT_NE(abi, nullptr);
+    EXPECT_EQ(qtMajor(), QT_VERSION_MAJOR);
+    EXPECT_EQ(abi(), 1);
+    EXPECT_EQ(abi(), kvDriverAbi) << "the number in the header that hosts compile against";
+}
+
+TEST_F(Identity, isTheSameForAProgramThatIsLinkedWithTheDriver)
+{
+    EXPECT_STREQ(KvDriverIdentity(), call<const char *()>("KvDriverIdentity")());
+    EXPECT_EQ(KvDriverQtMajor(), QT_VERSION_MAJOR);
+    EXPECT_EQ(KvDriverAbi(), kvDriverAbi);
 }
 
 // --- a program that is linked with it -------------------------------------------------------------------

@@ -172,6 +172,81 @@ INSTANTIATE_TEST_SUITE_P(SwitchedOff, SchedulerPass, testing::Values(
     nameOfRow<PassRow>);
 // clang-format on
 
+// --- long lists ----------------------------------------------------------------------------------------
+
+/// Blocks of switched-off stations before and after those that are on, which a pass finds in order 0, 1, 2...
+struct LongListRow {
+    int offBefore;
+    int on;
+    int offAfter;
+
+    friend std::ostream &operator<<(std::ostream &out, const LongListRow &row)
+    {
+        return out << row.offBefore << "Off" << row.on << "On" << row.offAfter << "Off";
+    }
+};
+
+class LongList : public Scheduler, public testing::WithParamInterface<LongListRow>
+{
+protected:
+    /// Addresses 0 up to number, so that the list shows its order.
+    static void queueReads(int number, int station)
+    {
+        for (int i = 0; i < number; ++i) {
+            const int address = int(PLC_driver.readList.size());
+            PLC_driver.readList.append(variable(AREA_FM, address, 1, station));
+        }
+    }
+};
+
+TEST_P(LongList, turnsByTheBlocksBeforeTheFirstThatIsOn)
+{
+    const LongListRow &row = GetParam();
+    queueReads(row.offBefore, 8);
+    queueReads(row.on, 1);
+    queueReads(row.offAfter, 9);
+    const int length = int(PLC_driver.readList.size());
+
+    EXPECT_EQ(send(), "RDS FM" + std::to_string(row.offBefore) + ".U 1\r");
+
+    ASSERT_EQ(PLC_driver.readList.size(), length);
+    int expected = row.offBefore;
+    for (const RW_VAR &block : PLC_driver.readList) {
+        ASSERT_EQ(block.address, expected);
+        expected = expected + 1 == length ? 0 : expected + 1;
+    }
+}
+
+TEST_P(LongList, goesOnInOrderFromExchangeToExchange)
+{
+    const LongListRow &row = GetParam();
+    queueReads(row.offBefore, 8);
+    queueReads(row.on, 1);
+    queueReads(row.offAfter, 9);
+    for (int exchange = 0; exchange < 6; ++exchange) {
+        const int address = row.offBefore + exchange % row.on;
+        EXPECT_EQ(send(), "RDS FM" + std::to_string(address) + ".U 1\r");
+        EXPECT_EQ(answer("00007\r\n"), 1);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Lengths, LongList,
+                         testing::Values(LongListRow{999, 2000, 0}, LongListRow{1000, 2000, 0},
+                                         LongListRow{1001, 2000, 0}, LongListRow{2000, 1001, 0},
+                                         LongListRow{2000, 1000, 0}, LongListRow{2000, 999, 0},
+                                         LongListRow{1500, 1, 0}, LongListRow{1500, 1, 1499},
+                                         LongListRow{3000, 2, 3000}, LongListRow{1, 3000, 1}),
+                         testing::PrintToStringParamName());
+
+TEST_F(Scheduler, aLongListWithoutAReachableStationStaysAsItIs)
+{
+    for (int address = 0; address < 3000; ++address)
+        PLC_driver.readList.append(variable(AREA_FM, address, 1, address % 2 == 0 ? 8 : 9));
+    EXPECT_EQ(ComCommunication(), 0U);
+    for (int address = 0; address < 3000; ++address)
+        ASSERT_EQ(PLC_driver.readList.at(address).address, address);
+}
+
 // --- several calls -------------------------------------------------------------------------------------
 
 TEST_F(Scheduler, sixWritesLetOneCyclicReadThrough)

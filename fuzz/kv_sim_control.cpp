@@ -1,6 +1,8 @@
-// Fuzzes the control connection of kv-sim: commands, faults, assignments and device ranges, a command on each
-// line.
-#include "control_desk.h"
+// SPDX-License-Identifier: MIT
+// Fuzzes the control connection of kv-sim: commands, faults, assignments and device ranges, one
+// command a line.
+#include "desk/control_desk.h"
+#include "faults/fault_text.h"
 #include "require.h"
 
 namespace
@@ -11,21 +13,24 @@ kvsim::ControlHooks hooks()
     kvsim::ControlHooks hooks;
     hooks.save = [](const std::string &) { return std::string(); };
     hooks.load = [](const std::string &) { return std::string("nothing there"); };
+    hooks.program = [](const std::string &) { return std::string(); };
     hooks.setScan = [](std::uint32_t) {};
+    hooks.restart = [](std::uint32_t) { return std::string(); };
     hooks.listen = [](bool) { return std::string(); };
     hooks.disconnect = [] {};
     hooks.stop = [] {};
     return hooks;
 }
 
-/// What a fault calls itself asks for the same fault again.
+// What a fault calls itself asks for the same fault again.
 void requireFaultsReadable(kvsim::Simulator &simulator)
 {
     for (const auto &entry : simulator.faults().entries()) {
-        kvsim::Fault again;
         const std::string text = entry.fault.text();
-        require(kvsim::Fault::parse(text, again).empty(), "a fault's own text is a fault");
-        require(again.text() == text, "a fault's own text is the same fault");
+        std::string problem;
+        const auto again = kvsim::faultFromText(text, simulator.plc().rules().family, problem);
+        require(again.has_value(), "a fault's own text is a fault");
+        require(again->text == text, "a fault's own text is the same fault");
     }
 }
 

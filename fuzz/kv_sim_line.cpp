@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: MIT
 // Fuzzes the line parser of kv-sim: any bytes on a text line, whole and byte by byte.
 //
 // The first byte chooses switches, the rest is what a host sends.
+#include "plc/simulator.h"
 #include "require.h"
-#include "simulator.h"
 
 namespace
 {
@@ -12,9 +13,9 @@ kvsim::Rules rulesFrom(unsigned char choice)
     kvsim::Rules rules;
     rules.family = choice == 0xFF ? kvsim::Family::Kv8000 : kvsim::Family::Kv700; // the small memory is fast
     rules.opening = (choice & 1U) != 0 ? kvsim::Opening::Required : kvsim::Opening::Never;
-    rules.upperOnly = (choice & 2U) != 0;
+    rules.values.upperOnly = (choice & 2U) != 0;
     rules.unaligned = (choice & 4U) != 0;
-    rules.negativeWraps = (choice & 8U) != 0;
+    rules.values.negativeWraps = (choice & 8U) != 0;
     rules.atWritable = (choice & 16U) != 0;
     rules.triplesWithBlanks = (choice & 32U) != 0;
     return rules;
@@ -23,12 +24,12 @@ kvsim::Rules rulesFrom(unsigned char choice)
 class Line
 {
 public:
-    explicit Line(unsigned char choice) : simulator_(rulesFrom(choice)), splitter_((choice & 64U) != 0) {}
+    explicit Line(unsigned char choice) : m_simulator(rulesFrom(choice)), m_splitter((choice & 64U) != 0) {}
 
     void feed(std::string_view bytes)
     {
-        while (const auto line = splitter_.next(bytes)) {
-            const kvsim::Delivery delivery = simulator_.serve(*line, link_);
+        while (const auto line = m_splitter.next(bytes)) {
+            const kvsim::Delivery delivery = m_simulator.serve(*line, m_link);
             require(delivery.steps.size() == 1, "a line gets one answer");
             const std::string &answer = delivery.steps[0].bytes;
             require(answer.find('\r') == answer.size() - 2 && answer.back() == '\n',
@@ -40,9 +41,9 @@ public:
     std::string answers;
 
 private:
-    kvsim::Simulator simulator_;
-    kvsim::LineSplitter splitter_;
-    kvsim::Link link_;
+    kvsim::Simulator m_simulator;
+    kvsim::LineSplitter m_splitter;
+    kvsim::Link m_link;
 };
 
 } // namespace

@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: MIT
 // Fuzzes the remote-area parser of kv-sim: any bytes on a remote-area line, whole and byte by byte.
+#include "plc/simulator.h"
 #include "require.h"
-#include "simulator.h"
 
 namespace
 {
@@ -8,23 +9,23 @@ namespace
 class Line
 {
 public:
-    Line() : simulator_(rules()) {}
+    Line() : m_simulator(rules()) {}
 
     void feed(std::string_view bytes)
     {
-        while (const auto request = reader_.next(bytes))
+        while (const auto request = m_reader.next(bytes))
             serve(*request);
     }
 
     void silence()
     {
-        if (const auto request = reader_.silence()) {
-            const kvsim::DeviceMemory before = simulator_.plc().memory();
+        if (const auto request = m_reader.silence()) {
+            const kvsim::DeviceMemory before = m_simulator.plc().memory();
             serve(*request);
             require(answers.substr(answers.size() - 4, 1) == "E", "a broken request gets an error answer");
-            require(before == simulator_.plc().memory(), "a broken request changes nothing");
+            require(before == m_simulator.plc().memory(), "a broken request changes nothing");
         }
-        require(!reader_.waiting(), "nothing is waited for after a silence");
+        require(!m_reader.waiting(), "nothing is waited for after a silence");
     }
 
     std::string answers;
@@ -39,16 +40,16 @@ private:
 
     void serve(const kvsim::RemoteRequest &request)
     {
-        const kvsim::Delivery delivery = simulator_.serveRemote(request);
-        const bool quiet = request.write && request.station == 0 && request.trouble.empty();
+        const kvsim::Delivery delivery = m_simulator.serveRemote(request);
+        const bool quiet = request.write && request.station == 0 && request.broken.empty();
         require(delivery.steps.size() == (quiet ? 0U : 1U),
                 "a request gets one answer, a write to station 0 none");
         for (const kvsim::Step &step : delivery.steps)
             answers += step.bytes;
     }
 
-    kvsim::Simulator simulator_;
-    kvsim::RemoteReader reader_;
+    kvsim::Simulator m_simulator;
+    kvsim::RemoteReader m_reader;
 };
 
 } // namespace

@@ -1,5 +1,6 @@
-// What the simulated PLC answers, as literal bytes. The rows are served to the core line by line, and to the
-// real program over a socket, over UDP and over a pseudo-terminal.
+// SPDX-License-Identifier: MIT
+// What the simulated PLC answers, as literal bytes. The rows are served to the core line by line,
+// and to the real program over a socket, over UDP and over a pseudo-terminal.
 #pragma once
 
 #include <string>

@@ -1,24 +1,33 @@
+// SPDX-License-Identifier: MIT
 // The TCP port of the control connection: one command a line, one line of answer.
+//
+// A client that does not read its answers is not served further; the commands of a client that
+// sends many take turns with everything else.
 #pragma once
 
-#include "address.h"
-#include "control_desk.h"
+#include "desk/control_desk.h"
+#include "shell/listener.h"
 
-#include <QTcpServer>
-#include <QTcpSocket>
+namespace kvsim
+{
 
 class ControlLine : public QObject
 {
 public:
-    explicit ControlLine(kvsim::ControlDesk &desk);
+    explicit ControlLine(ControlDesk &desk);
 
-    /// \return empty, or why the port cannot be had
+    /// \return empty, or why the port is not available
     QString open(const Address &address);
-    QString address() const;
+    QString address() const { return addressText(m_listener.address()); }
 
 private:
+    void accept(QTcpSocket *socket);
     void serve(QTcpSocket *socket);
+    void refuse(QTcpSocket *socket, const std::string &reason);
 
-    kvsim::ControlDesk &desk_;
-    QTcpServer server_;
+    ControlDesk &m_desk;
+    Listener m_listener;
+    int m_connections = 0;
 };
+
+} // namespace kvsim

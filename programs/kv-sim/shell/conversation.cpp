@@ -1,10 +1,12 @@
-#include "conversation.h"
+// SPDX-License-Identifier: MIT
+// One connection's requests and answers.
+#include "shell/conversation.h"
 
 #include <algorithm>
 #include <utility>
 
-using namespace kvsim;
-
+namespace kvsim
+{
 namespace
 {
 
@@ -14,78 +16,94 @@ void prepare(QTimer &timer)
     timer.setTimerType(Qt::PreciseTimer);
 }
 
+const char *endingText(Ending ending)
+{
+    switch (ending) {
+    case Ending::StayOpen:
+        return "stays open";
+    case Ending::Close:
+        return "closed by a fault";
+    case Ending::Reset:
+        return "reset by a fault";
+    case Ending::Vanish:
+        return "left without a word by a fault";
+    }
+    return "";
+}
+
 } // namespace
 
-Conversation::Conversation(Exchange &exchange, int number, Speech speech, Wire wire, std::uint32_t baud)
-    : exchange_(exchange), number_(number), speech_(speech), wire_(std::move(wire)), baud_(baud),
-      splitter_(exchange.lfEndsLine)
+Conversation::Conversation(LineContext &context, int number, Speech speech, Wire wire, std::uint32_t baud)
+    : m_context(context), m_number(number), m_speech(speech), m_wire(std::move(wire)), m_baud(baud),
+      m_splitter(context.lfEndsLine)
 {
-    for (QTimer *timer : {&arrival_, &silence_, &stepTimer_})
+    for (QTimer *timer : {&m_arrival, &m_silence, &m_stepTimer, &m_overtaken})
         prepare(*timer);
-    connect(&arrival_, &QTimer::timeout, this, [this] { take(std::exchange(arriving_, {})); });
-    connect(&silence_, &QTimer::timeout, this, [this] { serveSilence(); });
-    connect(&stepTimer_, &QTimer::timeout, this, [this] {
+    connect(&m_arrival, &QTimer::timeout, this, [this] { take(std::exchange(m_arriving, {})); });
+    connect(&m_silence, &QTimer::timeout, this, [this] { serveSilence(); });
+    connect(&m_stepTimer, &QTimer::timeout, this, [this] {
         goOn();
         workOff();
     });
-    clock_.start();
+    connect(&m_overtaken, &QTimer::timeout, this, [this] { sendHeldBack(); });
+    m_clock.start();
 }
 
 void Conversation::receive(const QByteArray &bytes)
 {
-    if (bytes.isEmpty() || ended_)
+    if (bytes.isEmpty() || m_ended)
         return;
-    exchange_.simulator.statistics().countIn(static_cast<std::size_t>(bytes.size()));
-    if (baud_ == 0)
+    m_context.simulator.statistics().countIn(std::size_t(bytes.size()));
+    if (m_baud == 0)
         return take(bytes);
-    arriving_ += bytes;
-    arrivalDue_ =
-        std::max(arrivalDue_, clock_.elapsed()) + serialTimeMs(static_cast<std::size_t>(bytes.size()), baud_);
-    arrival_.start(static_cast<int>(arrivalDue_ - clock_.elapsed()));
+    m_arriving += bytes;
+    m_arrivalDue =
+        std::max(m_arrivalDue, m_clock.elapsed()) + serialTimeMs(std::size_t(bytes.size()), m_baud);
+    m_arrival.start(int(m_arrivalDue - m_clock.elapsed()));
 }
 
 void Conversation::take(const QByteArray &bytes)
 {
-    input_ += bytes;
+    m_input += bytes;
     workOff();
 }
 
 void Conversation::workOff()
 {
-    while (!busy_ && !ended_ && serveNext()) {
+    while (!m_busy && !m_ended && serveNext()) {
     }
-    if (busy_ || ended_)
+    if (m_busy || m_ended)
         return;
-    if (speech_ == Speech::RemoteRequests && remote_.waiting())
-        silence_.start(exchange_.remoteSilenceMs);
+    if (m_speech == Speech::RemoteRequests && m_remote.waiting())
+        m_silence.start(m_context.remoteSilenceMs);
     else
-        silence_.stop();
-    if (ready_)
-        ready_();
+        m_silence.stop();
+    if (m_ready)
+        m_ready();
 }
 
 bool Conversation::serveNext()
 {
-    return speech_ == Speech::Lines ? serveLine() : serveRemote();
+    return m_speech == Speech::Lines ? serveLine() : serveRemote();
 }
 
 bool Conversation::serveLine()
 {
-    std::string_view rest(input_.constData(), static_cast<std::size_t>(input_.size()));
-    const auto line = splitter_.next(rest);
-    input_ = input_.right(static_cast<int>(rest.size()));
+    std::string_view rest(m_input.constData(), std::size_t(m_input.size()));
+    const auto line = m_splitter.next(rest);
+    m_input = m_input.right(int(rest.size()));
     if (!line)
         return false;
-    exchange_.trace.lineIn(number_, *line);
-    begin(exchange_.simulator.serve(*line, link_));
+    m_context.trace.lineIn(m_number, *line);
+    begin(m_context.simulator.serve(*line, m_link));
     return true;
 }
 
 bool Conversation::serveRemote()
 {
-    std::string_view rest(input_.constData(), static_cast<std::size_t>(input_.size()));
-    const auto request = remote_.next(rest);
-    input_ = input_.right(static_cast<int>(rest.size()));
+    std::string_view rest(m_input.constData(), std::size_t(m_input.size()));
+    const auto request = m_remote.next(rest);
+    m_input = m_input.right(int(rest.size()));
     if (request)
         answerRemote(*request);
     return request.has_value();
@@ -93,61 +111,82 @@ bool Conversation::serveRemote()
 
 void Conversation::serveSilence()
 {
-    if (const auto request = remote_.silence(); request && !ended_)
+    if (const auto request = m_remote.silence(); request && !m_ended)
         answerRemote(*request);
     workOff();
 }
 
 void Conversation::answerRemote(const RemoteRequest &request)
 {
-    exchange_.trace.requestIn(number_, request);
-    begin(exchange_.simulator.serveRemote(request));
+    m_context.trace.requestIn(m_number, request);
+    begin(m_context.simulator.serveRemote(request));
 }
 
 void Conversation::begin(const Delivery &delivery)
 {
-    delivery_ = baud_ == 0 ? delivery : atBaud(delivery, baud_);
-    step_ = 0;
-    stepDue_ = clock_.elapsed();
-    busy_ = true;
-    if (!delivery_.steps.empty())
-        stepDue_ += delivery_.steps[0].waitMs;
+    if (delivery.overtakenMs > 0)
+        return holdBack(delivery);
+    m_delivery = m_baud == 0 ? delivery : atBaud(delivery, m_baud);
+    m_step = 0;
+    m_stepDue = m_clock.elapsed();
+    m_busy = true;
+    if (!m_delivery.steps.empty())
+        m_stepDue += m_delivery.steps[0].waitMs;
     goOn();
 }
 
-// Waits are counted from one due time to the next, so that many small ones do not add up their delays.
+// Waits are counted from one due time to the next, so that many small ones do not add
+// up their delays.
 void Conversation::goOn()
 {
-    while (step_ < delivery_.steps.size()) {
-        const qint64 wait = stepDue_ - clock_.elapsed();
+    while (m_step < m_delivery.steps.size()) {
+        const qint64 wait = m_stepDue - m_clock.elapsed();
         if (wait > 0)
-            return stepTimer_.start(static_cast<int>(wait));
-        send(delivery_.steps[step_].bytes);
-        if (++step_ < delivery_.steps.size())
-            stepDue_ += delivery_.steps[step_].waitMs;
+            return m_stepTimer.start(int(wait));
+        send(m_delivery.steps[m_step].bytes);
+        if (++m_step < m_delivery.steps.size())
+            m_stepDue += m_delivery.steps[m_step].waitMs;
     }
+    if (!m_delivery.steps.empty())
+        sendHeldBack();
     finish();
+}
+
+void Conversation::holdBack(const Delivery &delivery)
+{
+    for (const Step &step : delivery.steps)
+        m_heldBack += step.bytes;
+    m_overtaken.start(int(delivery.overtakenMs));
+}
+
+void Conversation::sendHeldBack()
+{
+    m_overtaken.stop();
+    send(std::exchange(m_heldBack, {}));
 }
 
 void Conversation::send(const std::string &bytes)
 {
     if (bytes.empty())
         return;
-    exchange_.simulator.statistics().countOut(bytes.size());
-    exchange_.trace.bytesOut(number_, bytes);
-    wire_.send(QByteArray(bytes.data(), static_cast<int>(bytes.size())));
+    m_context.simulator.statistics().countOut(bytes.size());
+    m_context.trace.bytesOut(m_number, bytes);
+    m_wire.send(QByteArray(bytes.data(), int(bytes.size())));
 }
 
 void Conversation::finish()
 {
-    busy_ = false;
-    const Ending ending = std::exchange(delivery_, {}).ending;
+    m_busy = false;
+    const Ending ending = std::exchange(m_delivery, {}).ending;
     if (ending == Ending::StayOpen)
         return;
-    exchange_.trace.note(number_, ending == Ending::Close ? "closed by a fault" : "reset by a fault");
-    const auto &end = ending == Ending::Close ? wire_.close : wire_.reset;
+    m_context.trace.note(m_number, endingText(ending));
+    const auto &end = ending == Ending::Reset ? m_wire.reset : m_wire.close;
     if (!end)
         return;
-    ended_ = true;
-    end();
+    m_ended = true;
+    if (ending != Ending::Vanish)
+        end();
 }
+
+} // namespace kvsim

@@ -1,15 +1,22 @@
+// SPDX-License-Identifier: MIT
 // The command line of kv-sim.
 #pragma once
 
-#include "address.h"
-#include "rules.h"
-#include "simulator.h"
+#include "plc/simulator.h"
+#include "requests/rules.h"
+#include "shell/address.h"
+#include "shell/conversation.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
+namespace kvsim
+{
+
+constexpr int exitBadFile = 1; ///< --check found something wrong
 constexpr int exitUsage = 2;
-constexpr int exitLine = 3; // a port or a serial line cannot be had, or a file not be read or written
+constexpr int exitLine = 3; ///< a port, a serial line or a file is not available
 
 struct Options {
     std::vector<Address> tcp;
@@ -18,16 +25,22 @@ struct Options {
     std::vector<Address> control;
     std::vector<std::string> serial;
     std::uint32_t baud = 0;
-    kvsim::Rules rules;
+    Rules rules;
     std::string model = "KV-8000";
     std::vector<std::string> set;
     std::vector<std::string> faults;
     std::string load;
+    std::string program;
+    std::vector<std::string> check;
     std::string save;
     std::uint32_t scanMs = 0;
     std::uint32_t cpuError = 0;
     int remoteSilenceMs = 300;
-    kvsim::AnswerDelay delay;
+    DelaySettings delay;
+    ClientLimit clients;
+    int idleCloseMs = 0;
+    bool writeProtected = false;
+    bool programMissing = false;
     bool lfEndsLine = false;
     bool trace = false;
     bool exitWithStdin = false;
@@ -37,5 +50,8 @@ struct Options {
 /// What the PLC of this number, counted from 0, is given: its own ports and its own first values.
 Options optionsOf(const Options &all, int plc);
 
-/// \return -1 to go on, else the exit code: help and version were printed, or a message about what was wrong
-int parseOptions(int argc, char **argv, Options &options);
+/// \param[out] exitCode  if nothing is returned; help, version, or what is wrong has
+/// been printed then
+std::optional<Options> parseOptions(int argc, char **argv, int &exitCode);
+
+} // namespace kvsim

@@ -1,4 +1,6 @@
-#include "serial_line.h"
+// SPDX-License-Identifier: MIT
+// A serial line: a pseudo-terminal.
+#include "shell/serial_line.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -11,8 +13,12 @@
 #include <termios.h>
 #include <unistd.h>
 
+namespace kvsim
+{
 namespace
 {
+
+constexpr int mostUnsent = 1024 * 1024;
 
 QString systemError(const QString &what)
 {
@@ -31,83 +37,92 @@ void makeRaw(int terminal)
 
 } // namespace
 
-SerialLine::SerialLine(Exchange &exchange, std::uint32_t baud) : exchange_(exchange), baud_(baud) {}
+SerialLine::SerialLine(LineContext &context, std::uint32_t baud) : m_context(context), m_baud(baud) {}
 
 SerialLine::~SerialLine()
 {
-    notifier_.reset();
-    if (linked_ && QFile::symLinkTarget(path_) == QString::fromLocal8Bit(terminal_))
-        QFile::remove(path_);
-    for (const int descriptor : {slave_, master_})
+    m_readable.reset();
+    m_writable.reset();
+    if (m_linked && QFile::symLinkTarget(m_path) == QString::fromLocal8Bit(m_terminal))
+        QFile::remove(m_path);
+    for (const int descriptor : {m_slave, m_master})
         if (descriptor >= 0)
             ::close(descriptor);
 }
 
 QString SerialLine::open(const QString &path)
 {
-    path_ = path;
+    m_path = path;
     QString wrong = makeTerminal();
     if (wrong.isEmpty())
-        wrong = linkTo(QString::fromLocal8Bit(terminal_));
+        wrong = linkTo(QString::fromLocal8Bit(m_terminal));
     if (!wrong.isEmpty())
         return wrong;
     Wire wire;
     wire.send = [this](const QByteArray &bytes) { send(bytes); };
-    conversation_ = std::make_unique<Conversation>(exchange_, ++exchange_.connections,
-                                                   Conversation::Speech::Lines, wire, baud_);
-    notifier_ = std::make_unique<QSocketNotifier>(master_, QSocketNotifier::Read);
-    connect(notifier_.get(), &QSocketNotifier::activated, this, [this] { readAll(); });
+    m_conversation = std::make_unique<Conversation>(m_context, ++m_context.connections,
+                                                    Conversation::Speech::Lines, wire, m_baud);
+    m_readable = std::make_unique<QSocketNotifier>(m_master, QSocketNotifier::Read);
+    connect(m_readable.get(), &QSocketNotifier::activated, this, [this] { readAll(); });
+    m_writable = std::make_unique<QSocketNotifier>(m_master, QSocketNotifier::Write);
+    m_writable->setEnabled(false);
+    connect(m_writable.get(), &QSocketNotifier::activated, this, [this] { sendWaiting(); });
     return {};
 }
 
 QString SerialLine::makeTerminal()
 {
-    master_ = ::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    if (master_ < 0 || ::grantpt(master_) != 0 || ::unlockpt(master_) != 0)
+    m_master = ::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (m_master < 0 || ::grantpt(m_master) != 0 || ::unlockpt(m_master) != 0)
         return systemError(QStringLiteral("make a pseudo-terminal"));
     std::array<char, 128> name{};
-    if (::ptsname_r(master_, name.data(), name.size()) != 0)
+    if (::ptsname_r(m_master, name.data(), name.size()) != 0)
         return systemError(QStringLiteral("name a pseudo-terminal"));
-    terminal_ = name.data();
-    slave_ = ::open(terminal_.constData(), O_RDWR | O_NOCTTY | O_CLOEXEC);
-    if (slave_ < 0)
-        return systemError(QStringLiteral("open %1").arg(QString::fromLocal8Bit(terminal_)));
-    makeRaw(slave_);
+    m_terminal = name.data();
+    m_slave = ::open(m_terminal.constData(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (m_slave < 0)
+        return systemError(QStringLiteral("open %1").arg(QString::fromLocal8Bit(m_terminal)));
+    makeRaw(m_slave);
     return {};
 }
 
 QString SerialLine::linkTo(const QString &terminal)
 {
-    const QFileInfo old(path_);
+    const QFileInfo old(m_path);
     if (old.isSymLink())
-        QFile::remove(path_);
+        QFile::remove(m_path);
     else if (old.exists())
         return QStringLiteral(
                    "cannot make a serial line at %1: something is there already; take another path")
-            .arg(path_);
-    if (::symlink(terminal.toLocal8Bit().constData(), QFile::encodeName(path_).constData()) != 0)
-        return systemError(QStringLiteral("make a serial line at %1").arg(path_));
-    linked_ = true;
+            .arg(m_path);
+    if (::symlink(terminal.toLocal8Bit().constData(), QFile::encodeName(m_path).constData()) != 0)
+        return systemError(QStringLiteral("make a serial line at %1").arg(m_path));
+    m_linked = true;
     return {};
 }
 
 void SerialLine::readAll()
 {
     std::array<char, 4096> buffer;
-    const auto count = ::read(master_, buffer.data(), buffer.size());
+    const auto count = ::read(m_master, buffer.data(), buffer.size());
     if (count > 0)
-        conversation_->receive(QByteArray(buffer.data(), static_cast<int>(count)));
+        m_conversation->receive(QByteArray(buffer.data(), int(count)));
 }
 
-// What does not fit is lost, as on a line that nobody reads.
 void SerialLine::send(const QByteArray &bytes)
 {
-    qint64 sent = 0;
-    while (sent < bytes.size()) {
-        const auto count =
-            ::write(master_, bytes.constData() + sent, static_cast<std::size_t>(bytes.size() - sent));
-        if (count <= 0)
-            return;
-        sent += count;
-    }
+    m_unsent += bytes;
+    sendWaiting();
 }
+
+// What the terminal does not take waits. A client that does not read is not served beyond a limit.
+void SerialLine::sendWaiting()
+{
+    const auto taken = ::write(m_master, m_unsent.constData(), std::size_t(m_unsent.size()));
+    if (taken > 0)
+        m_unsent.remove(0, int(taken));
+    m_writable->setEnabled(!m_unsent.isEmpty());
+    m_readable->setEnabled(m_unsent.size() < mostUnsent);
+}
+
+} // namespace kvsim

@@ -1,4 +1,6 @@
-#include "signals.h"
+// SPDX-License-Identifier: MIT
+// Signals as events of the main loop.
+#include "shell/signals.h"
 
 #include <QCoreApplication>
 #include <QSocketNotifier>
@@ -8,6 +10,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+namespace kvsim
+{
 namespace
 {
 
@@ -40,3 +44,5 @@ void onEndSignals(std::function<void()> end)
         ::sigaction(signal, &action, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
 }
+
+} // namespace kvsim

@@ -1,7 +1,14 @@
+// SPDX-License-Identifier: MIT
 // SIGINT, SIGTERM and SIGHUP as events of the main loop.
 #pragma once
 
 #include <functional>
 
-/// Calls the function from the event loop, once for each signal. Also keeps SIGPIPE from ending the program.
+namespace kvsim
+{
+
+/// Calls the function from the event loop, once for each signal. Also keeps SIGPIPE from
+/// ending the program.
 void onEndSignals(std::function<void()> end);
+
+} // namespace kvsim

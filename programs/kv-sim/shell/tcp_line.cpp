@@ -1,7 +1,13 @@
-#include "tcp_line.h"
+// SPDX-License-Identifier: MIT
+// A TCP port of the PLC.
+#include "shell/tcp_line.h"
+
+#include <QTimer>
 
 #include <sys/socket.h>
 
+namespace kvsim
+{
 namespace
 {
 
@@ -13,7 +19,7 @@ constexpr qint64 mostUnsent = 1024 * 1024; // a client that does not read is not
 void resetSocket(QTcpSocket *socket)
 {
     const linger now{1, 0};
-    ::setsockopt(static_cast<int>(socket->socketDescriptor()), SOL_SOCKET, SO_LINGER, &now, sizeof now);
+    ::setsockopt(int(socket->socketDescriptor()), SOL_SOCKET, SO_LINGER, &now, sizeof now);
     socket->abort();
 }
 
@@ -27,72 +33,93 @@ void sendNow(QTcpSocket *socket, const QByteArray &bytes)
 
 } // namespace
 
-TcpLine::TcpLine(Exchange &exchange, Conversation::Speech speech) : exchange_(exchange), speech_(speech)
+TcpLine::TcpLine(LineContext &context, Conversation::Speech speech)
+    : m_context(context), m_speech(speech), m_listener([this](QTcpSocket *socket) { accept(socket); })
 {
-    server_.setMaxPendingConnections(1000);
-    connect(&server_, &QTcpServer::newConnection, this, [this] {
-        while (QTcpSocket *socket = server_.nextPendingConnection())
-            accept(socket);
-    });
 }
 
 QString TcpLine::open(const Address &address)
 {
-    address_ = address;
-    return reopen();
+    const QString wrong = m_listener.open(address);
+    return wrong.isEmpty() ? wrong
+                           : QStringLiteral("cannot listen on tcp %1: %2").arg(addressText(address), wrong);
 }
 
 QString TcpLine::reopen()
 {
-    if (!server_.isListening() && !server_.listen(address_.host, address_.port))
-        return QStringLiteral("cannot listen on tcp %1: %2")
-            .arg(addressText(address_.host, address_.port), server_.errorString());
-    address_.port = server_.serverPort();
-    return {};
-}
-
-QString TcpLine::address() const
-{
-    return addressText(address_.host, address_.port);
+    return open(m_listener.address());
 }
 
 void TcpLine::disconnectAll()
 {
-    for (QTcpSocket *socket : server_.findChildren<QTcpSocket *>())
+    for (QTcpSocket *socket : m_listener.sockets())
         socket->disconnectFromHost();
+}
+
+void TcpLine::resetAll()
+{
+    for (QTcpSocket *socket : m_listener.sockets())
+        resetSocket(socket);
 }
 
 void TcpLine::accept(QTcpSocket *socket)
 {
     socket->setReadBufferSize(readAhead);
     socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
-    connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
-    admit(socket);
-}
-
-void TcpLine::admit(QTcpSocket *socket)
-{
-    const int number = ++exchange_.connections;
-    const kvsim::Entrance entrance = exchange_.simulator.connectionOpened(exchange_.openConnections > 0);
-    exchange_.trace.note(number, "connected from " +
+    const int number = ++m_context.connections;
+    const Entrance entrance = m_context.simulator.connectionOpened(!m_context.openClients.empty());
+    m_context.trace.note(number, "connected from " +
                                      addressText(socket->peerAddress(), socket->peerPort()).toStdString());
-    if (entrance == kvsim::Entrance::Refuse) {
-        exchange_.trace.note(number, "refused by a fault");
+    if (entrance == Entrance::Refuse) {
+        m_context.trace.note(number, "refused by a fault");
         return resetSocket(socket);
     }
-    if (entrance == kvsim::Entrance::CloseAtOnce) {
-        exchange_.trace.note(number, "closed by a fault: second client");
+    if (entrance == Entrance::CloseAtOnce) {
+        m_context.trace.note(number, "closed by a fault: second client");
         return socket->disconnectFromHost();
     }
-    ++exchange_.openConnections;
-    connect(socket, &QObject::destroyed, this, [this, number] {
-        --exchange_.openConnections;
-        exchange_.trace.note(number, "disconnected");
-    });
-    if (entrance == kvsim::Entrance::Serve)
+    if (!admit(socket, number))
+        return;
+    if (entrance == Entrance::Serve)
         return talk(socket, number);
-    exchange_.trace.note(number, "accepted into a black hole by a fault");
+    m_context.trace.note(number, "accepted into a black hole by a fault");
     connect(socket, &QTcpSocket::readyRead, socket, [socket] { socket->readAll(); });
+}
+
+// Within the limit of clients; false if this one has to go.
+bool TcpLine::admit(QTcpSocket *socket, int number)
+{
+    auto &clients = m_context.openClients;
+    const ClientLimit limit = m_context.clients;
+    if (limit.most > 0 && clients.size() >= limit.most) {
+        QTcpSocket *leaving = limit.oldestGoes ? clients.front() : socket;
+        m_context.trace.note(number, limit.oldestGoes ? "too many clients: the oldest one is closed"
+                                                      : "too many clients: closed");
+        std::erase(clients, leaving);
+        leaving->disconnectFromHost();
+        if (!limit.oldestGoes)
+            return false;
+    }
+    clients.push_back(socket);
+    connect(socket, &QTcpSocket::disconnected, this,
+            [this, socket] { std::erase(m_context.openClients, socket); });
+    connect(socket, &QObject::destroyed, this,
+            [this, number] { m_context.trace.note(number, "disconnected"); });
+    return true;
+}
+
+void TcpLine::closeWhenIdle(QTcpSocket *socket, int number)
+{
+    auto *idle = new QTimer(socket);
+    idle->setSingleShot(true);
+    const auto restart = [idle, ms = m_context.idleCloseMs] { idle->start(ms); };
+    connect(socket, &QTcpSocket::readyRead, idle, restart);
+    connect(socket, &QTcpSocket::bytesWritten, idle, restart);
+    connect(idle, &QTimer::timeout, socket, [this, socket, number] {
+        m_context.trace.note(number, "closed: it was silent for too long");
+        socket->disconnectFromHost();
+    });
+    restart();
 }
 
 void TcpLine::talk(QTcpSocket *socket, int number)
@@ -101,7 +128,7 @@ void TcpLine::talk(QTcpSocket *socket, int number)
     wire.send = [socket](const QByteArray &bytes) { sendNow(socket, bytes); };
     wire.close = [socket] { socket->disconnectFromHost(); };
     wire.reset = [socket] { resetSocket(socket); };
-    auto *conversation = new Conversation(exchange_, number, speech_, wire);
+    auto *conversation = new Conversation(m_context, number, m_speech, wire);
     conversation->setParent(socket);
     const auto readMore = [socket, conversation] {
         while (socket->bytesAvailable() > 0 && !conversation->busy() && socket->bytesToWrite() < mostUnsent)
@@ -113,5 +140,9 @@ void TcpLine::talk(QTcpSocket *socket, int number)
         if (socket->bytesAvailable() > 0)
             QMetaObject::invokeMethod(conversation, readMore, Qt::QueuedConnection);
     });
+    if (m_context.idleCloseMs > 0)
+        closeWhenIdle(socket, number);
     readMore();
 }
+
+} // namespace kvsim

@@ -1,32 +1,36 @@
-// A TCP port with the PLC behind it: text lines, or remote-area requests.
+// SPDX-License-Identifier: MIT
+// A TCP port of the PLC: text lines, or remote-area requests.
 #pragma once
 
-#include "address.h"
-#include "conversation.h"
+#include "shell/conversation.h"
+#include "shell/listener.h"
 
-#include <QTcpServer>
-#include <QTcpSocket>
+namespace kvsim
+{
 
 class TcpLine : public QObject
 {
 public:
-    TcpLine(Exchange &exchange, Conversation::Speech speech);
+    TcpLine(LineContext &context, Conversation::Speech speech);
 
-    /// \return empty, or why the port cannot be had. Port 0 takes a free one and keeps it from then on.
+    /// Port 0 takes a free port and keeps it from then on. \return empty, or why the port
+    /// is not available
     QString open(const Address &address);
-    QString address() const;
-    bool isOpen() const { return server_.isListening(); }
+    QString address() const { return addressText(m_listener.address()); }
     QString reopen();
-    void stopListening() { server_.close(); }
+    void stopListening() { m_listener.close(); }
     void disconnectAll();
+    void resetAll();
 
 private:
     void accept(QTcpSocket *socket);
-    void admit(QTcpSocket *socket);
+    bool admit(QTcpSocket *socket, int number);
+    void closeWhenIdle(QTcpSocket *socket, int number);
     void talk(QTcpSocket *socket, int number);
 
-    Exchange &exchange_;
-    Conversation::Speech speech_;
-    QTcpServer server_;
-    Address address_;
+    LineContext &m_context;
+    Conversation::Speech m_speech;
+    Listener m_listener;
 };
+
+} // namespace kvsim

@@ -1,9 +1,13 @@
-#include "trace.h"
+// SPDX-License-Identifier: MIT
+// --trace: what came and went, on stderr.
+#include "shell/trace.h"
 
 #include <QTime>
 
 #include <cstdio>
 
+namespace kvsim
+{
 namespace
 {
 
@@ -45,26 +49,28 @@ void print(int connection, char direction, const std::string &text)
 
 } // namespace
 
-void Trace::lineIn(int connection, const kvsim::Line &line) const
+void Trace::lineIn(int connection, const Line &line) const
 {
-    if (on_)
+    if (m_on)
         print(connection, '>', line.tooLong ? "(a line that is too long)<CR>" : visible(line.text) + "<CR>");
 }
 
-void Trace::requestIn(int connection, const kvsim::RemoteRequest &request) const
+void Trace::requestIn(int connection, const RemoteRequest &request) const
 {
-    if (on_)
-        print(connection, '>', hexBytes(request.bytes) + (request.trouble.empty() ? "" : " (broken)"));
+    if (m_on)
+        print(connection, '>', hexBytes(request.bytes) + (request.broken.empty() ? "" : " (broken)"));
 }
 
 void Trace::bytesOut(int connection, const std::string &bytes) const
 {
-    if (on_)
+    if (m_on)
         print(connection, '<', visible(bytes));
 }
 
 void Trace::note(int connection, const std::string &text) const
 {
-    if (on_)
+    if (m_on)
         print(connection, '-', text);
 }
+
+} // namespace kvsim

@@ -1,21 +1,27 @@
+// SPDX-License-Identifier: MIT
 // --trace: each line in (>) and out (<) with time and connection, on stderr.
 #pragma once
 
-#include "line_splitter.h"
-#include "remote_area.h"
+#include "requests/remote_request.h"
+#include "text/line_splitter.h"
 
 #include <string>
+
+namespace kvsim
+{
 
 class Trace
 {
 public:
-    explicit Trace(bool on) : on_(on) {}
+    explicit Trace(bool on) : m_on(on) {}
 
-    void lineIn(int connection, const kvsim::Line &line) const;
-    void requestIn(int connection, const kvsim::RemoteRequest &request) const;
+    void lineIn(int connection, const Line &line) const;
+    void requestIn(int connection, const RemoteRequest &request) const;
     void bytesOut(int connection, const std::string &bytes) const;
     void note(int connection, const std::string &text) const;
 
 private:
-    bool on_;
+    bool m_on;
 };
+
+} // namespace kvsim

@@ -1,9 +1,13 @@
-#include "udp_line.h"
+// SPDX-License-Identifier: MIT
+// A UDP port of the PLC.
+#include "shell/udp_line.h"
 
 #include <QNetworkDatagram>
 
 #include <algorithm>
 
+namespace kvsim
+{
 namespace
 {
 
@@ -11,49 +15,62 @@ constexpr std::size_t mostPeers = 1024; // UDP never says goodbye: the one silen
 
 } // namespace
 
-UdpLine::UdpLine(Exchange &exchange) : exchange_(exchange)
+UdpLine::UdpLine(LineContext &context) : m_context(context)
 {
-    connect(&socket_, &QUdpSocket::readyRead, this, [this] { readAll(); });
+    connect(&m_socket, &QUdpSocket::readyRead, this, [this] { readAll(); });
 }
 
 QString UdpLine::open(const Address &address)
 {
-    if (socket_.bind(address.host, address.port, QAbstractSocket::DontShareAddress))
+    if (m_socket.bind(address.host, address.port, QAbstractSocket::DontShareAddress))
         return {};
     return QStringLiteral("cannot listen on udp %1: %2")
-        .arg(addressText(address.host, address.port), socket_.errorString());
+        .arg(addressText(address.host, address.port), m_socket.errorString());
 }
 
 QString UdpLine::address() const
 {
-    return addressText(socket_.localAddress(), socket_.localPort());
+    return addressText(m_socket.localAddress(), m_socket.localPort());
 }
 
 void UdpLine::readAll()
 {
-    while (socket_.hasPendingDatagrams()) {
-        const QNetworkDatagram datagram = socket_.receiveDatagram();
+    while (m_socket.hasPendingDatagrams()) {
+        const QNetworkDatagram datagram = m_socket.receiveDatagram();
         if (datagram.isValid())
-            conversationWith(datagram.senderAddress(), static_cast<quint16>(datagram.senderPort()))
+            conversationWith(datagram.senderAddress(), quint16(datagram.senderPort()))
                 .receive(datagram.data());
+    }
+}
+
+// A datagram for each answer: an answer that comes twice comes in two.
+void UdpLine::send(QByteArray bytes, const QHostAddress &host, quint16 port)
+{
+    while (!bytes.isEmpty()) {
+        const auto end = bytes.indexOf('\n');
+        const auto length = end < 0 ? bytes.size() : end + 1;
+        m_socket.writeDatagram(bytes.left(length), host, port);
+        bytes.remove(0, length);
     }
 }
 
 Conversation &UdpLine::conversationWith(const QHostAddress &host, quint16 port)
 {
-    const auto known = std::find_if(peers_.begin(), peers_.end(),
+    const auto known = std::find_if(m_peers.begin(), m_peers.end(),
                                     [&](const Peer &peer) { return peer.port == port && peer.host == host; });
-    if (known != peers_.end()) {
-        peers_.splice(peers_.begin(), peers_, known);
-        return *peers_.front().conversation;
+    if (known != m_peers.end()) {
+        m_peers.splice(m_peers.begin(), m_peers, known);
+        return *m_peers.front().conversation;
     }
-    if (peers_.size() >= mostPeers)
-        peers_.pop_back();
-    const int number = ++exchange_.connections;
-    exchange_.trace.note(number, "first datagram from " + addressText(host, port).toStdString());
+    if (m_peers.size() >= mostPeers)
+        m_peers.pop_back();
+    const int number = ++m_context.connections;
+    m_context.trace.note(number, "first datagram from " + addressText(host, port).toStdString());
     Wire wire;
-    wire.send = [this, host, port](const QByteArray &bytes) { socket_.writeDatagram(bytes, host, port); };
-    peers_.push_front(
-        {host, port, std::make_unique<Conversation>(exchange_, number, Conversation::Speech::Lines, wire)});
-    return *peers_.front().conversation;
+    wire.send = [this, host, port](const QByteArray &bytes) { send(bytes, host, port); };
+    m_peers.push_front(
+        {host, port, std::make_unique<Conversation>(m_context, number, Conversation::Speech::Lines, wire)});
+    return *m_peers.front().conversation;
 }
+
+} // namespace kvsim

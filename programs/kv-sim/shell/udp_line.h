@@ -1,18 +1,22 @@
+// SPDX-License-Identifier: MIT
 // A UDP port with the PLC behind it. Every sender has a link state and a half-read line of its own.
 #pragma once
 
-#include "address.h"
-#include "conversation.h"
+#include "shell/address.h"
+#include "shell/conversation.h"
 
 #include <QUdpSocket>
 
 #include <list>
 #include <memory>
 
+namespace kvsim
+{
+
 class UdpLine : public QObject
 {
 public:
-    explicit UdpLine(Exchange &exchange);
+    explicit UdpLine(LineContext &context);
 
     /// \return empty, or why the port cannot be had
     QString open(const Address &address);
@@ -26,9 +30,12 @@ private:
     };
 
     void readAll();
+    void send(QByteArray bytes, const QHostAddress &host, quint16 port);
     Conversation &conversationWith(const QHostAddress &host, quint16 port);
 
-    Exchange &exchange_;
-    QUdpSocket socket_;
-    std::list<Peer> peers_; // the latest speaker first
+    LineContext &m_context;
+    QUdpSocket m_socket;
+    std::list<Peer> m_peers; // the latest speaker first
 };
+
+} // namespace kvsim

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Every fault over a real connection, and counted.
 #include "sim_process.h"
 
@@ -117,7 +118,7 @@ TEST_P(FaultyBytes, arriveAsAsked)
     line->send("RDS DM0 2\r");
     const std::string received = GetParam().received;
     EXPECT_EQ(line->receive(received.size()), received);
-    EXPECT_EQ(line->ask("?K"), "57"); // nothing stands between
+    EXPECT_EQ(line->ask("?K"), "57"); // nothing in between
     EXPECT_EQ(done(), GetParam().done);
 }
 
@@ -237,7 +238,7 @@ TEST_F(Faulty, everyThirdOfMany)
     std::string pattern;
     for (int i = 0; i < 30; ++i) {
         pattern += line->ask("RD DM1") == "?0002" ? 'x' : '.';
-        EXPECT_EQ(line->ask("RD DM0"), "00001"); // another device is never struck
+        EXPECT_EQ(line->ask("RD DM0"), "00001"); // a fault never touches another device
     }
     EXPECT_EQ(pattern, "..x..x..x..x..x..x..x..x..x..x");
     EXPECT_EQ(done(), "faults=10 garbled=10");

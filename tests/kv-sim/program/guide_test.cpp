@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The sessions of the guide, replayed against the real program.
 //
 // In a block marked "session":
@@ -26,39 +27,41 @@ struct Session {
     std::vector<QString> lines;
 };
 
-std::vector<Session> sessionsOfTheGuide()
+// The blocks of the guide that are marked so.
+std::vector<Session> blocksOfTheGuide(const QString &mark)
 {
     QFile guide(KV_SIM_GUIDE);
     guide.open(QIODevice::ReadOnly);
-    std::vector<Session> sessions;
+    const QString begin = "```" + mark;
+    std::vector<Session> blocks;
     bool inside = false;
     int number = 0;
     for (const QString &line : QString::fromUtf8(guide.readAll()).split('\n')) {
         ++number;
-        if (line == "```session")
-            sessions.push_back({number, {}});
-        inside = line == "```session" || (inside && line != "```");
-        if (inside && line != "```session")
-            sessions.back().lines.push_back(line);
+        if (line == begin)
+            blocks.push_back({number, {}});
+        inside = line == begin || (inside && line != "```");
+        if (inside && line != begin)
+            blocks.back().lines.push_back(line);
     }
-    return sessions;
+    return blocks;
 }
 
 class Replay
 {
 public:
-    explicit Replay(const Session &session) : session_(session) {}
+    explicit Replay(const Session &session) : m_session(session) {}
 
     void run()
     {
-        int at = session_.line;
-        for (const QString &line : session_.lines) {
+        int at = m_session.line;
+        for (const QString &line : m_session.lines) {
             SCOPED_TRACE("docs/kv-sim.md:" + std::to_string(++at) + ": " + line.toStdString());
             play(line);
         }
     }
 
-    int exchanges() const { return exchanges_; }
+    int exchanges() const { return m_exchanges; }
 
 private:
     void play(const QString &line)
@@ -67,20 +70,20 @@ private:
             return;
         if (line.startsWith("$ kv-sim"))
             return startProgram(line.mid(8).trimmed());
-        ASSERT_TRUE(sim_ && sim_->isReady());
+        ASSERT_TRUE(m_sim && m_sim->isReady());
         const auto sign = line.indexOf(line.contains("> ") && !line.contains("< ") ? '>' : '<');
         const QString who = line.left(sign);
         const std::string text = line.mid(sign + 2).toStdString();
         if (line.at(sign) == '>')
             return send(who, text);
         expect(who, text);
-        ++exchanges_;
+        ++m_exchanges;
     }
 
     void startProgram(QString options)
     {
         QStringList words;
-        options.replace("$DIR", folder_.path());
+        options.replace("$DIR", m_folder.path());
         bool quoted = false;
         for (const QString &part : options.split('"')) {
             if (quoted)
@@ -89,25 +92,25 @@ private:
                 words << part.split(' ', Qt::SkipEmptyParts);
             quoted = !quoted;
         }
-        sim_ = std::make_unique<SimProcess>(words);
-        ASSERT_TRUE(sim_->isReady()) << sim_->errors();
+        m_sim = std::make_unique<SimProcess>(words);
+        ASSERT_TRUE(m_sim->isReady()) << m_sim->errors();
     }
 
     Client &client(const QString &who)
     {
-        auto &client = clients_[who];
+        auto &client = m_clients[who];
         if (!client)
-            client = std::make_unique<Client>(sim_->port(who == "c"   ? "control"
-                                                         : who == "r" ? "remote"
-                                                                      : "tcp"));
+            client = std::make_unique<Client>(m_sim->port(who == "c"   ? "control"
+                                                          : who == "r" ? "remote"
+                                                                       : "tcp"));
         return *client;
     }
 
     SerialClient &serial()
     {
-        if (!serial_)
-            serial_ = std::make_unique<SerialClient>(folder_.filePath("plc"));
-        return *serial_;
+        if (!m_serial)
+            m_serial = std::make_unique<SerialClient>(m_folder.filePath("plc"));
+        return *m_serial;
     }
 
     void send(const QString &who, const std::string &text)
@@ -142,29 +145,45 @@ private:
     // An answer to somebody else says that the program has been there meanwhile.
     void expectNothing(const QString &who)
     {
-        Client other(sim_->port("control"));
+        Client other(m_sim->port("control"));
         ASSERT_TRUE(other.isConnected()) << "a session that expects nothing needs --control";
         other.ask("help");
         other.ask("help");
         EXPECT_EQ(client(who).pending(), "");
     }
 
-    const Session &session_;
-    QTemporaryDir folder_;
-    std::unique_ptr<SimProcess> sim_;
-    std::unique_ptr<SerialClient> serial_;
-    std::map<QString, std::unique_ptr<Client>> clients_;
-    int exchanges_ = 0;
+    const Session &m_session;
+    QTemporaryDir m_folder;
+    std::unique_ptr<SimProcess> m_sim;
+    std::unique_ptr<SerialClient> m_serial;
+    std::map<QString, std::unique_ptr<Client>> m_clients;
+    int m_exchanges = 0;
 };
 
 TEST(Guide, sessionsRunAsWritten)
 {
-    const std::vector<Session> sessions = sessionsOfTheGuide();
+    const std::vector<Session> sessions = blocksOfTheGuide("session");
     EXPECT_GE(sessions.size(), 8U);
     for (const Session &session : sessions) {
         Replay replay(session);
         replay.run();
         EXPECT_GE(replay.exchanges(), 1) << "docs/kv-sim.md:" << session.line;
+    }
+}
+
+TEST(Guide, programsAreGood)
+{
+    const QTemporaryDir folder;
+    const std::vector<Session> programs = blocksOfTheGuide("program");
+    EXPECT_GE(programs.size(), 1U);
+    for (const Session &program : programs) {
+        QFile file(folder.filePath("program"));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        for (const QString &line : program.lines)
+            file.write(line.toUtf8() + "\n");
+        file.close();
+        SimProcess sim({"--check", file.fileName()});
+        EXPECT_EQ(sim.exitCode(), 0) << "docs/kv-sim.md:" << program.line << ": " << sim.errors();
     }
 }
 

@@ -1,12 +1,13 @@
+// SPDX-License-Identifier: MIT
 // Every command row as literal bytes over a real socket, over UDP and over a real pseudo-terminal;
 // segmentation; many connections; remote-area requests.
-#include "../command_rows.h"
+#include "command_rows.h"
 #include "serial_client.h"
+#include "udp_client.h"
 
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
-#include <QUdpSocket>
 
 #include <gtest/gtest.h>
 
@@ -20,9 +21,7 @@ const QStringList tcpAndControl{"--tcp", "127.0.0.1:0", "--control", "127.0.0.1:
 
 std::string setUpAnswers(const CommandRow &row, const std::string &lines)
 {
-    return row.setUp
-               ? std::string(static_cast<std::size_t>(std::count(lines.begin(), lines.end(), '\r')), '.')
-               : "";
+    return row.setUp ? std::string(std::size_t(std::count(lines.begin(), lines.end(), '\r')), '.') : "";
 }
 
 // One row over a line: memory emptied, link opened, set up, asked.
@@ -65,35 +64,6 @@ TEST(OverSerial, everyCommandIsAnswered)
     EXPECT_EQ(line.surplus(), "");
 }
 
-class UdpClient
-{
-public:
-    explicit UdpClient(quint16 port) : port_(port) { socket_.bind(QHostAddress(QHostAddress::LocalHost), 0); }
-
-    void send(const std::string &bytes)
-    {
-        if (!bytes.empty())
-            socket_.writeDatagram(bytes.data(), static_cast<qint64>(bytes.size()),
-                                  QHostAddress(QHostAddress::LocalHost), port_);
-    }
-
-    std::string receive(std::size_t count)
-    {
-        std::string bytes;
-        while (bytes.size() < count &&
-               (socket_.hasPendingDatagrams() || socket_.waitForReadyRead(patienceMs))) {
-            QByteArray datagram(static_cast<int>(socket_.pendingDatagramSize()), '\0');
-            socket_.readDatagram(datagram.data(), datagram.size());
-            bytes += datagram.toStdString();
-        }
-        return bytes;
-    }
-
-private:
-    QUdpSocket socket_;
-    quint16 port_;
-};
-
 TEST(OverUdp, everyCommandIsAnswered)
 {
     SimProcess sim({"--udp", "127.0.0.1:0", "--control", "127.0.0.1:0"});
@@ -120,9 +90,9 @@ TEST(OverUdp, everySenderHasALinkOfItsOwn)
     EXPECT_EQ(second.receive(7), "00005\r\n");
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 // Segmentation
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 const std::string talk = "CR\r\nWRS DM100.U 3 1 2 65535\r\nST B1af\rRDS DM100.U 3\r\nRD QQ0\r\n?K\r";
 const std::string talkAnswers = "CC\r\nOK\r\nOK\r\n00001 00002 65535\r\nE0\r\n57\r\n";
@@ -198,9 +168,9 @@ TEST(LongLine, isThrownAwayOverTcp)
     EXPECT_EQ(line.ask("RD DM0"), "00000");
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 // Connections
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 TEST(Connections, sixtyFourAtOnce)
 {
@@ -214,12 +184,11 @@ TEST(Connections, sixtyFourAtOnce)
     for (const auto &client : clients)
         ASSERT_EQ(client->receive(4), "CC\r\n");
     for (int i = 0; i < 64; ++i)
-        clients[static_cast<std::size_t>(i)]->send("WR DM" + std::to_string(i) + " " +
-                                                   std::to_string(100 + i) + "\r");
+        clients[std::size_t(i)]->send("WR DM" + std::to_string(i) + " " + std::to_string(100 + i) + "\r");
     for (const auto &client : clients)
         ASSERT_EQ(client->receive(4), "OK\r\n");
     for (int i = 0; i < 64; ++i) // each reads what its neighbour wrote
-        EXPECT_EQ(clients[static_cast<std::size_t>((i + 1) % 64)]->ask("RD DM" + std::to_string(i)),
+        EXPECT_EQ(clients[std::size_t((i + 1) % 64)]->ask("RD DM" + std::to_string(i)),
                   "00" + std::to_string(100 + i));
 }
 
@@ -350,9 +319,9 @@ TEST(Serial, takesItsTimeAtALowSpeed)
     EXPECT_LT(clock.elapsed(), 3000);
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 // Remote-area requests
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 std::string bytes(const char *hex)
 {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // kv-sim as a program: options, messages, exit codes, control connection, files, signals, trace.
 #include "sim_process.h"
 
@@ -35,25 +36,32 @@ TEST_P(Usage, endsWithAMessage)
 // clang-format off
 INSTANTIATE_TEST_SUITE_P(Rows, Usage, testing::Values(
     UsageRow{ "unknownOption",  {"--bogus"},                                        2, "--bogus" },
-    UsageRow{ "noPort",         {"--tcp", "127.0.0.1"},                             2, "'127.0.0.1' is no ADDR:PORT" },
-    UsageRow{ "badPort",        {"--tcp", "127.0.0.1:65536"},                       2, "'65536' is no port" },
-    UsageRow{ "badAddress",     {"--udp", "nowhere:0"},                             2, "'nowhere' is no address in numbers" },
-    UsageRow{ "bareIpv6",       {"--remote", "::1:0"},                              2, "'::1:0' is no ADDR:PORT" },
-    UsageRow{ "badControl",     {"--control", ":80"},                               2, "':80' is no ADDR:PORT" },
-    UsageRow{ "badModel",       {"--model", "KV-9"},                                2, "KV-9 not in" },
-    UsageRow{ "badOpen",        {"--open", "maybe"},                                2, "maybe not in" },
-    UsageRow{ "badDelay",       {"--delay", "soon"},                                2, "'soon' is no delay" },
-    UsageRow{ "badJitter",      {"--delay", "5:"},                                  2, "'5:' is no delay" },
-    UsageRow{ "badCount",       {"--max-count", "QQ=5"},                            2, "'QQ=5' is neither N nor DEVICE=N" },
-    UsageRow{ "zeroCount",      {"--max-count", "0"},                               2, "'0' is neither N nor DEVICE=N" },
+    UsageRow{ "noPort",         {"--tcp", "127.0.0.1"},                             2, "--tcp: '127.0.0.1' is not ADDR:PORT" },
+    UsageRow{ "badPort",        {"--tcp", "127.0.0.1:65536"},                       2, "--tcp: '65536' is not a port" },
+    UsageRow{ "badAddress",     {"--udp", "nowhere:0"},                             2, "--udp: 'nowhere' is not a numeric address" },
+    UsageRow{ "bareIpv6",       {"--remote", "::1:0"},                              2, "--remote: '::1:0' is not ADDR:PORT" },
+    UsageRow{ "badControl",     {"--control", ":80"},                               2, "--control: ':80' is not ADDR:PORT" },
+    UsageRow{ "badModel",       {"--model", "KV-9"},                                2, "--model: KV-9 not in" },
+    UsageRow{ "badOpen",        {"--open", "maybe"},                                2, "--open: maybe not in" },
+    UsageRow{ "badDelay",       {"--delay", "soon"},                                2, "--delay: 'soon' is not a delay" },
+    UsageRow{ "badJitter",      {"--delay", "5:"},                                  2, "--delay: '5:' is not a delay" },
+    UsageRow{ "badTail",        {"--delay", "tail:8:7"},                            2, "--delay: 'tail:8:7' is not a delay" },
+    UsageRow{ "noClients",      {"--max-clients", "0"},                             2, "--max-clients: '0' is not a limit" },
+    UsageRow{ "manyClients",    {"--max-clients", "10001"},                         2, "--max-clients: '10001' is not a limit" },
+    UsageRow{ "whichClient",    {"--max-clients", "4:any"},                         2, "--max-clients: '4:any' is not a limit" },
+    UsageRow{ "idleZero",       {"--idle-close", "0"},                              2, "--idle-close" },
+    UsageRow{ "badCpuProgram",  {"--cpu-program", "gone"},                          2, "--cpu-program: gone not in" },
+    UsageRow{ "badCount",       {"--max-count", "QQ=5"},                            2, "--max-count: 'QQ=5' is neither N nor DEVICE=N" },
+    UsageRow{ "zeroCount",      {"--max-count", "0"},                               2, "--max-count: '0' is neither N nor DEVICE=N" },
+    UsageRow{ "hugeCount",      {"--max-count", "4294967296"},                      2, "--max-count: '4294967296' is neither N nor DEVICE=N" },
     UsageRow{ "badScan",        {"--scan", "0"},                                    2, "--scan" },
-    UsageRow{ "badSet",         {"--tcp", "127.0.0.1:0", "--set", "DM1=x"},         2, "--set: 'x' is no value for 'DM1'" },
-    UsageRow{ "noSuchPlc",      {"--plcs", "2", "--set", "2/DM1=5"},                2, "--set: '2' is no PLC (0 to 1)" },
-    UsageRow{ "namelessPlc",    {"--set", "/DM1=5"},                                2, "--set: '' is no PLC (0 to 0)" },
+    UsageRow{ "badSet",         {"--tcp", "127.0.0.1:0", "--set", "DM1=x"},         2, "--set: 'x' is not a value for 'DM1'" },
+    UsageRow{ "noSuchPlc",      {"--plcs", "2", "--set", "2/DM1=5"},                2, "--set: '2' is not a PLC (0 to 1)" },
+    UsageRow{ "namelessPlc",    {"--set", "/DM1=5"},                                2, "--set: '' is not a PLC (0 to 0)" },
     UsageRow{ "noPlcs",         {"--plcs", "0"},                                    2, "--plcs" },
-    UsageRow{ "plcsOnOneLine",  {"--plcs", "2", "--serial", "/tmp/plc"},            2, "--plcs goes with neither --serial nor --save" },
-    UsageRow{ "plcsInOneFile",  {"--plcs", "2", "--save", "/tmp/plc.json"},         2, "--plcs goes with neither --serial nor --save" },
-    UsageRow{ "plcsPastPorts",  {"--plcs", "3", "--tcp", "127.0.0.1:65534"},        2, "there are not so many ports from 65534 on" },
+    UsageRow{ "plcsOnOneLine",  {"--plcs", "2", "--serial", "/tmp/plc"},            2, "--plcs cannot be combined with --serial or --save" },
+    UsageRow{ "plcsInOneFile",  {"--plcs", "2", "--save", "/tmp/plc.json"},         2, "--plcs cannot be combined with --serial or --save" },
+    UsageRow{ "plcsPastPorts",  {"--plcs", "3", "--tcp", "127.0.0.1:65534"},        2, "there are not that many ports from 65534 on" },
     UsageRow{ "badFault",       {"--tcp", "127.0.0.1:0", "--fault", "hello"},       2, "--fault: no fault is called 'hello'" },
     UsageRow{ "badLoad",        {"--tcp", "127.0.0.1:0", "--load", "/nonexistent"}, 3, "cannot load /nonexistent" },
     UsageRow{ "badSerial",      {"--serial", "/nonexistent/plc"},                   3, "cannot make a serial line at /nonexistent/plc" },
@@ -61,7 +69,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, Usage, testing::Values(
     [](const auto &row) { return std::string(row.param.name); });
 // clang-format on
 
-TEST(BusyPort, isToldWithExitCode3)
+TEST(BusyPort, givesExitCode3)
 {
     QTcpServer taken;
     ASSERT_TRUE(taken.listen(QHostAddress(QHostAddress::LocalHost), 0));
@@ -83,14 +91,14 @@ TEST(Help, saysWhatIsUnverified)
         EXPECT_NE(help.find(part), std::string::npos) << part;
 }
 
-TEST(Version, isTold)
+TEST(Version, isPrinted)
 {
     SimProcess sim({"--version"});
     EXPECT_EQ(sim.exitCode(), 0);
     EXPECT_EQ(sim.output().rfind("kv-sim 0.", 0), 0U) << sim.output();
 }
 
-TEST(End, bySignalIsCleanAndTellsStatistics)
+TEST(End, bySignalIsCleanAndPrintsStatistics)
 {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         SimProcess sim({"--tcp", "127.0.0.1:0"});
@@ -160,7 +168,7 @@ TEST(Control, endsALineThatIsTooLong)
     SimProcess sim({"--control", "127.0.0.1:0", "--tcp", "127.0.0.1:0"});
     Client control(sim.port("control"));
     control.send(std::string(70000, 'x'));
-    EXPECT_EQ(control.line(), "error: this line is too long");
+    EXPECT_EQ(control.line(), "error: this line is too long (65536 bytes at most)");
 }
 
 TEST(Control, refusesAndTakesConnectionsAgainOnTheSamePort)

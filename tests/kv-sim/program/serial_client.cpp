@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "serial_client.h"
 
 #include <QFile>
@@ -9,36 +10,42 @@
 #include <unistd.h>
 
 SerialClient::SerialClient(const QString &path)
-    : terminal_(::open(QFile::encodeName(path).constData(), O_RDWR | O_NOCTTY | O_CLOEXEC))
+    : m_terminal(::open(QFile::encodeName(path).constData(), O_RDWR | O_NOCTTY | O_CLOEXEC))
 {
 }
 
 SerialClient::~SerialClient()
 {
-    if (terminal_ >= 0)
-        ::close(terminal_);
+    if (m_terminal >= 0)
+        ::close(m_terminal);
 }
 
 void SerialClient::send(const std::string &bytes) const
 {
     for (std::size_t sent = 0; sent < bytes.size();) {
-        const auto count = ::write(terminal_, bytes.data() + sent, bytes.size() - sent);
+        const auto count = ::write(m_terminal, bytes.data() + sent, bytes.size() - sent);
         if (count <= 0)
             return;
-        sent += static_cast<std::size_t>(count);
+        sent += std::size_t(count);
     }
+}
+
+void SerialClient::setBlocking(bool on) const
+{
+    const int flags = ::fcntl(m_terminal, F_GETFL);
+    ::fcntl(m_terminal, F_SETFL, on ? flags & ~O_NONBLOCK : flags | O_NONBLOCK);
 }
 
 std::string SerialClient::receive(std::size_t count) const
 {
     std::string bytes;
     std::array<char, 4096> buffer;
-    pollfd wait{terminal_, POLLIN, 0};
+    pollfd wait{m_terminal, POLLIN, 0};
     while (bytes.size() < count && ::poll(&wait, 1, patienceMs) == 1) {
-        const auto got = ::read(terminal_, buffer.data(), std::min(buffer.size(), count - bytes.size()));
+        const auto got = ::read(m_terminal, buffer.data(), std::min(buffer.size(), count - bytes.size()));
         if (got <= 0)
             break;
-        bytes.append(buffer.data(), static_cast<std::size_t>(got));
+        bytes.append(buffer.data(), std::size_t(got));
     }
     return bytes;
 }
@@ -46,9 +53,9 @@ std::string SerialClient::receive(std::size_t count) const
 std::string SerialClient::surplus() const
 {
     std::array<char, 256> buffer;
-    pollfd wait{terminal_, POLLIN, 0};
+    pollfd wait{m_terminal, POLLIN, 0};
     if (::poll(&wait, 1, 20) != 1)
         return {};
-    const auto got = ::read(terminal_, buffer.data(), buffer.size());
-    return got > 0 ? std::string(buffer.data(), static_cast<std::size_t>(got)) : std::string();
+    const auto got = ::read(m_terminal, buffer.data(), buffer.size());
+    return got > 0 ? std::string(buffer.data(), std::size_t(got)) : std::string();
 }

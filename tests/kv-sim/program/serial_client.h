@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A client on the pseudo-terminal, as a host opens it: by its path.
 #pragma once
 
@@ -13,12 +14,14 @@ public:
     SerialClient(const SerialClient &) = delete;
     SerialClient &operator=(const SerialClient &) = delete;
 
-    bool isOpen() const { return terminal_ >= 0; }
+    bool isOpen() const { return m_terminal >= 0; }
     void send(const std::string &bytes) const;
+    /// Without blocking, bytes that the line does not take are dropped.
+    void setBlocking(bool on) const;
     std::string receive(std::size_t count) const;
     /// What comes within a short while although nothing should.
     std::string surplus() const;
 
 private:
-    int terminal_ = -1;
+    int m_terminal = -1;
 };

@@ -1,0 +1,249 @@
+// SPDX-License-Identifier: MIT
+// What kv-sim bounds: unread answers, control lines, files and descriptors. A limit that is reached
+// has a clear answer, and never holds up another line.
+#include "serial_client.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+namespace
+{
+
+const QStringList tcpAndControl{"--tcp", "127.0.0.1:0", "--control", "127.0.0.1:0"};
+
+// -------------------------------------------------------------------------------------------------
+// Unread answers
+// -------------------------------------------------------------------------------------------------
+
+TEST(Serial, losesNothingWhenItsReaderIsSlow)
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("plc");
+    SimProcess sim({"--serial", path, "--control", "127.0.0.1:0"});
+    ASSERT_TRUE(sim.isReady()) << sim.errors();
+    SerialClient line(path);
+    line.send("CR\r");
+    EXPECT_EQ(line.receive(4), "CC\r\n");
+    std::string expected;
+    for (int i = 0; i < 50; ++i) {
+        line.send("RDS DM0 1000\r");
+        expected += std::string(5999, ' ') + "\r\n"; // 1000 times "00000", with spaces between
+    }
+    for (std::size_t at = 0; at < expected.size(); ++at)
+        if (at % 6001 < 5999 && at % 6001 % 6 != 5)
+            expected[at] = '0';
+    Client control(sim.port("control"));
+    while (control.ask("statistics").find("RDS=50 ") == std::string::npos) {
+    }
+    EXPECT_EQ(line.receive(expected.size()), expected);
+    EXPECT_EQ(line.surplus(), "");
+}
+
+TEST(Serial, readsNoFurtherRequestsFromAClientThatNeverReads)
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("plc");
+    SimProcess sim({"--serial", path, "--control", "127.0.0.1:0"});
+    ASSERT_TRUE(sim.isReady()) << sim.errors();
+    SerialClient line(path);
+    Client control(sim.port("control"));
+    line.send("CR\r");
+    line.setBlocking(false);
+    for (int i = 0; i < 4000; ++i) // 24 MB of answers, if all were served
+        line.send("RDS DM0 1000\r");
+    const auto bytesOut = [&control] {
+        const std::string text = control.ask("statistics");
+        return std::stoull(text.substr(text.find("bytes_out=") + 10));
+    };
+    unsigned long long before = 0;
+    for (unsigned long long now = bytesOut(); now != before; now = bytesOut())
+        before = now;
+    EXPECT_LT(before, 8U * 1024 * 1024);
+    EXPECT_EQ(control.ask("get DM0"), "ok 00000");
+}
+
+TEST(Control, servesNoFurtherCommandsToAClientThatNeverReads)
+{
+    SimProcess sim(tcpAndControl);
+    ASSERT_TRUE(sim.isReady()) << sim.errors();
+    Client deaf(sim.port("control"));
+    std::string sent;
+    for (int i = 0; i < 500; ++i)
+        sent += "get ZF0 524288\n"; // 3 MB each: 1.5 GB, if all were served
+    deaf.send(sent);
+    Client line(sim.port("tcp"));
+    EXPECT_EQ(line.ask("CR"), "CC");
+    Client control(sim.port("control"));
+    for (int i = 0; i < 20; ++i)
+        EXPECT_EQ(control.ask("get DM0"), "ok 00000");
+    EXPECT_LT(sim.memoryKilobytes(), 100 * 1024);
+}
+
+TEST(Control, givesAllAnswersToAClientThatReadsLate)
+{
+    SimProcess sim(tcpAndControl);
+    ASSERT_TRUE(sim.isReady()) << sim.errors();
+    Client late(sim.port("control"));
+    constexpr int commands = 50;
+    std::string sent;
+    for (int i = 0; i < commands; ++i)
+        sent += "get DM0 60000\n";
+    late.send(sent);
+    constexpr std::size_t answer = 3 + 60000 * 6; // "ok ", and a space or the end after each value
+    for (int i = 0; i < commands; ++i)
+        ASSERT_EQ(late.receive(answer).size(), answer) << i;
+    EXPECT_EQ(late.ask("get DM0"), "ok 00000");
+}
+
+// -------------------------------------------------------------------------------------------------
+// Control lines
+// -------------------------------------------------------------------------------------------------
+
+TEST(Control, answersACommandWithAZeroByteInOneLine)
+{
+    SimProcess sim(tcpAndControl);
+    ASSERT_TRUE(sim.isReady()) << sim.errors();
+    Client control(sim.port("control"));
+    control.send(std::string("get\0DM0\n", 8) + "get DM0\n");
+    EXPECT_EQ(control.line(), "error: no command is called 'get?DM0'; 'help' lists them");
+    EXPECT_EQ(control.line(), "ok 00000");
+}
+
+TEST(Control, takesALineOfTheLimitAndRefusesALongerOne)
+{
+    SimProcess sim(tcpAndControl);
+    ASSERT_TRUE(sim.isReady()) << sim.errors();
+    Client control(sim.port("control"));
+    control.send(std::string(64 * 1024 - 7, ' ') + "get DM0\n");
+    EXPECT_EQ(control.line(), "ok 00000");
+    control.send(std::string(64 * 1024 + 1, 'x'));
+    EXPECT_EQ(control.line(), "error: this line is too long (65536 bytes at most)");
+    EXPECT_EQ(control.untilEnd(), "");
+}
+
+TEST(Control, takes64ConnectionsAndRefusesTheNext)
+{
+    SimProcess sim(tcpAndControl);
+    ASSERT_TRUE(sim.isReady()) << sim.errors();
+    std::vector<std::unique_ptr<Client>> clients;
+    for (int i = 0; i < 64; ++i) {
+        clients.push_back(std::make_unique<Client>(sim.port("control")));
+        ASSERT_EQ(clients.back()->ask("get DM0"), "ok 00000") << i;
+    }
+    Client refused(sim.port("control"));
+    EXPECT_EQ(refused.line(), "error: there are 64 control connections already; close one first");
+    EXPECT_EQ(refused.untilEnd(), "");
+    clients.pop_back();
+    EXPECT_EQ(clients.front()->ask("get DM0"), "ok 00000"); // by now kv-sim has seen it go
+    Client again(sim.port("control"));
+    EXPECT_EQ(again.ask("get DM0"), "ok 00000");
+}
+
+// -------------------------------------------------------------------------------------------------
+// Files
+// -------------------------------------------------------------------------------------------------
+
+class LimitedFiles : public testing::Test
+{
+protected:
+    LimitedFiles() : sim(tcpAndControl), control(sim.port("control")) {}
+
+    const QTemporaryDir folder;
+    SimProcess sim;
+    Client control;
+};
+
+TEST_F(LimitedFiles, thatAreNoRegularFilesAreNotLoaded)
+{
+    const QString pipe = folder.filePath("pipe");
+    ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    for (const std::string &path :
+         {pipe.toStdString(), std::string("/dev/zero"), folder.path().toStdString()})
+        EXPECT_EQ(control.ask("load " + path), "error: cannot load " + path + ": it is not a regular file");
+    for (const QString &path : {pipe, QString("/dev/zero")}) {
+        SimProcess refused({"--tcp", "127.0.0.1:0", "--load", path});
+        EXPECT_EQ(refused.exitCode(), 3);
+    }
+}
+
+TEST_F(LimitedFiles, thatAreTooLargeAreNotLoaded)
+{
+    QFile large(folder.filePath("large"));
+    ASSERT_TRUE(large.open(QIODevice::WriteOnly));
+    ASSERT_TRUE(large.resize(qint64(64) * 1024 * 1024 + 1)); // a hole: it takes no space
+    EXPECT_EQ(control.ask("load " + large.fileName().toStdString()),
+              "error: cannot load " + large.fileName().toStdString() + ": it is larger than 64 MiB");
+    ASSERT_TRUE(large.resize(qint64(64) * 1024 * 1024));
+    const std::string answer = control.ask("load " + large.fileName().toStdString());
+    EXPECT_NE(answer.find("not JSON"), std::string::npos) << answer;
+}
+
+TEST_F(LimitedFiles, areNotSavedOverAnythingButARegularFile)
+{
+    const QString pipe = folder.filePath("pipe");
+    ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    EXPECT_EQ(control.ask("save " + pipe.toStdString()),
+              "error: cannot save to " + pipe.toStdString() + ": it is not a regular file");
+    EXPECT_FALSE(QFileInfo(pipe).isFile());
+    EXPECT_EQ(control.ask("save " + folder.filePath("new").toStdString()), "ok");
+    EXPECT_EQ(control.ask("save " + folder.filePath("new").toStdString()), "ok"); // over itself
+}
+
+// -------------------------------------------------------------------------------------------------
+// Descriptors and the listen queue
+// -------------------------------------------------------------------------------------------------
+
+TEST(Descriptors, whenUsedUpAreNoEndOfAccepting)
+{
+    SimProcess sim({"--tcp", "127.0.0.1:0", "--remote", "127.0.0.1:0", "--control", "127.0.0.1:0"});
+    ASSERT_TRUE(sim.isReady()) << sim.errors();
+    int largest = 0;
+    const QDir open(QStringLiteral("/proc/%1/fd").arg(sim.processId()));
+    for (const QString &descriptor : open.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot))
+        largest = std::max(largest, descriptor.toInt());
+    const rlimit limit{rlim_t(largest) + 1 + 6, 4096}; // for 6 connections
+    ASSERT_EQ(::prlimit(sim.processId(), RLIMIT_NOFILE, &limit, nullptr), 0);
+    std::vector<std::unique_ptr<Client>> many;
+    for (const char *kind : {"tcp", "remote", "control"})
+        for (int i = 0; i < 16; ++i)
+            many.push_back(std::make_unique<Client>(sim.port(kind)));
+    EXPECT_EQ(many.front()->ask("CR"), "CC"); // those inside are served
+    const long long before = sim.processorTicks();
+    EXPECT_FALSE(many.back()->socket().waitForReadyRead(1000));
+    EXPECT_LT(sim.processorTicks() - before, 20); // of 100 a second: waiting costs next to nothing
+    many.clear();
+    Client line(sim.port("tcp"));
+    EXPECT_EQ(line.ask("CR"), "CC");
+    Client control(sim.port("control"));
+    EXPECT_EQ(control.ask("get DM0"), "ok 00000");
+    Client remote(sim.port("remote"));
+    remote.send(QByteArray::fromHex("0000000002000A00000000000100000000000000000D").toStdString());
+    EXPECT_EQ(remote.line(), "00000");
+}
+
+TEST(ListenQueue, holdsHundredsOfConnectionsThatComeAtOnce)
+{
+    SimProcess sim(tcpAndControl);
+    ASSERT_TRUE(sim.isReady()) << sim.errors();
+    sim.sendSignal(SIGSTOP); // it accepts nothing meanwhile
+    std::vector<std::unique_ptr<QTcpSocket>> clients;
+    for (int i = 0; i < 400; ++i) {
+        clients.push_back(std::make_unique<QTcpSocket>());
+        clients.back()->connectToHost(QHostAddress(QHostAddress::LocalHost), sim.port("tcp"));
+    }
+    int connected = 0;
+    for (const auto &client : clients)
+        connected += client->waitForConnected(500) ? 1 : 0;
+    sim.sendSignal(SIGCONT);
+    EXPECT_EQ(connected, 400);
+}
+
+} // namespace

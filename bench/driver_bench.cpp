@@ -41,7 +41,7 @@ namespace
 {
 constexpr int words = 128;
 
-// ------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 // A host with linked stations, and what its PLC answers
 // -------------------------------------------------------------------------------------------------
 
@@ -102,7 +102,7 @@ void addBlock(int area, int address, int count, int station = 1)
     AddListReadVar(&var);
 }
 
-// ------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 // The yardsticks: the digits of each field into bytes, and nothing else
 // -------------------------------------------------------------------------------------------------
 
@@ -173,7 +173,7 @@ void plainMemcpy(benchmark::State &state)
     }
 }
 
-// ------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 // Exchanges
 // -------------------------------------------------------------------------------------------------
 
@@ -245,8 +245,9 @@ void exchangeOfList(benchmark::State &state)
     exchangeAll(state, fields(words, 5));
 }
 
-// One pass of the scheduler over 8,000 blocks of a switched-off station, followed by some blocks of
-// another station; with none, nothing is sent. Turning the list back each time does not count.
+// One pass of the scheduler over 8,000 blocks of a switched-off station, with so many blocks of
+// another station behind them. None: nothing is sent. The list is turned back each time,
+// without counting that.
 void passOverSwitchedOff(benchmark::State &state)
 {
     constexpr int switchedOff = 8000;
@@ -268,7 +269,7 @@ void passOverSwitchedOff(benchmark::State &state)
     EnableEthernet(2, 1);
 }
 
-// ------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 // Host reads
 // -------------------------------------------------------------------------------------------------
 
@@ -343,7 +344,7 @@ void readWhileDecoding(benchmark::State &state)
     readAgainAndAgain(state, AREA_DM, "100", words);
 }
 
-// ------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 // Lists
 // -------------------------------------------------------------------------------------------------
 

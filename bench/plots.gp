@@ -27,11 +27,3 @@ unset logscale; set format "%g"
 set title "One turn of the scheduler and its exchange, 128 words of one of N stations"
 set xlabel "stations"; set ylabel "ns"; set xrange [0:66]; set yrange [0:*]
 plot data."/exchangeOfStations.dat" with linespoints ls 1 title "driver"
-
-set output pictures."/stations.svg"
-set title "kv-host: one pass over all stations, 120 words each"
-set logscale xy
-set xlabel "stations"; set ylabel "ms"; set xrange [0.9:80]; set yrange [*:*]
-set xtics (1, 2, 4, 8, 16, 32, 64)
-plot data."/cycle_delayed.dat" with linespoints ls 2 title "PLCs that answer after 10 ms", \
-     data."/cycle.dat" with linespoints ls 1 title "PLCs that answer at once"

@@ -20,7 +20,7 @@ declare -A packages=(
     [sanitize]="$test clang libclang-rt-14-dev llvm"
     [lint]="$test clang clang-tidy clang-format cppcheck libbenchmark-dev libmodbus-dev"
     # gnuplot draws SVG without further packages; kv-host is compared with libmodbus.
-    [bench]="$demo qt6-base-dev qt6-serialport-dev libbenchmark-dev libmodbus-dev gnuplot-nox python3"
+    [bench]="$demo qt6-base-dev qt6-serialport-dev libbenchmark-dev libmodbus-dev mbpoll gnuplot-nox python3"
     [mutants]="$test clang-14 libclang-rt-14-dev"
 )
 

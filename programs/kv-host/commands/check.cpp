@@ -1,7 +1,10 @@
+// SPDX-License-Identifier: MIT
 // check: is every line of a tag file and every address usable? Sends nothing.
-#include "../app.h"
-#include "../table.h"
-#include "../tags_csv.h"
+#include "commands.h"
+
+#include "app/exit_code.h"
+#include "output/table.h"
+#include "tags/tag_file.h"
 
 namespace kvhost
 {
@@ -9,66 +12,84 @@ namespace kvhost
 namespace
 {
 
-// The driver has a parser of its own; both must mean the same place.
-bool driverAgrees(App *app, const Address &address)
-{
-    return app->session->calls().plcAddressChangeIntef(address.area, address.addressText) == address.number;
-}
+struct Fault {
+    QString where; ///< "tags.csv:7", or the word
+    QString why;
+};
 
-int checkFile(App *app, int *good)
+/// Good and bad of one run.
+class Checker
 {
-    const TagFile file = readTagFile(app->options.tagFile);
-    if (!file.problem.isEmpty()) {
-        app->out.problem("kv-host: " + file.problem);
-        return 1;
-    }
-    int bad = 0;
-    for (const TagFault &fault : file.faults) {
-        app->out.line(QStringLiteral("%1:%2: %3").arg(app->options.tagFile).arg(fault.line).arg(fault.why));
-        ++bad;
-    }
-    for (const Variable &tag : file.tags) {
-        if (driverAgrees(app, tag.address)) {
-            ++*good;
-            continue;
+public:
+    explicit Checker(App &app) : m_app(app) {}
+
+    /// \return false if the file cannot be read at all
+    bool checkFile()
+    {
+        const QString &path = m_app.options.tagFile;
+        TagFile file = readTagFile(path, m_app.options.encoding);
+        if (!file.problem.isEmpty()) {
+            m_app.refuse(file.problem, exitUsage);
+            return false;
         }
-        app->out.line(QStringLiteral("%1: the driver reads the address of '%2' otherwise")
-                          .arg(app->options.tagFile, tag.name));
-        ++bad;
+        for (const TagFault &fault : file.faults)
+            m_faults.push_back({QStringLiteral("%1:%2").arg(path).arg(fault.line), fault.why});
+        for (const Variable &tag : file.tags)
+            checkStation(tag, QStringLiteral("%1: tag '%2'").arg(path, tag.settings.name));
+        return true;
     }
-    return bad;
-}
 
-int checkWords(App *app, int *good)
-{
-    int bad = 0;
-    for (const QString &word : app->options.words) {
+    void checkWord(const QString &word)
+    {
         QString problem;
-        const auto address = parseAddress(word, &problem);
-        if (address && driverAgrees(app, *address)) {
-            ++*good;
-            continue;
-        }
-        app->out.line(address ? QStringLiteral("%1: the driver reads this address otherwise").arg(word)
-                              : problem);
-        ++bad;
+        if (const auto variable = parseVariable(word, problem))
+            checkStation(*variable, word);
+        else
+            m_faults.push_back({QString(), problem});
     }
-    return bad;
-}
+
+    int report()
+    {
+        if (m_app.options.format == OutputFormat::Text) {
+            for (const Fault &fault : m_faults)
+                m_app.out.line(fault.where.isEmpty() ? fault.why : QStringLiteral("%1: %2").arg(fault.where, fault.why));
+        } else {
+            Table table({"where", "problem"});
+            for (const Fault &fault : m_faults)
+                table.add({fault.where, fault.why});
+            table.print(m_app.out);
+        }
+        m_app.out.note(QStringLiteral("%1 good, %2 bad").arg(m_good).arg(m_faults.size()));
+        return m_faults.empty() ? exitGood : exitSomeBad;
+    }
+
+private:
+    // Without any --plc nobody can know which stations there are.
+    void checkStation(const Variable &variable, const QString &where)
+    {
+        if (m_app.stations.isEmpty() || m_app.stations.find(variable.station) != nullptr)
+            ++m_good;
+        else
+            m_faults.push_back({where, QStringLiteral("no --plc names station %1").arg(variable.station)});
+    }
+
+    App &m_app;
+    int m_good = 0;
+    std::vector<Fault> m_faults;
+};
 
 } // namespace
 
-int runCheck(App *app)
+int runCheck(App &app)
 {
-    if (app->options.tagFile.isEmpty() && app->options.words.isEmpty()) {
-        app->out.problem("kv-host: nothing to check: name a tag file with -f, or write some addresses");
-        return EXIT_USAGE;
-    }
-    int good = 0;
-    int bad = app->options.tagFile.isEmpty() ? 0 : checkFile(app, &good);
-    bad += checkWords(app, &good);
-    app->out.note(QStringLiteral("%1 good, %2 bad").arg(good).arg(bad));
-    return bad == 0 ? EXIT_GOOD : EXIT_SOME_BAD;
+    if (app.options.tagFile.isEmpty() && app.options.words.isEmpty())
+        return app.refuse("nothing to check: name a tag file with -f, or write some addresses", exitUsage);
+    Checker checker(app);
+    if (!app.options.tagFile.isEmpty() && !checker.checkFile())
+        return exitUsage;
+    for (const QString &word : app.options.words)
+        checker.checkWord(word);
+    return checker.report();
 }
 
 } // namespace kvhost

@@ -1,103 +1,211 @@
-// stats and bench: read for a while, then tell how the link did. bench reads without a pause.
-#include "../app.h"
-#include "../table.h"
+// SPDX-License-Identifier: MIT
+// stats and bench: read for a while, then report what each link did. bench reads without a pause.
+#include "commands.h"
+
+#include "app/exit_code.h"
+#include "app/subscription.h"
+#include "app/summary.h"
+#include "output/table.h"
 
 #include <algorithm>
+#include <deque>
 
 namespace kvhost
 {
 
+using kvlink::Duration;
+using kvlink::LinkStatistics;
+
 namespace
 {
 
-constexpr Ms DEFAULT_TIME{5000};
+constexpr Duration defaultTime{5000000};
+constexpr int readsInHand = 2; ///< of bench: one is answered while the next is on its way
 
 QString number(double value, int digits)
 {
     return QString::number(value, 'f', digits);
 }
 
-void printMeasures(App *app, const Statistics &s, double seconds)
+/// What one link did between two moments.
+struct Measure {
+    LinkStatistics begin, end;
+    bool isReady = false;
+    qint64 words = 0;  ///< read
+    qint64 passes = 0; ///< completed
+    double seconds = 0.001;
+};
+
+LinkStatistics since(const LinkStatistics &begin, const LinkStatistics &end)
 {
-    Table table({"measure", "value", "unit"});
-    table.add({"time", number(seconds, 2), "s"});
-    table.add({"requests", QString::number(s.requests), ""});
-    table.add({"answers", QString::number(s.answers), ""});
-    table.add({"loss", number(s.lossPercent(), 2), "%"});
-    table.add({"exchange rate", number(double(s.answers) / seconds, 0), "1/s"});
-    table.add({"word rate", number(double(s.words) / seconds, 0), "1/s"});
-    table.add({"passes", QString::number(s.cycles), ""});
-    table.add({"last cycle", number(s.lastCycleMs, 2), "ms"});
-    table.add({"answer time min", number(s.minMs, 3), "ms"});
-    table.add({"answer time mean", number(s.meanMs(), 3), "ms"});
-    table.add({"answer time max", number(s.maxMs, 3), "ms"});
-    table.add({"reconnects", QString::number(s.reconnects), ""});
-    table.add({"given up", QString::number(s.givenUp), ""});
-    table.add({"stray bytes", QString::number(s.thrownAway), ""});
-    for (auto it = s.errors.begin(); it != s.errors.end(); ++it)
-        table.add({"errors: " + it.key(), QString::number(it.value()), ""});
-    table.print(&app->out);
+    LinkStatistics s = end;
+    s.requests -= begin.requests;
+    s.answers -= begin.answers;
+    s.noAnswers -= begin.noAnswers;
+    s.corrupted -= begin.corrupted;
+    s.plcErrors -= begin.plcErrors;
+    s.repeats -= begin.repeats;
+    s.strayBytes -= begin.strayBytes;
+    s.linkLosses -= begin.linkLosses;
+    s.missedPasses -= begin.missedPasses;
+    return s;
 }
 
-int exitCode(const Session &session, const Statistics &statistics)
+void addRows(Table &table, const QString &url, const Measure &measure)
 {
-    if (statistics.answers == 0) {
-        const Trouble trouble = session.links().first().trouble;
-        return trouble == Trouble::None ? int(EXIT_NO_ANSWER) : exitCodeOf(trouble);
+    const LinkStatistics s = since(measure.begin, measure.end);
+    const auto add = [&](const QString &what, const QString &value, const char *unit) {
+        table.add({what, value, QString::fromLatin1(unit), url});
+    };
+    add("time", number(measure.seconds, 2), "s");
+    add("requests", QString::number(s.requests), "");
+    add("answers", QString::number(s.answers), "");
+    add("loss", number(lossOf(s, measure.isReady), 2), "%");
+    add("exchange rate", number(double(s.answers) / measure.seconds, 0), "1/s");
+    add("word rate", number(double(measure.words) / measure.seconds, 0), "1/s");
+    add("passes", QString::number(measure.passes), "");
+    add("missed passes", QString::number(s.missedPasses), "");
+    for (const LinkStatistics::Period &period : s.periods) {
+        add("period asked", msText(period.asked), "ms");
+        add("period reached", msText(period.reached), "ms");
     }
-    return statistics.givenUp == 0 ? EXIT_GOOD : EXIT_SOME_BAD;
+    add("answer time min", msText(s.answerMin, 3), "ms");
+    add("answer time median", msText(s.answerMedian, 3), "ms");
+    add("answer time 90%", msText(s.answer90, 3), "ms");
+    add("answer time 99%", msText(s.answer99, 3), "ms");
+    add("answer time max", msText(s.answerMax, 3), "ms");
+    add("links lost", QString::number(s.linkLosses), "");
+    add("requests repeated", QString::number(s.repeats), "");
+    add("stray bytes", QString::number(s.strayBytes), "");
+    add("errors: no answer", QString::number(s.noAnswers), "");
+    add("errors: corrupted", QString::number(s.corrupted), "");
+    add("errors: refused", QString::number(s.plcErrors), "");
 }
 
-int measure(App *app, Ms cycle, Ms duration)
+int codeOf(const Measure &measure)
+{
+    const LinkStatistics s = since(measure.begin, measure.end);
+    if (s.answers == 0)
+        return measure.isReady ? int(exitNoAnswer) : int(exitNoLink);
+    return s.noAnswers + s.corrupted + s.plcErrors == 0 && measure.isReady ? exitGood : exitSomeBad;
+}
+
+qint64 passesOf(const LinkStatistics &statistics)
+{
+    qint64 passes = 0;
+    for (const LinkStatistics::Period &period : statistics.periods)
+        passes += qint64(period.passes);
+    return passes;
+}
+
+/// Words that a pass over the tags of this station brings.
+qint64 wordsOfPass(const Subscription &all, const Station &station)
+{
+    qint64 words = 0;
+    for (int i = 0; i < all.size(); ++i)
+        words += &all.station(i) == &station ? all.variable(i).address.units() : 0;
+    return words;
+}
+
+/// Reads the tags of each PLC again and again, as fast as its link goes.
+class FlatOut
+{
+public:
+    FlatOut(App &app, const Subscription &all)
+    {
+        for (Station &station : app.stations.all()) {
+            Loop &loop = m_loops.emplace_back();
+            loop.plc = station.plc.get();
+            for (int i = 0; i < all.size(); ++i) {
+                if (&all.station(i) == &station)
+                    loop.tags.push_back(all.tag(i));
+            }
+        }
+        for (Loop &loop : m_loops) {
+            QObject::connect(loop.plc, &kvlink::Plc::readFinished, loop.plc, [&loop](kvlink::ReadId) {
+                ++loop.passes;
+                loop.plc->readNow(loop.tags);
+            });
+        }
+    }
+
+    void begin()
+    {
+        for (Loop &loop : m_loops) {
+            for (int i = 0; i < readsInHand; ++i)
+                loop.plc->readNow(loop.tags);
+        }
+    }
+
+    qint64 passes(const Station &station) const
+    {
+        const auto loop = std::find_if(m_loops.begin(), m_loops.end(),
+                                       [&](const Loop &one) { return one.plc == station.plc.get(); });
+        return loop == m_loops.end() ? 0 : loop->passes;
+    }
+
+private:
+    struct Loop {
+        kvlink::Plc *plc = nullptr;
+        std::vector<kvlink::Tag> tags;
+        qint64 passes = 0;
+    };
+    std::deque<Loop> m_loops;
+};
+
+int measure(App &app, bool isFlatOut)
 {
     std::vector<Variable> variables;
-    QStringList words = app->options.words;
-    if (words.isEmpty() && app->tags.empty())
-        words << QStringLiteral("DM0:%1").arg(app->options.maxBlock); // one full block
-    if (!variablesFor(app, words, &variables))
-        return EXIT_USAGE;
-    Session *session = app->session.get();
-    session->start();
-    session->readCyclically(variables, cycle, false);
-    const bool linked = session->waitUntil(
-        [session] {
-            const auto links = session->links();
-            return std::any_of(links.begin(), links.end(), [session](const LinkStatus &link) {
-                return link.ready || link.failures > session->settings().retries;
-            });
-        },
-        Time::max());
-    const Time start = Clock::now();
-    session->clearStatistics();
-    if (linked)
-        session->pause(start + duration);
-    const double seconds = std::max(inMs(Clock::now() - start) / 1000.0, 0.001);
-    const Statistics statistics = session->statistics();
-    for (const LinkStatus &link : session->links()) {
-        app->out.note(link.ready ? QStringLiteral("%1: linked").arg(link.url)
-                                 : QStringLiteral("%1: no link: %2").arg(link.url, link.reason));
+    QStringList words = app.options.words;
+    if (words.isEmpty() && app.tags.empty())
+        words << QStringLiteral("DM0:%1").arg(app.options.link.maxBlock); // one full block
+    if (!variablesFor(app, words, variables))
+        return exitUsage;
+    Subscription all(app, std::move(variables), isFlatOut ? Duration(0) : app.options.every);
+    if (!all.problem().isEmpty())
+        return app.refuse(all.problem(), exitUsage);
+    FlatOut loops(app, all);
+    app.stations.start();
+    all.waitForLinks();
+    if (isFlatOut)
+        loops.begin();
+    const kvlink::SteadyTime begin = steadyNow();
+    std::vector<Measure> measures;
+    for (const Station &station : app.stations.all())
+        measures.push_back({station.plc->statistics(), {}});
+    const Duration duration = app.options.duration.count() == 0 ? defaultTime : app.options.duration;
+    app.wait.pause(begin + duration);
+    const double seconds = std::max(double((steadyNow() - begin).count()) / 1e6, 0.001);
+    Table table({"measure", "value", "unit", "plc"});
+    std::vector<int> codes;
+    for (std::size_t i = 0; i < measures.size(); ++i) {
+        const Station &station = app.stations.all()[i];
+        Measure &one = measures[i];
+        one.end = station.plc->statistics();
+        one.isReady = station.plc->link().isReady();
+        one.seconds = seconds;
+        one.passes = isFlatOut ? loops.passes(station) : passesOf(one.end) - passesOf(one.begin);
+        one.words = one.passes * wordsOfPass(all, station);
+        app.out.note(QStringLiteral("%1: %2").arg(station.url, one.isReady ? QStringLiteral("linked") : station.linkProblem()));
+        addRows(table, station.url, one);
+        codes.push_back(codeOf(one));
     }
-    const int code = exitCode(*session, statistics);
-    session->stop();
-    printMeasures(app, statistics, seconds);
-    return code;
-}
-
-Ms durationOf(const App &app)
-{
-    return app.options.duration.count() == 0 ? DEFAULT_TIME : app.options.duration;
+    app.stations.stop();
+    table.print(app.out);
+    const int code = exitCodeOf(codes);
+    return code == exitGood && app.out.hasFailed() ? int(exitSomeBad) : code;
 }
 
 } // namespace
 
-int runStats(App *app)
+int runStats(App &app)
 {
-    return measure(app, app->options.cycle, durationOf(*app));
+    return measure(app, false);
 }
 
-int runBench(App *app)
+int runBench(App &app)
 {
-    return measure(app, Ms(0), durationOf(*app));
+    return measure(app, true);
 }
 
 } // namespace kvhost

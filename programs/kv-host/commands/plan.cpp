@@ -1,7 +1,13 @@
-// plan: the read blocks and frames that a list of variables becomes. Sends nothing.
-#include "../app.h"
-#include "../frame_preview.h"
-#include "../table.h"
+// SPDX-License-Identifier: MIT
+// plan: the requests that a list of variables becomes, and why. Sends nothing.
+#include "commands.h"
+
+#include "app/exit_code.h"
+#include "app/subscription.h"
+#include "app/summary.h"
+#include "output/table.h"
+
+#include <kvlink/text.h>
 
 namespace kvhost
 {
@@ -9,44 +15,38 @@ namespace kvhost
 namespace
 {
 
-bool overlaps(const UnitRange &range, const RW_VAR &block)
+void noteCosts(App &app, const Station &station, const kvlink::ReadPlan &plan)
 {
-    return range.station == block.station && range.key == block.area &&
-           range.first < block.address + block.count && block.address < range.first + range.count;
-}
-
-QString servedBy(const RW_VAR &block, const std::vector<Variable> &variables)
-{
-    QStringList names;
-    for (const Variable &variable : variables) {
-        if (overlaps(unitsOf(variable.address), block))
-            names << (variable.name.isEmpty() ? variable.address.name() : variable.name);
-    }
-    return names.join(' ');
+    app.out.note(QStringLiteral("%1%2 request(s) a pass; a request costs %3 ms, a word %4 us%5")
+                     .arg(app.stations.areNumbersShown() ? station.url + ": " : QString())
+                     .arg(plan.requests.size())
+                     .arg(msText(plan.requestCost))
+                     .arg(plan.unitCost.count())
+                     .arg(plan.measured ? QString() : QStringLiteral(" (a guess: nothing has been measured yet)")));
 }
 
 } // namespace
 
-int runPlan(App *app)
+int runPlan(App &app)
 {
     std::vector<Variable> variables;
-    if (!variablesFor(app, app->options.words, &variables))
-        return EXIT_USAGE;
-    const int blocks = app->session->readCyclically(variables, app->options.cycle);
-    Table table({"station", "frame", "units", "answer bytes", "serves"});
-    int bytes = 0;
-    for (const PreviewedFrame &frame : previewFrames(app->session.get(), blocks)) {
-        table.add({QString::number(frame.var.station), QString::fromLatin1(frame.frame).trimmed(),
-                   QString::number(frame.var.count), QString::number(frame.replyLength),
-                   servedBy(frame.var, variables)});
-        bytes += int(frame.frame.size()) + frame.replyLength;
+    if (!variablesFor(app, app.options.words, variables))
+        return exitUsage;
+    const Subscription all(app, std::move(variables), app.options.every);
+    if (!all.problem().isEmpty())
+        return app.refuse(all.problem(), exitUsage);
+    Table table({"station", "every", "frame", "words", "wanted", "tags", "why"});
+    for (const Station &station : app.stations.all()) {
+        for (const kvlink::PlannedRequest &request : station.plc->plan().requests) {
+            table.add({QString::number(station.number), kvlink::durationText(request.period), request.frame,
+                       QString::number(request.units), QString::number(request.usedUnits),
+                       QString::number(request.tags), request.why});
+        }
     }
-    table.print(&app->out);
-    app->out.note(QStringLiteral("%1 variable(s) become %2 request(s) a pass, %3 bytes there and back")
-                      .arg(variables.size())
-                      .arg(blocks)
-                      .arg(bytes));
-    return EXIT_GOOD;
+    table.print(app.out);
+    for (const Station &station : app.stations.all())
+        noteCosts(app, station, station.plc->plan());
+    return exitGood;
 }
 
 } // namespace kvhost

@@ -1,60 +1,35 @@
-// read: values once. Each variable is a request of its own, so that one that the PLC refuses spoils no other.
-#include "../app.h"
+// SPDX-License-Identifier: MIT
+// read: values once.
+#include "commands.h"
+
+#include "app/exit_code.h"
+#include "app/subscription.h"
+#include "app/summary.h"
 
 namespace kvhost
 {
 
-namespace
-{
-
-void tell(App *app, const Variable &variable, const PartResult &result)
-{
-    const QVector<Value> values = app->session->values(variable.address);
-    for (int i = 0; i < values.size(); ++i) {
-        QualityBook::State state = app->session->quality(variable.address, i);
-        if (result.state != RequestState::Done) {
-            state.quality = Quality::Bad;
-            state.reason = result.reason;
-        }
-        app->out.row(makeRow(variable, i, values[i], state, nowMs()));
-    }
-}
-
-// The driver may hold a number back that it cannot take (above 2147483647), though the request went well.
-bool anyBad(App *app, const std::vector<Variable> &variables)
-{
-    for (const Variable &variable : variables) {
-        for (int i = 0; i < variable.address.values; ++i) {
-            if (app->session->quality(variable.address, i).quality == Quality::Bad)
-                return true;
-        }
-    }
-    return false;
-}
-
-} // namespace
-
-int runRead(App *app)
+int runRead(App &app)
 {
     std::vector<Variable> variables;
-    if (!variablesFor(app, app->options.words, &variables))
-        return EXIT_USAGE;
-    app->session->start();
-    Job job(app->session.get(), RequestKind::Read);
-    for (const Variable &variable : variables)
-        job.add(variable.address);
-    job.run();
-    if (app->session->interrupted() != 0) {
-        app->out.note(app->session->statistics().summary());
-        return EXIT_BY_SIGNAL + app->session->interrupted();
+    if (!variablesFor(app, app.options.words, variables))
+        return exitUsage;
+    Subscription all(app, std::move(variables), kvlink::Duration(0));
+    if (!all.problem().isEmpty())
+        return app.refuse(all.problem(), exitUsage);
+    app.stations.start();
+    if (!all.readOnce()) {
+        app.out.note(summaryOf(app.stations));
+        return exitBySignal + app.wait.interrupted();
     }
-    app->session->stop();
-    app->out.setNameWidth(widestName(variables));
-    const std::vector<PartResult> results = job.results();
-    for (std::size_t i = 0; i < variables.size(); ++i)
-        tell(app, variables[i], results[i]);
-    const int code = exitCodeOf(results);
-    return code == EXIT_GOOD && anyBad(app, variables) ? int(EXIT_SOME_BAD) : code;
+    app.out.setNameWidth(widestName(all.variables()));
+    for (int i = 0; i < all.size(); ++i) {
+        const kvlink::Sample sample = all.sample(i);
+        for (int value = 0; value < all.variable(i).address.values(); ++value)
+            app.out.row(all.row(i, value, sample));
+    }
+    const int code = all.exitCode();
+    return code == exitGood && app.out.hasFailed() ? int(exitSomeBad) : code;
 }
 
 } // namespace kvhost

@@ -1,182 +1,196 @@
+// SPDX-License-Identifier: MIT
 // watch: values as they change. On a terminal a live table, otherwise one line a change.
-#include "../app.h"
-#include "../watch_table.h"
+#include "commands.h"
+
+#include "app/exit_code.h"
+#include "app/subscription.h"
+#include "app/summary.h"
+#include "output/live_screen.h"
+#include "output/table_view.h"
+
+#include <algorithm>
 
 namespace kvhost
 {
 
+using kvlink::Sample;
+using kvlink::SteadyTime;
+using namespace std::chrono_literals;
+
 namespace
 {
 
-constexpr Ms REFRESH{200};
+constexpr kvlink::Duration refresh = 200ms;
+constexpr kvlink::Duration changedFor = 1s;
+constexpr kvlink::Duration rateOver = 1s;
 
-/// What was told last of one value.
-struct Told {
-    Value raw;
-    QString value;
-    Quality quality = Quality::Never;
-    bool hasValue = false;
-    double number = 0.0;
-    bool ever = false;
-    Time changed{};
+/// What was shown last of one value.
+struct Shown {
+    QString value, error;
+    kvlink::Quality quality = kvlink::Quality::Never;
+    SteadyTime changed{};
+    bool isFirst = true;
 };
 
 class Watch
 {
 public:
-    Watch(App *app, std::vector<Variable> variables) : m_app(app), m_variables(std::move(variables))
+    Watch(App &app, Subscription &all) : m_app(app), m_all(all)
     {
-        for (const Variable &variable : m_variables)
-            m_told.emplace_back(std::size_t(variable.address.values));
+        for (const Variable &variable : all.variables())
+            m_shown.emplace_back(std::size_t(variable.address.values()));
     }
 
-    /// Looks at all values. \param changed called with each row that differs from what was told last
+    /// \param changed called with each row that differs from what was shown last
     template <typename Changed>
-    void look(Changed changed)
+    void take(int i, const Sample &sample, Changed changed)
     {
-        const qint64 wall = nowMs();
-        for (std::size_t v = 0; v < m_variables.size(); ++v) {
-            const auto [values, states] = m_app->session->look(v);
-            for (int i = 0; i < values.size(); ++i) {
-                const auto &state = states[i];
-                Told &told = m_told[v][std::size_t(i)];
-                // Most values stand as they stood: no texts are made of those.
-                if (told.ever && told.quality == state.quality && told.hasValue == hasValue(state) &&
-                    told.raw == values[i])
-                    continue;
-                const Row row = makeRow(m_variables[v], i, values[i], state, wall);
-                if (differs(told, m_variables[v], row, values[i]))
-                    changed(row);
-            }
+        for (int value = 0; value < m_all.variable(i).address.values(); ++value) {
+            const Row row = m_all.row(i, value, sample);
+            if (differs(m_shown[std::size_t(i)][std::size_t(value)], row))
+                changed(row);
         }
     }
 
-    std::vector<TableRow> table()
+    std::vector<TableRow> tableRows()
     {
         std::vector<TableRow> rows;
-        const Time now = Clock::now();
-        look([](const Row &) {});
-        for (std::size_t v = 0; v < m_variables.size(); ++v) {
-            const auto [values, states] = m_app->session->look(v);
-            for (int i = 0; i < values.size(); ++i) {
-                const auto &state = states[i];
-                const Told &told = m_told[v][std::size_t(i)];
-                rows.push_back({makeRow(m_variables[v], i, values[i], state, 0), state.age,
-                                told.ever && now - told.changed < Ms(1000)});
+        const SteadyTime now = steadyNow();
+        for (int i = 0; i < m_all.size(); ++i) {
+            const Sample sample = m_all.sample(i);
+            for (int value = 0; value < m_all.variable(i).address.values(); ++value) {
+                TableRow row;
+                row.row = m_all.row(i, value, sample);
+                if (sample.hasValue())
+                    row.age = double((now - sample.steadyTime).count()) / 1e6;
+                const Shown &shown = m_shown[std::size_t(i)][std::size_t(value)];
+                row.isChanged = shown.changed != SteadyTime{} && now - shown.changed < changedFor;
+                rows.push_back(row);
             }
         }
         return rows;
     }
 
-    /// Exit code after the end: how the values stood then.
-    int exitCode() const
+    std::vector<TableLink> links() const
     {
-        bool anyGood = false, anyBad = false;
-        for (const auto &values : m_told) {
-            for (const Told &told : values) {
-                anyGood = anyGood || told.quality == Quality::Good;
-                anyBad = anyBad || told.quality != Quality::Good;
-            }
+        std::vector<TableLink> links;
+        for (const Station &station : m_app.stations.all()) {
+            const bool isReady = station.plc->link().isReady();
+            const quint64 losses = station.plc->statistics().linkLosses;
+            const QString number =
+                m_app.stations.areNumbersShown() ? QStringLiteral("%1  ").arg(station.number) : QString();
+            const QString state = isReady ? QStringLiteral("linked")
+                                          : QString(station.linkProblem()).replace(0, 7, QStringLiteral("NO LINK"));
+            links.push_back({QStringLiteral("%1%2  %3%4")
+                                 .arg(number, station.url, state,
+                                      losses == 0 ? QString() : QStringLiteral(", lost %1 time(s)").arg(losses)),
+                             isReady});
         }
-        if (!anyBad)
-            return EXIT_GOOD;
-        if (anyGood)
-            return EXIT_SOME_BAD;
-        const Trouble trouble = m_app->session->links().first().trouble;
-        return trouble == Trouble::None ? int(EXIT_SOME_BAD) : kvhost::exitCodeOf(trouble);
+        return links;
     }
 
 private:
-    static bool differs(Told &told, const Variable &variable, const Row &row, const Value &value)
+    static bool differs(Shown &shown, const Row &row)
     {
-        // Never read yet is nothing to tell.
-        const bool same = told.ever ? told.value == row.value && told.quality == row.quality
-                                    : row.quality == Quality::Never;
-        const double number = variable.number(value);
-        const bool within = told.ever && told.quality == row.quality && variable.deadband > 0.0 &&
-                            value.format != Format::Text && qAbs(number - told.number) < variable.deadband;
-        if (same || within)
+        if (!shown.isFirst && shown.value == row.value && shown.quality == row.quality && shown.error == row.error)
             return false;
-        told.raw = value;
-        told.hasValue = row.hasValue;
-        told.value = row.value;
-        told.quality = row.quality;
-        told.number = number;
-        told.changed = Clock::now();
-        const bool first = !told.ever;
-        told.ever = true;
-        if (first)
-            told.changed -= Ms(10000); // the first sight of a value is no change to be marked
+        // The first sight of a value is no change to be marked.
+        shown = {row.value, row.error, row.quality, shown.isFirst ? SteadyTime{} : steadyNow(), false};
         return true;
     }
 
-    App *m_app;
-    std::vector<Variable> m_variables;
-    std::vector<std::vector<Told>> m_told;
+    App &m_app;
+    Subscription &m_all;
+    std::vector<std::vector<Shown>> m_shown;
 };
 
-Time endOf(const App &app)
+/// Exchanges a second and cycles, over all links.
+class Rates
 {
-    return app.options.duration.count() == 0 ? Time::max() : Clock::now() + app.options.duration;
-}
+public:
+    explicit Rates(App &app) : m_app(app), m_since(steadyNow()) {}
 
-// A look after each pass, at most every tenth of a second or twice a pass; and without a pass, for values grow old.
-void watchLines(App *app, Watch *watch, Time end)
-{
-    Session *session = app->session.get();
-    const Ms least = std::clamp(app->options.cycle / 2, Ms(10), Ms(100));
-    const Ms most = std::max(Ms(200), app->options.cycle * 3 / 2);
-    while (session->interrupted() == 0 && Clock::now() < end && !app->out.broken()) {
-        const int seen = session->news();
-        const Time begin = Clock::now();
-        watch->look([app](const Row &row) { app->out.row(row); });
-        session->pause(std::min(end, begin + least));
-        session->waitUntil([session, seen] { return session->news() != seen; }, std::min(end, begin + most));
-    }
-    watch->look([app](const Row &row) { app->out.row(row); });
-}
-
-void watchTable(App *app, Watch *watch, Time end)
-{
-    WatchTable table;
-    Statistics last = app->session->statistics();
-    Time lastTime = Clock::now();
-    double exchanges = 0.0, words = 0.0;
-    while (app->session->interrupted() == 0 && Clock::now() < end) {
-        app->session->pause(std::min(end, Clock::now() + REFRESH));
-        const Statistics now = app->session->statistics();
-        const double seconds = inMs(Clock::now() - lastTime) / 1000.0;
-        if (seconds >= 1.0) {
-            exchanges = double(now.requests - last.requests) / seconds;
-            words = double(now.words - last.words) / seconds;
-            last = now;
-            lastTime = Clock::now();
+    QString text()
+    {
+        quint64 answers = 0, errors = 0;
+        kvlink::Duration reached{};
+        for (const Station &station : m_app.stations.all()) {
+            const kvlink::LinkStatistics s = station.plc->statistics();
+            answers += s.answers;
+            errors += s.noAnswers + s.corrupted + s.plcErrors;
+            for (const auto &period : s.periods)
+                reached = std::max(reached, period.reached);
         }
-        table.draw(watch->table(), app->session->links(), now, {exchanges, words, app->options.cycle});
+        const SteadyTime now = steadyNow();
+        if (now - m_since >= rateOver) {
+            m_rate = double(answers - m_answers) * 1e6 / double((now - m_since).count());
+            m_answers = answers;
+            m_since = now;
+        }
+        return QStringLiteral("%1 exchanges/s  cycle asked %2 ms, reached %3 ms  errors %4")
+            .arg(m_rate, 0, 'f', 0)
+            .arg(msText(m_app.options.every, 0), msText(reached, 1))
+            .arg(errors);
     }
-    table.finish();
+
+private:
+    App &m_app;
+    SteadyTime m_since;
+    quint64 m_answers = 0;
+    double m_rate = 0.0;
+};
+
+void watchLines(App &app, Subscription &all, Watch &watch, SteadyTime end)
+{
+    app.out.setTimeShown(!stdoutIsTerminal());
+    all.onSample([&](int i, const Sample &sample) { watch.take(i, sample, [&app](const Row &row) { app.out.row(row); }); });
+    app.stations.start();
+    app.wait.until([&app] { return app.out.isBroken(); }, end);
+}
+
+void watchTable(App &app, Subscription &all, Watch &watch, SteadyTime end)
+{
+    TableState state;
+    bool isQuit = false, hasKey = false;
+    LiveScreen screen(app.out, [&](const QByteArray &key) {
+        isQuit = !takeKey(state, key, std::max(screen.height() - 5, 1)) || isQuit;
+        hasKey = true;
+    });
+    Rates rates(app);
+    all.onSample([&watch](int i, const Sample &sample) { watch.take(i, sample, [](const Row &) {}); });
+    app.stations.start();
+    while (!isQuit && !app.out.isBroken() && steadyNow() < end && app.wait.interrupted() == 0) {
+        screen.draw(tableLines(watch.tableRows(), watch.links(), rates.text(), state, screen.width() - 1, screen.height() - 1,
+                               screen.hasColours()));
+        hasKey = false;
+        app.wait.until([&] { return hasKey || app.out.isBroken(); }, std::min(end, steadyNow() + refresh));
+    }
+    state.isHelp = false;
+    screen.draw(tableLines(watch.tableRows(), watch.links(), rates.text(), state, screen.width() - 1, screen.height() - 1,
+                           screen.hasColours()));
 }
 
 } // namespace
 
-int runWatch(App *app)
+int runWatch(App &app)
 {
     std::vector<Variable> variables;
-    if (!variablesFor(app, app->options.words, &variables))
-        return EXIT_USAGE;
-    app->session->start();
-    app->session->readCyclically(variables, app->options.cycle);
-    app->out.setNameWidth(widestName(variables));
-    Watch watch(app, std::move(variables));
-    const bool table = stdoutIsTerminal() && app->options.format == OutputFormat::Text && !app->options.quiet;
-    if (table)
-        watchTable(app, &watch, endOf(*app));
+    if (!variablesFor(app, app.options.words, variables))
+        return exitUsage;
+    Subscription all(app, std::move(variables), app.options.every);
+    if (!all.problem().isEmpty())
+        return app.refuse(all.problem(), exitUsage);
+    app.out.setNameWidth(widestName(all.variables()));
+    Watch watch(app, all);
+    const SteadyTime end = endOf(app.options);
+    if (stdoutIsTerminal() && app.options.format == OutputFormat::Text && !app.options.isQuiet)
+        watchTable(app, all, watch, end);
     else
-        watchLines(app, &watch, endOf(*app));
-    app->out.note(app->session->statistics().summary());
-    const int code = watch.exitCode();
-    app->session->stop();
-    return code;
+        watchLines(app, all, watch, end);
+    const int code = all.exitCode();
+    app.out.note(summaryOf(app.stations));
+    app.stations.stop();
+    return code == exitGood && app.out.hasFailed() ? int(exitSomeBad) : code;
 }
 
 } // namespace kvhost

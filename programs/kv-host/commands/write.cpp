@@ -1,294 +1,339 @@
+// SPDX-License-Identifier: MIT
 // write: shows the old and the new values, asks, writes, and reads back what the PLC then holds.
-#include "../app.h"
-#include "../frame_preview.h"
+#include "commands.h"
 
+#include "app/assignment.h"
+#include "app/exit_code.h"
+#include "app/subscription.h"
+#include "app/summary.h"
+#include "app/write_guard.h"
+#include "output/shown_text.h"
+
+#include <kvlink/text.h>
+
+#include <QCoreApplication>
 #include <QSocketNotifier>
 
 #include <algorithm>
-#include <cmath>
-#include <cstdio>
 #include <unistd.h>
 
 namespace kvhost
 {
 
+using kvlink::Outcome;
+using kvlink::Quality;
+using kvlink::Reason;
+using kvlink::Sample;
+
 namespace
 {
 
-struct Assignment {
-    Variable variable;
-    QByteArray data;
-    QVector<Value> wanted;
-    QVector<Value> old;
-};
+constexpr kvlink::Duration longestInQueue = std::chrono::minutes(10);
+constexpr int mostAttempts = 10;
+constexpr int deliverTurns = 100; ///< of the event loop, for results that wait there when the links have stopped
+constexpr int deliverMs = 10;
 
-// Values of a tag with a scale are typed as they are shown.
-bool unscale(const Variable &variable, QStringList *typed, QString *problem)
+bool parseAll(App &app, std::vector<Assignment> &assignments)
 {
-    if (!variable.scaled())
-        return true;
-    for (QString &text : *typed) {
-        bool ok = false;
-        const double raw = (text.toDouble(&ok) - variable.offset) / variable.scale;
-        if (!ok) {
-            *problem = QStringLiteral("'%1' is no number").arg(text);
-            return false;
-        }
-        const bool real = variable.address.format == Format::Float;
-        text = real ? QString::number(raw, 'g', 9) : QString::number(qint64(std::llround(raw)));
-    }
-    return true;
-}
-
-// Splits behind the '=' sign; several places with one value each, or a text with commas in it.
-bool parseAssignment(const App &app, const QString &word, Assignment *assignment, QString *problem)
-{
-    const int equals = int(word.indexOf('='));
-    if (equals < 1) {
-        *problem = QStringLiteral("%1: an assignment is expected, as in DM100=5 or R1015=on").arg(word);
-        return false;
-    }
-    const auto variable = variableFor(app, word.left(equals), problem);
-    if (!variable)
-        return false;
-    assignment->variable = *variable;
-    const Address &address = variable->address;
-    const QString right = word.mid(equals + 1);
-    QStringList typed = address.format == Format::Text ? QStringList{right} : right.split(',');
-    if (typed.size() == 1 && address.values > 1) {
-        *problem =
-            QStringLiteral("%1: %2 values are expected, separated by commas").arg(word).arg(address.values);
-        return false;
-    }
-    QString why;
-    const auto data = unscale(*variable, &typed, &why) ? encodeValues(address, typed, app.options.order, &why)
-                                                       : std::nullopt;
-    if (!data) {
-        *problem = QStringLiteral("%1: %2").arg(word, why);
-        return false;
-    }
-    assignment->data = *data;
-    assignment->wanted = decodeValues(address, *data, app.options.order);
-    return true;
-}
-
-// What must not be written by accident, or cannot be written at all. Empty: go ahead.
-QString guarded(const App &app, const Assignment &assignment)
-{
-    const Device &device = *assignment.variable.address.device;
-    const QString name = assignment.variable.nameOf(0);
-    if (assignment.variable.address.element == Element::Contact) {
-        return QStringLiteral("%1 is a contact, which follows its timer or counter and cannot be written")
-            .arg(name);
-    }
-    if (!assignment.variable.writable)
-        return QStringLiteral("%1 is read-only in the tag file (column rw)").arg(name);
-    const QString kind = QString::fromLatin1(device.name);
-    if (!app.options.force && (kind == "CR" || kind == "CM"))
-        return QStringLiteral("%1 belongs to the PLC's own control devices; --force writes it all the same")
-            .arg(name);
-    if (!app.options.force && kind == "AT")
-        return QStringLiteral(
-                   "%1 is a trimmer, which PLCs refuse to have written; --force tries all the same")
-            .arg(name);
-    return {};
-}
-
-bool parseAll(App *app, std::vector<Assignment> *assignments)
-{
-    bool good = true;
-    for (const QString &word : app->options.words) {
-        Assignment assignment;
+    bool isGood = true;
+    for (const QString &word : app.options.words) {
         QString problem;
-        if (parseAssignment(*app, word, &assignment, &problem)) {
-            assignments->push_back(assignment);
+        if (auto assignment = parseAssignment(app, word, problem)) {
+            assignments.push_back(std::move(*assignment));
         } else {
-            app->out.problem("kv-host: " + problem);
-            good = false;
+            app.refuse(problem, exitUsage);
+            isGood = false;
         }
     }
-    return good;
+    return isGood;
 }
 
-bool passGuard(App *app, const std::vector<Assignment> &assignments)
+bool passGuard(App &app, const std::vector<Assignment> &assignments)
 {
-    bool good = true;
-    for (const Assignment &assignment : assignments) {
-        const QString why = guarded(*app, assignment);
-        if (!why.isEmpty())
-            app->out.problem("kv-host: " + why);
-        good = good && why.isEmpty();
-    }
-    return good;
+    QStringList reasons;
+    if (app.options.isReadOnly)
+        reasons << QStringLiteral("nothing is written with --read-only");
+    for (const Assignment &assignment : assignments)
+        reasons << guardedBecause(assignment.variable, app.tags, app.options.isForced);
+    reasons.removeAll(QString());
+    for (const QString &reason : reasons)
+        app.refuse(reason, exitRefused);
+    return reasons.isEmpty();
 }
 
-QString joined(const Variable &variable, const QVector<Value> &values)
+std::vector<Variable> variablesOf(const std::vector<Assignment> &assignments)
+{
+    std::vector<Variable> variables;
+    for (const Assignment &assignment : assignments)
+        variables.push_back(assignment.variable);
+    return variables;
+}
+
+QString joined(const Variable &variable, const kvlink::Value &value)
 {
     QStringList texts;
-    for (const Value &value : values)
-        texts << variable.shownValue(value);
+    for (int i = 0; i < variable.address.values(); ++i)
+        texts << printable(variable.shown(value, i));
     return texts.join(',');
 }
 
-int dryRun(App *app, const std::vector<Assignment> &assignments)
+int dryRun(App &app, const std::vector<Assignment> &assignments)
 {
-    const int maxBlock = app->session->settings().maxBlock;
-    for (const Assignment &assignment : assignments) {
-        int at = 0;
-        for (const Address &piece : writePieces(assignment.variable.address, maxBlock)) {
-            const int size =
-                int(assignment.data.size()) * piece.elements / assignment.variable.address.elements;
-            app->session->write(piece, assignment.data.mid(at, size));
-            at += size;
-            for (const PreviewedFrame &frame : previewFrames(app->session.get(), 1))
-                app->out.line(QString::fromLatin1(frame.frame).trimmed());
+    const Subscription all(app, variablesOf(assignments), kvlink::Duration(0));
+    for (int i = 0; i < all.size(); ++i) {
+        const Assignment &assignment = assignments[std::size_t(i)];
+        const QStringList typed = app.options.pulse ? QStringList{"1", "0"} : QStringList{assignment.typed};
+        for (const QString &value : typed) {
+            QString problem;
+            const QStringList frames = all.station(i).plc->framesOfWrite(all.tag(i), value, &problem);
+            if (!problem.isEmpty())
+                return app.refuse(problem, exitUsage);
+            for (const QString &frame : frames)
+                app.out.line(frame);
+            if (frames.value(0).startsWith(QLatin1String("RDS ")))
+                app.out.note("(the other bits of the word as they are read then)");
         }
-        if (assignment.variable.address.device->element == Element::Word &&
-            assignment.variable.address.element == Element::Bit)
-            app->out.note("(the other bits of the word as they are read then)");
     }
-    return EXIT_GOOD;
+    return exitGood;
+}
+
+/// All writes of one run of the program.
+class WriteRun
+{
+public:
+    WriteRun(App &app, std::vector<Assignment> assignments)
+        : m_app(app), m_assignments(std::move(assignments)),
+          m_all(app, variablesOf(m_assignments), kvlink::Duration(0)), m_ids(m_assignments.size()),
+          m_results(m_assignments.size())
+    {
+    }
+
+    int run();
+
+private:
+    int interrupted() const { return exitBySignal + m_app.wait.interrupted(); }
+    bool isOutOfReach() const;
+    void showPlan();
+    bool isConfirmed();
+    void handOut();
+    void handOutWhatMay();
+    bool mayBeHandedOut(std::size_t i) const;
+    bool isEveryEnded() const;
+    void collectAfterStop();
+    void takeResult(const Station &station, const kvlink::WriteResult &result);
+    int showEnds(bool isReadBack);
+    int showEnd(std::size_t i, bool isReadBack, bool &differs);
+    int nothingWritten(const QString &why, int code);
+
+    App &m_app;
+    const std::vector<Assignment> m_assignments;
+    Subscription m_all;
+    std::vector<kvlink::WriteId> m_ids; ///< 0: not handed out yet
+    std::vector<std::optional<kvlink::WriteResult>> m_results;
+};
+
+// Not one old value came, and not because the PLC refused it: nothing could be written either.
+bool WriteRun::isOutOfReach() const
+{
+    for (int i = 0; i < m_all.size(); ++i) {
+        const Sample sample = m_all.sample(i);
+        const int code = exitCodeOf(sample.reason);
+        if (sample.quality != Quality::Bad || (code != exitNoLink && code != exitNoAnswer))
+            return false;
+    }
+    return true;
+}
+
+void WriteRun::showPlan()
+{
+    for (int i = 0; i < m_all.size(); ++i) {
+        const Variable &variable = m_all.variable(i);
+        const Sample old = m_all.sample(i);
+        const Assignment &assignment = m_assignments[std::size_t(i)];
+        m_app.out.note(QStringLiteral("%1: %2 -> %3")
+                           .arg(printable(variable.name()),
+                                hasShownValue(old) ? joined(variable, old.value) : QStringLiteral("?"),
+                                m_app.options.pulse
+                                    ? QStringLiteral("1, after %1 0").arg(kvlink::durationText(*m_app.options.pulse))
+                                    : joined(variable, assignment.wanted)));
+    }
 }
 
 // One line from the terminal, which a signal may interrupt.
-bool confirmed(App *app)
+bool WriteRun::isConfirmed()
 {
-    std::fputs("Write? [y/N] ", stderr);
+    if (m_app.options.isConfirmed)
+        return true;
+    m_app.out.prompt("Write? [y/N] ");
     QByteArray line;
-    bool closed = false;
-    QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
+    bool isClosed = false;
+    const QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
     QObject::connect(&input, &QSocketNotifier::activated, &input, [&] {
         char buffer[256];
         const ssize_t size = ::read(STDIN_FILENO, buffer, sizeof buffer);
-        closed = size <= 0;
+        isClosed = size <= 0;
         line.append(buffer, int(size > 0 ? size : 0));
-        app->session->wake();
     });
-    app->session->waitUntil([&] { return closed || line.contains('\n'); }, Time::max());
-    return line.trimmed().toLower() == "y" || line.trimmed().toLower() == "yes";
+    m_app.wait.until([&] { return isClosed || line.contains('\n'); });
+    const QByteArray answer = line.trimmed().toLower();
+    return answer == "y" || answer == "yes";
 }
 
-std::vector<PartResult> runJob(App *app, const std::vector<Assignment> &assignments, RequestKind kind)
+// Each PLC counts its writes by itself: only with the station an id says which write it is.
+void WriteRun::takeResult(const Station &station, const kvlink::WriteResult &result)
 {
-    Job job(app->session.get(), kind);
-    for (const Assignment &assignment : assignments)
-        job.add(assignment.variable.address, assignment.data);
-    job.run();
-    return job.results();
+    for (std::size_t i = 0; i < m_ids.size(); ++i) {
+        if (m_ids[i] == result.id && &m_all.station(int(i)) == &station)
+            m_results[i] = result;
+    }
+    handOutWhatMay();
 }
 
-QString oldText(const Assignment &assignment, const PartResult &result)
+// Writes to places that overlap go out in the order in which they were typed, whatever becomes of the first.
+bool WriteRun::mayBeHandedOut(std::size_t i) const
 {
-    return result.state == RequestState::Done ? joined(assignment.variable, assignment.old)
-                                              : QStringLiteral("?");
+    for (std::size_t before = 0; before < i; ++before) {
+        if (!m_results[before] && m_assignments[before].variable.station == m_assignments[i].variable.station &&
+            m_assignments[before].variable.address.overlaps(m_assignments[i].variable.address))
+            return false;
+    }
+    return true;
 }
 
-void showPlan(App *app, const std::vector<Assignment> &assignments, const std::vector<PartResult> &before)
+void WriteRun::handOutWhatMay()
 {
-    for (std::size_t i = 0; i < assignments.size(); ++i) {
-        const Assignment &assignment = assignments[i];
-        app->out.note(QStringLiteral("%1: %2 -> %3")
-                          .arg(assignment.variable.name.isEmpty() ? assignment.variable.address.name()
-                                                                  : assignment.variable.name,
-                               oldText(assignment, before[i]),
-                               joined(assignment.variable, assignment.wanted)));
+    kvlink::WriteOptions options;
+    options.expires = longestInQueue;
+    options.attempts = std::min(m_app.options.retries + 1, mostAttempts);
+    for (std::size_t i = 0; i < m_ids.size(); ++i) {
+        if (m_ids[i] != 0 || !mayBeHandedOut(i))
+            continue;
+        kvlink::Plc &plc = *m_all.station(int(i)).plc;
+        m_ids[i] = m_app.options.pulse ? plc.pulse(m_all.tag(int(i)), *m_app.options.pulse)
+                                       : plc.writeText(m_all.tag(int(i)), m_assignments[i].typed, options);
     }
 }
 
-// Tells what the PLC holds now. \return the exit code
-int showOutcome(App *app, const std::vector<Assignment> &assignments, const std::vector<PartResult> &written,
-                const std::vector<PartResult> &readBack)
+bool WriteRun::isEveryEnded() const
 {
-    int differing = 0;
-    for (std::size_t i = 0; i < assignments.size(); ++i) {
-        const Variable &variable = assignments[i].variable;
-        const PartResult &bad = written[i].state == RequestState::Done ? readBack[i] : written[i];
-        const QVector<Value> now = app->session->values(variable.address);
-        for (int k = 0; k < now.size(); ++k) {
-            QualityBook::State state = app->session->quality(variable.address, k);
-            const bool differs = !(now[k] == assignments[i].wanted[k]);
-            if (bad.state != RequestState::Done) {
-                state.quality = Quality::Bad;
-                state.reason = bad.reason;
-            } else if (differs) {
-                app->out.problem(
-                    QStringLiteral("kv-host: %1 was written and confirmed, but holds another value: does "
-                                   "the PLC's program write it too?")
-                        .arg(variable.nameOf(k)));
-            }
-            differing += differs ? 1 : 0;
-            app->out.row(makeRow(variable, k, now[k], state, nowMs()));
+    return std::all_of(m_results.begin(), m_results.end(), [](const auto &result) { return result.has_value(); });
+}
+
+void WriteRun::handOut()
+{
+    for (Station &station : m_app.stations.all()) {
+        QObject::connect(station.plc.get(), &kvlink::Plc::writeFinished, station.plc.get(),
+                         [this, &station](const kvlink::WriteResult &result) { takeResult(station, result); });
+    }
+    handOutWhatMay();
+    m_app.wait.until([this] { return isEveryEnded(); });
+}
+
+// Stopping ends every write that was handed out: as not sent, or as unknown.
+void WriteRun::collectAfterStop()
+{
+    m_app.stations.stop();
+    const auto isOpen = [this] {
+        for (std::size_t i = 0; i < m_ids.size(); ++i) {
+            if (m_ids[i] != 0 && !m_results[i])
+                return true;
         }
+        return false;
+    };
+    for (int turn = 0; turn < deliverTurns && isOpen(); ++turn)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, deliverMs);
+}
+
+int WriteRun::showEnd(std::size_t i, bool isReadBack, bool &differs)
+{
+    const Variable &variable = m_assignments[i].variable;
+    kvlink::WriteResult result;
+    result.reason = Reason::Stopped;
+    result.text = QStringLiteral("not handed out; nothing was sent");
+    if (m_results[i])
+        result = *m_results[i];
+    const bool isDone = result.outcome == Outcome::Done;
+    const Sample now = isReadBack ? m_all.sample(int(i)) : Sample();
+    for (int value = 0; value < variable.address.values(); ++value) {
+        WriteRow row{m_all.row(int(i), value, now), kvlink::outcomeName(result.outcome), QString()};
+        if (!isDone)
+            row.text = result.text;
+        else if (isReadBack && !row.row.hasValue)
+            row.text = QStringLiteral("confirmed by the PLC, but not read back");
+        const QString wanted = m_app.options.pulse ? QStringLiteral("0") : variable.shown(m_assignments[i].wanted, value);
+        if (isDone && row.row.hasValue && row.row.value != wanted) {
+            differs = true;
+            m_app.refuse(QStringLiteral("%1 was written and confirmed, but holds another value: does the PLC's program "
+                                        "write it too?")
+                             .arg(printable(variable.nameOf(value))),
+                         exitSomeBad);
+        }
+        differs = differs || (isDone && isReadBack && !row.row.hasValue);
+        m_app.out.row(row);
     }
-    // Never seen with a driver that reports each requester once; a host notices when it does not.
-    const int surplus = app->session->requests().surplusReports();
-    if (surplus > 0)
-        app->out.problem(
-            QStringLiteral("kv-host: %1 end(s) of requests were reported more than once").arg(surplus));
-    const int code = exitCodeOf(written) != EXIT_GOOD ? exitCodeOf(written) : exitCodeOf(readBack);
-    return code == EXIT_GOOD && differing > 0 ? int(EXIT_SOME_BAD) : code;
+    return exitCodeOf(result.outcome);
 }
 
-// Not one old value came, and not because the PLC refused it: nothing could be written either.
-bool outOfReach(const std::vector<PartResult> &before)
+int WriteRun::showEnds(bool isReadBack)
 {
-    return std::all_of(before.begin(), before.end(), [](const PartResult &part) {
-        return part.state != RequestState::Done && part.trouble != Trouble::Refused;
-    });
+    m_app.out.setNameWidth(widestName(m_all.variables()));
+    std::vector<int> codes;
+    bool differs = false;
+    for (std::size_t i = 0; i < m_assignments.size(); ++i)
+        codes.push_back(showEnd(i, isReadBack, differs));
+    const int code = exitCodeOf(codes);
+    return code == exitGood && (differs || m_app.out.hasFailed()) ? int(exitSomeBad) : code;
 }
 
-int interruptedWrite(App *app)
+int WriteRun::nothingWritten(const QString &why, int code)
 {
-    app->out.note(app->session->statistics().summary());
-    return EXIT_BY_SIGNAL + app->session->interrupted();
+    m_app.out.note(why);
+    return code;
 }
 
-int writeAll(App *app, std::vector<Assignment> *assignments)
+int WriteRun::run()
 {
-    app->session->start();
-    const auto before = runJob(app, *assignments, RequestKind::Read);
-    for (Assignment &assignment : *assignments)
-        assignment.old = app->session->values(assignment.variable.address);
-    if (app->session->interrupted() != 0)
-        return interruptedWrite(app);
-    if (outOfReach(before))
-        return showOutcome(app, *assignments, before, before);
-    showPlan(app, *assignments, before);
-    if (!app->options.yes && !confirmed(app)) {
-        if (app->session->interrupted() != 0)
-            return interruptedWrite(app);
-        app->out.note("nothing was written");
-        return EXIT_GOOD;
+    if (!m_all.problem().isEmpty())
+        return m_app.refuse(m_all.problem(), exitUsage);
+    m_app.stations.start();
+    if (!m_all.readOnce())
+        return nothingWritten("nothing was written\n" + summaryOf(m_app.stations), interrupted());
+    if (isOutOfReach()) {
+        for (int i = 0; i < m_all.size(); ++i) {
+            for (int value = 0; value < m_all.variable(i).address.values(); ++value)
+                m_app.out.row(WriteRow{m_all.row(i, value, m_all.sample(i)), kvlink::outcomeName(Outcome::NotSent),
+                                       QStringLiteral("the PLC was not reached; nothing was sent")});
+        }
+        return exitNoLink;
     }
-    const auto written = runJob(app, *assignments, RequestKind::Write);
-    const auto readBack = runJob(app, *assignments, RequestKind::Read);
-    if (app->session->interrupted() != 0)
-        return interruptedWrite(app);
-    app->session->stop();
-    std::vector<Variable> variables;
-    for (const Assignment &assignment : *assignments)
-        variables.push_back(assignment.variable);
-    app->out.setNameWidth(widestName(variables));
-    return showOutcome(app, *assignments, written, readBack);
+    showPlan();
+    if (!isConfirmed())
+        return nothingWritten("nothing was written", m_app.wait.interrupted() != 0 ? interrupted() : int(exitNoLink));
+    handOut();
+    if (m_app.wait.interrupted() != 0) {
+        collectAfterStop();
+        showEnds(false);
+        return nothingWritten(summaryOf(m_app.stations), interrupted());
+    }
+    const bool isReadBack = m_app.options.isVerified && m_all.readOnce();
+    const int code = showEnds(isReadBack);
+    return m_app.wait.interrupted() != 0 ? interrupted() : code;
 }
 
 } // namespace
 
-int runWrite(App *app)
+int runWrite(App &app)
 {
     std::vector<Assignment> assignments;
-    if (!parseAll(app, &assignments))
-        return EXIT_USAGE;
+    if (!parseAll(app, assignments))
+        return exitUsage;
     if (!passGuard(app, assignments))
-        return EXIT_REFUSED;
-    if (app->options.dryRun)
+        return exitRefused;
+    if (app.options.isDryRun)
         return dryRun(app, assignments);
-    if (!app->options.yes && !stdinIsTerminal()) {
-        app->out.problem(
-            "kv-host: write asks before it writes, and there is no terminal to ask on: give --yes");
-        return EXIT_USAGE;
-    }
-    return writeAll(app, &assignments);
+    if (!app.options.isConfirmed && !stdinIsTerminal())
+        return app.refuse("write asks before it writes, and there is no terminal to ask on: give --yes", exitUsage);
+    return WriteRun(app, std::move(assignments)).run();
 }
 
 } // namespace kvhost

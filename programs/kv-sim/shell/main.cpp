@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 // kv-sim: strict simulated KV PLCs with every fault of the field.
+#include "desk/group_desk.h"
+#include "shell/control_line.h"
 #include "shell/input_files.h"
 #include "shell/options.h"
 #include "shell/plc_unit.h"
@@ -21,6 +23,7 @@ namespace
 using namespace kvsim;
 
 using Plcs = std::vector<std::unique_ptr<PlcUnit>>;
+using ControlLines = std::vector<std::unique_ptr<ControlLine>>;
 
 int startAll(const Options &options, Plcs &plcs)
 {
@@ -29,8 +32,27 @@ int startAll(const Options &options, Plcs &plcs)
         if (const int code = plcs.back()->start(); code != 0)
             return code;
     }
-    say("ready");
     return 0;
+}
+
+int openControl(const Options &options, GroupDesk &desk, ControlLines &lines)
+{
+    for (const Address &address : options.controlAll) {
+        lines.push_back(
+            std::make_unique<ControlLine>([&desk](std::string_view line) { return desk.run(line); }));
+        if (const QString wrong = lines.back()->open(address); !wrong.isEmpty())
+            return fail(exitLine, wrong.toStdString() + "; port 0 takes a free one");
+        say("listening control-all " + lines.back()->address().toStdString());
+    }
+    return 0;
+}
+
+std::vector<ControlDesk *> desksOf(const Plcs &plcs)
+{
+    std::vector<ControlDesk *> desks;
+    for (const auto &plc : plcs)
+        desks.push_back(&plc->desk());
+    return desks;
 }
 
 int endAll(const Plcs &plcs)
@@ -70,6 +92,11 @@ int main(int argc, char **argv)
     Plcs plcs;
     if (const int code = startAll(*options, plcs); code != 0)
         return code;
+    GroupDesk desk(desksOf(plcs));
+    ControlLines control;
+    if (const int code = openControl(*options, desk, control); code != 0)
+        return code;
+    say("ready");
     std::unique_ptr<QSocketNotifier> input;
     if (options->exitWithStdin) {
         input = std::make_unique<QSocketNotifier>(STDIN_FILENO, QSocketNotifier::Read);

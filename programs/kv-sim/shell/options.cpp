@@ -48,6 +48,8 @@ void addLines(CLI::App &app, Options &options, OptionTexts &texts)
                    "MS after which a broken remote-area request has ended (300)")
         ->check(CLI::Range(1, 60000));
     list("--control", texts.control, "ADDR:PORT of the control connection ('help' lists its commands)");
+    list("--control-all", texts.controlAll,
+         "ADDR:PORT of one control connection for all PLCs: 2/get DM0, */get DM0");
     app.add_option(
         "--max-clients", texts.clients,
         "Largest number of TCP connections: N or N:newest closes one more at once, N:oldest the oldest one");

@@ -23,6 +23,7 @@ struct Options {
     std::vector<Address> udp;
     std::vector<Address> remote;
     std::vector<Address> control;
+    std::vector<Address> controlAll;
     std::vector<std::string> serial;
     std::uint32_t baud = 0;
     Rules rules;

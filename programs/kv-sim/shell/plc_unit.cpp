@@ -17,13 +17,13 @@ namespace
 
 constexpr std::uint32_t programScanMs = 10;
 
+} // namespace
+
 int fail(int code, const std::string &text)
 {
     std::fprintf(stderr, "kv-sim: %s\n", text.c_str());
     return code;
 }
-
-} // namespace
 
 void say(const std::string &text)
 {
@@ -146,7 +146,8 @@ int PlcUnit::openSerial()
 int PlcUnit::openControl()
 {
     for (const Address &address : m_options.control) {
-        m_control.push_back(std::make_unique<ControlLine>(m_desk));
+        m_control.push_back(
+            std::make_unique<ControlLine>([this](std::string_view line) { return m_desk.run(line); }));
         if (const QString wrong = m_control.back()->open(address); !wrong.isEmpty())
             return fail(exitLine, wrong.toStdString() + "; port 0 takes a free one");
         say("listening control " + m_control.back()->address().toStdString());

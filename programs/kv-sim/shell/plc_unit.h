@@ -2,6 +2,7 @@
 // One PLC with its surroundings: the lines it listens on, its clock, its files and its end.
 #pragma once
 
+#include "desk/control_desk.h"
 #include "shell/control_line.h"
 #include "shell/options.h"
 #include "shell/serial_line.h"
@@ -17,6 +18,9 @@ namespace kvsim
 /// Prints a line on stdout, flushed: hosts wait for these lines.
 void say(const std::string &text);
 
+/// Prints a message on stderr. \return the code
+int fail(int code, const std::string &text);
+
 class PlcUnit : public QObject
 {
 public:
@@ -28,6 +32,8 @@ public:
 
     /// Saves the memory and prints the statistics. \return the exit code
     int end();
+
+    ControlDesk &desk() { return m_desk; }
 
     /// Ends the event loop.
     static void quit();

@@ -1,0 +1,426 @@
+// SPDX-License-Identifier: MIT
+#include "api/plc_core.h"
+
+#include "api/settings_check.h"
+#include "api/write_frames.h"
+#include "driver/loaded_driver.h"
+#include "engine/write_outcomes.h"
+#include "model/value_codec.h"
+#include "transport/make_transport.h"
+
+#include <QRandomGenerator>
+
+namespace kvlink
+{
+namespace
+{
+constexpr Duration shortestPulse = 10ms;
+constexpr Duration longestPulse = 60s;
+
+/// An end that never comes would be a bug of the engine; nobody waits for it longer than any
+/// write can take.
+constexpr Duration longestWrite = 48h;
+
+/// What the engine needs of a tag. \return nothing with a problem
+std::optional<EngineTag> engineTag(const TagSettings &settings, QString &problem)
+{
+    const std::optional<Place> place = parsePlace(settings.address, problem);
+    if (!place)
+        return std::nullopt;
+    problem = problemOf(settings);
+    if (!problem.isEmpty())
+        return std::nullopt;
+    EngineTag tag;
+    tag.place = *place;
+    tag.period = settings.period;
+    tag.scale = settings.scale;
+    tag.offset = settings.offset;
+    tag.deadband = settings.deadband;
+    tag.readOnly = settings.access == Access::ReadOnly;
+    tag.command = settings.command;
+    tag.everySample = settings.everySample;
+    return tag;
+}
+
+bool isOneBit(const Place &place)
+{
+    return place.format == Format::Bit && place.element == Element::Bit && place.values == 1;
+}
+} // namespace
+
+// --- the link ------------------------------------------------------------------------------------
+
+PlcCore::Parts PlcCore::systemParts(const LinkSettings &settings)
+{
+    Parts parts;
+    parts.clock = std::make_unique<SystemClock>();
+    parts.problem = problemOf(settings);
+    parts.fault = Fault::Settings;
+    if (!parts.problem.isEmpty())
+        return parts;
+    parts.fault = Fault::Address;
+    parts.transport = makeTransport(settings.url, parts.problem);
+    if (!parts.transport)
+        return parts;
+    parts.fault = Fault::Driver;
+    parts.driver = LoadedDriver::load(settings.driver, parts.problem);
+    if (parts.driver)
+        parts.fault = Fault::None;
+    return parts;
+}
+
+PlcCore::PlcCore(const LinkSettings &settings) : PlcCore(settings, systemParts(settings)) {}
+
+PlcCore::PlcCore(const LinkSettings &settings, Parts parts)
+    : m_settings(settings), m_parts(std::move(parts)), m_problem(m_parts.problem)
+{
+    if (m_parts.fault != Fault::None)
+        return;
+    m_engine = std::make_unique<Engine>(*m_parts.clock, *m_parts.transport, *m_parts.driver, m_settings,
+                                        QRandomGenerator::global()->generate64());
+    m_thread = std::make_unique<LinkThread>(*m_parts.clock, *m_parts.transport, *m_engine,
+                                            [this](Events &events) { m_mailbox.put(events); });
+}
+
+PlcCore::~PlcCore()
+{
+    stop();
+}
+
+QString PlcCore::problem() const
+{
+    const std::lock_guard held(m_problemMutex);
+    return m_problem;
+}
+
+bool PlcCore::start()
+{
+    if (!m_thread)
+        return false;
+    if (m_mailbox.link().state == LinkState::Stopped)
+        m_mailbox.setLink(LinkState::Resolving); // waitForLink may be called before the thread says so
+    QString problem;
+    const bool started = m_thread->start(problem);
+    if (!started)
+        m_mailbox.setLink(LinkState::Stopped);
+    const std::lock_guard held(m_problemMutex);
+    m_problem = problem;
+    return started;
+}
+
+void PlcCore::stop()
+{
+    if (!m_thread)
+        return;
+    m_thread->stop();
+    m_mailbox.setLink(LinkState::Stopped);
+}
+
+/// False while the link is stopped.
+bool PlcCore::post(LinkThread::Command command)
+{
+    return m_thread && m_thread->post(std::move(command));
+}
+
+void PlcCore::postOrRun(const LinkThread::Command &command)
+{
+    if (m_thread && !m_thread->post(command))
+        m_thread->call(command);
+}
+
+// --- tags ----------------------------------------------------------------------------------------
+
+Tag PlcCore::addTag(const TagSettings &settings, QString *problem)
+{
+    QStringList problems;
+    const Tag tag = addTags({settings}, &problems).front();
+    if (problem != nullptr)
+        *problem = problems.front();
+    return tag;
+}
+
+std::vector<Tag> PlcCore::addTags(const std::vector<TagSettings> &settings, QStringList *problems)
+{
+    std::vector<EngineTag> parsed;
+    std::vector<TagSettings> good;
+    std::vector<Tag> tags(settings.size());
+    std::vector<std::size_t> places; // of the good ones among all
+    QStringList found;
+    for (std::size_t i = 0; i < settings.size(); ++i) {
+        QString problem;
+        if (const std::optional<EngineTag> tag = engineTag(settings[i], problem)) {
+            parsed.push_back(*tag);
+            good.push_back(settings[i]);
+            places.push_back(i);
+            problem.clear();
+        }
+        found.append(problem);
+    }
+    const std::vector<Tag> added = m_mailbox.addTags(good);
+    for (std::size_t i = 0; i < added.size(); ++i) {
+        parsed[i].tag = added[i];
+        tags[places[i]] = added[i];
+    }
+    if (!parsed.empty())
+        postOrRun([parsed = std::move(parsed)](Engine &engine) { engine.addTags(parsed); });
+    if (problems != nullptr)
+        *problems = found;
+    return tags;
+}
+
+bool PlcCore::removeTag(Tag tag)
+{
+    const bool known = m_mailbox.removeTag(tag);
+    if (known)
+        postOrRun([tag](Engine &engine) { engine.removeTag(tag); });
+    return known;
+}
+
+bool PlcCore::setPeriod(Tag tag, Duration period)
+{
+    TagSettings changed;
+    changed.period = period;
+    const bool possible = problemOf(changed).isEmpty() && m_mailbox.setPeriod(tag, period);
+    if (possible)
+        postOrRun([tag, period](Engine &engine) { engine.setPeriod(tag, period); });
+    return possible;
+}
+
+TagSettings PlcCore::tagSettings(Tag tag) const
+{
+    TagSettings settings = m_mailbox.tagSettings(tag).value_or(TagSettings());
+    QString problem;
+    const std::optional<Place> place = parsePlace(settings.address, problem);
+    if (settings.name.isEmpty() && place)
+        settings.name = place->name();
+    return settings;
+}
+
+// --- reads ---------------------------------------------------------------------------------------
+
+ReadId PlcCore::readNow(const std::vector<Tag> &tags)
+{
+    const ReadId id = newId();
+    if (!post([id, tags](Engine &engine) { engine.readNow(id, tags); })) {
+        Events events;
+        events.reads.push_back(id);
+        m_mailbox.put(events);
+    }
+    return id;
+}
+
+bool PlcCore::read(const std::vector<Tag> &tags, Duration longest)
+{
+    const SteadyTime end = SystemClock().now() + longest;
+    if (!m_mailbox.waitForLink(longest))
+        return false;
+    const ReadId id = newId();
+    m_mailbox.expect(id);
+    const bool posted = post([id, tags](Engine &engine) { engine.readNow(id, tags); });
+    const Duration left = posted ? std::max(end - SystemClock().now(), Duration(0)) : Duration(0);
+    const bool ended = m_mailbox.await(id, left).has_value();
+    m_mailbox.forget(id);
+    return ended;
+}
+
+// --- writes --------------------------------------------------------------------------------------
+
+WriteId PlcCore::newWrite(End end)
+{
+    const WriteId id = newId();
+    if (end == End::Awaited)
+        m_mailbox.expect(id);
+    return id;
+}
+
+/// \param what of InvalidValue: what is wrong
+void PlcCore::endUnsent(WriteId id, Tag tag, Reason reason, const QString &what)
+{
+    const SystemClock clock;
+    Events events;
+    events.writes.push_back({id, tag, Outcome::NotSent, reason, 0,
+                             endText(Outcome::NotSent, reason, what), 0, clock.wallNow(), clock.now()});
+    m_mailbox.put(events);
+}
+
+WriteId PlcCore::write(Tag tag, const Value &value, const WriteOptions &options, End end)
+{
+    const WriteId id = newWrite(end);
+    const QString problem = problemOf(options);
+    if (!m_mailbox.hasTag(tag))
+        endUnsent(id, tag, Reason::InvalidValue, QStringLiteral("there is no such tag"));
+    else if (!problem.isEmpty())
+        endUnsent(id, tag, Reason::InvalidValue, problem);
+    else if (!post([=](Engine &engine) { engine.write({id, tag, value, options}); }))
+        endUnsent(id, tag, Reason::Stopped);
+    return id;
+}
+
+WriteId PlcCore::writeText(Tag tag, const QString &typed, const WriteOptions &options, End end)
+{
+    QString problem = QStringLiteral("there is no such tag");
+    const std::optional<TagSettings> settings = m_mailbox.tagSettings(tag);
+    const std::optional<Place> place = settings ? parsePlace(settings->address, problem) : std::nullopt;
+    std::optional<Value> value;
+    if (place)
+        value = valueFromText(*place, typed, settings->scale, settings->offset, problem);
+    if (value)
+        return write(tag, *value, options, end);
+    const WriteId id = newWrite(end);
+    endUnsent(id, tag, Reason::InvalidValue, problem);
+    return id;
+}
+
+std::optional<WriteResult> PlcCore::waitForWrite(WriteId id, Duration longest)
+{
+    const std::optional<Event> event = m_mailbox.await(id, std::min(longest, longestWrite));
+    const WriteResult *result = event ? std::get_if<WriteResult>(&*event) : nullptr;
+    return result == nullptr ? std::nullopt : std::optional(*result);
+}
+
+WriteId PlcCore::pulse(Tag relay, Duration length, End end)
+{
+    const WriteId id = newWrite(end);
+    QString problem;
+    if (!isButton(relay, problem))
+        endUnsent(id, relay, Reason::InvalidValue, problem);
+    else if (length < shortestPulse || length > longestPulse)
+        endUnsent(id, relay, Reason::InvalidValue, QStringLiteral("a pulse lasts between 10 ms and 60 s"));
+    else if (!post([=](Engine &engine) { engine.pulse(id, relay, length); }))
+        endUnsent(id, relay, Reason::Stopped);
+    return id;
+}
+
+bool PlcCore::cancel(WriteId id)
+{
+    bool cancelled = false;
+    if (m_thread)
+        m_thread->call([&](Engine &engine) { cancelled = engine.cancel(id); });
+    return cancelled;
+}
+
+int PlcCore::cancelAll()
+{
+    int cancelled = 0;
+    if (m_thread)
+        m_thread->call([&](Engine &engine) { cancelled = engine.cancelAll(); });
+    return cancelled;
+}
+
+// --- push buttons --------------------------------------------------------------------------------
+
+bool PlcCore::isButton(Tag relay, QString &problem) const
+{
+    const std::optional<TagSettings> settings = m_mailbox.tagSettings(relay);
+    problem = QStringLiteral("there is no such tag");
+    if (!settings)
+        return false;
+    const std::optional<Place> place = parsePlace(settings->address, problem);
+    problem.clear();
+    if (!place || !isOneBit(*place))
+        problem = QStringLiteral("%1 is not a single relay or bit").arg(settings->address);
+    else if (settings->access == Access::ReadOnly || !place->device->writable)
+        problem = QStringLiteral("%1 is read-only").arg(settings->address);
+    return problem.isEmpty();
+}
+
+void PlcCore::press(WriteId id, Tag relay)
+{
+    if (!post([=](Engine &engine) { engine.press(id, relay); }))
+        endUnsent(id, relay, Reason::Stopped);
+}
+
+void PlcCore::renew(WriteId press)
+{
+    post([press](Engine &engine) { engine.renew(press); });
+}
+
+void PlcCore::release(WriteId press)
+{
+    post([press](Engine &engine) { engine.release(press); });
+}
+
+// --- the link itself -----------------------------------------------------------------------------
+
+LinkStatistics PlcCore::statistics() const
+{
+    LinkStatistics statistics;
+    if (m_thread)
+        m_thread->call([&](Engine &engine) { statistics = engine.statistics(); });
+    return statistics;
+}
+
+ReadPlan PlcCore::plan() const
+{
+    ReadPlan plan;
+    if (m_thread)
+        m_thread->call([&](Engine &engine) { plan = engine.plan(); });
+    return plan;
+}
+
+QStringList PlcCore::framesOfWrite(Tag tag, const QString &typed, QString &problem)
+{
+    const std::optional<TagSettings> settings = m_mailbox.tagSettings(tag);
+    const std::optional<Place> place = settings ? parsePlace(settings->address, problem) : std::nullopt;
+    if (!settings || !m_thread || m_mailbox.link().state != LinkState::Stopped) {
+        problem = QStringLiteral("frames are shown of a tag of this PLC, before its link is started");
+        return {};
+    }
+    const auto value =
+        place ? valueFromText(*place, typed, settings->scale, settings->offset, problem) : std::nullopt;
+    const Coding coding{m_settings.wordOrder, m_settings.textEncoding};
+    const auto pieces = value ? encode(*place, *value, coding, settings->scale, settings->offset,
+                                       m_settings.maxBlock, problem)
+                              : std::nullopt;
+    QStringList frames;
+    for (const WriteUnits &piece : pieces.value_or(std::vector<WriteUnits>()))
+        frames += framesOf(*m_parts.driver, piece);
+    return frames;
+}
+
+bool PlcCore::isQuestion(const QString &command)
+{
+    return command == QLatin1String("?K") || command == QLatin1String("?M") || command == QLatin1String("?E");
+}
+
+QString PlcCore::noQuestion(const QString &command)
+{
+    return QStringLiteral("'%1' is not a question to a PLC; ask ?K, ?M or ?E").arg(command);
+}
+
+void PlcCore::ask(QueryId id, const QString &command)
+{
+    QueryResult result;
+    result.id = id;
+    if (!isQuestion(command))
+        result.problem = noQuestion(command);
+    else if (!post([id, command](Engine &engine) { engine.query(id, command.toLatin1()); }))
+        result.problem = QStringLiteral("the link is stopped");
+    if (result.problem.isEmpty())
+        return;
+    Events events;
+    events.queries.push_back(result);
+    m_mailbox.put(events);
+}
+
+QueryId PlcCore::query(const QString &command)
+{
+    const QueryId id = newId();
+    ask(id, command);
+    return id;
+}
+
+QueryResult PlcCore::queryAndWait(const QString &command, Duration longest)
+{
+    const SteadyTime end = SystemClock().now() + longest;
+    m_mailbox.waitForLink(longest);
+    const QueryId id = newId();
+    m_mailbox.expect(id);
+    ask(id, command);
+    const std::optional<Event> event = m_mailbox.await(id, std::max(end - SystemClock().now(), Duration(0)));
+    m_mailbox.forget(id);
+    const QueryResult *result = event ? std::get_if<QueryResult>(&*event) : nullptr;
+    return result == nullptr ? QueryResult{id, false, {}, QStringLiteral("no answer in time")} : *result;
+}
+
+} // namespace kvlink

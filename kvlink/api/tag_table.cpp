@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+#include "api/tag_table.h"
+
+namespace kvlink
+{
+
+Tag TagTable::add(const TagSettings &settings)
+{
+    const quint32 id = ++m_lastId;
+    const quint32 page = id / Page::size;
+    if (page >= m_pages.size())
+        m_pages.resize(page + 1);
+    if (!m_pages[page])
+        m_pages[page] = std::make_unique<Page>();
+    m_pages[page]->entries[id % Page::size].emplace(TagEntry{settings, Sample(), false});
+    ++m_pages[page]->used;
+    return Tag(id);
+}
+
+void TagTable::remove(Tag tag)
+{
+    if (find(tag) == nullptr)
+        return;
+    std::unique_ptr<Page> &page = m_pages[tag.id() / Page::size];
+    page->entries[tag.id() % Page::size].reset();
+    if (--page->used == 0)
+        page.reset();
+}
+
+const TagEntry *TagTable::find(Tag tag) const
+{
+    const quint32 page = tag.id() / Page::size;
+    if (page >= m_pages.size() || !m_pages[page])
+        return nullptr;
+    const std::optional<TagEntry> &entry = m_pages[page]->entries[tag.id() % Page::size];
+    return entry ? &*entry : nullptr;
+}
+
+TagEntry *TagTable::find(Tag tag)
+{
+    return const_cast<TagEntry *>(std::as_const(*this).find(tag));
+}
+
+std::vector<Tag> TagTable::tags() const
+{
+    std::vector<Tag> all;
+    for (quint32 id = 1; id <= m_lastId; ++id) {
+        if (find(Tag(id)) != nullptr)
+            all.push_back(Tag(id));
+    }
+    return all;
+}
+
+} // namespace kvlink

@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: MIT
+// Names by a pattern, as a shell matches files.
+#pragma once
+
+#include <QString>
+
+namespace kvhost
+{
+
+bool isPattern(const QString &word);
+
+/// '*' is any number of characters, '?' one. Case counts.
+bool matchesPattern(const QString &pattern, const QString &name);
+
+} // namespace kvhost

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+// Libraries that are not the driver kvlink needs: CMakeLists.txt builds this file several times, each time with one thing wrong.
+// Whoever calls more than the identity of such a library ends the process.
+#include <cstdlib>
+
+extern "C" {
+
+#if !defined(WITHOUT_IDENTITY)
+__attribute__((visibility("default"))) const char *KvDriverIdentity()
+{
+    return IDENTITY;
+}
+
+__attribute__((visibility("default"))) int KvDriverQtMajor()
+{
+    return QT_MAJOR;
+}
+
+#if !defined(WITHOUT_ABI)
+__attribute__((visibility("default"))) int KvDriverAbi()
+{
+    return ABI;
+}
+#endif
+#endif
+
+#define CALL(name)                                                                                           \
+    __attribute__((visibility("default"))) void name()                                                       \
+    {                                                                                                        \
+        std::abort();                                                                                        \
+    }
+CALLS
+}

@@ -4,7 +4,7 @@
 #
 #   ./test.sh              all tests, both Qt versions
 #   ./test.sh --qt 5       one of them
-#   ./test.sh --coverage   Qt 5 only, with the lines and branches of the driver that the tests reach
+#   ./test.sh --coverage   Qt 5 only, with the lines and branches of all that ships which they reach
 #   ./test.sh --sanitize   everything under the address and undefined-behaviour sanitizers (clang,
 #                          Qt 5), then the driver under the thread sanitizer (clang, Qt 6)
 #   ./test.sh --lint       rooms, texts, clang-format, clang-tidy and cppcheck over all sources

@@ -7,22 +7,22 @@
 //   driver_bench --benchmark_repetitions=9 --benchmark_enable_random_interleaving=true
 //                --benchmark_min_time=0.05
 //
-//   benchmark                        against                               at most
-//   exchange_words                   plain_words                           1.5
-//   exchange_dwords                  plain_dwords                          2
-//   exchange_triples                 plain_triples                         2
-//   read_words                       3 * plain_memcpy + parse_word_address 1
-//   read_bit                         130 / 530 * plain_words               1
-//   read_while_decoding/threads:4    read_while_decoding/threads:1         1.1: CPU time of a call
-//   rebuild/100000                   rebuild/10000                         12
-//   write_pending                    5000 ns                               1
-//   pass_over_switched_off/*         200,000 ns                            1
-//   exchange_of_list/8000            exchange_of_list/100                  1.3
-// Heap allocations of one exchange: counter "allocations" of exchange_words, _dwords and _triples.
+//   benchmark                    against                             at most
+//   exchangeWords                plainWords                          1.5
+//   exchangeDwords               plainDwords                         2
+//   exchangeTriples              plainTriples                        2
+//   readWords                    3 * plainMemcpy + parseWordAddress  1
+//   readBit                      130 / 530 * plainWords              1
+//   readWhileDecoding/threads:4  readWhileDecoding/threads:1         1.1: CPU time of a call
+//   rebuild/100000               rebuild/10000                       12
+//   writePending                 5000 ns                             1
+//   passOverSwitchedOff/*        200,000 ns                          1
+//   exchangeOfList/8000          exchangeOfList/100                  1.3
+// Heap allocations of one exchange: counter "allocations" of exchangeWords, -Dwords and -Triples.
 //
-// Cost over size: exchange_of_length/N (words in the block; beside plain_words_of_length/N), rebuild/N
-// (variables), exchange_of_stations/N (one turn of the scheduler and its exchange, blocks of N stations in the
-// read list), exchange_of_list/N (the same for N blocks of one station).
+// Cost over size: exchangeOfLength/N (words in the block; compare plainWordsOfLength/N),
+// rebuild/N (variables), exchangeOfStations/N (one turn of the scheduler and its exchange, blocks
+// of N stations in the read list), exchangeOfList/N (the same for N blocks of one station).
 #include "allocation_count.h"
 
 #include <Communication_Protocol.h>
@@ -41,7 +41,7 @@ namespace
 {
 constexpr int words = 128;
 
-// ------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 // A host with linked stations, and what its PLC answers
 // -------------------------------------------------------------------------------------------------
 
@@ -102,7 +102,7 @@ void addBlock(int area, int address, int count, int station = 1)
     AddListReadVar(&var);
 }
 
-// ------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 // The yardsticks: the digits of each field into bytes, and nothing else
 // -------------------------------------------------------------------------------------------------
 
@@ -131,22 +131,22 @@ void plainFields(benchmark::State &state, int count)
     }
 }
 
-void plain_words(benchmark::State &state)
+void plainWords(benchmark::State &state)
 {
     plainFields<quint16, 5>(state, words);
 }
 
-void plain_words_of_length(benchmark::State &state)
+void plainWordsOfLength(benchmark::State &state)
 {
     plainFields<quint16, 5>(state, int(state.range(0)));
 }
 
-void plain_dwords(benchmark::State &state)
+void plainDwords(benchmark::State &state)
 {
     plainFields<quint32, 10>(state, words);
 }
 
-void plain_triples(benchmark::State &state)
+void plainTriples(benchmark::State &state)
 {
     const std::string reply = triples(words);
     std::string bytes(reply.size(), '\0');
@@ -162,7 +162,7 @@ void plain_triples(benchmark::State &state)
     }
 }
 
-void plain_memcpy(benchmark::State &state)
+void plainMemcpy(benchmark::State &state)
 {
     const std::string source(words * 2, 'x');
     for (auto _ : state) {
@@ -173,7 +173,7 @@ void plain_memcpy(benchmark::State &state)
     }
 }
 
-// ------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 // Exchanges
 // -------------------------------------------------------------------------------------------------
 
@@ -205,28 +205,28 @@ void exchange(benchmark::State &state, int area, int count, const std::string &t
     exchangeAll(state, text);
 }
 
-void exchange_words(benchmark::State &state)
+void exchangeWords(benchmark::State &state)
 {
     exchange(state, AREA_DM, words, fields(words, 5));
 }
 
-void exchange_dwords(benchmark::State &state)
+void exchangeDwords(benchmark::State &state)
 {
     exchange(state, AREA_Z, words, fields(words, 10));
 }
 
-void exchange_triples(benchmark::State &state)
+void exchangeTriples(benchmark::State &state)
 {
     exchange(state, AREA_T, words, triples(words));
 }
 
-void exchange_of_length(benchmark::State &state)
+void exchangeOfLength(benchmark::State &state)
 {
     const int count = int(state.range(0));
     exchange(state, AREA_DM, count, fields(count, 5));
 }
 
-void exchange_of_stations(benchmark::State &state)
+void exchangeOfStations(benchmark::State &state)
 {
     const int stations = int(state.range(0));
     linkedHost(stations);
@@ -235,8 +235,8 @@ void exchange_of_stations(benchmark::State &state)
     exchangeAll(state, fields(words, 5));
 }
 
-/// A device is as long as 100 blocks, so that the images stay as small as those of a real PLC.
-void exchange_of_list(benchmark::State &state)
+// A device is as long as 100 blocks, so that the images stay as small as those of a real PLC.
+void exchangeOfList(benchmark::State &state)
 {
     constexpr int blocksOfDevice = 100;
     linkedHost();
@@ -245,9 +245,10 @@ void exchange_of_list(benchmark::State &state)
     exchangeAll(state, fields(words, 5));
 }
 
-/// One pass of the scheduler over 8,000 blocks of a switched-off station, with so many blocks of another station behind
-/// them. None: nothing is sent. The list is turned back each time, without counting that.
-void pass_over_switched_off(benchmark::State &state)
+// One pass of the scheduler over 8,000 blocks of a switched-off station, with so many blocks of
+// another station behind them. None: nothing is sent. The list is turned back each time,
+// without counting that.
+void passOverSwitchedOff(benchmark::State &state)
 {
     constexpr int switchedOff = 8000;
     const int behind = int(state.range(0));
@@ -268,7 +269,7 @@ void pass_over_switched_off(benchmark::State &state)
     EnableEthernet(2, 1);
 }
 
-// ------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 // Host reads
 // -------------------------------------------------------------------------------------------------
 
@@ -279,12 +280,12 @@ void parseAddress(benchmark::State &state, int area, const char *address)
         benchmark::DoNotOptimize(PLCAddressChangeIntef(area, text));
 }
 
-void parse_word_address(benchmark::State &state)
+void parseWordAddress(benchmark::State &state)
 {
     parseAddress(state, AREA_DM, "100");
 }
 
-void parse_bit_address(benchmark::State &state)
+void parseBitAddress(benchmark::State &state)
 {
     parseAddress(state, AREA_R, "1015");
 }
@@ -300,13 +301,13 @@ void readAgainAndAgain(benchmark::State &state, int area, const char *address, i
     }
 }
 
-void read_words(benchmark::State &state)
+void readWords(benchmark::State &state)
 {
     linkedHost();
     readAgainAndAgain(state, AREA_DM, "100", words);
 }
 
-void read_bit(benchmark::State &state)
+void readBit(benchmark::State &state)
 {
     linkedHost();
     readAgainAndAgain(state, AREA_R, "1015", 1);
@@ -338,12 +339,12 @@ private:
     static inline std::thread thread;
 };
 
-void read_while_decoding(benchmark::State &state)
+void readWhileDecoding(benchmark::State &state)
 {
     readAgainAndAgain(state, AREA_DM, "100", words);
 }
 
-// ------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 // Lists
 // -------------------------------------------------------------------------------------------------
 
@@ -366,7 +367,7 @@ void rebuild(benchmark::State &state)
 
 // Words that merge with none of the 1,000 pending ones, twenty at a time: the list is limited to
 // 1,024 entries.
-void write_pending(benchmark::State &state)
+void writePending(benchmark::State &state)
 {
     constexpr int pending = 1000;
     constexpr int batch = 20;
@@ -387,29 +388,29 @@ void write_pending(benchmark::State &state)
     }
 }
 
-BENCHMARK(plain_words);
-BENCHMARK(exchange_words);
-BENCHMARK(plain_dwords);
-BENCHMARK(exchange_dwords);
-BENCHMARK(plain_triples);
-BENCHMARK(exchange_triples);
-BENCHMARK(plain_memcpy);
-BENCHMARK(parse_word_address);
-BENCHMARK(parse_bit_address);
-BENCHMARK(read_words);
-BENCHMARK(read_bit);
-BENCHMARK(read_while_decoding)
+BENCHMARK(plainWords);
+BENCHMARK(exchangeWords);
+BENCHMARK(plainDwords);
+BENCHMARK(exchangeDwords);
+BENCHMARK(plainTriples);
+BENCHMARK(exchangeTriples);
+BENCHMARK(plainMemcpy);
+BENCHMARK(parseWordAddress);
+BENCHMARK(parseBitAddress);
+BENCHMARK(readWords);
+BENCHMARK(readBit);
+BENCHMARK(readWhileDecoding)
     ->Setup(ExchangeThread::start)
     ->Teardown(ExchangeThread::stop)
     ->Threads(1)
     ->Threads(4);
-BENCHMARK(write_pending);
+BENCHMARK(writePending);
 BENCHMARK(rebuild)->ArgsProduct({{10, 30, 100, 300, 1000, 3000, 10000, 30000, 100000}});
-BENCHMARK(plain_words_of_length)->ArgsProduct({{1, 2, 4, 8, 16, 32, 64, 96, 128}});
-BENCHMARK(exchange_of_length)->ArgsProduct({{1, 2, 4, 8, 16, 32, 64, 96, 128}});
-BENCHMARK(exchange_of_stations)->ArgsProduct({{1, 2, 4, 8, 16, 32, 48, 64}});
-BENCHMARK(exchange_of_list)->ArgsProduct({{100, 300, 1000, 3000, 8000}});
-BENCHMARK(pass_over_switched_off)->Arg(0)->Arg(1)->Arg(8000);
+BENCHMARK(plainWordsOfLength)->ArgsProduct({{1, 2, 4, 8, 16, 32, 64, 96, 128}});
+BENCHMARK(exchangeOfLength)->ArgsProduct({{1, 2, 4, 8, 16, 32, 64, 96, 128}});
+BENCHMARK(exchangeOfStations)->ArgsProduct({{1, 2, 4, 8, 16, 32, 48, 64}});
+BENCHMARK(exchangeOfList)->ArgsProduct({{100, 300, 1000, 3000, 8000}});
+BENCHMARK(passOverSwitchedOff)->Arg(0)->Arg(1)->Arg(8000);
 
 void silence(QtMsgType, const QMessageLogContext &, const QString &) {}
 } // namespace

@@ -8,7 +8,8 @@
 //   kvlink_bench flat    SECONDS URL         120 words of one PLC without a pause
 //   kvlink_bench tags    COUNT URL           registering many tags, and one more while they are read
 //
-// CPU time is that of this process, memory its resident set at the end; the PLCs are processes of their own.
+// CPU time is that of this process, memory its resident set at the end; the PLCs are processes
+// of their own.
 #include <kvlink/plc.h>
 
 #include <QCoreApplication>
@@ -109,7 +110,7 @@ void startAll(const Plcs &plcs)
         waitReady(*plc);
 }
 
-/// One request of 120 words to each PLC, and again when all have answered.
+// One request of 120 words to each PLC, and again when all have answered.
 int pass(double seconds, Plcs plcs)
 {
     std::vector<kvlink::Tag> tags;
@@ -137,7 +138,7 @@ int pass(double seconds, Plcs plcs)
     return 0;
 }
 
-/// Passes that each PLC reached of those that were due.
+// Passes that each PLC reached of those that were due.
 int rate(double seconds, int periodMs, int words, Plcs plcs)
 {
     for (const auto &plc : plcs)
@@ -162,7 +163,7 @@ int rate(double seconds, int periodMs, int words, Plcs plcs)
     return 0;
 }
 
-/// Passes over some addresses of one PLC, asked for more often than its line can do.
+// Passes over some addresses of one PLC, asked for more often than its line can do.
 int passesOf(double seconds, int periodMs, const Plcs &plcs, const QStringList &addresses)
 {
     kvlink::Plc &plc = *plcs.front();
@@ -180,7 +181,7 @@ int passesOf(double seconds, int periodMs, const Plcs &plcs, const QStringList &
     return 0;
 }
 
-/// Time from handing out each write to its confirmation, in ms.
+// Time from handing out each write to its confirmation, in ms.
 std::vector<double> timedWrites(const Plcs &plcs, int count)
 {
     std::map<kvlink::WriteId, Clock::time_point> handedOut;

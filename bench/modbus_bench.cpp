@@ -159,7 +159,7 @@ int run(double seconds, int count)
     return code;
 }
 
-/// For clients of other programs; never returns but for an error.
+// For clients of other programs; never returns but for an error.
 int serveForever()
 {
     const Modbus server(modbus_new_tcp(ADDRESS, 0));

@@ -12,8 +12,8 @@ set style line 2 lc rgb "#c04000" lw 2 pt 5 ps 0.6
 set output pictures."/block-length.svg"
 set title "One cyclic exchange: ComCommunication and DataCom"
 set xlabel "words in the block"; set ylabel "ns"; set xrange [0:132]; set yrange [0:*]
-plot data."/exchange_of_length.dat" with linespoints ls 1 title "driver", \
-     data."/plain_words_of_length.dat" with linespoints ls 2 title "plain conversion loop"
+plot data."/exchangeOfLength.dat" with linespoints ls 1 title "driver", \
+     data."/plainWordsOfLength.dat" with linespoints ls 2 title "plain conversion loop"
 
 set output pictures."/list-size.svg"
 set title "ReCreatReadVarList"
@@ -26,4 +26,4 @@ set output pictures."/stations-driver.svg"
 unset logscale; set format "%g"
 set title "One turn of the scheduler and its exchange, 128 words of one of N stations"
 set xlabel "stations"; set ylabel "ns"; set xrange [0:66]; set yrange [0:*]
-plot data."/exchange_of_stations.dat" with linespoints ls 1 title "driver"
+plot data."/exchangeOfStations.dat" with linespoints ls 1 title "driver"

@@ -14,12 +14,12 @@ from pathlib import Path
 from rows import (HEADINGS, MissingFigure, aligned, best_times, counters, driver_rows, figure, markdown,
                   program_rows)
 
-SERIES = {"exchange_of_length": (1, 2, 4, 8, 16, 32, 64, 96, 128),
-          "plain_words_of_length": (1, 2, 4, 8, 16, 32, 64, 96, 128),
+SERIES = {"exchangeOfLength": (1, 2, 4, 8, 16, 32, 64, 96, 128),
+          "plainWordsOfLength": (1, 2, 4, 8, 16, 32, 64, 96, 128),
           "rebuild": (10, 30, 100, 300, 1000, 3000, 10000, 30000, 100000),
-          "exchange_of_stations": (1, 2, 4, 8, 16, 32, 48, 64)}
-COUNTED = (("128 words", "exchange_words"), ("double words", "exchange_dwords"),
-           ("timers, counters", "exchange_triples"))
+          "exchangeOfStations": (1, 2, 4, 8, 16, 32, 48, 64)}
+COUNTED = (("128 words", "exchangeWords"), ("double words", "exchangeDwords"),
+           ("timers, counters", "exchangeTriples"))
 
 
 def write_data(folder, best, found):

@@ -65,21 +65,21 @@ def driver_rows(best):
         time = figure(best, name)
         return Row(what, f"{time:.0f} ns", f"{against}: {yardstick:.0f} ns", time / yardstick, target)
 
-    words = figure(best, "plain_words")
-    read_limit = 3 * figure(best, "plain_memcpy") + figure(best, "parse_word_address")
+    words = figure(best, "plainWords")
+    read_limit = 3 * figure(best, "plainMemcpy") + figure(best, "parseWordAddress")
     many, few = figure(best, "rebuild/100000"), figure(best, "rebuild/10000")
-    longest_pass = max(figure(best, f"pass_over_switched_off/{behind}") for behind in (0, 1, 8000))
+    longest_pass = max(figure(best, f"passOverSwitchedOff/{behind}") for behind in (0, 1, 8000))
     return [
-        row("exchange of 128 words", "exchange_words", "plain loop", words, 1.5),
-        row("exchange of double words", "exchange_dwords", "plain loop", figure(best, "plain_dwords"), 2),
-        row("exchange of timers, counters", "exchange_triples", "plain loop", figure(best, "plain_triples"), 2),
-        row("`GetRegisterData` of 128 words", "read_words", "3 memcpy + parse", read_limit, 1),
-        row("`GetRegisterData` of 1 bit", "read_bit", "130/530 of the plain loop", words * 130 / 530, 1),
-        row("the same from 4 threads, CPU time a call", "read_while_decoding/threads:4", "from 1 thread",
-            figure(best, "read_while_decoding/threads:1"), MOST_NOISE),
+        row("exchange of 128 words", "exchangeWords", "plain loop", words, 1.5),
+        row("exchange of double words", "exchangeDwords", "plain loop", figure(best, "plainDwords"), 2),
+        row("exchange of timers, counters", "exchangeTriples", "plain loop", figure(best, "plainTriples"), 2),
+        row("`GetRegisterData` of 128 words", "readWords", "3 memcpy + parse", read_limit, 1),
+        row("`GetRegisterData` of 1 bit", "readBit", "130/530 of the plain loop", words * 130 / 530, 1),
+        row("the same from 4 threads, CPU time a call", "readWhileDecoding/threads:4", "from 1 thread",
+            figure(best, "readWhileDecoding/threads:1"), MOST_NOISE),
         Row("`ReCreatReadVarList` of 100,000", f"{many / 1e6:.1f} ms", f"of 10,000: {few / 1e6:.2f} ms", many / few, 12),
-        row("`SetRegisterData`, 1,000 pending", "write_pending", "limit", 5000, 1),
-        row("cyclic exchange, 8,000 blocks", "exchange_of_list/8000", "of 100", figure(best, "exchange_of_list/100"), 1.3),
+        row("`SetRegisterData`, 1,000 pending", "writePending", "limit", 5000, 1),
+        row("cyclic exchange, 8,000 blocks", "exchangeOfList/8000", "of 100", figure(best, "exchangeOfList/100"), 1.3),
         Row("pass over 8,000 switched-off blocks", f"{longest_pass / 1e3:.1f} us", "limit: 200 us",
             longest_pass / LONGEST_PASS, 1),
     ]

@@ -59,6 +59,6 @@ fi
 
 echo "cppcheck: what ships"
 cppcheck --project="$folder/compile_commands.json" --enable=warning,style,performance,portability --inline-suppr \
-    --library=qt --suppressions-list=.cppcheck-suppressions --error-exitcode=1 --quiet -j "$(nproc)" \
+    --library=qt '-DQT_STRINGIFY(x)=#x' --suppressions-list=.cppcheck-suppressions --error-exitcode=1 --quiet -j "$(nproc)" \
     -i tests -i fuzz -i bench
 echo "Nothing found."

@@ -32,7 +32,7 @@ class BuildTree:
 
     def prepare(self):
         """Builds the unchanged driver and its tests."""
-        configure = ["cmake", "-G", "Ninja", "-S", self.root, "-B", self.folder, "-DCMAKE_BUILD_TYPE=Debug",
+        configure = ["cmake", "-G", "Ninja", "-S", self.root, "-B", self.folder, "-DCMAKE_BUILD_TYPE=Debug", "-DKV_WERROR=ON",
                      "-DKV_BUILD_PROGRAMS=OFF", *self.options]
         _run(configure, "configuring")
         self._build_tests()

@@ -18,14 +18,14 @@ from rows import HEADINGS, MissingFigure, aligned, best_times, driver_rows, mark
 
 # name, CPU time, unit
 FIGURES = [
-    ("plain_words", 530, "ns"), ("exchange_words", 1000, "ns"), ("exchange_words", 795, "ns"),
-    ("plain_dwords", 400, "ns"), ("exchange_dwords", 1000, "ns"), ("plain_triples", 100, "ns"),
-    ("exchange_triples", 150, "ns"), ("plain_memcpy", 20, "ns"), ("parse_word_address", 40, "ns"),
-    ("read_words", 75, "ns"), ("read_bit", 156, "ns"), ("read_while_decoding/threads:1", 100, "ns"),
-    ("read_while_decoding/threads:4", 109, "ns"), ("write_pending", 0.5, "us"), ("rebuild/10000", 2, "ms"),
-    ("rebuild/100000", 25, "ms"), ("exchange_of_list/100", 400, "ns"), ("exchange_of_list/8000", 600, "ns"),
-    ("pass_over_switched_off/0", 50, "us"), ("pass_over_switched_off/1", 150, "us"),
-    ("pass_over_switched_off/8000", 100, "us"),
+    ("plainWords", 530, "ns"), ("exchangeWords", 1000, "ns"), ("exchangeWords", 795, "ns"),
+    ("plainDwords", 400, "ns"), ("exchangeDwords", 1000, "ns"), ("plainTriples", 100, "ns"),
+    ("exchangeTriples", 150, "ns"), ("plainMemcpy", 20, "ns"), ("parseWordAddress", 40, "ns"),
+    ("readWords", 75, "ns"), ("readBit", 156, "ns"), ("readWhileDecoding/threads:1", 100, "ns"),
+    ("readWhileDecoding/threads:4", 109, "ns"), ("writePending", 0.5, "us"), ("rebuild/10000", 2, "ms"),
+    ("rebuild/100000", 25, "ms"), ("exchangeOfList/100", 400, "ns"), ("exchangeOfList/8000", 600, "ns"),
+    ("passOverSwitchedOff/0", 50, "us"), ("passOverSwitchedOff/1", 150, "us"),
+    ("passOverSwitchedOff/8000", 100, "us"),
 ]
 BENCHMARK = {"benchmarks": [{"name": name, "cpu_time": time, "time_unit": unit, "run_type": "iteration"}
                             for name, time, unit in FIGURES]}
@@ -65,11 +65,11 @@ class DriverRows(unittest.TestCase):
         ])
 
     def test_means_of_repetitions_do_not_count(self):
-        mean = {"name": "plain_words", "cpu_time": 1, "time_unit": "ns", "run_type": "aggregate"}
-        self.assertEqual(best_times({"benchmarks": BENCHMARK["benchmarks"] + [mean]})["plain_words"], 530)
+        mean = {"name": "plainWords", "cpu_time": 1, "time_unit": "ns", "run_type": "aggregate"}
+        self.assertEqual(best_times({"benchmarks": BENCHMARK["benchmarks"] + [mean]})["plainWords"], 530)
 
     def test_a_missing_benchmark_is_named(self):
-        with self.assertRaisesRegex(MissingFigure, "plain_words"):
+        with self.assertRaisesRegex(MissingFigure, "plainWords"):
             driver_rows({})
 
 
@@ -120,8 +120,8 @@ class Report(unittest.TestCase):
         runs += [{"name": f"rebuild/{size}", "cpu_time": 1, "time_unit": "ns"}
                  for size in report.SERIES["rebuild"] if size < 10000 or size == 30000]
         runs += [{"name": name, "cpu_time": 9000, "time_unit": "ns", "allocations": count}
-                 for name, count in (("exchange_words", 3.0), ("exchange_dwords", 2.0), ("exchange_triples", 4.0))]
-        runs += [{"name": "exchange_words", "cpu_time": 1, "time_unit": "ns", "allocations": 0.0, "run_type": "aggregate"}]
+                 for name, count in (("exchangeWords", 3.0), ("exchangeDwords", 2.0), ("exchangeTriples", 4.0))]
+        runs += [{"name": "exchangeWords", "cpu_time": 1, "time_unit": "ns", "allocations": 0.0, "run_type": "aggregate"}]
         with tempfile.TemporaryDirectory() as name, patch.object(report, "plot"), redirect_stdout(io.StringIO()) as out:
             folder = Path(name)
             texts = ({"benchmarks": benchmark + runs}, PROGRAMS, {"cores": "2"})

@@ -47,7 +47,7 @@ class Picture(unittest.TestCase):
         drawn = draw_rooms.picture(self.root)
         self.assertEqual([name for name in ("face.h", "base", "frames", "model", "engine", "tests")
                           if f">{name}</text>" in drawn], ["face.h", "base", "frames", "model", "engine"])
-        # frames -> base -> face.h within the driver, and engine -> face.h across; frames -> face.h follows.
+        # frames -> base -> face.h in the driver, engine -> face.h across; frames -> face.h follows.
         self.assertEqual((drawn.count('<path d="M ') - 1, drawn.count('<path class="far"')), (2, 1))
 
     def test_arrows_that_follow_are_left_out(self):

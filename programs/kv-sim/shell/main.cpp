@@ -5,6 +5,7 @@
 #include "shell/input_files.h"
 #include "shell/options.h"
 #include "shell/plc_unit.h"
+#include "shell/recorder.h"
 #include "shell/signals.h"
 
 #include <QCoreApplication>
@@ -25,10 +26,23 @@ using namespace kvsim;
 using Plcs = std::vector<std::unique_ptr<PlcUnit>>;
 using ControlLines = std::vector<std::unique_ptr<ControlLine>>;
 
-int startAll(const Options &options, Plcs &plcs)
+int startAll(const Options &options, Recorder &recorder, Plcs &plcs)
 {
+    std::string problem;
+    if (!options.record.empty())
+        problem = recorder.open(options.record, options.model);
+    if (!problem.empty())
+        return fail(exitLine, "--record: " + problem);
+    const auto replayed = options.replay.empty() ? std::optional<std::vector<RecordedEvent>>(std::in_place)
+                                                 : readRecording(options.replay, problem);
+    if (!replayed)
+        return fail(exitLine, "--replay: " + problem);
     for (int plc = 0; plc < options.plcs; ++plc) {
         plcs.push_back(std::make_unique<PlcUnit>(optionsOf(options, plc)));
+        if (!options.record.empty())
+            plcs.back()->recordTo(recorder, plc);
+        if (!replayed->empty())
+            plcs.back()->replay(*replayed, plc);
         if (const int code = plcs.back()->start(); code != 0)
             return code;
     }
@@ -89,8 +103,9 @@ int main(int argc, char **argv)
     // A proxy that is set up for the web has nothing to do with PLCs.
     QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy);
     kvsim::onEndSignals([] { kvsim::PlcUnit::quit(); });
+    Recorder recorder;
     Plcs plcs;
-    if (const int code = startAll(*options, plcs); code != 0)
+    if (const int code = startAll(*options, recorder, plcs); code != 0)
         return code;
     GroupDesk desk(desksOf(plcs));
     ControlLines control;
@@ -103,5 +118,6 @@ int main(int argc, char **argv)
         quitWithStdin(*input);
     }
     QCoreApplication::exec();
-    return endAll(plcs);
+    const int code = endAll(plcs);
+    return recorder.hasFailed() ? exitLine : code;
 }

@@ -100,15 +100,18 @@ void addRules(CLI::App &app, Options &options, OptionTexts &texts)
 
 void addLife(CLI::App &app, Options &options, OptionTexts &texts)
 {
-    app.add_option("--program", options.program,
-                   "Run the program in this FILE instead, every 10 ms or every --scan MS");
-    app.add_option("--check", options.check, "Check these program and load FILEs, and end")->expected(1, -1);
     app.add_option("--scan", options.scanMs, "Run the small fixed program every MS (not at all)")
         ->check(CLI::Range(1, 3600000));
+    app.add_option("--program", options.program,
+                   "Run the program in this FILE instead, every 10 ms or every --scan MS");
+    app.add_option("--check", options.check, "Check these program, load and recording FILEs, and end")
+        ->expected(1, -1);
     app.add_option("--set", options.set, "DEVICE=VALUE[,VALUE...] at the start, repeatable: DM100=1,2,3")
         ->allow_extra_args(false);
     app.add_option("--load", options.load, "Memory from this JSON FILE at the start, before --set");
     app.add_option("--save", options.save, "Memory into this JSON FILE on exit, and on 'save'");
+    app.add_option("--record", options.record, "Write what came and went to this new FILE, as JSON lines");
+    app.add_option("--replay", options.replay, "Answer from the recording in this FILE");
     app.add_option("--fault", options.faults, "A fault from the start on, repeatable; see below")
         ->allow_extra_args(false);
     app.add_option(

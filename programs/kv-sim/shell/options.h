@@ -33,6 +33,8 @@ struct Options {
     std::string load;
     std::string program;
     std::vector<std::string> check;
+    std::string record;
+    std::string replay;
     std::string save;
     std::uint32_t scanMs = 0;
     std::uint32_t cpuError = 0;

@@ -53,6 +53,11 @@ PlcUnit::PlcUnit(const Options &options)
     connect(&m_scan, &QTimer::timeout, this, [this] { m_simulator.plc().scan(); });
 }
 
+void PlcUnit::replay(const std::vector<RecordedEvent> &events, int plc)
+{
+    m_simulator.setReplay(Replay(events, std::uint32_t(plc)));
+}
+
 int PlcUnit::start()
 {
     for (const auto step :
@@ -221,12 +226,12 @@ std::string PlcUnit::restart(std::uint32_t stepMs)
 void PlcUnit::nextRestartStep()
 {
     if (m_restartStep == 0) {
-        for (const auto &line : m_tcp)
-            line->resetAll();
         if (const std::string wrong = listen(true); !wrong.empty()) {
             std::fprintf(stderr, "kv-sim: restart: %s; trying again\n", wrong.c_str());
             return m_restart.start();
         }
+        for (const auto &line : m_tcp) // after listening: who is reset may connect at once
+            line->resetAll();
     } else if (m_restartStep == 1) {
         m_simulator.setStage(Stage::Starting);
     } else {

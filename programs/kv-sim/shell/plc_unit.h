@@ -26,6 +26,10 @@ class PlcUnit : public QObject
 public:
     explicit PlcUnit(const Options &options);
 
+    /// To be called before start().
+    void recordTo(Recorder &recorder, int plc) { m_trace.recordTo(recorder, std::uint32_t(plc)); }
+    void replay(const std::vector<RecordedEvent> &events, int plc);
+
     /// Faults, memory and lines.
     /// \return 0 when everything is open, else the exit code; the message has been printed then
     int start();

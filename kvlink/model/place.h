@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 // A place: a range of a PLC's devices as an engineer writes it, and what it is to the driver.
 //
-//   DEVICE[.FORMAT][:COUNT]     DM100  DM100:10  R1015  DM100.5  W1A.3  R1000.U  T5  TC5.L  DM0.F  DM10.STR:8
-//   FIRST-LAST                  DM100-DM109  R1000-R1015
+//   DEVICE[.FORMAT][:COUNT]   DM100  DM100:10  R1015  DM100.5  W1A.3  R1000.U  T5  TC5.L  DM10.STR:8
+//   FIRST-LAST                DM100-DM109  R1000-R1015
 //
-// Upper or lower case. An engineer never writes an area code; the one table in device_table.cpp knows them.
+// Upper or lower case. An engineer never writes an area code; the one table in device_table.cpp
+// knows them.
 #pragma once
 
 #include "model/device_table.h"
@@ -38,8 +39,9 @@ struct Place {
     int characters = 0; ///< with Format::Text
     Element element = Element::Word;
     Format format = Format::Unsigned;
+    bool formatShown = false; ///< the format is part of the name: it was written, or is not the device's own
 
-    /// What a read of the place asks for: area code of the read request, first read unit, number of read units.
+    /// What a read of the place asks for: area code of the request, first read unit, how many.
     /// Read units: 16-bit words of relays and of words, double words, timers, counters.
     int readArea() const;
     int firstUnit() const;

@@ -21,7 +21,7 @@ struct UnitBlock {
     QByteArray set;
 };
 
-/// One request of a write, ready for SetRegisterData: it becomes exactly one entry of the driver's list.
+/// One request of a write, ready for SetRegisterData: exactly one entry of the driver's list.
 struct WriteUnits {
     int area = 0;
     QString addressText;

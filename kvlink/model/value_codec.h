@@ -54,7 +54,8 @@ std::optional<std::vector<WriteUnits>> encode(const Place &place, const Value &v
 /// \param problem "T5 is a contact: only the PLC's program sets it"; set on failure only
 bool canWrite(const Place &place, QString &problem);
 
-/// A value as typed: "5", "on", "0x1F", "1.5", "1,2,3" for three values; a text as it is.
+/// A value as typed: "5", "on", "0x1F", "1.5", "1,2,3" for three values; a text as it is. Of the
+/// kind that decode gives: a bool for a bit, a real number for a float or with a scale.
 /// Hexadecimal places take hexadecimal digits; with a scale or an offset they take decimal numbers,
 /// just as they are shown then. Ranges are checked by encode.
 /// \param problem "'x' is not valid: DM100 takes a number, such as 15"; set on failure only

@@ -21,16 +21,16 @@ namespace
 struct Typing {
     const Place &place;
     bool hexadecimal; ///< digits without 0x
-    bool scaled;
+    bool real;        ///< a float, or whatever has a scale
     QString problem;
 };
 
-std::optional<Scalar> bitFromWord(const QString &typed)
+std::optional<Scalar> bitFromText(const QString &typed)
 {
     const QString word = typed.toLower();
-    if (word == QLatin1String("on") || word == QLatin1String("true"))
+    if (word == QLatin1String("1") || word == QLatin1String("on") || word == QLatin1String("true"))
         return Scalar(true);
-    if (word == QLatin1String("off") || word == QLatin1String("false"))
+    if (word == QLatin1String("0") || word == QLatin1String("off") || word == QLatin1String("false"))
         return Scalar(false);
     return std::nullopt;
 }
@@ -65,18 +65,20 @@ QString expected(const Typing &t)
     if (t.hexadecimal)
         return QStringLiteral("takes hexadecimal digits, such as 1F");
     return QStringLiteral("takes a number, such as %1")
-        .arg(t.scaled || t.place.format == Format::Float ? QStringLiteral("1.5") : QStringLiteral("15"));
+        .arg(t.real ? QStringLiteral("1.5") : QStringLiteral("15"));
 }
 
 std::optional<Scalar> scalarFromText(Typing &t, const QString &typed)
 {
     std::optional<Scalar> scalar;
     if (t.place.format == Format::Bit)
-        scalar = bitFromWord(typed);
+        scalar = bitFromText(typed);
     if (!scalar && typed.startsWith(QLatin1String("0x"), Qt::CaseInsensitive))
         scalar = fromPrefixed(typed.mid(2));
     else if (!scalar)
         scalar = t.hexadecimal ? fromDigits(typed, 16) : fromNumber(typed);
+    if (scalar && t.real && std::holds_alternative<qint64>(*scalar))
+        return Scalar(double(std::get<qint64>(*scalar)));
     if (!scalar)
         t.problem = QStringLiteral("'%1' is not valid: %2 %3").arg(typed, t.place.name(), expected(t));
     return scalar;
@@ -108,7 +110,8 @@ std::optional<Value> valueFromText(const Place &place, const QString &typed, dou
     if (place.format == Format::Text)
         return Value(typed);
     const bool scaled = isScaled(scale, offset);
-    Typing typing{place, place.format == Format::Hex && !scaled, scaled, {}};
+    const bool real = place.format == Format::Float || (scaled && place.format != Format::Bit);
+    Typing typing{place, place.format == Format::Hex && !scaled, real, {}};
     const QStringList texts = typed.split(QLatin1Char(','));
     std::vector<Scalar> scalars;
     for (const QString &text : texts) {

@@ -181,6 +181,22 @@ const TypedRow typedRows[] = {
 
 INSTANTIATE_TEST_SUITE_P(Rows, Typed, testing::ValuesIn(typedRows), nameOfRow<TypedRow>);
 
+TEST(ValueFromText, hasTheKindThatReadsHave)
+{
+    QString problem;
+    const auto typed = [&](const char *place, const char *text, double scale = 1.0) {
+        return valueFromText(placeOf(place), QString::fromLatin1(text), scale, 0.0, problem);
+    };
+    EXPECT_EQ(typed("R0", "1"), Value(true));
+    EXPECT_EQ(typed("R0", "off"), Value(false));
+    EXPECT_EQ(typed("DM0", "7"), Value(qint64(7)));
+    EXPECT_EQ(typed("DM0", "7", 0.5), Value(7.0));
+    EXPECT_EQ(typed("DM0.F", "7"), Value(7.0));
+    EXPECT_EQ(typed("R0", "1", 0.5), Value(true));
+    EXPECT_EQ(typed("DM0.STR:2", "7"), Value(QStringLiteral("7")));
+    EXPECT_EQ(typed("DM0:2", "1,2"), Value(std::vector<Scalar>{qint64(1), qint64(2)}));
+}
+
 TEST(Encode, takesWhateverKindOfNumberFits)
 {
     EXPECT_EQ(written("DM0", true), "10 0 x1 0100");

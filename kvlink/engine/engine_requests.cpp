@@ -169,6 +169,8 @@ bool Engine::greetsAgain(const Ended &ended, SteadyTime now)
     m_hasGreetedAgain = true;
     m_askedAgain = m_errand;
     m_driver.answer(ended.answer);
+    if (m_errand == Errand::Write)
+        m_writes.refusedForNow(ended.plcError);
     send(Errand::Greeting, greeting, greetingReply, now);
     return true;
 }

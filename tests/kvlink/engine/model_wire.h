@@ -19,8 +19,8 @@ struct WireFault {
     bool closes = false;      ///< after the PLC has carried it out, instead of the answer
     Duration late{};          ///< the answer takes so much longer
     int copies = 0;           ///< of the answer, right behind it
-    QByteArray instead;       ///< comes in place of the answer
-    QByteArray before, after; ///< come with the answer
+    QByteArray instead{};     ///< comes in place of the answer
+    QByteArray before{}, after{}; ///< come with the answer
     int pieces = 1;           ///< in which the answer comes, a millisecond apart
 };
 

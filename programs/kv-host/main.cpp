@@ -7,6 +7,8 @@
 #include <QCoreApplication>
 
 #include <cstdio>
+#include <poll.h>
+#include <unistd.h>
 
 namespace kvhost
 {
@@ -42,7 +44,10 @@ void onQtMessage(QtMsgType type, const QMessageLogContext & /*where*/, const QSt
 {
     if (type == QtDebugMsg && !g_showsDriverLines)
         return;
-    std::fprintf(stderr, "%s%s\n", type == QtDebugMsg ? "driver: " : "", text.toUtf8().constData());
+    // On the threads of the links: a stderr that takes nothing must not hold up the reading.
+    pollfd err = {STDERR_FILENO, POLLOUT, 0};
+    if (::poll(&err, 1, 0) == 1)
+        std::fprintf(stderr, "%s%s\n", type == QtDebugMsg ? "driver: " : "", text.toUtf8().constData());
 }
 
 int runCommand(App &app, const Command &command)

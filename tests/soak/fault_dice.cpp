@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "fault_dice.h"
 
 #include <iterator>
@@ -22,13 +23,13 @@ const char *const commands[] = {"", "", "", " cmd WRS", " cmd RDS", " cmd ST,RS"
 
 bool delays(const QByteArray &fault)
 {
-    return fault.startsWith("late") || fault.startsWith("slow");
+    return fault.startsWith("late") || fault.startsWith("slow") || fault.startsWith("split");
 }
 
 } // namespace
 
-// On purpose no delays beside doubled answers: a true answer that comes more than 20 ms behind a copy of an
-// earlier one cannot be found out.
+// On purpose no delays beside doubled answers: a copy that comes only after the next request was sent cannot be told from
+// its answer.
 std::vector<QByteArray> FaultDice::draw()
 {
     std::vector<QByteArray> all;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Faults of the simulated PLC by chance: those that it has by name, and connections that break.
 #pragma once
 

@@ -1,5 +1,6 @@
-// What a soak writes: places in a PLC by kinds of devices, in slots that do not overlap, and what each of them
-// may hold after a round in which some writes were done and some failed.
+// SPDX-License-Identifier: MIT
+// What a soak writes: places in a PLC by kinds of devices, in slots that do not overlap, and what
+// each of them may hold after a round, by how each write ended.
 #pragma once
 
 #include <QByteArray>
@@ -43,10 +44,21 @@ struct Write {
         unsigned mask, value;
     };
     QString text;
+    int station = 0;
     std::vector<Set> sets;
+
+    /// "DM100:2"
+    QString address() const { return text.section('/', 1).section('=', 0, 0); }
+    /// "5,6"
+    QString typed() const { return text.section('=', 1); }
 };
 
-enum class End { Done, Failed };
+/// How a write ended, as it was reported.
+enum class End {
+    Done,      ///< it is there
+    NotThere,  ///< refused or not sent: it is not
+    Unknown,   ///< it may be there
+};
 
 class Places
 {

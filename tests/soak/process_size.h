@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a process holds at a moment: memory, descriptors, threads.
 #pragma once
 

@@ -2,6 +2,7 @@
 #include "api/plc_core.h"
 
 #include "api/settings_check.h"
+#include "api/traced_transport.h"
 #include "api/write_frames.h"
 #include "driver/loaded_driver.h"
 #include "model/value_codec.h"
@@ -61,6 +62,8 @@ PlcCore::Parts PlcCore::systemParts(const LinkSettings &settings)
     parts.transport = makeTransport(settings.url, parts.problem);
     if (!parts.transport)
         return parts;
+    if (settings.trace)
+        parts.transport = std::make_unique<TracedTransport>(std::move(parts.transport), settings.trace);
     parts.fault = Fault::Driver;
     parts.driver = LoadedDriver::load(settings.driver, parts.problem);
     if (parts.driver)

@@ -7,8 +7,8 @@ namespace soak
 {
 namespace
 {
-// On purpose without "foreign": an answer of exactly the right shape that belongs to another request is beyond
-// what any host can notice.
+// On purpose without "foreign": an answer of exactly the right shape that belongs to another
+// request is beyond what any host can notice.
 const char *const faults[] = {
     "silent",       "late:5",    "late:60",     "late:400",     "error:E0", "error:E1",    "error:E4",
     "error:E5",     "short",     "short:2",     "long",         "long:7",   "torn",        "torn:3",
@@ -28,8 +28,8 @@ bool delays(const QByteArray &fault)
 
 } // namespace
 
-// On purpose no delays beside doubled answers: a copy that comes only after the next request was sent cannot be told from
-// its answer.
+// On purpose no delays beside doubled answers: a copy that comes only after the next request was
+// sent cannot be told from its answer.
 std::vector<QByteArray> FaultDice::draw()
 {
     std::vector<QByteArray> all;

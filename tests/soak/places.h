@@ -55,9 +55,9 @@ struct Write {
 
 /// How a write ended, as it was reported.
 enum class End {
-    Done,      ///< it is there
-    NotThere,  ///< refused or not sent: it is not
-    Unknown,   ///< it may be there
+    Done,     ///< it is there
+    NotThere, ///< refused or not sent: it is not
+    Unknown,  ///< it may be there
 };
 
 class Places
@@ -68,11 +68,12 @@ public:
 
     Places(std::vector<int> stations, unsigned seed);
 
-    /// Writes to all slots, each in its full length: a host keeps something for each place that it has ever
-    /// written, and is not to be blamed for that later.
+    /// Writes to all slots, each in its full length: a host keeps something for each place that it
+    /// has ever written, and is not to be blamed for that later.
     std::vector<Write> drawAll();
 
-    /// Writes to some slots, each at most once but for now and then one that is written twice in a row.
+    /// Writes to some slots, each at most once but for now and then one that is written twice in a
+    /// row.
     std::vector<Write> draw(int writes);
 
     /// Looks into the PLCs. \return what is not as it must be, one line each
@@ -98,7 +99,8 @@ private:
     std::vector<int> m_stations;
     std::mt19937 m_dice;
     std::vector<Slot> m_slots; ///< of this round
-    /// At the end of the last round. All places from the beginning: what watches for growth must not grow.
+    /// At the end of the last round. All places from the beginning: what watches for growth must
+    /// not grow.
     std::map<Element, unsigned> m_held;
     long m_compared = 0;
 };

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The ledger: kvlink and two simulated PLCs, with random faults, for as long as one likes. Each write ends once, and the
-// PLC's own memory bears it out: what is done is there, what was refused or not sent is not, what is unknown may be. No
-// pulse is given twice, and the hosts do not grow.
+// The ledger: kvlink and two simulated PLCs, with random faults, for as long as one likes. Each
+// write ends once, and the PLC's own memory bears it out: what is done is there, what was refused
+// or not sent is not, what is unknown may be. No pulse is given twice, and the hosts do not grow.
 //
 // Three hosts at once, on the same two PLCs:
 //   two links of kvlink in this process, which write and read without end;
@@ -16,11 +16,11 @@
 
 #include <kvlink/plc.h>
 
+#include <gtest/gtest.h>
 #include <QCoreApplication>
 #include <QFile>
 #include <QHash>
 #include <QTemporaryDir>
-#include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <iostream>
@@ -37,27 +37,29 @@ using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
 constexpr auto timeout = 150ms;
-constexpr auto roundLimit = 90s;      // a write whose end is not known by then never ends
-constexpr auto calmLimit = 20s;       // the longest pause between two attempts to connect is 5 s
-constexpr auto shortExpiry = 300ms;   // of some writes
+constexpr auto roundLimit = 90s;    // a write whose end is not known by then never ends
+constexpr auto calmLimit = 20s;     // the longest pause between two attempts to connect is 5 s
+constexpr auto shortExpiry = 300ms; // of some writes
 constexpr auto longExpiry = 60s;
 constexpr int writesARound = 60;
-constexpr int roundsPerProgram = 12;  // then the program writes instead of this process
-constexpr int roundsPerCalm = 8;      // then there are no faults, and no write may fail
+constexpr int roundsPerProgram = 12; // then the program writes instead of this process
+constexpr int roundsPerCalm = 8;     // then there are no faults, and no write may fail
 constexpr int pulsesARound = 2;
-constexpr auto pulseLength = 40ms;    // eight scans: the PLC's program sees each edge
+constexpr auto pulseLength = 40ms; // eight scans: the PLC's program sees each edge
 
 // The program of the PLC counts the edges of the relays that are pulsed.
 constexpr char program[] = "when MR90000 rises then count DM64000\nwhen MR90001 rises then count DM64001\n";
 const char *const pulsedRelays[] = {"MR90000", "MR90001"};
 const char *const pulseCounters[] = {"DM64000", "DM64001"};
 
-// What may come on top after the warm-up. One request that is never forgotten costs 200 bytes and more, and ten minutes
-// have some 7000; what an allocator holds back differs by a few hundred KiB from one moment to the next. Descriptors and
-// threads are looked at while nothing goes on, and then not one more is in order.
+// What may come on top after the warm-up. One request that is never forgotten costs 200 bytes and
+// more, and ten minutes have some 7000; what an allocator holds back differs by a few hundred KiB
+// from one moment to the next. Descriptors and threads are looked at while nothing goes on, and
+// then not one more is in order.
 constexpr long mostGrowthKiB = 1024;
 
-// The address sanitizer holds back what was freed, to say who uses it later: then memory grows whatever the hosts do.
+// The address sanitizer holds back what was freed, to say who uses it later: then memory grows
+// whatever the hosts do.
 #if defined(__SANITIZE_ADDRESS__)
 constexpr bool memoryTells = false;
 #elif defined(__has_feature)
@@ -85,7 +87,8 @@ class SimulatedPlc
 {
 public:
     explicit SimulatedPlc(const QString &programFile)
-        : m_process({"--tcp", "127.0.0.1:0", "--control", "127.0.0.1:0", "--scan", "5", "--program", programFile}),
+        : m_process(
+              {"--tcp", "127.0.0.1:0", "--control", "127.0.0.1:0", "--scan", "5", "--program", programFile}),
           m_control(m_process.port("control"))
     {
         EXPECT_TRUE(m_process.isReady()) << m_process.errors();
@@ -142,7 +145,8 @@ protected:
         watch = std::make_unique<QProcess>();
         watch->setStandardOutputFile(QProcess::nullDevice());
         watch->setStandardErrorFile(QProcess::nullDevice());
-        watch->start(KV_HOST_PATH, host() + QStringList{"watch", "1/DM1001:100", "2/R10100.U:8", "2/TS1001:3", "--every", "100ms"});
+        watch->start(KV_HOST_PATH, host() + QStringList{"watch", "1/DM1001:100", "2/R10100.U:8", "2/TS1001:3",
+                                                        "--every", "100ms"});
         ASSERT_TRUE(watch->waitForStarted());
     }
 
@@ -176,7 +180,8 @@ protected:
 
     QStringList host()
     {
-        return {"--plc", "1=" + plc(1).url(), "--plc", "2=" + plc(2).url(), "--timeout", "150ms", "--format", "csv"};
+        return {"--plc", "1=" + plc(1).url(), "--plc", "2=" + plc(2).url(), "--timeout",
+                "150ms", "--format",          "csv"};
     }
 
     SimulatedPlc &plc(int station) { return *plcs[std::size_t(station - 1)]; }
@@ -186,7 +191,8 @@ protected:
     {
         Handed *handed = open[station].value(result.id, nullptr);
         if (handed == nullptr) {
-            ADD_FAILURE() << "round " << count.rounds << ": an end of a write that is not open: " << result.text.toStdString();
+            ADD_FAILURE() << "round " << count.rounds
+                          << ": an end of a write that is not open: " << result.text.toStdString();
             return;
         }
         handed->result = result;
@@ -244,7 +250,8 @@ protected:
             plc(station).control("clear");
             plc(station).control("listen on");
         }
-        const bool isReady = waitFor([this] { return linkOf(1).link().isReady() && linkOf(2).link().isReady(); }, calmLimit);
+        const bool isReady =
+            waitFor([this] { return linkOf(1).link().isReady() && linkOf(2).link().isReady(); }, calmLimit);
         EXPECT_TRUE(isReady) << "round " << count.rounds << ": no link although all faults are gone";
     }
 
@@ -298,17 +305,16 @@ protected:
             linkOf(writes[i].station).cancel(handed[i].id);
     }
 
-    bool isAnyOpen() const
-    {
-        return !open.value(1).isEmpty() || !open.value(2).isEmpty();
-    }
+    bool isAnyOpen() const { return !open.value(1).isEmpty() || !open.value(2).isEmpty(); }
 
-    std::vector<End> endsOf(const std::vector<Handed> &handed, const std::vector<soak::Write> &writes, bool isCalm)
+    std::vector<End> endsOf(const std::vector<Handed> &handed, const std::vector<soak::Write> &writes,
+                            bool isCalm)
     {
         std::vector<End> ends;
         for (std::size_t i = 0; i < handed.size(); ++i) {
             if (!handed[i].result) {
-                ADD_FAILURE() << "round " << count.rounds << ": a write without an end: " << writes[i].text.toStdString() << "; "
+                ADD_FAILURE() << "round " << count.rounds
+                              << ": a write without an end: " << writes[i].text.toStdString() << "; "
                               << inForce.toStdString();
                 open.clear();
                 return {};
@@ -316,7 +322,8 @@ protected:
             const kvlink::WriteResult &result = *handed[i].result;
             EXPECT_FALSE(result.text.isEmpty()) << "an end says why";
             EXPECT_FALSE(isCalm && result.outcome != Outcome::Done)
-                << "round " << count.rounds << ", without a fault: " << writes[i].text.toStdString() << ": " << result.text.toStdString();
+                << "round " << count.rounds << ", without a fault: " << writes[i].text.toStdString() << ": "
+                << result.text.toStdString();
             countEnd(result);
             ends.push_back(endOf(result.outcome));
         }
@@ -333,7 +340,8 @@ protected:
         count.expired += result.reason == kvlink::Reason::Expired ? 1 : 0;
     }
 
-    /// Pulses a relay of each PLC under the faults that are left: the PLC counts at most one edge for each pulse.
+    /// Pulses a relay of each PLC under the faults that are left: the PLC counts at most one edge
+    /// for each pulse.
     void pulse(bool isCalm)
     {
         for (int i = 0; i < pulsesARound; ++i) {
@@ -347,15 +355,22 @@ protected:
             handed.id = linkOf(station).pulse(tag, pulseLength);
             open[station].insert(handed.id, &handed);
             waitFor([this] { return !isAnyOpen(); }, roundLimit);
-            ASSERT_TRUE(handed.result) << "round " << count.rounds << ": a pulse without an end; " << inForce.toStdString();
+            ASSERT_TRUE(handed.result)
+                << "round " << count.rounds << ": a pulse without an end; " << inForce.toStdString();
             linkOf(station).removeTag(tag);
             ++count.pulses;
             waitFor([] { return false; }, pulseLength); // a few scans
-            const int edges = plc(station).control(QByteArray("get ") + pulseCounters[i]).toInt() - before.toInt();
-            EXPECT_LE(edges, 1) << "round " << count.rounds << ": a pulse was given twice; " << inForce.toStdString();
-            EXPECT_FALSE(handed.result->outcome == Outcome::Done && edges != 1) << "round " << count.rounds << ": a pulse that is done is not there; " << inForce.toStdString();
-            EXPECT_FALSE(endOf(handed.result->outcome) == End::NotThere && edges != 0) << "round " << count.rounds << ": a pulse that was not sent is there";
-            EXPECT_FALSE(isCalm && handed.result->outcome != Outcome::Done) << handed.result->text.toStdString();
+            const int edges =
+                plc(station).control(QByteArray("get ") + pulseCounters[i]).toInt() - before.toInt();
+            EXPECT_LE(edges, 1) << "round " << count.rounds << ": a pulse was given twice; "
+                                << inForce.toStdString();
+            EXPECT_FALSE(handed.result->outcome == Outcome::Done && edges != 1)
+                << "round " << count.rounds << ": a pulse that is done is not there; "
+                << inForce.toStdString();
+            EXPECT_FALSE(endOf(handed.result->outcome) == End::NotThere && edges != 0)
+                << "round " << count.rounds << ": a pulse that was not sent is there";
+            EXPECT_FALSE(isCalm && handed.result->outcome != Outcome::Done)
+                << handed.result->text.toStdString();
         }
     }
 
@@ -367,7 +382,8 @@ protected:
             settings.address = QStringLiteral("EM60000");
             settings.period = 0ms;
             const kvlink::Tag tag = linkOf(station).tag(settings);
-            const kvlink::WriteResult result = linkOf(station).writeAndWait(tag, qint64(count.rounds % 65536));
+            const kvlink::WriteResult result =
+                linkOf(station).writeAndWait(tag, qint64(count.rounds % 65536));
             EXPECT_EQ(result.outcome, Outcome::Done) << "without a fault: " << result.text.toStdString();
             linkOf(station).removeTag(tag);
         }
@@ -383,7 +399,8 @@ protected:
         process.start(KV_HOST_PATH, arguments);
         EXPECT_TRUE(process.waitForFinished(int(std::chrono::milliseconds(roundLimit).count())));
         const int code = process.exitCode();
-        EXPECT_TRUE(code >= 0 && code <= 5 && code != 2) << code << process.readAllStandardError().toStdString();
+        EXPECT_TRUE(code >= 0 && code <= 5 && code != 2)
+            << code << process.readAllStandardError().toStdString();
         QList<QByteArray> outcomes;
         for (const QByteArray &line : process.readAllStandardOutput().split('\n')) {
             const QList<QByteArray> fields = line.split(',');
@@ -402,7 +419,8 @@ protected:
         }
         if (line == outcomes.size())
             return ends;
-        ADD_FAILURE() << "round " << count.rounds << ": " << line << " values written, " << outcomes.size() << " shown; exit code " << code;
+        ADD_FAILURE() << "round " << count.rounds << ": " << line << " values written, " << outcomes.size()
+                      << " shown; exit code " << code;
         return {};
     }
 
@@ -412,7 +430,8 @@ protected:
             return plc(station).control("get " + devices);
         });
         for (const QString &line : wrong)
-            ADD_FAILURE() << "round " << count.rounds << ": " << line.toStdString() << "\nfaults: " << inForce.toStdString();
+            ADD_FAILURE() << "round " << count.rounds << ": " << line.toStdString()
+                          << "\nfaults: " << inForce.toStdString();
         for (const soak::Write &write : writes) {
             ++count.writes;
             count.elements += long(write.sets.size());
@@ -468,7 +487,8 @@ protected:
         ProcessSize here, watch;
     };
 
-    /// While nothing goes on but the reading: all links are ready, those of the watching program too.
+    /// While nothing goes on but the reading: all links are ready, those of the watching program
+    /// too.
     Sizes sizes()
     {
         const auto isLinked = [this] { return soak::sizeOf(watch->processId()).sockets == 2; };
@@ -493,11 +513,13 @@ protected:
 
     void showCount() const
     {
-        std::cout << count.rounds << " rounds (" << count.calmRounds << " without faults, " << count.programRounds
-                  << " by the program), " << count.writes << " writes of " << count.elements << " elements; here " << count.done
-                  << " done, " << count.refused << " refused, " << count.notSent << " not sent (" << count.cancelled << " cancelled, "
-                  << count.expired << " expired), " << count.unknown << " unknown; " << count.pulses << " pulses; " << count.strikes
-                  << " answers and connections struck, " << count.disconnections << " times disconnected; " << places.compared()
+        std::cout << count.rounds << " rounds (" << count.calmRounds << " without faults, "
+                  << count.programRounds << " by the program), " << count.writes << " writes of "
+                  << count.elements << " elements; here " << count.done << " done, " << count.refused
+                  << " refused, " << count.notSent << " not sent (" << count.cancelled << " cancelled, "
+                  << count.expired << " expired), " << count.unknown << " unknown; " << count.pulses
+                  << " pulses; " << count.strikes << " answers and connections struck, "
+                  << count.disconnections << " times disconnected; " << places.compared()
                   << " elements compared" << std::endl;
     }
 
@@ -521,7 +543,8 @@ TEST_F(Soak, everyWriteEndsOnceAndThePlcBearsItOut)
     const Clock::time_point end = begin + span;
     Clock::time_point nextWord = begin + 1min;
     std::optional<Sizes> atFirst;
-    ASSERT_TRUE(waitFor([this] { return linkOf(1).link().isReady() && linkOf(2).link().isReady(); }, calmLimit));
+    ASSERT_TRUE(
+        waitFor([this] { return linkOf(1).link().isReady() && linkOf(2).link().isReady(); }, calmLimit));
     firstRound();
     while (Clock::now() < end && !HasFatalFailure() && watch->state() == QProcess::Running) {
         round();

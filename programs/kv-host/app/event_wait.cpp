@@ -17,18 +17,19 @@ constexpr std::chrono::milliseconds longestTimer{24 * 3600 * 1000};
 
 } // namespace
 
-// What comes while the events before it are handled is handled in the same call, which then goes to sleep all the same:
-// so the question is asked again whenever it is about to.
+// What comes while the events before it are handled is handled in the same call, which then goes to
+// sleep all the same: so the question is asked again whenever it is about to.
 bool EventWait::until(const std::function<bool()> &done, kvlink::SteadyTime limit)
 {
     QTimer timer;
     timer.setSingleShot(true);
     timer.setTimerType(Qt::PreciseTimer);
     QAbstractEventDispatcher *dispatcher = QAbstractEventDispatcher::instance();
-    const auto asking = QObject::connect(dispatcher, &QAbstractEventDispatcher::aboutToBlock, dispatcher, [&] {
-        if (m_signal != 0 || done())
-            dispatcher->interrupt();
-    });
+    const auto asking =
+        QObject::connect(dispatcher, &QAbstractEventDispatcher::aboutToBlock, dispatcher, [&] {
+            if (m_signal != 0 || done())
+                dispatcher->interrupt();
+        });
     bool isDone = done();
     while (!isDone && m_signal == 0) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(limit - steadyNow());

@@ -82,6 +82,30 @@ void addRows(Table &table, const QString &url, const Measure &measure)
     add("errors: refused", QString::number(s.plcErrors), "");
 }
 
+/// What all links did together; times of answers do not add up.
+void addTotals(Table &table, const std::vector<Measure> &measures)
+{
+    quint64 requests = 0, answers = 0, lost = 0;
+    qint64 words = 0;
+    for (const Measure &measure : measures) {
+        const LinkStatistics s = since(measure.begin, measure.end);
+        requests += s.requests;
+        answers += s.answers;
+        lost += s.noAnswers + s.corrupted;
+        words += measure.words;
+    }
+    const double seconds = measures.front().seconds;
+    const auto add = [&table](const QString &what, const QString &value, const char *unit) {
+        table.add({what, value, QString::fromLatin1(unit), QStringLiteral("all")});
+    };
+    add("time", number(seconds, 2), "s");
+    add("requests", QString::number(requests), "");
+    add("answers", QString::number(answers), "");
+    add("loss", number(requests == 0 ? 100.0 : 100.0 * double(lost) / double(requests), 2), "%");
+    add("exchange rate", number(double(answers) / seconds, 0), "1/s");
+    add("word rate", number(double(words) / seconds, 0), "1/s");
+}
+
 int codeOf(const Measure &measure)
 {
     const LinkStatistics s = since(measure.begin, measure.end);
@@ -186,11 +210,14 @@ int measure(App &app, bool isFlatOut)
         one.seconds = seconds;
         one.passes = isFlatOut ? loops.passes(station) : passesOf(one.end) - passesOf(one.begin);
         one.words = one.passes * wordsOfPass(all, station);
-        app.out.note(QStringLiteral("%1: %2").arg(station.url, one.isReady ? QStringLiteral("linked") : station.linkProblem()));
+        app.out.note(QStringLiteral("%1: %2").arg(station.url, one.isReady ? QStringLiteral("linked")
+                                                                           : station.linkProblem()));
         addRows(table, station.url, one);
         codes.push_back(codeOf(one));
     }
     app.stations.stop();
+    if (measures.size() > 1)
+        addTotals(table, measures);
     table.print(app.out);
     const int code = exitCodeOf(codes);
     return code == exitGood && app.out.hasFailed() ? int(exitSomeBad) : code;

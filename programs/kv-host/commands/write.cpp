@@ -30,7 +30,8 @@ namespace
 
 constexpr kvlink::Duration longestInQueue = std::chrono::minutes(10);
 constexpr int mostAttempts = 10;
-constexpr int deliverTurns = 100; ///< of the event loop, for results that wait there when the links have stopped
+constexpr int deliverTurns =
+    100; ///< of the event loop, for results that wait there when the links have stopped
 constexpr int deliverMs = 10;
 
 bool parseAll(App &app, std::vector<Assignment> &assignments)
@@ -150,12 +151,13 @@ void WriteRun::showPlan()
         const Variable &variable = m_all.variable(i);
         const Sample old = m_all.sample(i);
         const Assignment &assignment = m_assignments[std::size_t(i)];
-        m_app.out.note(QStringLiteral("%1: %2 -> %3")
-                           .arg(printable(variable.name()),
-                                hasShownValue(old) ? joined(variable, old.value) : QStringLiteral("?"),
-                                m_app.options.pulse
-                                    ? QStringLiteral("1, after %1 0").arg(kvlink::durationText(*m_app.options.pulse))
-                                    : joined(variable, assignment.wanted)));
+        m_app.out.note(
+            QStringLiteral("%1: %2 -> %3")
+                .arg(printable(variable.name()),
+                     hasShownValue(old) ? joined(variable, old.value) : QStringLiteral("?"),
+                     m_app.options.pulse
+                         ? QStringLiteral("1, after %1 0").arg(kvlink::durationText(*m_app.options.pulse))
+                         : joined(variable, assignment.wanted)));
     }
 }
 
@@ -189,11 +191,13 @@ void WriteRun::takeResult(const Station &station, const kvlink::WriteResult &res
     handOutWhatMay();
 }
 
-// Writes to places that overlap go out in the order in which they were typed, whatever becomes of the first.
+// Writes to places that overlap go out in the order in which they were typed, whatever becomes of
+// the first.
 bool WriteRun::mayBeHandedOut(std::size_t i) const
 {
     for (std::size_t before = 0; before < i; ++before) {
-        if (!m_results[before] && m_assignments[before].variable.station == m_assignments[i].variable.station &&
+        if (!m_results[before] &&
+            m_assignments[before].variable.station == m_assignments[i].variable.station &&
             m_assignments[before].variable.address.overlaps(m_assignments[i].variable.address))
             return false;
     }
@@ -216,14 +220,16 @@ void WriteRun::handOutWhatMay()
 
 bool WriteRun::isEveryEnded() const
 {
-    return std::all_of(m_results.begin(), m_results.end(), [](const auto &result) { return result.has_value(); });
+    return std::all_of(m_results.begin(), m_results.end(),
+                       [](const auto &result) { return result.has_value(); });
 }
 
 void WriteRun::handOut()
 {
     for (Station &station : m_app.stations.all()) {
-        QObject::connect(station.plc.get(), &kvlink::Plc::writeFinished, station.plc.get(),
-                         [this, &station](const kvlink::WriteResult &result) { takeResult(station, result); });
+        QObject::connect(
+            station.plc.get(), &kvlink::Plc::writeFinished, station.plc.get(),
+            [this, &station](const kvlink::WriteResult &result) { takeResult(station, result); });
     }
     handOutWhatMay();
     m_app.wait.until([this] { return isEveryEnded(); });
@@ -260,11 +266,13 @@ int WriteRun::showEnd(std::size_t i, bool isReadBack, bool &differs)
             row.text = result.text;
         else if (isReadBack && !row.row.hasValue)
             row.text = QStringLiteral("confirmed by the PLC, but not read back");
-        const QString wanted = m_app.options.pulse ? QStringLiteral("0") : variable.shown(m_assignments[i].wanted, value);
+        const QString wanted =
+            m_app.options.pulse ? QStringLiteral("0") : variable.shown(m_assignments[i].wanted, value);
         if (isDone && row.row.hasValue && row.row.value != wanted) {
             differs = true;
-            m_app.refuse(QStringLiteral("%1 was written and confirmed, but holds another value: does the PLC's program "
-                                        "write it too?")
+            m_app.refuse(QStringLiteral(
+                             "%1 was written and confirmed, but holds another value: does the PLC's program "
+                             "write it too?")
                              .arg(printable(variable.nameOf(value))),
                          exitSomeBad);
         }
@@ -301,14 +309,16 @@ int WriteRun::run()
     if (isOutOfReach()) {
         for (int i = 0; i < m_all.size(); ++i) {
             for (int value = 0; value < m_all.variable(i).address.values(); ++value)
-                m_app.out.row(WriteRow{m_all.row(i, value, m_all.sample(i)), kvlink::outcomeName(Outcome::NotSent),
+                m_app.out.row(WriteRow{m_all.row(i, value, m_all.sample(i)),
+                                       kvlink::outcomeName(Outcome::NotSent),
                                        QStringLiteral("the PLC was not reached; nothing was sent")});
         }
         return exitNoLink;
     }
     showPlan();
     if (!isConfirmed())
-        return nothingWritten("nothing was written", m_app.wait.interrupted() != 0 ? interrupted() : int(exitNoLink));
+        return nothingWritten("nothing was written",
+                              m_app.wait.interrupted() != 0 ? interrupted() : int(exitNoLink));
     handOut();
     if (m_app.wait.interrupted() != 0) {
         collectAfterStop();
@@ -332,7 +342,8 @@ int runWrite(App &app)
     if (app.options.isDryRun)
         return dryRun(app, assignments);
     if (!app.options.isConfirmed && !stdinIsTerminal())
-        return app.refuse("write asks before it writes, and there is no terminal to ask on: give --yes", exitUsage);
+        return app.refuse("write asks before it writes, and there is no terminal to ask on: give --yes",
+                          exitUsage);
     return WriteRun(app, std::move(assignments)).run();
 }
 

@@ -3,8 +3,8 @@
 #include "host_process.h"
 #include "sim_process.h"
 
-#include <QMap>
 #include <gtest/gtest.h>
+#include <QMap>
 
 namespace
 {
@@ -20,7 +20,8 @@ QStringList arguments()
 {
     QStringList all = {"--plcs", number(stations), "--tcp", "127.0.0.1:0"};
     for (int plc = 0; plc < stations; ++plc)
-        all << "--set" << QStringLiteral("%1/DM0=%2,%3,%4").arg(plc).arg(100 + plc).arg(200 + plc).arg(300 + plc);
+        all << "--set"
+            << QStringLiteral("%1/DM0=%2,%3,%4").arg(plc).arg(100 + plc).arg(200 + plc).arg(300 + plc);
     return all;
 }
 
@@ -31,7 +32,8 @@ public:
     Network() : m_simulator(arguments())
     {
         for (int plc = 0; plc < stations; ++plc)
-            m_options << "--plc" << QStringLiteral("%1=tcp://127.0.0.1:%2").arg(plc).arg(m_simulator.port("tcp", plc));
+            m_options << "--plc"
+                      << QStringLiteral("%1=tcp://127.0.0.1:%2").arg(plc).arg(m_simulator.port("tcp", plc));
     }
 
     /// --plc for each of them.
@@ -74,7 +76,9 @@ TEST(ManyStations, keepTheirValuesApart)
     EXPECT_EQ(lastGood(read.out), wanted);
 
     // Again and again, all within one pass.
-    const Ended watched = run(network.options() + QStringList{"--format", "csv", "watch", "--every", "50ms", "--for", "1s"} + words);
+    const Ended watched =
+        run(network.options() + QStringList{"--format", "csv", "watch", "--every", "50ms", "--for", "1s"} +
+            words);
     EXPECT_EQ(watched.code, 0) << watched.err.toStdString();
     EXPECT_EQ(lastGood(watched.out), wanted);
     EXPECT_EQ(rowsOf(watched.out).size(), wanted.size()) << "each value was shown once, since none changed";

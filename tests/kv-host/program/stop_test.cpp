@@ -60,11 +60,11 @@ const StopRow stopRows[] = {
     {"whileLogging", "split every 2", {"log", "DM0", "--every", "50ms"}, "DM0,0,,good"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Rows, Stops,
-                         testing::Combine(testing::ValuesIn(stopRows), testing::Values(SIGINT, SIGTERM, SIGHUP)),
-                         [](const auto &row) {
-                             return std::string(std::get<0>(row.param).row) + "_" + nameOf(std::get<1>(row.param));
-                         });
+INSTANTIATE_TEST_SUITE_P(
+    Rows, Stops, testing::Combine(testing::ValuesIn(stopRows), testing::Values(SIGINT, SIGTERM, SIGHUP)),
+    [](const auto &row) {
+        return std::string(std::get<0>(row.param).row) + "_" + nameOf(std::get<1>(row.param));
+    });
 
 /// Commands whose output goes into a full pipe that nobody empties.
 class FullPipe : public testing::TestWithParam<std::tuple<const char *, int>>
@@ -97,9 +97,11 @@ TEST_P(FullPipe, isNoReasonToGoOn)
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, FullPipe,
-                         testing::Combine(testing::Values("watch", "log"), testing::Values(SIGINT, SIGTERM, SIGHUP)),
+                         testing::Combine(testing::Values("watch", "log"),
+                                          testing::Values(SIGINT, SIGTERM, SIGHUP)),
                          [](const auto &row) {
-                             return std::string(std::get<0>(row.param)) + "_" + nameOf(std::get<1>(row.param));
+                             return std::string(std::get<0>(row.param)) + "_" +
+                                    nameOf(std::get<1>(row.param));
                          });
 
 class PipeWithoutReader : public testing::TestWithParam<int>

@@ -72,9 +72,12 @@ void Engine::beginStroke(WriteId id, Tag relay, std::optional<Duration> length)
     std::optional<QueuedWrite> press = prepared({id, relay, true, options});
     if (!press)
         return;
-    std::optional<QueuedWrite> release = prepared({id, relay, false, options});
-    if (!release)
+    const Place &place = m_book.tag(m_book.find(relay)).place;
+    if (place.format != Format::Bit || place.values != 1) {
+        m_writes.refuse(*press, Reason::InvalidValue, QStringLiteral("%1 is not a single bit").arg(place.name()));
         return;
+    }
+    std::optional<QueuedWrite> release = prepared({id, relay, false, options}); // as good as the press
     press->kind = WriteKind::Press;
     release->kind = WriteKind::Release;
     m_buttons.begin(std::move(*release), length, now);

@@ -124,22 +124,30 @@ void WriteQueue::confirmed()
     ++first.part;
     first.tries = 0;
     first.doubt = Reason::None;
+    first.refusal = -1;
     if (first.part == first.requests.size())
         endFirst(Outcome::Done, Reason::None);
 }
 
 void WriteQueue::refusedByPlc(quint8 plcError)
 {
-    const QueuedWrite &first = m_waiting.front();
+    QueuedWrite &first = m_waiting.front();
+    first.refusal = plcError;
     letGo();
     if (first.kind == WriteKind::Release && first.tries < mostRefusedReleases)
         return;
     if (first.part > 0)
-        endFirst(Outcome::Unknown, Reason::PartlyDone, plcError);
+        endFirst(Outcome::Unknown, Reason::PartlyDone);
     else if (first.doubt != Reason::None)
-        endFirst(Outcome::Unknown, Reason::PlcError, plcError);
+        endFirst(Outcome::Unknown, Reason::PlcError);
     else
-        endFirst(Outcome::Refused, Reason::PlcError, plcError);
+        endFirst(Outcome::Refused, Reason::PlcError);
+}
+
+void WriteQueue::refusedForNow(quint8 plcError)
+{
+    m_waiting.front().refusal = plcError;
+    m_frameLeft = false;
 }
 
 void WriteQueue::unanswered(Reason reason)
@@ -160,7 +168,8 @@ void WriteQueue::unanswered(Reason reason)
 
 void WriteQueue::end(const QueuedWrite &write, Outcome outcome, Reason reason, const QString &what)
 {
-    m_ended.push_back({write.id, write.tag, write.kind, outcome, reason, 0, write.sent,
+    const auto code = quint8(reason == Reason::PlcError ? qMax(write.refusal, 0) : 0);
+    m_ended.push_back({write.id, write.tag, write.kind, outcome, reason, code, write.sent,
                        endText(outcome, reason, what.isEmpty() ? detail(write, reason) : what)});
 }
 
@@ -170,15 +179,15 @@ void WriteQueue::endAsFarAsSent(const QueuedWrite &write, Reason ifUnsent)
         end(write, Outcome::Unknown, Reason::PartlyDone);
     else if (write.doubt != Reason::None)
         end(write, Outcome::Unknown, write.doubt);
+    else if (write.refusal >= 0)
+        end(write, Outcome::Refused, Reason::PlcError);
     else
         end(write, Outcome::NotSent, ifUnsent);
 }
 
-void WriteQueue::endFirst(Outcome outcome, Reason reason, quint8 plcError)
+void WriteQueue::endFirst(Outcome outcome, Reason reason)
 {
-    const QString code = reason == Reason::PlcError ? QStringLiteral("E%1").arg(plcError) : QString();
-    end(m_waiting.front(), outcome, reason, code);
-    m_ended.back().plcError = plcError;
+    end(m_waiting.front(), outcome, reason);
     m_waiting.pop_front();
 }
 
@@ -186,6 +195,8 @@ QString WriteQueue::detail(const QueuedWrite &write, Reason reason) const
 {
     if (reason == Reason::NoAnswer)
         return durationText(m_timeout);
+    if (reason == Reason::PlcError)
+        return QStringLiteral("E%1").arg(write.refusal);
     if (reason == Reason::Expired)
         return durationText(write.options.expires);
     if (reason == Reason::PartlyDone)

@@ -38,6 +38,7 @@ struct QueuedWrite {
     int sent = 0;                 ///< write frames that left this host
     Reason doubt = Reason::None;  ///< why that request was not confirmed, once it was sent
     Reason unread = Reason::None; ///< of a bit of a word: why the word was not read
+    int refusal = -1;             ///< error code of the PLC, if that is all that came of it so far
 };
 
 /// How a write ended.
@@ -71,7 +72,8 @@ public:
     /// Begins its next request.
     const WriteUnits &begin();
     bool isInHand() const { return m_inHand; }
-    /// The request in hand, to be asked once more: the PLC has refused it because the link was not open there.
+    /// The PLC has refused the request in hand because the link was not open there: it is asked once more.
+    void refusedForNow(quint8 plcError);
     const WriteUnits &inHand() const { return m_waiting.front().requests[m_waiting.front().part]; }
     /// The driver has no frame for it.
     void impossible();
@@ -111,7 +113,7 @@ private:
     void watchExpiry(const QueuedWrite &write);
     void end(const QueuedWrite &write, Outcome outcome, Reason reason, const QString &what = {});
     void endAsFarAsSent(const QueuedWrite &write, Reason ifUnsent);
-    void endFirst(Outcome outcome, Reason reason, quint8 plcError = 0);
+    void endFirst(Outcome outcome, Reason reason);
     template <typename Which>
     int endAll(Reason ifUnsent, Which which);
     QString detail(const QueuedWrite &write, Reason reason) const;

@@ -19,8 +19,8 @@ struct WireFault {
     bool closes = false;      ///< after the PLC has carried it out, instead of the answer
     Duration late{};          ///< the answer takes so much longer
     int copies = 0;           ///< of the answer, right behind it
-    QByteArray instead;       ///< comes in place of the answer
-    QByteArray before, after; ///< come with the answer
+    QByteArray instead{};     ///< comes in place of the answer
+    QByteArray before{}, after{}; ///< come with the answer
     int pieces = 1;           ///< in which the answer comes, a millisecond apart
 };
 
@@ -40,6 +40,8 @@ public:
     bool isFrozen = false;                                ///< the PLC says nothing and does nothing
     std::deque<WireFault> faults;                         ///< of the next requests; none when it is empty
     std::function<WireFault(const QByteArray &)> faultOf; ///< asked when there are none
+
+    std::function<void(const char *, const QByteArray &)> trace; ///< sees all that goes over the wire
 
     /// The connection breaks.
     void cut(const QString &problem = QStringLiteral("connection reset"));
@@ -86,7 +88,8 @@ private:
     int m_opens = 0;
     QByteArray m_received;
     std::vector<QByteArray> m_frames;
-    std::vector<Event> m_events; ///< in order of time
+    std::vector<Event> m_events;    ///< in order of time
+    SteadyTime m_lineBusyUntil{}; ///< with an earlier answer
 };
 
 } // namespace kvlink

@@ -93,6 +93,7 @@ QString PlcCore::problem() const
 
 bool PlcCore::start()
 {
+    const std::lock_guard life(m_lifeMutex);
     if (!m_thread)
         return false;
     if (m_mailbox.link().state == LinkState::Stopped)
@@ -108,6 +109,7 @@ bool PlcCore::start()
 
 void PlcCore::stop()
 {
+    const std::lock_guard life(m_lifeMutex);
     if (!m_thread)
         return;
     m_thread->stop();

@@ -5,6 +5,7 @@
 #include "api/traced_transport.h"
 #include "api/write_frames.h"
 #include "driver/loaded_driver.h"
+#include "engine/write_outcomes.h"
 #include "model/value_codec.h"
 #include "transport/make_transport.h"
 
@@ -97,6 +98,7 @@ QString PlcCore::problem() const
 
 bool PlcCore::start()
 {
+    const std::lock_guard life(m_lifeMutex);
     if (!m_thread)
         return false;
     if (m_mailbox.link().state == LinkState::Stopped)
@@ -112,6 +114,7 @@ bool PlcCore::start()
 
 void PlcCore::stop()
 {
+    const std::lock_guard life(m_lifeMutex);
     if (!m_thread)
         return;
     m_thread->stop();
@@ -235,12 +238,13 @@ WriteId PlcCore::newWrite(End end)
     return id;
 }
 
-void PlcCore::endUnsent(WriteId id, Tag tag, Reason reason, const QString &text)
+/// \param what of InvalidValue: what is wrong
+void PlcCore::endUnsent(WriteId id, Tag tag, Reason reason, const QString &what)
 {
     const SystemClock clock;
     Events events;
     events.writes.push_back({id, tag, Outcome::NotSent, reason, 0,
-                             text + QStringLiteral("; nothing was sent"), 0, clock.wallNow(), clock.now()});
+                             endText(Outcome::NotSent, reason, what), 0, clock.wallNow(), clock.now()});
     m_mailbox.put(events);
 }
 
@@ -253,7 +257,7 @@ WriteId PlcCore::write(Tag tag, const Value &value, const WriteOptions &options,
     else if (!problem.isEmpty())
         endUnsent(id, tag, Reason::InvalidValue, problem);
     else if (!post([=](Engine &engine) { engine.write({id, tag, value, options}); }))
-        endUnsent(id, tag, Reason::Stopped, QStringLiteral("the link is stopped"));
+        endUnsent(id, tag, Reason::Stopped);
     return id;
 }
 
@@ -288,7 +292,7 @@ WriteId PlcCore::pulse(Tag relay, Duration length, End end)
     else if (length < shortestPulse || length > longestPulse)
         endUnsent(id, relay, Reason::InvalidValue, QStringLiteral("a pulse lasts between 10 ms and 60 s"));
     else if (!post([=](Engine &engine) { engine.pulse(id, relay, length); }))
-        endUnsent(id, relay, Reason::Stopped, QStringLiteral("the link is stopped"));
+        endUnsent(id, relay, Reason::Stopped);
     return id;
 }
 
@@ -328,7 +332,7 @@ bool PlcCore::isButton(Tag relay, QString &problem) const
 void PlcCore::press(WriteId id, Tag relay)
 {
     if (!post([=](Engine &engine) { engine.press(id, relay); }))
-        endUnsent(id, relay, Reason::Stopped, QStringLiteral("the link is stopped"));
+        endUnsent(id, relay, Reason::Stopped);
 }
 
 void PlcCore::renew(WriteId press)

@@ -93,7 +93,7 @@ private:
     bool post(LinkThread::Command command);
     void postOrRun(const LinkThread::Command &command);
     WriteId newWrite(End end);
-    void endUnsent(WriteId id, Tag tag, Reason reason, const QString &text);
+    void endUnsent(WriteId id, Tag tag, Reason reason, const QString &what = {});
     void ask(QueryId id, const QString &command);
 
     const LinkSettings m_settings;
@@ -104,6 +104,7 @@ private:
     std::unique_ptr<Engine> m_engine;     ///< null with a problem of the parts
     std::unique_ptr<LinkThread> m_thread; ///< null as well; ends first
     mutable std::mutex m_problemMutex;    ///< guards m_problem
+    std::mutex m_lifeMutex;               ///< held by start and stop; before all others
 };
 
 } // namespace kvlink

@@ -4,8 +4,8 @@
     import kvlink
 
     with kvlink.Plc("tcp://192.168.0.10") as plc:
-        words = plc.read("DM100:10")                # list of int; what is not good raises, and is never a silent 0
-        plc.write("DM200.S", -5, expires=2.0)       # returns when the PLC has confirmed it
+        words = plc.read("DM100:10")           # list of int; what is not good raises, never a silent 0
+        plc.write("DM200.S", -5, expires=2.0)  # returns when the PLC has confirmed it
         for change in plc.watch(["R500", "DM200.S"]):
             print(change.address, change.value, change.quality, change.time)
 
@@ -21,14 +21,15 @@ import os
 import threading
 import time as _time
 import weakref
-from ctypes import (POINTER, Structure, byref, c_char_p, c_double, c_int, c_int32, c_int64, c_size_t, c_uint32, c_uint64,
-                    c_void_p)
+from ctypes import (POINTER, Structure, byref, c_char_p, c_double, c_int, c_int32, c_int64, c_size_t,
+                    c_uint32, c_uint64, c_void_p)
 from dataclasses import dataclass
 from datetime import datetime, timezone
 from typing import Any, Iterable, Iterator, List, Optional, Sequence, Union
 
-__all__ = ["Plc", "Button", "Change", "Info", "LinkStatus", "Sample", "Value", "Watch", "KvlinkError", "AddressError",
-           "DriverError", "NoLink", "BadValue", "WriteError", "Refused", "NotSent", "Unknown", "version"]
+__all__ = ["Plc", "Button", "Change", "Info", "LinkStatus", "Sample", "Value", "Watch", "KvlinkError",
+           "AddressError", "DriverError", "NoLink", "BadValue", "WriteError", "Refused", "NotSent", "Unknown",
+           "version"]
 
 Scalar = Union[bool, int, float, str]
 Value = Union[bool, int, float, str, List[Scalar]]
@@ -37,7 +38,7 @@ _VERSION = (0, 2)  # the library that this file was written for
 _SLICE = 0.2       # longest wait inside the library: Ctrl+C is noticed in between
 
 
-# --- errors -----------------------------------------------------------------------------------------------------------
+# --- errors ---------------------------------------------------------------------------------------
 
 class KvlinkError(OSError):
     """Something did not work. errno is the library's own number, strerror a sentence."""
@@ -86,12 +87,12 @@ class Unknown(WriteError):
     """Sent, not confirmed: it may have been carried out. It is never repeated behind your back."""
 
 
-# --- the C library: records, in the order of kvlink.h -----------------------------------------------------------------
+# --- the C library: records, in the order of kvlink.h ---------------------------------------------
 
 class _LinkSettings(Structure):
     _fields_ = [("version", c_uint32), ("open", c_int32), ("timeout", c_double), ("gap", c_double),
-                ("max_block", c_int32), ("word_order", c_int32), ("text_encoding", c_int32), ("reserved", c_int32),
-                ("driver", c_char_p)]
+                ("max_block", c_int32), ("word_order", c_int32), ("text_encoding", c_int32),
+                ("reserved", c_int32), ("driver", c_char_p)]
 
 
 class _LinkStatus(Structure):
@@ -101,8 +102,9 @@ class _LinkStatus(Structure):
 
 class _Statistics(Structure):
     _fields_ = [("version", c_uint32), ("reserved", c_uint32),
-                ("requests", c_uint64), ("answers", c_uint64), ("no_answers", c_uint64), ("corrupted", c_uint64),
-                ("plc_errors", c_uint64), ("repeats", c_uint64), ("stray_bytes", c_uint64),
+                ("requests", c_uint64), ("answers", c_uint64), ("no_answers", c_uint64),
+                ("corrupted", c_uint64), ("plc_errors", c_uint64), ("repeats", c_uint64),
+                ("stray_bytes", c_uint64),
                 ("link_losses", c_uint64), ("connects", c_uint64), ("missed_passes", c_uint64),
                 ("bytes_sent", c_uint64), ("bytes_received", c_uint64),
                 ("writes_done", c_uint64), ("writes_refused", c_uint64), ("writes_not_sent", c_uint64),
@@ -117,7 +119,8 @@ class _TagSettings(Structure):
 
 
 class _Scalar(Structure):
-    _fields_ = [("type", c_int32), ("reserved", c_int32), ("integer", c_int64), ("real", c_double), ("text", c_char_p)]
+    _fields_ = [("type", c_int32), ("reserved", c_int32), ("integer", c_int64), ("real", c_double),
+                ("text", c_char_p)]
 
 
 class _Sample(Structure):
@@ -132,16 +135,17 @@ class _WriteOptions(Structure):
 
 
 class _WriteResult(Structure):
-    _fields_ = [("id", c_int64), ("tag", c_uint32), ("outcome", c_int32), ("reason", c_int32), ("plc_error", c_int32),
-                ("attempts", c_int32), ("reserved", c_int32), ("time", c_double), ("text", c_char_p)]
+    _fields_ = [("id", c_int64), ("tag", c_uint32), ("outcome", c_int32), ("reason", c_int32),
+                ("plc_error", c_int32), ("attempts", c_int32), ("reserved", c_int32), ("time", c_double),
+                ("text", c_char_p)]
 
 
 class _Event(Structure):
-    _fields_ = [("type", c_int32), ("tag", c_uint32), ("id", c_int64), ("sample", _Sample), ("write", _WriteResult),
-                ("link", _LinkStatus), ("reserved", c_int64 * 4)]
+    _fields_ = [("type", c_int32), ("tag", c_uint32), ("id", c_int64), ("sample", _Sample),
+                ("write", _WriteResult), ("link", _LinkStatus), ("reserved", c_int64 * 4)]
 
 
-# --- the C library: numbers -------------------------------------------------------------------------------------------
+# --- the C library: numbers -----------------------------------------------------------------------
 
 KVLINK_EINVAL = -1
 KVLINK_EADDRESS = -2
@@ -170,11 +174,12 @@ KVLINK_EVENT_WRITE = 2
 _OPEN = {"cr": 0, "none": 1}
 _WORD_ORDER = {"low first": 0, "high first": 1}
 _ENCODING = {"utf-8": 0, "shift-jis": 1, "latin-1": 2}
-_ERRORS = {KVLINK_EADDRESS: AddressError, KVLINK_EDRIVER: DriverError, KVLINK_ETIMEOUT: NoLink, KVLINK_ESTOPPED: NoLink}
+_ERRORS = {KVLINK_EADDRESS: AddressError, KVLINK_EDRIVER: DriverError, KVLINK_ETIMEOUT: NoLink,
+           KVLINK_ESTOPPED: NoLink}
 _WRITE_ERRORS = {KVLINK_REFUSED: Refused, KVLINK_NOT_SENT: NotSent, KVLINK_UNKNOWN: Unknown}
 
 
-# --- the C library: prototypes ----------------------------------------------------------------------------------------
+# --- the C library: prototypes --------------------------------------------------------------------
 
 def _bind(lib: ctypes.CDLL) -> ctypes.CDLL:
     """Gives every function the types of its C declaration, which stands above it."""
@@ -219,7 +224,8 @@ def _bind(lib: ctypes.CDLL) -> ctypes.CDLL:
     bind("kvlink_query_wait", c_int, POINTER(c_char_p), plc, c_char_p, c_double)
     # int kvlink_tag_settings_init(kvlink_tag_settings *settings, uint32_t version);
     bind("kvlink_tag_settings_init", c_int, POINTER(_TagSettings), c_uint32)
-    # int kvlink_tag_add(kvlink_tag *out, kvlink_plc *plc, const char *address, const kvlink_tag_settings *settings);
+    # int kvlink_tag_add(kvlink_tag *out, kvlink_plc *plc, const char *address,
+    #                    const kvlink_tag_settings *settings);
     bind("kvlink_tag_add", c_int, POINTER(tag), plc, c_char_p, POINTER(_TagSettings))
     # int kvlink_tag_remove(kvlink_plc *plc, kvlink_tag tag);
     bind("kvlink_tag_remove", c_int, plc, tag)
@@ -239,17 +245,23 @@ def _bind(lib: ctypes.CDLL) -> ctypes.CDLL:
     bind("kvlink_write_options_init", c_int, POINTER(_WriteOptions), c_uint32)
     # int64_t kvlink_write_bool(kvlink_plc *plc, kvlink_tag tag, int on, const kvlink_write_options *options);
     bind("kvlink_write_bool", c_int64, plc, tag, c_int, POINTER(_WriteOptions))
-    # int64_t kvlink_write_int(kvlink_plc *plc, kvlink_tag tag, int64_t value, const kvlink_write_options *options);
+    # int64_t kvlink_write_int(kvlink_plc *plc, kvlink_tag tag, int64_t value,
+    #                          const kvlink_write_options *options);
     bind("kvlink_write_int", c_int64, plc, tag, c_int64, POINTER(_WriteOptions))
-    # int64_t kvlink_write_real(kvlink_plc *plc, kvlink_tag tag, double value, const kvlink_write_options *options);
+    # int64_t kvlink_write_real(kvlink_plc *plc, kvlink_tag tag, double value,
+    #                           const kvlink_write_options *options);
     bind("kvlink_write_real", c_int64, plc, tag, c_double, POINTER(_WriteOptions))
-    # int64_t kvlink_write_text(kvlink_plc *plc, kvlink_tag tag, const char *text, const kvlink_write_options *options);
+    # int64_t kvlink_write_text(kvlink_plc *plc, kvlink_tag tag, const char *text,
+    #                           const kvlink_write_options *options);
     bind("kvlink_write_text", c_int64, plc, tag, c_char_p, POINTER(_WriteOptions))
-    # int64_t kvlink_write_ints(kvlink_plc *plc, kvlink_tag tag, const int64_t *values, size_t count, const kvlink_write_options *options);
+    # int64_t kvlink_write_ints(kvlink_plc *plc, kvlink_tag tag, const int64_t *values, size_t count,
+    #                           const kvlink_write_options *options);
     bind("kvlink_write_ints", c_int64, plc, tag, POINTER(c_int64), c_size_t, POINTER(_WriteOptions))
-    # int64_t kvlink_write_reals(kvlink_plc *plc, kvlink_tag tag, const double *values, size_t count, const kvlink_write_options *options);
+    # int64_t kvlink_write_reals(kvlink_plc *plc, kvlink_tag tag, const double *values, size_t count,
+    #                            const kvlink_write_options *options);
     bind("kvlink_write_reals", c_int64, plc, tag, POINTER(c_double), c_size_t, POINTER(_WriteOptions))
-    # int64_t kvlink_write_typed(kvlink_plc *plc, kvlink_tag tag, const char *typed, const kvlink_write_options *options);
+    # int64_t kvlink_write_typed(kvlink_plc *plc, kvlink_tag tag, const char *typed,
+    #                            const kvlink_write_options *options);
     bind("kvlink_write_typed", c_int64, plc, tag, c_char_p, POINTER(_WriteOptions))
     # int64_t kvlink_pulse(kvlink_plc *plc, kvlink_tag relay, double length, uint32_t flags);
     bind("kvlink_pulse", c_int64, plc, tag, c_double, c_uint32)
@@ -290,7 +302,8 @@ def _library() -> ctypes.CDLL:
         if lib.kvlink_require(*_VERSION) < 0:
             raise DriverError(0, lib.kvlink_last_error().decode())
         return lib
-    raise DriverError(0, "the kvlink library was not found; set KVLINK_LIBRARY to its path: " + "; ".join(problems))
+    raise DriverError(0, "the kvlink library was not found; set KVLINK_LIBRARY to its path: " +
+                      "; ".join(problems))
 
 
 def _check(result: int) -> int:
@@ -305,7 +318,7 @@ def version() -> str:
     return _library().kvlink_version().decode()
 
 
-# --- what is handed out -----------------------------------------------------------------------------------------------
+# --- what is handed out ---------------------------------------------------------------------------
 
 @dataclass(frozen=True)
 class Sample:
@@ -343,6 +356,26 @@ class Info:
     model: str    # as the PLC answers ?K: "57"
     running: bool
     error: str    # as the PLC answers ?E: "000"
+
+
+def _text(given: str) -> bytes:
+    """For a C call. ctypes would end the text at a byte 0 without a word."""
+    if "\0" in given:
+        raise ValueError(f"{given!r} contains a byte 0")
+    return given.encode()
+
+
+def _whole(given: int) -> int:
+    """For a C call. ctypes would drop what does not fit 64 bits without a word."""
+    if not -2**63 <= given < 2**63:
+        raise ValueError(f"{given} does not fit 64 bits")
+    return given
+
+
+def _choice(table: dict, what: str, given: str) -> int:
+    if given not in table:
+        raise ValueError(f"{what} is {given!r}; it must be one of {', '.join(map(repr, table))}")
+    return table[given]
 
 
 def _moment(seconds: float) -> datetime:
@@ -400,7 +433,7 @@ class Watch(Iterator[Change]):
         self.close()
 
 
-# --- the link ---------------------------------------------------------------------------------------------------------
+# --- the link -------------------------------------------------------------------------------------
 
 class Plc:
     """A link to one PLC.
@@ -413,9 +446,9 @@ class Plc:
     encoding   "utf-8", "shift-jis" or "latin-1", of texts
     """
 
-    def __init__(self, url: str, *, connect: float = 5.0, timeout: float = 1.0, gap: float = 0.0, max_block: int = 128,
-                 open: str = "cr", word_order: str = "low first", encoding: str = "utf-8",
-                 driver: Optional[str] = None) -> None:
+    def __init__(self, url: str, *, connect: float = 5.0, timeout: float = 1.0, gap: float = 0.0,
+                 max_block: int = 128, open: str = "cr", word_order: str = "low first",
+                 encoding: str = "utf-8", driver: Optional[str] = None) -> None:
         self._plc = c_void_p()  # first: __del__ looks at it
         self._lib = _library()
         self._connect = connect
@@ -428,11 +461,11 @@ class Plc:
         settings.timeout = timeout
         settings.gap = gap
         settings.max_block = max_block
-        settings.open = _OPEN[open]
-        settings.word_order = _WORD_ORDER[word_order]
-        settings.text_encoding = _ENCODING[encoding]
+        settings.open = _choice(_OPEN, "open", open)
+        settings.word_order = _choice(_WORD_ORDER, "word_order", word_order)
+        settings.text_encoding = _choice(_ENCODING, "encoding", encoding)
         settings.driver = os.fsencode(driver) if driver else None
-        _check(self._lib.kvlink_plc_new(byref(self._plc), url.encode(), byref(settings)))
+        _check(self._lib.kvlink_plc_new(byref(self._plc), _text(url), byref(settings)))
 
     def __enter__(self) -> "Plc":
         try:
@@ -449,7 +482,8 @@ class Plc:
         self.close()
 
     def start(self) -> None:
-        """Starts the link, and waits for it as long as connect says. Raises NoLink; the link goes on trying then."""
+        """Starts the link, and waits for it as long as connect says.
+        Raises NoLink; the link goes on trying then."""
         _check(self._lib.kvlink_plc_start(self._handle()))
         if self._connect > 0:
             self._wait_for_link(self._connect)
@@ -490,11 +524,15 @@ class Plc:
         Raises NoLink or BadValue: what is returned is good."""
         tag = self._tag(address)
         self._wait_for_link(longest)
-        _check(self._lib.kvlink_read_wait(self._handle(), byref(tag), 1, longest))
-        sample = self.sample(address)
-        if sample.good and sample.value is not None:
-            return sample.value
-        raise BadValue(address, sample)
+        end = _time.monotonic() + longest
+        while True:
+            left = max(0.0, end - _time.monotonic())
+            _check(self._lib.kvlink_read_wait(self._handle(), byref(tag), 1, left))
+            sample = self.sample(address)
+            if sample.good and sample.value is not None:
+                return sample.value
+            if sample.quality != "pending":  # another thread has written it since: it is read again
+                raise BadValue(address, sample)
 
     def sample(self, address: str) -> Sample:
         """The newest sample of an address that was read or is watched; asks nothing of the PLC."""
@@ -503,16 +541,16 @@ class Plc:
         return Sample(**_sample_fields(sample))
 
     def watch(self, addresses: Sequence[str], *, period: float = 0.5, deadband: float = 0.0) -> "Watch":
-        """Every change of these addresses, for as long as the loop runs; leaving the loop ends the watch. A lost link is a
-        change to bad. Who is slow sees the newest value of each address."""
+        """Every change of these addresses, for as long as the loop runs; leaving the loop ends the watch.
+        A lost link is a change to bad. Who is slow sees the newest value of each address."""
         watch = Watch(self, addresses, period, deadband)
         self._watches.add(watch)
         return watch
 
     # --- writes ---
 
-    def write(self, address: str, value: Union[Value, Sequence[Scalar]], *, expires: float = 5.0, attempts: int = 2,
-              coalesce: bool = False) -> None:
+    def write(self, address: str, value: Union[Value, Sequence[Scalar]], *, expires: float = 5.0,
+              attempts: int = 2, coalesce: bool = False) -> None:
         """Writes and waits for the confirmation. Raises Refused, NotSent or Unknown otherwise.
         Waits for a link that is down, until the write expires."""
         tag = self._tag(address)
@@ -520,10 +558,11 @@ class Plc:
         self._finish(_check(self._hand_out(tag, value, options)))
 
     def pulse(self, address: str, length: float = 0.2, *, longest: float = 5.0) -> None:
-        """Writes 1 and, after length (0.01 to 60), 0. Returns when the 0 is confirmed; raises Refused, NotSent or Unknown
-        otherwise. longest is the longest wait for the link."""
+        """Writes 1 and, after length (0.01 to 60), 0. Returns when the 0 is confirmed; raises Refused,
+        NotSent or Unknown otherwise. longest is the longest wait for the link."""
         self._wait_for_link(longest)
-        self._finish(_check(self._lib.kvlink_pulse(self._handle(), self._tag(address), length, KVLINK_WRITE_AWAITED)))
+        self._finish(_check(self._lib.kvlink_pulse(self._handle(), self._tag(address), length,
+                                                   KVLINK_WRITE_AWAITED)))
 
     def button(self, address: str) -> "Button":
         """A push button on a single relay or bit."""
@@ -556,7 +595,7 @@ class Plc:
         _check(self._lib.kvlink_tag_settings_init(byref(settings), 1))
         for name, value in given.items():
             setattr(settings, name, value)
-        _check(self._lib.kvlink_tag_add(byref(tag), self._handle(), address.encode(), byref(settings)))
+        _check(self._lib.kvlink_tag_add(byref(tag), self._handle(), _text(address), byref(settings)))
         return tag
 
     def _tag(self, address: str) -> c_uint32:
@@ -571,7 +610,9 @@ class Plc:
         _check(self._lib.kvlink_write_options_init(byref(options), 1))
         options.expires = expires
         options.attempts = attempts
-        options.flags = KVLINK_WRITE_AWAITED | KVLINK_WRITE_WAIT_LINK | (KVLINK_WRITE_COALESCE if coalesce else 0)
+        options.flags = KVLINK_WRITE_AWAITED | KVLINK_WRITE_WAIT_LINK
+        if coalesce:
+            options.flags |= KVLINK_WRITE_COALESCE
         return options
 
     def _hand_out(self, tag: c_uint32, value: Any, options: _WriteOptions) -> int:
@@ -579,15 +620,17 @@ class Plc:
         if isinstance(value, bool):
             return self._lib.kvlink_write_bool(plc, tag, value, byref(options))
         if isinstance(value, int):
-            return self._lib.kvlink_write_int(plc, tag, value, byref(options))
+            return self._lib.kvlink_write_int(plc, tag, _whole(value), byref(options))
         if isinstance(value, float):
             return self._lib.kvlink_write_real(plc, tag, value, byref(options))
         if isinstance(value, str):
-            return self._lib.kvlink_write_text(plc, tag, value.encode(), byref(options))
+            return self._lib.kvlink_write_text(plc, tag, _text(value), byref(options))
         values = list(value)
+        count = len(values)
         if all(isinstance(one, int) for one in values):
-            return self._lib.kvlink_write_ints(plc, tag, (c_int64 * len(values))(*values), len(values), byref(options))
-        return self._lib.kvlink_write_reals(plc, tag, (c_double * len(values))(*values), len(values), byref(options))
+            values = [_whole(one) for one in values]
+            return self._lib.kvlink_write_ints(plc, tag, (c_int64 * count)(*values), count, byref(options))
+        return self._lib.kvlink_write_reals(plc, tag, (c_double * count)(*values), count, byref(options))
 
     def _finish(self, id: int) -> None:
         """Waits for the end of a write."""
@@ -630,8 +673,8 @@ class Plc:
 
 
 class Button:
-    """A push button: press writes 1, release writes 0. Renew it more often than every 0.5 s while it is pressed, or it
-    releases by itself.
+    """A push button: press writes 1, release writes 0. Renew it more often than every 0.5 s while it is
+    pressed, or it releases by itself.
 
         with plc.button("R500") as button:    # pressed
             while working():

@@ -20,7 +20,8 @@ class SimPlc:
 
     def __init__(self, *options):
         self.process = subprocess.Popen(
-            [os.environ["KV_SIM"], "--tcp", "127.0.0.1:0", "--control", "127.0.0.1:0", "--exit-with-stdin", *options],
+            [os.environ["KV_SIM"], "--tcp", "127.0.0.1:0", "--control", "127.0.0.1:0", "--exit-with-stdin",
+             *options],
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
         ports = {}
         for line in self.process.stdout:
@@ -129,7 +130,8 @@ class PlcTest(unittest.TestCase):
                 thread.start()
             for thread in threads:
                 thread.join(PATIENCE)
-            self.assertEqual({address: len(values) for address, values in seen.items()}, {"DM0": 10, "EM0": 10})
+            self.assertEqual({address: len(values) for address, values in seen.items()},
+                             {"DM0": 10, "EM0": 10})
 
     def test_a_lost_link_is_a_change_to_bad(self):
         with self.plc as plc:
@@ -189,6 +191,24 @@ class ErrorTest(unittest.TestCase):
                 plc.write("DM100", 70000)
         self.assertEqual(caught.exception.outcome, "not sent")
         self.assertGreater(caught.exception.id, 0)
+
+    def test_what_c_would_cut_off_is_refused(self):
+        with kvlink.Plc(self.sim.url) as plc:
+            with self.assertRaises(ValueError):
+                plc.write("DM100", 2**64 + 5)
+            with self.assertRaises(ValueError):
+                plc.write("DM100:2", [1, 2**64 + 5])
+            with self.assertRaises(ValueError):
+                plc.write("DM100.STR:4", "A\0B")
+            with self.assertRaises(ValueError):
+                plc.read("DM100\0")
+        self.assertEqual(self.sim.tell("get DM100 2"), "ok 00000 00000")
+
+    def test_a_word_that_is_no_choice_is_refused(self):
+        with self.assertRaises(ValueError) as caught:
+            kvlink.Plc(self.sim.url, word_order="big")
+        self.assertEqual(str(caught.exception),
+                         "word_order is 'big'; it must be one of 'low first', 'high first'")
 
     def test_what_the_plc_refuses_is_refused(self):
         self.sim.tell("fault error:E4 cmd WR,WRS")

@@ -16,9 +16,9 @@ HEADER = (SOURCE / "kvlink/include/kvlink/kvlink.h").read_text(encoding="utf-8")
 CODE = re.sub(r"/\*.*?\*/", "", HEADER, flags=re.S)
 
 # C types of the header, and what they are to ctypes.
-PLAIN = {"int": ctypes.c_int, "int32_t": ctypes.c_int32, "uint32_t": ctypes.c_uint32, "int64_t": ctypes.c_int64,
-         "uint64_t": ctypes.c_uint64, "size_t": ctypes.c_size_t, "double": ctypes.c_double,
-         "kvlink_tag": ctypes.c_uint32}
+PLAIN = {"int": ctypes.c_int, "int32_t": ctypes.c_int32, "uint32_t": ctypes.c_uint32,
+         "int64_t": ctypes.c_int64, "uint64_t": ctypes.c_uint64, "size_t": ctypes.c_size_t,
+         "double": ctypes.c_double, "kvlink_tag": ctypes.c_uint32}
 RECORDS = {"kvlink_link_settings": kvlink._LinkSettings, "kvlink_link_status": kvlink._LinkStatus,
            "kvlink_statistics": kvlink._Statistics, "kvlink_tag_settings": kvlink._TagSettings,
            "kvlink_scalar": kvlink._Scalar, "kvlink_sample": kvlink._Sample,
@@ -78,8 +78,9 @@ class Prototypes(unittest.TestCase):
 
     def test_the_declaration_above_each_call_is_the_header_s(self):
         source = Path(kvlink.__file__).read_text(encoding="utf-8")
-        shown = re.findall(r'# (.*);\n    bind\("(\w+)"', source)
-        self.assertEqual({name: squeezed(text) for text, name in shown}, declarations())
+        shown = re.findall(r'((?:    # .*\n)+)    bind\("(\w+)"', source)
+        self.assertEqual({name: squeezed(text.replace("#", "")).rstrip(";") for text, name in shown},
+                         declarations())
 
     def test_every_record_has_the_members_of_the_header(self):
         for name, record in RECORDS.items():
@@ -91,7 +92,8 @@ class Prototypes(unittest.TestCase):
                     for member in names.split(","):
                         found = re.fullmatch(r"(\w+)(?:\[(\d+)\])?", member.strip())
                         plain = ctype(kind)
-                        members.append((found.group(1), plain * int(found.group(2)) if found.group(2) else plain))
+                        length = found.group(2)
+                        members.append((found.group(1), plain * int(length) if length else plain))
                 self.assertEqual(record._fields_, members)
 
     def test_every_number_is_the_header_s(self):

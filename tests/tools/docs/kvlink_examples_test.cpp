@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+// docs/kvlink.md: it shows the examples that are built, and they do what it says.
+#include "support/sim_plc.h"
+
+#include <gtest/gtest.h>
+
+#include <QFile>
+
+using kvlink::SimPlc;
+
+namespace
+{
+constexpr int patienceMs = 20000;
+
+QString contents(const QString &path)
+{
+    QFile file(QStringLiteral(KV_SOURCE_FOLDER "/docs/") + path);
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+class Shown : public testing::TestWithParam<const char *>
+{
+};
+
+TEST_P(Shown, asItIsBuilt)
+{
+    const QString name = QString::fromLatin1(GetParam());
+    const QString program = contents(QStringLiteral("examples/") + name);
+    const QString language =
+        name.section(QLatin1Char('.'), 1).replace(QLatin1String("py"), QLatin1String("python"));
+    ASSERT_FALSE(program.isEmpty());
+    EXPECT_TRUE(contents(QStringLiteral("kvlink.md"))
+                    .contains(QStringLiteral("```%1\n%2```\n").arg(language, program)));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Examples, Shown, testing::Values("lamp_and_slider.cpp", "minimal.c", "watch.py"), [](const auto &row) {
+        return QString::fromLatin1(row.param).section(QLatin1Char('.'), 0, 0).toStdString();
+    });
+
+class KvlinkExamples : public testing::Test
+{
+protected:
+    KvlinkExamples()
+    {
+        qputenv("KV_DRIVER", KV_DRIVER_PATH);
+        qputenv("KVLINK_LIBRARY", KV_LIBRARY_PATH);
+        qputenv("PYTHONPATH", KV_SOURCE_FOLDER "/kvlink/python");
+    }
+    ~KvlinkExamples() override
+    {
+        program.kill();
+        program.waitForFinished(patienceMs);
+    }
+
+    std::string line()
+    {
+        while (!program.canReadLine()) {
+            if (!program.waitForReadyRead(patienceMs))
+                return "no line";
+        }
+        return program.readLine().trimmed().toStdString();
+    }
+
+    SimPlc plc;
+    QProcess program;
+};
+
+TEST_F(KvlinkExamples, minimalWritesReadsAndWatches)
+{
+    plc.tell("set DM100=5");
+    program.start(QStringLiteral(KV_MINIMAL), {plc.url()});
+    // Its standard output is a pipe: the lines come when it ends.
+    plc.tell("set R500=1");
+    ASSERT_TRUE(program.waitForFinished(patienceMs));
+    EXPECT_EQ(program.exitCode(), 0);
+    EXPECT_EQ(line(), "DM200: confirmed by the PLC");
+    EXPECT_EQ(line(), "DM100 = 5 (good)");
+    EXPECT_EQ(line(), "R500 = 1 (good)");
+    EXPECT_EQ(plc.tell("get DM200.S"), "ok -00005");
+}
+
+TEST_F(KvlinkExamples, minimalSaysWhyItFails)
+{
+    plc.stop();
+    program.start(QStringLiteral(KV_MINIMAL), {plc.url()});
+    ASSERT_TRUE(program.waitForFinished(patienceMs));
+    EXPECT_EQ(program.exitCode(), 1);
+    EXPECT_NE(program.readAllStandardError().trimmed(), QByteArray());
+}
+
+TEST_F(KvlinkExamples, watchShowsChanges)
+{
+    plc.tell("set DM200=5");
+    program.start(QStringLiteral(KV_PYTHON),
+                  {QStringLiteral("-B"), QStringLiteral(KV_SOURCE_FOLDER "/docs/examples/watch.py"),
+                   plc.url(), QStringLiteral("DM200.S")});
+    EXPECT_NE(line().find(" DM200.S 5"), std::string::npos);
+    plc.tell("set DM200=6");
+    EXPECT_NE(line().find(" DM200.S 6"), std::string::npos);
+    plc.stop();
+    EXPECT_NE(line().find(" DM200.S bad: no link"), std::string::npos);
+}
+} // namespace

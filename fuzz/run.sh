@@ -74,7 +74,7 @@ mkdir -p "$found" "$build/crashes" "$seeds"
 dictionary=()
 [ -f "fuzz/dictionaries/$target.dict" ] && dictionary=(-dict="fuzz/dictionaries/$target.dict")
 # Qt 5.15's JSON reader loses memory of some broken texts. Both libFuzzer and the end of the program would tell.
-[ "$target" = kv_sim_memory ] && export ASAN_OPTIONS=detect_leaks=0
+case $target in kv_sim_memory | kv_sim_recording) export ASAN_OPTIONS=detect_leaks=0 ;; esac
 length=() # libFuzzer's own choice
 # A session needs room for many steps from the start.
 case $target in driver_session | driver_settings) length=(-max_len=600 -len_control=20) ;; esac

@@ -10,6 +10,7 @@
 #include <csignal>
 #include <netinet/in.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -68,6 +69,12 @@ long long SimProcess::memoryKilobytes() const
         if (line.startsWith("VmRSS:"))
             return line.mid(6).trimmed().split(' ').first().toLongLong();
     return -1;
+}
+
+void SimProcess::limitFileSize(qint64 bytes) const
+{
+    const rlimit limit{rlim_t(bytes), RLIM_INFINITY};
+    ::prlimit(processId(), RLIMIT_FSIZE, &limit, nullptr);
 }
 
 long long SimProcess::processorTicks() const

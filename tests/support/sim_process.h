@@ -33,6 +33,8 @@ public:
     long long memoryKilobytes() const;
     /// Processor time that it has used, in hundredths of a second.
     long long processorTicks() const;
+    /// Its files can grow up to this size from now on.
+    void limitFileSize(qint64 bytes) const;
     void closeStdin() { m_process.closeWriteChannel(); }
 
     std::string output();

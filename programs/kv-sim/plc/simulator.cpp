@@ -50,7 +50,7 @@ Delivery Simulator::serve(const Line &line, Link &link)
 {
     const Command command = commandOf(line, m_plc.rules());
     m_statistics.countCommand(command.word);
-    if (const auto delivery = whileNotRunning())
+    if (const auto delivery = fromElsewhere(requestText(line)))
         return *delivery;
     const Effects effects = m_faults.effectsOn(askedBy(command));
     if (effectOf(effects, FaultKind::Forget))
@@ -62,7 +62,7 @@ Delivery Simulator::serveRemote(const RemoteRequest &request)
 {
     const Asked asked = askedBy(request);
     m_statistics.countCommand(asked.word);
-    if (const auto delivery = whileNotRunning())
+    if (const auto delivery = fromElsewhere(request.bytes))
         return *delivery;
     if (request.broken.empty() && request.write && request.station == 0) {
         m_statistics.countAnswer(answerRemote(m_plc, request));
@@ -71,11 +71,23 @@ Delivery Simulator::serveRemote(const RemoteRequest &request)
     return answer(m_faults.effectsOn(asked), [&] { return answerRemote(m_plc, request); });
 }
 
-std::optional<Delivery> Simulator::whileNotRunning()
+// What a PLC that is starting says to everything, or what a recording says to this request.
+std::optional<Delivery> Simulator::fromElsewhere(std::string_view request)
 {
-    if (m_stage == Stage::Running)
+    if (m_stage == Stage::Silent)
+        return Delivery{};
+    if (m_stage == Stage::Starting)
+        return deliver(std::string(refusal::starting), {});
+    if (!m_replay)
         return std::nullopt;
-    return m_stage == Stage::Starting ? deliver(std::string(refusal::starting), {}) : Delivery{};
+    const Delivery *recorded = m_replay->answerTo(request);
+    return recorded ? *recorded : deliver(std::string(refusal::notRecorded), {});
+}
+
+std::string Simulator::statisticsText() const
+{
+    std::string text = m_statistics.text(m_faults.done());
+    return m_replay ? text + " not_recorded=" + std::to_string(m_replay->unmatched()) : text;
 }
 
 template <typename Execute>

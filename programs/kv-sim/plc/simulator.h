@@ -8,6 +8,7 @@
 #include "faults/fault_plan.h"
 #include "plc/plc.h"
 #include "plc/statistics.h"
+#include "recording/replay.h"
 #include "requests/remote_request.h"
 #include "text/line_splitter.h"
 
@@ -32,8 +33,11 @@ public:
     Plc &plc() { return m_plc; }
     FaultPlan &faults() { return m_faults; }
     Statistics &statistics() { return m_statistics; }
-    std::string statisticsText() const { return m_statistics.text(m_faults.done()); }
+    std::string statisticsText() const;
     void setDelay(const DelaySettings &delay) { m_delay = AnswerDelay(delay); }
+
+    /// From now on every answer comes from the recording; memory and faults have no part in it.
+    void setReplay(Replay replay) { m_replay = std::move(replay); }
 
     /// Any other stage than Running closes all links.
     void setStage(Stage stage);
@@ -47,7 +51,7 @@ private:
     using Effects = std::vector<FaultEffect>;
 
     Link &present(Link &link) const;
-    std::optional<Delivery> whileNotRunning();
+    std::optional<Delivery> fromElsewhere(std::string_view request);
     template <typename Execute>
     Delivery answer(const Effects &effects, const Execute &execute);
     Delivery deliver(const std::string &answer, const Effects &effects);
@@ -57,6 +61,7 @@ private:
     Statistics m_statistics;
     AnswerMemory m_answers;
     AnswerDelay m_delay;
+    std::optional<Replay> m_replay;
     Stage m_stage = Stage::Running;
     std::uint32_t m_starts = 0;
 };

@@ -50,6 +50,7 @@ constexpr Refusal programMissing = "E2"; // M1 without a program in the CPU
 constexpr Refusal writeProtected = "E4";
 constexpr Refusal cpuError = "E5";       // M1 before ER
 constexpr Refusal starting = "E1";       // our choice: the CPU is not ready yet
+constexpr Refusal notRecorded = "E1";    // our choice: a replayed recording does not have this request
 constexpr Refusal remoteChecksum = "E1"; // our choice, as all refusals of remote-area requests
 constexpr Refusal remoteLength = "E1";
 constexpr Refusal remoteArea = "E0";

@@ -14,8 +14,8 @@ constexpr int mostConnections = 64;
 
 } // namespace
 
-ControlLine::ControlLine(ControlDesk &desk)
-    : m_desk(desk), m_listener([this](QTcpSocket *socket) { accept(socket); })
+ControlLine::ControlLine(std::function<std::string(std::string_view)> run)
+    : m_run(std::move(run)), m_listener([this](QTcpSocket *socket) { accept(socket); })
 {
 }
 
@@ -52,8 +52,7 @@ void ControlLine::serve(QTcpSocket *socket)
     }
     const QByteArray line = socket->readLine().trimmed();
     if (!line.isEmpty()) {
-        const std::string answer =
-            m_desk.run(std::string_view(line.constData(), std::size_t(line.size()))) + "\n";
+        const std::string answer = m_run(std::string_view(line.constData(), std::size_t(line.size()))) + "\n";
         socket->write(answer.data(), qint64(answer.size()));
         socket->flush();
     }

@@ -5,8 +5,10 @@
 // sends many take turns with everything else.
 #pragma once
 
-#include "desk/control_desk.h"
 #include "shell/listener.h"
+
+#include <string>
+#include <string_view>
 
 namespace kvsim
 {
@@ -14,7 +16,8 @@ namespace kvsim
 class ControlLine : public QObject
 {
 public:
-    explicit ControlLine(ControlDesk &desk);
+    /// \param run  carries out a command and returns its answer, both without line end
+    explicit ControlLine(std::function<std::string(std::string_view)> run);
 
     /// \return empty, or why the port is not available
     QString open(const Address &address);
@@ -25,7 +28,7 @@ private:
     void serve(QTcpSocket *socket);
     void refuse(QTcpSocket *socket, const std::string &reason);
 
-    ControlDesk &m_desk;
+    std::function<std::string(std::string_view)> m_run;
     Listener m_listener;
     int m_connections = 0;
 };

@@ -180,7 +180,7 @@ void Conversation::finish()
     const Ending ending = std::exchange(m_delivery, {}).ending;
     if (ending == Ending::StayOpen)
         return;
-    m_context.trace.note(m_number, endingText(ending));
+    m_context.trace.ending(m_number, ending, endingText(ending));
     const auto &end = ending == Ending::Reset ? m_wire.reset : m_wire.close;
     if (!end)
         return;

@@ -7,6 +7,9 @@
 #include "shell/options.h"
 #include "text/regular_file.h"
 
+#include <QJsonDocument>
+#include <QJsonObject>
+
 #include <cstdio>
 
 namespace kvsim
@@ -15,6 +18,7 @@ namespace
 {
 
 constexpr qint64 largestProgramFile = 1024 * 1024;
+constexpr qint64 largestRecordingFile = 64 * 1024 * 1024;
 
 std::optional<QByteArray> readInput(const std::string &path, qint64 mostBytes, std::string &problem)
 {
@@ -25,22 +29,37 @@ std::optional<QByteArray> readInput(const std::string &path, qint64 mostBytes, s
     return bytes;
 }
 
-// "a program of 3 rows" or "a memory file".
-std::optional<std::string> kindOf(const std::string &path, const Rules &rules, std::string &problem)
+// The first line of a recording is an object of its own; a memory file has no "event".
+bool isRecording(const QByteArray &bytes)
+{
+    const QByteArray firstLine = bytes.left(bytes.indexOf('\n'));
+    return QJsonDocument::fromJson(firstLine).object().contains("event");
+}
+
+std::string rowsText(std::size_t count, const char *what)
+{
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+// "a program of 3 rows", "a recording of 5 events" or "a memory file"; empty if it is none of them.
+std::string kindOf(const std::string &path, const Rules &rules, std::string &problem)
 {
     const auto bytes = readInput(path, largestMemoryFile, problem);
     if (!bytes)
-        return std::nullopt;
+        return {};
     if (!bytes->trimmed().startsWith('{')) {
         const auto rows = readProgram(path, rules, problem);
-        return rows ? std::optional("a program of " + std::to_string(rows->size()) + " row(s)")
-                    : std::nullopt;
+        return rows ? "a program of " + rowsText(rows->size(), "row") : std::string();
+    }
+    if (isRecording(*bytes)) {
+        const auto events = readRecording(path, problem);
+        return events ? "a recording of " + rowsText(events->size(), "event") : std::string();
     }
     QString reason;
     if (memoryFromJson(*bytes, rules.family, reason))
         return "a memory file";
     problem = path + ": " + reason.toStdString();
-    return std::nullopt;
+    return {};
 }
 
 } // namespace
@@ -57,13 +76,25 @@ std::optional<std::vector<ProgramRow>> readProgram(const std::string &path, cons
     return rows;
 }
 
+std::optional<std::vector<RecordedEvent>> readRecording(const std::string &path, std::string &problem)
+{
+    const auto bytes = readInput(path, largestRecordingFile, problem);
+    if (!bytes)
+        return std::nullopt;
+    auto events = recordingFromText({bytes->constData(), std::size_t(bytes->size())}, problem);
+    if (!events)
+        problem = path + ": " + problem;
+    return events;
+}
+
 int checkFiles(const std::vector<std::string> &paths, const Rules &rules)
 {
     int code = 0;
     for (const std::string &path : paths) {
         std::string problem;
-        if (const auto kind = kindOf(path, rules, problem)) {
-            std::printf("%s: %s\n", path.c_str(), kind->c_str());
+        const std::string kind = kindOf(path, rules, problem);
+        if (!kind.empty()) {
+            std::printf("%s: %s\n", path.c_str(), kind.c_str());
         } else {
             std::fprintf(stderr, "kv-sim: %s\n", problem.c_str());
             code = exitBadFile;

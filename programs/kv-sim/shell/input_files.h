@@ -2,6 +2,7 @@
 // Files that a person hands in: programs, and load files to be checked.
 #pragma once
 
+#include "recording/recorded_event.h"
 #include "requests/rules.h"
 #include "scan/program_row.h"
 
@@ -15,6 +16,9 @@ namespace kvsim
 /// \param[out] problem  why the program cannot be used, with its path, if nothing is returned
 std::optional<std::vector<ProgramRow>> readProgram(const std::string &path, const Rules &rules,
                                                    std::string &problem);
+
+/// \param[out] problem  why the recording cannot be used, with its path, if nothing is returned
+std::optional<std::vector<RecordedEvent>> readRecording(const std::string &path, std::string &problem);
 
 /// --check: says of each file on stdout what it is, or on stderr what is wrong with it.
 /// \return the exit code

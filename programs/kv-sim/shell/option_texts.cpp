@@ -41,7 +41,9 @@ std::string readAllAddresses(OptionTexts &texts, Options &options)
         wrong = readAddresses("--udp", texts.udp, options.udp);
     if (wrong.empty())
         wrong = readAddresses("--remote", texts.remote, options.remote);
-    return wrong.empty() ? readAddresses("--control", texts.control, options.control) : wrong;
+    if (wrong.empty())
+        wrong = readAddresses("--control", texts.control, options.control);
+    return wrong.empty() ? readAddresses("--control-all", texts.controlAll, options.controlAll) : wrong;
 }
 
 std::string readDelay(const std::string &text, DelaySettings &delay)

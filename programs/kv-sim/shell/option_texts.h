@@ -12,7 +12,7 @@ namespace kvsim
 
 /// Options as they were typed.
 struct OptionTexts {
-    std::vector<std::string> tcp, udp, remote, control, mostValues;
+    std::vector<std::string> tcp, udp, remote, control, controlAll, mostValues;
     std::string opening = "required";
     std::string negative = "refuse";
     std::string atWrite = "refuse";

@@ -48,6 +48,8 @@ void addLines(CLI::App &app, Options &options, OptionTexts &texts)
                    "MS after which a broken remote-area request has ended (300)")
         ->check(CLI::Range(1, 60000));
     list("--control", texts.control, "ADDR:PORT of the control connection ('help' lists its commands)");
+    list("--control-all", texts.controlAll,
+         "ADDR:PORT of one control connection for all PLCs: 2/get DM0, */get DM0");
     app.add_option(
         "--max-clients", texts.clients,
         "Largest number of TCP connections: N or N:newest closes one more at once, N:oldest the oldest one");
@@ -100,13 +102,16 @@ void addLife(CLI::App &app, Options &options, OptionTexts &texts)
 {
     app.add_option("--program", options.program,
                    "Run the program in this FILE instead, every 10 ms or every --scan MS");
-    app.add_option("--check", options.check, "Check these program and load FILEs, and end")->expected(1, -1);
+    app.add_option("--check", options.check, "Check these program, load and recording FILEs, and end")
+        ->expected(1, -1);
     app.add_option("--scan", options.scanMs, "Run the small fixed program every MS (not at all)")
         ->check(CLI::Range(1, 3600000));
     app.add_option("--set", options.set, "DEVICE=VALUE[,VALUE...] at the start, repeatable: DM100=1,2,3")
         ->allow_extra_args(false);
     app.add_option("--load", options.load, "Memory from this JSON FILE at the start, before --set");
     app.add_option("--save", options.save, "Memory into this JSON FILE on exit, and on 'save'");
+    app.add_option("--record", options.record, "Write what came and went to this new FILE, as JSON lines");
+    app.add_option("--replay", options.replay, "Answer from the recording in this FILE");
     app.add_option("--fault", options.faults, "A fault from the start on, repeatable; see below")
         ->allow_extra_args(false);
     app.add_option(

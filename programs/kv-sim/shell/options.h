@@ -23,6 +23,7 @@ struct Options {
     std::vector<Address> udp;
     std::vector<Address> remote;
     std::vector<Address> control;
+    std::vector<Address> controlAll;
     std::vector<std::string> serial;
     std::uint32_t baud = 0;
     Rules rules;
@@ -32,6 +33,8 @@ struct Options {
     std::string load;
     std::string program;
     std::vector<std::string> check;
+    std::string record;
+    std::string replay;
     std::string save;
     std::uint32_t scanMs = 0;
     std::uint32_t cpuError = 0;

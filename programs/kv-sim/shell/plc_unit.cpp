@@ -17,13 +17,13 @@ namespace
 
 constexpr std::uint32_t programScanMs = 10;
 
+} // namespace
+
 int fail(int code, const std::string &text)
 {
     std::fprintf(stderr, "kv-sim: %s\n", text.c_str());
     return code;
 }
-
-} // namespace
 
 void say(const std::string &text)
 {
@@ -51,6 +51,11 @@ PlcUnit::PlcUnit(const Options &options)
     connect(&m_restart, &QTimer::timeout, this, [this] { nextRestartStep(); });
     m_scan.setTimerType(Qt::PreciseTimer);
     connect(&m_scan, &QTimer::timeout, this, [this] { m_simulator.plc().scan(); });
+}
+
+void PlcUnit::replay(const std::vector<RecordedEvent> &events, int plc)
+{
+    m_simulator.setReplay(Replay(events, std::uint32_t(plc)));
 }
 
 int PlcUnit::start()
@@ -146,7 +151,8 @@ int PlcUnit::openSerial()
 int PlcUnit::openControl()
 {
     for (const Address &address : m_options.control) {
-        m_control.push_back(std::make_unique<ControlLine>(m_desk));
+        m_control.push_back(
+            std::make_unique<ControlLine>([this](std::string_view line) { return m_desk.run(line); }));
         if (const QString wrong = m_control.back()->open(address); !wrong.isEmpty())
             return fail(exitLine, wrong.toStdString() + "; port 0 takes a free one");
         say("listening control " + m_control.back()->address().toStdString());
@@ -220,12 +226,12 @@ std::string PlcUnit::restart(std::uint32_t stepMs)
 void PlcUnit::nextRestartStep()
 {
     if (m_restartStep == 0) {
-        for (const auto &line : m_tcp)
-            line->resetAll();
         if (const std::string wrong = listen(true); !wrong.empty()) {
             std::fprintf(stderr, "kv-sim: restart: %s; trying again\n", wrong.c_str());
             return m_restart.start();
         }
+        for (const auto &line : m_tcp) // after listening: who is reset may connect at once
+            line->resetAll();
     } else if (m_restartStep == 1) {
         m_simulator.setStage(Stage::Starting);
     } else {

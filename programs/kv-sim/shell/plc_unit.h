@@ -2,6 +2,7 @@
 // One PLC with its surroundings: the lines it listens on, its clock, its files and its end.
 #pragma once
 
+#include "desk/control_desk.h"
 #include "shell/control_line.h"
 #include "shell/options.h"
 #include "shell/serial_line.h"
@@ -17,10 +18,17 @@ namespace kvsim
 /// Prints a line on stdout, flushed: hosts wait for these lines.
 void say(const std::string &text);
 
+/// Prints a message on stderr. \return the code
+int fail(int code, const std::string &text);
+
 class PlcUnit : public QObject
 {
 public:
     explicit PlcUnit(const Options &options);
+
+    /// To be called before start().
+    void recordTo(Recorder &recorder, int plc) { m_trace.recordTo(recorder, std::uint32_t(plc)); }
+    void replay(const std::vector<RecordedEvent> &events, int plc);
 
     /// Faults, memory and lines.
     /// \return 0 when everything is open, else the exit code; the message has been printed then
@@ -28,6 +36,8 @@ public:
 
     /// Saves the memory and prints the statistics. \return the exit code
     int end();
+
+    ControlDesk &desk() { return m_desk; }
 
     /// Ends the event loop.
     static void quit();

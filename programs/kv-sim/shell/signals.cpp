@@ -43,6 +43,7 @@ void onEndSignals(std::function<void()> end)
     for (const int signal : {SIGINT, SIGTERM, SIGHUP})
         ::sigaction(signal, &action, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN); // a file beyond its limit is an error of the write
 }
 
 } // namespace kvsim

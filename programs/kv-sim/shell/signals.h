@@ -7,8 +7,8 @@
 namespace kvsim
 {
 
-/// Calls the function from the event loop, once for each signal. Also keeps SIGPIPE from
-/// ending the program.
+/// Calls the function from the event loop, once for each signal. Also keeps SIGPIPE and SIGXFSZ
+/// from ending the program.
 void onEndSignals(std::function<void()> end);
 
 } // namespace kvsim

@@ -68,14 +68,14 @@ void TcpLine::accept(QTcpSocket *socket)
     socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     const int number = ++m_context.connections;
     const Entrance entrance = m_context.simulator.connectionOpened(!m_context.openClients.empty());
-    m_context.trace.note(number, "connected from " +
-                                     addressText(socket->peerAddress(), socket->peerPort()).toStdString());
+    m_context.trace.opened(number, "connected from " +
+                                       addressText(socket->peerAddress(), socket->peerPort()).toStdString());
     if (entrance == Entrance::Refuse) {
-        m_context.trace.note(number, "refused by a fault");
+        m_context.trace.ending(number, Ending::Reset, "refused by a fault");
         return resetSocket(socket);
     }
     if (entrance == Entrance::CloseAtOnce) {
-        m_context.trace.note(number, "closed by a fault: second client");
+        m_context.trace.ending(number, Ending::Close, "closed by a fault: second client");
         return socket->disconnectFromHost();
     }
     if (!admit(socket, number))
@@ -92,19 +92,20 @@ bool TcpLine::admit(QTcpSocket *socket, int number)
     auto &clients = m_context.openClients;
     const ClientLimit limit = m_context.clients;
     if (limit.most > 0 && clients.size() >= limit.most) {
-        QTcpSocket *leaving = limit.oldestGoes ? clients.front() : socket;
-        m_context.trace.note(number, limit.oldestGoes ? "too many clients: the oldest one is closed"
-                                                      : "too many clients: closed");
-        std::erase(clients, leaving);
-        leaving->disconnectFromHost();
-        if (!limit.oldestGoes)
+        if (!limit.oldestGoes) {
+            m_context.trace.ending(number, Ending::Close, "closed: there are enough clients");
+            socket->disconnectFromHost();
             return false;
+        }
+        m_context.trace.note(number, "takes the place of the oldest client");
+        QTcpSocket *oldest = clients.front();
+        clients.erase(clients.begin());
+        oldest->disconnectFromHost();
     }
     clients.push_back(socket);
     connect(socket, &QTcpSocket::disconnected, this,
             [this, socket] { std::erase(m_context.openClients, socket); });
-    connect(socket, &QObject::destroyed, this,
-            [this, number] { m_context.trace.note(number, "disconnected"); });
+    connect(socket, &QObject::destroyed, this, [this, number] { m_context.trace.closed(number); });
     return true;
 }
 
@@ -116,7 +117,7 @@ void TcpLine::closeWhenIdle(QTcpSocket *socket, int number)
     connect(socket, &QTcpSocket::readyRead, idle, restart);
     connect(socket, &QTcpSocket::bytesWritten, idle, restart);
     connect(idle, &QTimer::timeout, socket, [this, socket, number] {
-        m_context.trace.note(number, "closed: it was silent for too long");
+        m_context.trace.ending(number, Ending::Close, "closed: it was silent for too long");
         socket->disconnectFromHost();
     });
     restart();

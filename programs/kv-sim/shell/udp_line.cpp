@@ -65,7 +65,7 @@ Conversation &UdpLine::conversationWith(const QHostAddress &host, quint16 port)
     if (m_peers.size() >= mostPeers)
         m_peers.pop_back();
     const int number = ++m_context.connections;
-    m_context.trace.note(number, "first datagram from " + addressText(host, port).toStdString());
+    m_context.trace.opened(number, "first datagram from " + addressText(host, port).toStdString());
     Wire wire;
     wire.send = [this, host, port](const QByteArray &bytes) { send(bytes, host, port); };
     m_peers.push_front(

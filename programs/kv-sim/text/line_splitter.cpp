@@ -7,6 +7,11 @@
 namespace kvsim
 {
 
+std::string requestText(const Line &line)
+{
+    return line.tooLong ? "(a line that is too long)\r" : line.text + "\r";
+}
+
 void LineSplitter::keep(char byte)
 {
     if (m_line.tooLong)

@@ -20,6 +20,9 @@ struct Line {
     bool operator==(const Line &) const = default;
 };
 
+/// The line with its CR, as it is shown and recorded.
+std::string requestText(const Line &line);
+
 class LineSplitter
 {
 public:

@@ -117,14 +117,14 @@ TEST_F(ProgramFile, isCheckedWithoutRunning)
     SimProcess fine({"--check", good, memory});
     EXPECT_EQ(fine.exitCode(), 0);
     EXPECT_EQ(fine.output(),
-              good.toStdString() + ": a program of 2 row(s)\n" + memory.toStdString() + ": a memory file\n");
+              good.toStdString() + ": a program of 2 rows\n" + memory.toStdString() + ": a memory file\n");
     const QString wrong = file("wrong.json", R"({"devices": {"DM": {"65535": 5}}})");
     SimProcess mixed({"--check", good, wrong, "/nonexistent"});
     EXPECT_EQ(mixed.exitCode(), 1);
     EXPECT_EQ(mixed.errors(), "kv-sim: " + wrong.toStdString() +
                                   ": \"65535\" is not a number of DM\n"
                                   "kv-sim: /nonexistent: No such file or directory\n");
-    EXPECT_EQ(mixed.output(), good.toStdString() + ": a program of 2 row(s)\n");
+    EXPECT_EQ(mixed.output(), good.toStdString() + ": a program of 2 rows\n");
 }
 
 TEST_F(ProgramFile, isCheckedForItsModel)

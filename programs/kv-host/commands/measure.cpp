@@ -177,6 +177,15 @@ private:
     std::deque<Loop> m_loops;
 };
 
+/// \param passes that were counted; below 0: those of the tags' period
+void finish(Measure &measure, const Station &station, const Subscription &all, qint64 passes)
+{
+    measure.end = station.plc->statistics();
+    measure.isReady = station.plc->link().isReady();
+    measure.passes = passes >= 0 ? passes : passesOf(measure.end) - passesOf(measure.begin);
+    measure.words = measure.passes * wordsOfPass(all, station);
+}
+
 int measure(App &app, bool isFlatOut)
 {
     std::vector<Variable> variables;
@@ -204,16 +213,12 @@ int measure(App &app, bool isFlatOut)
     std::vector<int> codes;
     for (std::size_t i = 0; i < measures.size(); ++i) {
         const Station &station = app.stations.all()[i];
-        Measure &one = measures[i];
-        one.end = station.plc->statistics();
-        one.isReady = station.plc->link().isReady();
-        one.seconds = seconds;
-        one.passes = isFlatOut ? loops.passes(station) : passesOf(one.end) - passesOf(one.begin);
-        one.words = one.passes * wordsOfPass(all, station);
-        app.out.note(QStringLiteral("%1: %2").arg(station.url, one.isReady ? QStringLiteral("linked")
-                                                                           : station.linkProblem()));
-        addRows(table, station.url, one);
-        codes.push_back(codeOf(one));
+        measures[i].seconds = seconds;
+        finish(measures[i], station, all, isFlatOut ? loops.passes(station) : -1);
+        app.out.note(QStringLiteral("%1: %2").arg(station.url, measures[i].isReady ? QStringLiteral("linked")
+                                                                                   : station.linkProblem()));
+        addRows(table, station.url, measures[i]);
+        codes.push_back(codeOf(measures[i]));
     }
     app.stations.stop();
     if (measures.size() > 1)

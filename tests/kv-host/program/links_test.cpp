@@ -7,6 +7,7 @@
 #include <QMap>
 #include <QNetworkInterface>
 #include <QTcpServer>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 
 namespace
@@ -162,6 +163,28 @@ TEST(Splits, everyCutOfAnAnswerGivesTheSameValues)
         EXPECT_EQ(r.out.toStdString(), "1\n2\n65535\n") << at;
         EXPECT_EQ(r.code, 0) << at;
     }
+}
+
+// What somebody sees who looks for a fault: greeting and frames, both ways.
+TEST(Traces, showEveryByte)
+{
+    const SimulatedPlc plc({"--set", "DM0=5"});
+    const Ended r = run({"--plc", plc.url(), "-vv", "read", "DM0"});
+    for (const char *bytes : {" > CR\\r\n", " < CC\\r\\n\n", " > RDS DM0.U 1\\r\n", " < 00005\\r\\n\n"})
+        EXPECT_TRUE(r.err.contains(plc.url().toLatin1() + bytes)) << bytes << r.err.toStdString();
+}
+
+TEST(Traces, showWhatAnotherServiceAnswered)
+{
+    QTcpServer web;
+    ASSERT_TRUE(web.listen(QHostAddress::LocalHost));
+    HostProcess host({"--plc", QStringLiteral("127.0.0.1:%1").arg(web.serverPort()), "-vv", "--timeout", "200ms",
+                      "--retries", "0", "read", "DM0"});
+    ASSERT_TRUE(web.waitForNewConnection(10000));
+    QTcpSocket *client = web.nextPendingConnection();
+    client->write("HTTP/1.1 400\r\n");
+    client->waitForBytesWritten(1000);
+    EXPECT_TRUE(host.notes("< HTTP/1.1 400\\r\\n")) << host.err().toStdString();
 }
 
 // --- several stations ---

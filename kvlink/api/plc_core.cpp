@@ -2,6 +2,7 @@
 #include "api/plc_core.h"
 
 #include "api/settings_check.h"
+#include "api/traced_transport.h"
 #include "api/write_frames.h"
 #include "driver/loaded_driver.h"
 #include "engine/write_outcomes.h"
@@ -62,6 +63,8 @@ PlcCore::Parts PlcCore::systemParts(const LinkSettings &settings)
     parts.transport = makeTransport(settings.url, parts.problem);
     if (!parts.transport)
         return parts;
+    if (settings.trace)
+        parts.transport = std::make_unique<TracedTransport>(std::move(parts.transport), settings.trace);
     parts.fault = Fault::Driver;
     parts.driver = LoadedDriver::load(settings.driver, parts.problem);
     if (parts.driver)
@@ -95,6 +98,7 @@ QString PlcCore::problem() const
 
 bool PlcCore::start()
 {
+    const std::lock_guard life(m_lifeMutex);
     if (!m_thread)
         return false;
     if (m_mailbox.link().state == LinkState::Stopped)
@@ -110,6 +114,7 @@ bool PlcCore::start()
 
 void PlcCore::stop()
 {
+    const std::lock_guard life(m_lifeMutex);
     if (!m_thread)
         return;
     m_thread->stop();

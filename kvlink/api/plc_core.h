@@ -104,6 +104,7 @@ private:
     std::unique_ptr<Engine> m_engine;     ///< null with a problem of the parts
     std::unique_ptr<LinkThread> m_thread; ///< null as well; ends first
     mutable std::mutex m_problemMutex;    ///< guards m_problem
+    std::mutex m_lifeMutex;               ///< held by start and stop; before all others
 };
 
 } // namespace kvlink

@@ -3,10 +3,9 @@
 #include "app/exit_code.h"
 #include "app/summary.h"
 #include "commands/commands.h"
+#include "output/side_note.h"
 
 #include <QCoreApplication>
-
-#include <cstdio>
 
 namespace kvhost
 {
@@ -42,7 +41,7 @@ void onQtMessage(QtMsgType type, const QMessageLogContext & /*where*/, const QSt
 {
     if (type == QtDebugMsg && !g_showsDriverLines)
         return;
-    std::fprintf(stderr, "%s%s\n", type == QtDebugMsg ? "driver: " : "", text.toUtf8().constData());
+    sideNote(type == QtDebugMsg ? QStringLiteral("driver: %1").arg(text) : text);
 }
 
 int runCommand(App &app, const Command &command)
@@ -59,7 +58,8 @@ int run(int argc, char **argv)
     Options options;
     if (const auto code = readOptions(argc, argv, options))
         return *code;
-    // Qt's own event loop instead of GLib's: with that one each wait writes to and reads from an eventfd several times.
+    // Qt's own event loop instead of GLib's: with that one each wait writes to and reads from an
+    // eventfd several times.
     qputenv("QT_NO_GLIB", "1");
     const QCoreApplication application(argc, argv);
     g_showsDriverLines = options.verbosity >= 2;

@@ -8,7 +8,7 @@ namespace soak
 namespace
 {
 // On purpose without "foreign": an answer of exactly the right shape that belongs to another
-// request cannot be detected by any host.
+// request is beyond what any host can notice.
 const char *const faults[] = {
     "silent",       "late:5",    "late:60",     "late:400",     "error:E0", "error:E1",    "error:E4",
     "error:E5",     "short",     "short:2",     "long",         "long:7",   "torn",        "torn:3",
@@ -23,13 +23,13 @@ const char *const commands[] = {"", "", "", " cmd WRS", " cmd RDS", " cmd ST,RS"
 
 bool delays(const QByteArray &fault)
 {
-    return fault.startsWith("late") || fault.startsWith("slow");
+    return fault.startsWith("late") || fault.startsWith("slow") || fault.startsWith("split");
 }
 
 } // namespace
 
-// On purpose no delays beside doubled answers: a true answer that comes more than 20 ms behind a
-// copy of an earlier one cannot be detected.
+// On purpose no delays beside doubled answers: a copy that comes only after the next request was
+// sent cannot be told from its answer.
 std::vector<QByteArray> FaultDice::draw()
 {
     std::vector<QByteArray> all;

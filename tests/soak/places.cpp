@@ -17,7 +17,7 @@ const Kind kinds[] = {
     {   "W%1",        "W%1",        true,       1,  20,   5,      65535, -1 },
     {   "TM%1",       "TM%1",       false,    100,  20,   2,      65535, -1 },
     {   "VM%1",       "VM%1",       false,      1,  20,   2,      65535, -1 },
-    {   "Z%1",        "Z%1.D",      false,      1,   3,   2, 2147483647, -1 }, // what the driver can hold
+    {   "Z%1",        "Z%1.D",      false,      1,   3,   2, 2147483647, -1 }, // larger ones are refused
     {   "TS%1",       "TS%1",       false,   1000,  10,   3, 2147483647, -1 },
     {   "CS%1",       "CS%1",       false,   1000,  10,   3, 2147483647, -1 },
     {   "TC%1",       "T%1",        false,   2000,  10,   2, 2147483647,  1 },
@@ -130,6 +130,7 @@ Write Places::words(const Slot &slot, int count)
 {
     const Kind &kind = kindOf(slot.kind);
     Write write;
+    write.station = slot.station;
     QStringList values;
     for (int i = 0; i < count; ++i) {
         const auto value = std::uniform_int_distribution<unsigned>(0, kind.highest)(m_dice);
@@ -148,6 +149,7 @@ Write Places::bit(const Slot &slot, int bitNumber)
     const bool on = between(0, 1) == 1;
     const unsigned mask = 1U << unsigned(bitNumber);
     Write write;
+    write.station = slot.station;
     write.sets.push_back({{slot.station, slot.kind, slot.number}, mask, on ? mask : 0U});
     write.text = QStringLiteral("%1/%2=%3")
                      .arg(slot.station)
@@ -168,7 +170,7 @@ std::vector<unsigned> Places::read(const Slot &slot, const Get &get) const
     return values;
 }
 
-// A failed write may have been carried out all the same: its answer was what got lost.
+// A write whose end is unknown may have been carried out: its answer was what got lost.
 QStringList Places::check(const std::vector<Write> &writes, const std::vector<End> &ends, const Get &get)
 {
     std::map<Element, std::set<unsigned>> allowed;
@@ -179,9 +181,10 @@ QStringList Places::check(const std::vector<Write> &writes, const std::vector<En
             std::set<unsigned> after;
             for (const unsigned value : values)
                 after.insert((value & ~set.mask) | (set.value & set.mask));
-            if (ends[i] == End::Failed)
+            if (ends[i] == End::Unknown)
                 after.insert(values.begin(), values.end());
-            values = after;
+            if (ends[i] != End::NotThere)
+                values = after;
         }
     }
     QStringList wrong;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What a soak writes: places in a PLC by kinds of devices, in slots that do not overlap, and what
-// each of them may hold after a round in which some writes were done and some failed.
+// each of them may hold after a round, by how each write ended.
 #pragma once
 
 #include <QByteArray>
@@ -44,10 +44,21 @@ struct Write {
         unsigned mask, value;
     };
     QString text;
+    int station = 0;
     std::vector<Set> sets;
+
+    /// "DM100:2"
+    QString address() const { return text.section('/', 1).section('=', 0, 0); }
+    /// "5,6"
+    QString typed() const { return text.section('=', 1); }
 };
 
-enum class End { Done, Failed };
+/// How a write ended, as it was reported.
+enum class End {
+    Done,     ///< it is there
+    NotThere, ///< refused or not sent: it is not
+    Unknown,  ///< it may be there
+};
 
 class Places
 {
@@ -61,8 +72,8 @@ public:
     /// has ever written, and is not to be blamed for that later.
     std::vector<Write> drawAll();
 
-    /// Writes to some slots, each at most once but for now and then one that is written twice
-    /// in a row.
+    /// Writes to some slots, each at most once but for now and then one that is written twice in a
+    /// row.
     std::vector<Write> draw(int writes);
 
     /// Looks into the PLCs. \return what is not as it must be, one line each
@@ -88,8 +99,8 @@ private:
     std::vector<int> m_stations;
     std::mt19937 m_dice;
     std::vector<Slot> m_slots; ///< of this round
-    /// At the end of the last round. All places from the beginning: what watches for growth
-    /// must not grow.
+    /// At the end of the last round. All places from the beginning: what watches for growth must
+    /// not grow.
     std::map<Element, unsigned> m_held;
     long m_compared = 0;
 };

@@ -5,7 +5,10 @@
 #include "sample.h"
 #include "tag.h"
 
+#include <QByteArray>
 #include <QVector>
+
+#include <functional>
 
 namespace kvlink
 {
@@ -14,6 +17,10 @@ enum class Open : quint8 {
     Cr,   ///< each connection is opened with CR, as the PLC's manual has it
     None, ///< the port does not know CR: requests go out at once
 };
+
+/// Bytes of a link, as they are sent or received: greetings, frames, answers, and what nobody asked
+/// for. Called on the link's thread, which waits meanwhile.
+using LinkTrace = std::function<void(bool isSent, const QByteArray &bytes)>;
 
 /// Settings of one link. Texts are checked by Plc; see Plc::problem().
 struct LinkSettings {
@@ -25,6 +32,7 @@ struct LinkSettings {
     Duration gap = 0ms; ///< pause between two requests, 0 to 10 s
     WordOrder wordOrder = WordOrder::LowFirst;
     TextEncoding textEncoding = TextEncoding::Utf8;
+    LinkTrace trace; ///< for those who look for a fault; empty: none
     QString driver; ///< path of the driver library; empty: where it was installed
 };
 

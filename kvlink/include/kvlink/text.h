@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What programs show to people and check without a PLC: addresses, devices, typed times, names that are nearly right.
+// What programs show to people and check without a PLC: addresses, devices, typed times, names that
+// are nearly right.
 #pragma once
 
 #include "export.h"
@@ -23,7 +24,8 @@ struct Place;
 /// What one value of an address looks like.
 enum class ValueKind : quint8 { Bit, Whole, Hex, Real, Text };
 
-/// An address, parsed. Cheap to copy; any thread. Example: AddressInfo::parse("dm100.d:2", problem)->name() is "DM100.D:2".
+/// An address, parsed. Cheap to copy; any thread. Example: AddressInfo::parse("dm100.d:2",
+/// problem)->name() is "DM100.D:2".
 class KVLINK_API AddressInfo
 {
 public:
@@ -46,11 +48,11 @@ public:
     bool isBit() const;
     /// The two have at least one bit of the PLC in common: "DM100" and "DM99.D".
     bool overlaps(const AddressInfo &other) const;
-    /// As kv-host shows it, in the format of the address: hexadecimal as "01A2", floats with the digits that bring them back.
-    /// Empty while there is no value.
+    /// As kv-host shows it, in the format of the address: hexadecimal as "01A2", floats with the
+    /// digits that bring them back. Empty while there is no value.
     QString shown(const Value &value) const;
-    /// What the PLC will hold after a write of \a typed: range-checked, with the tag's scale, rounded as the PLC stores it.
-    /// Example: "2.54" for a word with scale 0.1 is 2.5
+    /// What the PLC will hold after a write of \a typed: range-checked, with the tag's scale,
+    /// rounded as the PLC stores it. Example: "2.54" for a word with scale 0.1 is 2.5
     /// \param problem "70000 is too large for DM100 (0 to 65535)"; set on failure only
     std::optional<Value> valueFromText(const QString &typed, const TagSettings &tag, const LinkSettings &link,
                                        QString &problem) const;
@@ -60,10 +62,12 @@ private:
     std::shared_ptr<const Place> m_place;
 };
 
-/// \return scalar \a i of a list; a single value is its own scalar 0; std::monostate if there is none
+/// \return scalar \a i of a list; a single value is its own scalar 0; std::monostate if there is
+///   none
 KVLINK_API Value valueAt(const Value &value, int i);
 
-/// A device for a help page: {"DM", "DM100 DM100.5 ...", "U; .S .D ...", "DM0 to DM65534", "data memory", true}.
+/// A device for a help page: {"DM", "DM100 DM100.5 ...", "U; .S .D ...", "DM0 to DM65534", "data
+/// memory", true}.
 struct DeviceInfo {
     QString name;
     QString writtenAs; ///< examples
@@ -75,17 +79,18 @@ struct DeviceInfo {
 
 KVLINK_API std::vector<DeviceInfo> deviceInfos();
 
-/// A time as typed: "500ms", "2s", "1.5m", "1h", "30d", "250us"; not below 0. A number without a unit is refused: nobody
-/// knows whether seconds or milliseconds were meant.
+/// A time as typed: "500ms", "2s", "1.5m", "1h", "30d", "250us"; not below 0. A number without a
+/// unit is refused: nobody knows whether seconds or milliseconds were meant.
 /// \param problem "'500' has no unit: write 500ms or 500s"; set on failure only
 KVLINK_API std::optional<Duration> durationFromText(const QString &typed, QString &problem);
 
-/// The shortest of these with at most one decimal, and always exact: "1.5s", "90s" is "1.5m", "1234ms". Below 0 with a minus
-/// sign.
+/// The shortest of these with at most one decimal, and always exact: "1.5s", "90s" is "1.5m",
+/// "1234ms". Below 0 with a minus sign.
 KVLINK_API QString durationText(Duration duration);
 
-/// The name nearest to \a given, whatever the case of its letters; of several equally near the first.
-/// A letter changed, added, missing, or two neighbours swapped count 1; one for every three letters is near, at least one.
+/// The name nearest to \a given, whatever the case of its letters; of several equally near the
+/// first. A letter changed, added, missing, or two neighbours swapped count 1; one for every three
+/// letters is near, at least one.
 /// \return empty if none is near. Example: "raed" among {"read", "write"} -> "read"
 KVLINK_API QString nearestName(const QString &given, const QStringList &names);
 

@@ -69,18 +69,20 @@ std::optional<int> findPlcs(App &app, const QString &programFolder, bool isNeede
         texts = QStringList{*url};
     }
     if (isNeeded && texts.isEmpty())
-        return app.refuse(QStringLiteral("no PLC is named: use --plc 192.168.0.10 or the environment's KV_PLC, or "
-                                         "--simulate to try it out"),
-                          exitUsage);
+        return app.refuse(
+            QStringLiteral("no PLC is named: use --plc 192.168.0.10 or the environment's KV_PLC, or "
+                           "--simulate to try it out"),
+            exitUsage);
     const bool isPlanned = app.options.command == QLatin1String("plan") || app.options.isDryRun;
     if (isPlanned && texts.isEmpty())
         texts = placeholders(app);
-    if (const auto code = app.stations.make(texts, app.options.link, problem))
+    if (const auto code = app.stations.make(texts, app.options.link, app.options.verbosity >= 2, problem))
         return app.refuse(problem, *code);
     return std::nullopt;
 }
 
-// Not the tags of tagPositions: a few words of the command line are looked for once, and may be near any of them.
+// Not the tags of tagPositions: a few words of the command line are looked for once, and may be
+// near any of them.
 QString nearTag(const App &app, const QString &word)
 {
     QStringList names;
@@ -122,9 +124,11 @@ bool expand(App &app, const QStringList &given, QStringList &words)
         if (!isPattern(word)) {
             words << word;
         } else if (addMatching(app, word, words) == 0) {
-            app.refuse(app.tags.empty() ? QStringLiteral("%1: patterns are for names of a tag file: give one with -f").arg(word)
-                                        : QStringLiteral("%1: no tag has such a name").arg(word),
-                       exitUsage);
+            app.refuse(
+                app.tags.empty()
+                    ? QStringLiteral("%1: patterns are for names of a tag file: give one with -f").arg(word)
+                    : QStringLiteral("%1: no tag has such a name").arg(word),
+                exitUsage);
             isGood = false;
         }
     }
@@ -182,7 +186,9 @@ bool variablesFor(App &app, const QStringList &words, std::vector<Variable> &var
             wanted << tag.settings.name;
     }
     if (wanted.isEmpty()) {
-        app.refuse(QStringLiteral("no address is given: write some (DM100 R1015 T5), or name a tag file with -f"), exitUsage);
+        app.refuse(
+            QStringLiteral("no address is given: write some (DM100 R1015 T5), or name a tag file with -f"),
+            exitUsage);
         return false;
     }
     bool isGood = true;

@@ -34,7 +34,8 @@ struct App {
 /// Reads the tag file and finds the PLCs. \return an exit code if that fails, after a message
 std::optional<int> prepare(App &app, const QString &programFolder, bool needsPlc);
 
-/// Variables for the words of the command line, patterns of tag names included; all tags if there is no word.
+/// Variables for the words of the command line, patterns of tag names included; all tags if there
+/// is no word.
 /// \return false after a message for each word that is neither a tag nor an address
 bool variablesFor(App &app, const QStringList &words, std::vector<Variable> &variables);
 

@@ -17,7 +17,8 @@ std::optional<Assignment> parsePulse(App &app, const QString &word, QString &pro
 {
     const auto equals = word.indexOf('=');
     if (equals >= 0 && word.mid(equals + 1) != QLatin1String("1"))
-        return fail(problem, QStringLiteral("%1: a pulse writes 1 and then 0: write only the relay").arg(word));
+        return fail(problem,
+                    QStringLiteral("%1: a pulse writes 1 and then 0: write only the relay").arg(word));
     const auto variable = variableFor(app, equals < 0 ? word : word.left(equals), problem);
     if (!variable)
         return std::nullopt;
@@ -34,7 +35,8 @@ std::optional<Assignment> parseAssignment(App &app, const QString &word, QString
         return parsePulse(app, word, problem);
     const auto equals = word.indexOf('=');
     if (equals < 1)
-        return fail(problem, QStringLiteral("%1: an assignment is expected, as in DM100=5 or R1015=on").arg(word));
+        return fail(problem,
+                    QStringLiteral("%1: an assignment is expected, as in DM100=5 or R1015=on").arg(word));
     const auto variable = variableFor(app, word.left(equals), problem);
     if (!variable)
         return std::nullopt;

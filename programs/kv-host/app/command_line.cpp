@@ -22,7 +22,7 @@ CLI::Validator timeText()
     return {[](std::string &text) {
                 QString problem;
                 return timeFromText(QString::fromStdString(text), problem) ? std::string()
-                                                                                     : problem.toStdString();
+                                                                           : problem.toStdString();
             },
             "TIME"};
 }
@@ -32,7 +32,8 @@ void addTime(CLI::App *app, const char *names, std::string &to, const char *what
     app->add_option(names, to, what)->check(timeText())->capture_default_str();
 }
 
-void addChoice(CLI::App *app, const char *names, std::string &to, const char *what, const std::vector<std::string> &choices)
+void addChoice(CLI::App *app, const char *names, std::string &to, const char *what,
+               const std::vector<std::string> &choices)
 {
     app->add_option(names, to, what)->check(CLI::IsMember(choices))->capture_default_str();
 }
@@ -58,8 +59,10 @@ void addLinkOptions(CLI::App *app, RawOptions &raw)
     addChoice(app, "--open", raw.open, "how a connection is opened: with CR, or not at all", {"cr", "none"});
     app->add_option("--driver", raw.driver, "the driver library, if it is not where it was installed")
         ->type_name("PATH");
-    addChoice(app, "--word-order", raw.order, "of 32-bit values in two words: low or high word first", {"low", "high"});
-    addChoice(app, "--text", raw.text, "encoding of texts in the PLC (.STR)", {"utf-8", "shift-jis", "latin-1"});
+    addChoice(app, "--word-order", raw.order, "of 32-bit values in two words: low or high word first",
+              {"low", "high"});
+    addChoice(app, "--text", raw.text, "encoding of texts in the PLC (.STR)",
+              {"utf-8", "shift-jis", "latin-1"});
 }
 
 void addCommonOptions(CLI::App *app, RawOptions &raw)
@@ -84,14 +87,17 @@ void addWriteOptions(CLI::App *write, RawOptions &raw)
 {
     write->add_flag("-y,--yes", raw.isConfirmed, "do not ask");
     write->add_flag("--dry-run", raw.isDryRun, "only show the frames that would be sent");
-    write->add_flag("--force", raw.isForced, "also write what the guard refuses (AT, CR, CM, read-only tags)");
+    write->add_flag("--force", raw.isForced,
+                    "also write what the guard refuses (AT, CR, CM, read-only tags)");
     write->add_flag("--no-verify", raw.isUnverified, "do not read back");
-    write->add_option("--pulse", raw.pulse, "write 1, and 0 after this time: --pulse 200ms R500")->check(timeText());
+    write->add_option("--pulse", raw.pulse, "write 1, and 0 after this time: --pulse 200ms R500")
+        ->check(timeText());
 }
 
 void addLogOptions(CLI::App *log, RawOptions &raw)
 {
-    log->add_option("-o,--output", raw.output, "file; with --rotate the time is put into its name")->type_name("FILE");
+    log->add_option("-o,--output", raw.output, "file; with --rotate the time is put into its name")
+        ->type_name("FILE");
     log->add_option("--sqlite", raw.sqlite, "SQLite database")->type_name("FILE");
     addTime(log, "--rotate", raw.rotate, "begin a file at each full 1h, 1d, ... by the local clock");
     addTime(log, "--keep", raw.keep, "remove files or rows that are older: 30d");
@@ -107,8 +113,9 @@ const char *wordsOf(const std::string &command)
 {
     if (command == "areas" || command == "info")
         return nullptr;
-    return command == "write" ? "assignments: DM100=5 R1015=on DM100.5=1 DM0.F=1.5 DM10:3=1,2,3; with --pulse: R500"
-                              : addressHelp;
+    return command == "write"
+               ? "assignments: DM100=5 R1015=on DM100.5=1 DM0.F=1.5 DM10:3=1,2,3; with --pulse: R500"
+               : addressHelp;
 }
 
 } // namespace

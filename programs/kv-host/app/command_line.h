@@ -16,7 +16,8 @@ struct RawOptions {
     int retries = 3, maxBlock = 128, verbosity = 0;
     std::string driver, tagFile, output, sqlite;
     std::string timeout = "1s", gap = "0", every = "500ms", duration = "0", rotate = "0", keep = "0", pulse;
-    std::string order = "low", format = "text", open = "cr", text = "utf-8", encoding = "utf-8", layout = "long";
+    std::string order = "low", format = "text", open = "cr", text = "utf-8", encoding = "utf-8",
+                layout = "long";
     std::string separator;
     bool isConfirmed = false, isDryRun = false, isForced = false, isUnverified = false;
     bool isOnChange = false, hasDecimalComma = false, hasLocalTime = false;

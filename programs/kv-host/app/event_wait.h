@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The event loop of the main thread, run until something is so, a time has come, or a signal asks the program to end.
+// The event loop of the main thread, run until something is so, a time has come, or a signal asks
+// the program to end.
 #pragma once
 
 #include <kvlink/time.h>

@@ -45,7 +45,8 @@ int exitCodeOf(const std::vector<int> &parts)
 {
     if (parts.empty())
         return exitGood;
-    const bool areAlike = std::all_of(parts.begin(), parts.end(), [&](int part) { return part == parts.front(); });
+    const bool areAlike =
+        std::all_of(parts.begin(), parts.end(), [&](int part) { return part == parts.front(); });
     return areAlike ? parts.front() : int(exitSomeBad);
 }
 

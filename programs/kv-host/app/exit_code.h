@@ -14,9 +14,10 @@ enum ExitCode {
     exitGood = 0,
     exitSomeBad = 1,
     exitUsage = 2,
-    exitNoLink = 3,   ///< no connection to the PLC, or a write that was not sent; also: no driver library, no kv-sim
-    exitNoAnswer = 4, ///< linked, but no answer; also: a write that may have been carried out
-    exitRefused = 5,  ///< by the PLC or by the write guard
+    exitNoLink =
+        3, ///< no connection to the PLC, or a write that was not sent; also: no driver library, no kv-sim
+    exitNoAnswer = 4,   ///< linked, but no answer; also: a write that may have been carried out
+    exitRefused = 5,    ///< by the PLC or by the write guard
     exitBySignal = 128, ///< plus the signal's number: 130 after Ctrl-C
 };
 

@@ -22,12 +22,12 @@ using namespace std::chrono_literals;
 namespace
 {
 
-constexpr char footer[] =
-    "Times are written with their unit: 500ms, 2s, 1m, 1h, 30d.\n"
-    "Exit codes: 0 all good, 1 some value bad, 2 usage, 3 no link (a write: not sent), 4 no answer (a write: it may\n"
-    "have been carried out), 5 refused by the PLC or by the write guard, 130 Ctrl-C.\n"
-    "Defaults are read from ~/.config/kv-host.conf (lines such as: timeout=2s).\n"
-    "First steps without a PLC: kv-host --simulate watch DM0 R0 T0 C0";
+constexpr char footer[] = "Times are written with their unit: 500ms, 2s, 1m, 1h, 30d.\n"
+                          "Exit codes: 0 all good, 1 some value bad, 2 usage, 3 no link (a write: not sent), "
+                          "4 no answer (a write: it may\n"
+                          "have been carried out), 5 refused by the PLC or by the write guard, 130 Ctrl-C.\n"
+                          "Defaults are read from ~/.config/kv-host.conf (lines such as: timeout=2s).\n"
+                          "First steps without a PLC: kv-host --simulate watch DM0 R0 T0 C0";
 
 constexpr Duration longestTimeout = 1min;
 constexpr Duration longestGap = 10s;
@@ -192,7 +192,8 @@ int refuse(const QString &problem)
     return exitUsage;
 }
 
-/// The word that stands where a command is expected: what nobody expected, or the first that is no option.
+/// The word that stands where a command is expected: what nobody expected, or the first that is no
+/// option.
 QString mistypedCommand(const CLI::App &app)
 {
     for (const std::string &word : app.remaining()) {
@@ -211,9 +212,10 @@ int explain(const CLI::App &app, const CLI::ParseError &error)
     if (word.isEmpty())
         return refuse(textOf(error.what()) + "\nRun with --help for more information.");
     const QString near = kvlink::nearestName(word, commands);
-    return refuse(QStringLiteral("'%1' is not a command%2\nThe commands are %3; run with --help for more information.")
-                      .arg(word, near.isEmpty() ? QString() : QStringLiteral("; did you mean '%1'?").arg(near),
-                           commands.join(QStringLiteral(", "))));
+    return refuse(
+        QStringLiteral("'%1' is not a command%2\nThe commands are %3; run with --help for more information.")
+            .arg(word, near.isEmpty() ? QString() : QStringLiteral("; did you mean '%1'?").arg(near),
+                 commands.join(QStringLiteral(", "))));
 }
 
 } // namespace
@@ -245,7 +247,8 @@ std::optional<int> readOptions(int argc, char **argv, Options &options)
     const QString config = configFile();
     if (QFileInfo::exists(config) && !QFile(config).open(QIODevice::ReadOnly))
         return refuse(QStringLiteral("the configuration file %1 cannot be read").arg(config));
-    CLI::App app("kv-host: reads, writes and watches values of a KV PLC through the communication driver", "kv-host");
+    CLI::App app("kv-host: reads, writes and watches values of a KV PLC through the communication driver",
+                 "kv-host");
     RawOptions raw;
     app.footer(footer);
     app.set_version_flag("-V,--version", std::string("kv-host " KV_VERSION));

@@ -17,7 +17,8 @@ namespace kvhost
 
 struct Options {
     // all commands
-    QStringList plcs; ///< "[STATION=]URL"; of the command line, else of KV_PLC, else of the configuration file
+    QStringList
+        plcs; ///< "[STATION=]URL"; of the command line, else of KV_PLC, else of the configuration file
     bool isSimulated = false;
     kvlink::LinkSettings link; ///< all but its url
     int retries = 3;
@@ -29,7 +30,7 @@ struct Options {
     bool isReadOnly = false;
     // the command
     QString command;
-    QStringList words; ///< addresses, names or assignments
+    QStringList words;        ///< addresses, names or assignments
     bool isConfirmed = false; ///< --yes
     bool isDryRun = false;
     bool isForced = false;
@@ -59,7 +60,8 @@ const std::vector<CommandText> &commandTexts();
 /// "500ms", "2s", "1h"; a lone 0 needs no unit. \param problem set on failure only
 std::optional<kvlink::Duration> timeFromText(const QString &text, QString &problem);
 
-/// \return an exit code if the program is to end at once (help, version, a wrong line), after a message
+/// \return an exit code if the program is to end at once (help, version, a wrong line), after a
+///   message
 std::optional<int> readOptions(int argc, char **argv, Options &options);
 
 } // namespace kvhost

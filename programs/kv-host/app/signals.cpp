@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Two event counters of the system: one that stays set once the program is to end, and one for each HUP that only
-// reopens a log.
+// Two event counters of the system: one that stays set once the program is to end, and one for each
+// HUP that only reopens a log.
 #include "signals.h"
 
 #include <csignal>

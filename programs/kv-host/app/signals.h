@@ -14,8 +14,8 @@ namespace kvhost
 class Signals
 {
 public:
-    /// \param caught called once, on the thread that made this, with the signal's number. A second signal ends the process at
-    ///               once, however busy it is.
+    /// \param caught called once, on the thread that made this, with the signal's number. A second
+    ///   signal ends the process at once, however busy it is.
     explicit Signals(std::function<void(int)> caught);
     ~Signals();
     Signals(const Signals &) = delete;

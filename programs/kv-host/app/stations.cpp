@@ -2,6 +2,7 @@
 #include "stations.h"
 
 #include "exit_code.h"
+#include "output/side_note.h"
 
 #include <algorithm>
 #include <set>
@@ -24,7 +25,8 @@ bool takeNumber(QString &text, Station &station, QString &problem)
     bool ok = false;
     station.number = number.toInt(&ok);
     if (!ok || station.number < 0 || station.number > highestStation) {
-        problem = QStringLiteral("'%1' is not a station: write a number from 0 to 255 before '='").arg(number);
+        problem =
+            QStringLiteral("'%1' is not a station: write a number from 0 to 255 before '='").arg(number);
         return false;
     }
     text = text.mid(equals + 1);
@@ -74,7 +76,8 @@ bool Stations::number(QString &problem)
     return true;
 }
 
-std::optional<int> Stations::make(const QStringList &texts, const kvlink::LinkSettings &settings, QString &problem)
+std::optional<int> Stations::make(const QStringList &texts, const kvlink::LinkSettings &settings,
+                                  bool isTraced, QString &problem)
 {
     for (const QString &text : texts) {
         std::optional<Station> station = parseStation(text, problem);
@@ -87,6 +90,12 @@ std::optional<int> Stations::make(const QStringList &texts, const kvlink::LinkSe
     for (Station &station : m_all) {
         kvlink::LinkSettings own = settings;
         own.url = station.url;
+        if (isTraced) {
+            own.trace = [url = station.url](bool isSent, const QByteArray &bytes) {
+                sideNote(
+                    QStringLiteral("%1 %2 %3").arg(url, QLatin1String(isSent ? ">" : "<"), frameText(bytes)));
+            };
+        }
         station.plc = std::make_unique<kvlink::Plc>(own);
         problem = station.plc->problem();
         if (!problem.isEmpty())
@@ -101,8 +110,8 @@ Station *Stations::find(int number)
         return nullptr;
     if (number < 0)
         return &m_all.front();
-    const auto found =
-        std::find_if(m_all.begin(), m_all.end(), [number](const Station &one) { return one.number == number; });
+    const auto found = std::find_if(m_all.begin(), m_all.end(),
+                                    [number](const Station &one) { return one.number == number; });
     return found == m_all.end() ? nullptr : &*found;
 }
 

@@ -29,8 +29,10 @@ std::optional<Station> parseStation(const QString &text, QString &problem);
 class Stations
 {
 public:
+    /// \param isTraced all bytes go to stderr
     /// \return an exit code after which nothing works, with a problem
-    std::optional<int> make(const QStringList &texts, const kvlink::LinkSettings &settings, QString &problem);
+    std::optional<int> make(const QStringList &texts, const kvlink::LinkSettings &settings, bool isTraced,
+                            QString &problem);
 
     std::vector<Station> &all() { return m_all; }
     const std::vector<Station> &all() const { return m_all; }

@@ -80,7 +80,8 @@ bool Subscription::waitForLinks()
 {
     m_app.wait.until([this] {
         const auto stations = m_positions.keys();
-        return std::all_of(stations.begin(), stations.end(), [this](const Station *one) { return hasGivenUp(*one); });
+        return std::all_of(stations.begin(), stations.end(),
+                           [this](const Station *one) { return hasGivenUp(*one); });
     });
     return m_app.wait.interrupted() == 0;
 }
@@ -97,10 +98,11 @@ bool Subscription::readAll(const std::vector<int> &wanted)
     for (auto one = tags.begin(); one != tags.end(); ++one) {
         kvlink::Plc *plc = one.key()->plc.get();
         const auto id = std::make_shared<kvlink::ReadId>(0);
-        connections.push_back(QObject::connect(plc, &kvlink::Plc::readFinished, plc, [left, id](kvlink::ReadId done) {
-            if (done == *id)
-                --*left;
-        }));
+        connections.push_back(
+            QObject::connect(plc, &kvlink::Plc::readFinished, plc, [left, id](kvlink::ReadId done) {
+                if (done == *id)
+                    --*left;
+            }));
         *id = plc->readNow(one.value());
     }
     m_app.wait.until([&left] { return *left == 0; });
@@ -120,7 +122,8 @@ bool Subscription::readOnce()
         const auto isEnd = [this](int i) {
             const Sample now = sample(i);
             const int code = now.quality == Quality::Bad ? exitCodeOf(now.reason) : int(exitGood);
-            const bool isGivenUp = !station(i).plc->link().isReady() && station(i).failures > m_app.options.retries;
+            const bool isGivenUp =
+                !station(i).plc->link().isReady() && station(i).failures > m_app.options.retries;
             return (code != exitNoLink && code != exitNoAnswer) || isGivenUp;
         };
         wanted.erase(std::remove_if(wanted.begin(), wanted.end(), isEnd), wanted.end());

@@ -47,14 +47,16 @@ QString summaryOf(const kvlink::LinkStatistics &s)
 {
     const double lost = s.requests == 0 ? 0.0 : lossOf(s, true);
     return QStringLiteral("%1 requests, %2 answers, %3 errors%4, %5% lost\n"
-                          "answer time min/median/90%/99%/max = %6/%7/%8/%9/%10 ms, %11 links lost, %12 requests repeated, "
+                          "answer time min/median/90%/99%/max = %6/%7/%8/%9/%10 ms, %11 links lost, %12 "
+                          "requests repeated, "
                           "%13 stray bytes")
         .arg(s.requests)
         .arg(s.answers)
         .arg(s.noAnswers + s.corrupted + s.plcErrors)
         .arg(errorsOf(s))
         .arg(lost, 0, 'f', 1)
-        .arg(msText(s.answerMin), msText(s.answerMedian), msText(s.answer90), msText(s.answer99), msText(s.answerMax))
+        .arg(msText(s.answerMin), msText(s.answerMedian), msText(s.answer90), msText(s.answer99),
+             msText(s.answerMax))
         .arg(s.linkLosses)
         .arg(s.repeats)
         .arg(s.strayBytes);
@@ -82,12 +84,14 @@ void noteLinks(App &app)
         QObject::connect(
             station.plc.get(), &kvlink::Plc::linkChanged, station.plc.get(),
             [&app, &station, said = Said()](const kvlink::LinkStatus &status) mutable {
-                const QString now = QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+                const QString now =
+                    QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
                 const auto say = [&](const QString &text) {
                     app.out.problem(QStringLiteral("kv-host: %1 %2: %3").arg(now, station.url, text));
                 };
                 if (status.isReady()) {
-                    // The first link that goes well, and the same trouble again, are said on demand only.
+                    // The first link that goes well, and the same trouble again, are said on demand
+                    // only.
                     if (said.isLost || (!said.wasReady && app.options.verbosity > 0))
                         say(QStringLiteral("linked"));
                     said = {true, false, QString()};

@@ -17,7 +17,8 @@ bool isReadOnly(const Variable &tag)
 const Variable *readOnlyTagOf(const Variable &variable, const std::vector<Variable> &tags)
 {
     const auto tag = std::find_if(tags.begin(), tags.end(), [&](const Variable &one) {
-        // A tag without a station means the first PLC, whose number is not known here: it guards all of them.
+        // A tag without a station means the first PLC, whose number is not known here: it guards
+        // all of them.
         const bool isSamePlc = one.station < 0 || one.station == variable.station;
         return isReadOnly(one) && isSamePlc && one.address.overlaps(variable.address);
     });
@@ -36,7 +37,8 @@ QString guardedBecause(const Variable &variable, const std::vector<Variable> &ta
     const QString name = variable.nameOf(0);
     const QString device = variable.address.device();
     if (!variable.address.isWritable())
-        return QStringLiteral("%1 is a contact, which follows its timer or counter and cannot be written").arg(name);
+        return QStringLiteral("%1 is a contact, which follows its timer or counter and cannot be written")
+            .arg(name);
     if (isReadOnly(variable))
         return QStringLiteral("%1 is read-only in the tag file (column rw)").arg(name);
     if (const Variable *tag = variable.settings.name.isEmpty() ? readOnlyTagOf(variable, tags) : nullptr)
@@ -45,8 +47,11 @@ QString guardedBecause(const Variable &variable, const std::vector<Variable> &ta
     if (isForced || !isGuarded(device))
         return {};
     if (device == QLatin1String("AT"))
-        return QStringLiteral("%1 is a trimmer, which PLCs refuse to have written; --force tries all the same").arg(name);
-    return QStringLiteral("%1 belongs to the PLC's own control devices; --force writes it all the same").arg(name);
+        return QStringLiteral(
+                   "%1 is a trimmer, which PLCs refuse to have written; --force tries all the same")
+            .arg(name);
+    return QStringLiteral("%1 belongs to the PLC's own control devices; --force writes it all the same")
+        .arg(name);
 }
 
 } // namespace kvhost

@@ -13,7 +13,8 @@ namespace kvhost
 bool isGuarded(const QString &device);
 
 /// Why the variable is not written; empty: go ahead.
-/// \param tags     of the tag file: what it calls read-only is guarded also where its address is typed
+/// \param tags     of the tag file: what it calls read-only is guarded also where its address is
+///   typed
 /// \param isForced --force
 QString guardedBecause(const Variable &variable, const std::vector<Variable> &tags, bool isForced);
 

@@ -52,7 +52,8 @@ public:
     {
         if (m_app.options.format == OutputFormat::Text) {
             for (const Fault &fault : m_faults)
-                m_app.out.line(fault.where.isEmpty() ? fault.why : QStringLiteral("%1: %2").arg(fault.where, fault.why));
+                m_app.out.line(fault.where.isEmpty() ? fault.why
+                                                     : QStringLiteral("%1: %2").arg(fault.where, fault.why));
         } else {
             Table table({"where", "problem"});
             for (const Fault &fault : m_faults)

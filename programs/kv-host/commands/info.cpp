@@ -20,9 +20,9 @@ struct Model {
     const char *name;
 };
 
-constexpr Model models[] = {{51, "KV-3000"},  {52, "KV-5000"},   {53, "KV-5500"}, {54, "KV-7300"},
-                            {55, "KV-7500"},  {57, "KV-8000"},   {58, "KV-8000A"}, {128, "KV-NC32T"},
-                            {132, "KV-N60"},  {133, "KV-N40"},   {134, "KV-N24"}};
+constexpr Model models[] = {{51, "KV-3000"}, {52, "KV-5000"}, {53, "KV-5500"},  {54, "KV-7300"},
+                            {55, "KV-7500"}, {57, "KV-8000"}, {58, "KV-8000A"}, {128, "KV-NC32T"},
+                            {132, "KV-N60"}, {133, "KV-N40"}, {134, "KV-N24"}};
 
 const char *const questions[] = {"?K", "?M", "?E"};
 
@@ -30,8 +30,8 @@ QString modelOf(const QString &answer)
 {
     bool ok = false;
     const int code = answer.toInt(&ok);
-    const auto *const model =
-        std::find_if(std::begin(models), std::end(models), [code](const Model &one) { return one.code == code; });
+    const auto *const model = std::find_if(std::begin(models), std::end(models),
+                                           [code](const Model &one) { return one.code == code; });
     if (!ok || model == std::end(models))
         return QStringLiteral("unknown (code %1)").arg(answer);
     return QString::fromLatin1(model->name);
@@ -41,7 +41,8 @@ QString modeOf(const QString &answer)
 {
     if (answer == QLatin1String("1"))
         return QStringLiteral("RUN");
-    return answer == QLatin1String("0") ? QStringLiteral("PROGRAM") : QStringLiteral("unknown (%1)").arg(answer);
+    return answer == QLatin1String("0") ? QStringLiteral("PROGRAM")
+                                        : QStringLiteral("unknown (%1)").arg(answer);
 }
 
 QString errorOf(const QString &answer)
@@ -56,7 +57,8 @@ QString shown(const kvlink::QueryResult &result, QString (*words)(const QString 
     if (!result.answered)
         return QStringLiteral("- (%1)").arg(result.problem);
     const bool isError = result.answer.size() == 2 && result.answer.startsWith('E');
-    return isError ? QStringLiteral("- (the PLC answered %1)").arg(result.answer) : words(result.answer.trimmed());
+    return isError ? QStringLiteral("- (the PLC answered %1)").arg(result.answer)
+                   : words(result.answer.trimmed());
 }
 
 /// The three answers of one PLC.

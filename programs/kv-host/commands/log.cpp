@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// log: values into a CSV file, an SQLite database, or stdout. Each row carries the time of the answer that brought its value.
+// log: values into a CSV file, an SQLite database, or stdout. Each row carries the time of the
+// answer that brought its value.
 #include "commands.h"
 
 #include "app/exit_code.h"
@@ -74,10 +75,12 @@ private:
         return values;
     }
 
-    // A value that is bad stays so without another row; of a range only the values that have changed are new.
+    // A value that is bad stays so without another row; of a range only the values that have
+    // changed are new.
     bool isWanted(const Row &row, Logged &logged) const
     {
-        const bool isSame = logged.value == row.value && logged.quality == row.quality && logged.error == row.error;
+        const bool isSame =
+            logged.value == row.value && logged.quality == row.quality && logged.error == row.error;
         const bool isEach = !m_app.options.isOnChange && row.quality == kvlink::Quality::Good;
         logged = {row.value, row.error, row.quality};
         return isEach || !isSame;
@@ -165,10 +168,11 @@ public:
         if (problem == m_said)
             return;
         const QString now = QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
-        m_app.out.problem(QStringLiteral("kv-host: %1 log: %2")
-                              .arg(now, problem.isEmpty()
-                                            ? QStringLiteral("writing works again, %1 row(s) lost").arg(m_writer.lost())
-                                            : QStringLiteral("%1; reading goes on, rows are kept for later").arg(problem)));
+        m_app.out.problem(
+            QStringLiteral("kv-host: %1 log: %2")
+                .arg(now, problem.isEmpty()
+                              ? QStringLiteral("writing works again, %1 row(s) lost").arg(m_writer.lost())
+                              : QStringLiteral("%1; reading goes on, rows are kept for later").arg(problem)));
         m_said = problem;
     }
 
@@ -207,7 +211,8 @@ int runLog(App &app)
     QString problem;
     if (!sink->open(problem))
         return app.refuse("log: " + problem, exitUsage);
-    LogWriter writer(std::move(sink), isToFile(app.options) ? collectForFiles : kvlink::Duration(0), wakeMainThread);
+    LogWriter writer(std::move(sink), isToFile(app.options) ? collectForFiles : kvlink::Duration(0),
+                     wakeMainThread);
     if (isToFile(app.options) && !isWaitingPipe(app.options.output))
         app.signals_.reopenOnHup([&writer] { writer.reopen(); });
     Rows rows(app, all, writer);

@@ -82,6 +82,30 @@ void addRows(Table &table, const QString &url, const Measure &measure)
     add("errors: refused", QString::number(s.plcErrors), "");
 }
 
+/// What all links did together; times of answers do not add up.
+void addTotals(Table &table, const std::vector<Measure> &measures)
+{
+    quint64 requests = 0, answers = 0, lost = 0;
+    qint64 words = 0;
+    for (const Measure &measure : measures) {
+        const LinkStatistics s = since(measure.begin, measure.end);
+        requests += s.requests;
+        answers += s.answers;
+        lost += s.noAnswers + s.corrupted;
+        words += measure.words;
+    }
+    const double seconds = measures.front().seconds;
+    const auto add = [&table](const QString &what, const QString &value, const char *unit) {
+        table.add({what, value, QString::fromLatin1(unit), QStringLiteral("all")});
+    };
+    add("time", number(seconds, 2), "s");
+    add("requests", QString::number(requests), "");
+    add("answers", QString::number(answers), "");
+    add("loss", number(requests == 0 ? 100.0 : 100.0 * double(lost) / double(requests), 2), "%");
+    add("exchange rate", number(double(answers) / seconds, 0), "1/s");
+    add("word rate", number(double(words) / seconds, 0), "1/s");
+}
+
 int codeOf(const Measure &measure)
 {
     const LinkStatistics s = since(measure.begin, measure.end);
@@ -153,6 +177,15 @@ private:
     std::deque<Loop> m_loops;
 };
 
+/// \param passes that were counted; below 0: those of the tags' period
+void finish(Measure &measure, const Station &station, const Subscription &all, qint64 passes)
+{
+    measure.end = station.plc->statistics();
+    measure.isReady = station.plc->link().isReady();
+    measure.passes = passes >= 0 ? passes : passesOf(measure.end) - passesOf(measure.begin);
+    measure.words = measure.passes * wordsOfPass(all, station);
+}
+
 int measure(App &app, bool isFlatOut)
 {
     std::vector<Variable> variables;
@@ -180,17 +213,16 @@ int measure(App &app, bool isFlatOut)
     std::vector<int> codes;
     for (std::size_t i = 0; i < measures.size(); ++i) {
         const Station &station = app.stations.all()[i];
-        Measure &one = measures[i];
-        one.end = station.plc->statistics();
-        one.isReady = station.plc->link().isReady();
-        one.seconds = seconds;
-        one.passes = isFlatOut ? loops.passes(station) : passesOf(one.end) - passesOf(one.begin);
-        one.words = one.passes * wordsOfPass(all, station);
-        app.out.note(QStringLiteral("%1: %2").arg(station.url, one.isReady ? QStringLiteral("linked") : station.linkProblem()));
-        addRows(table, station.url, one);
-        codes.push_back(codeOf(one));
+        measures[i].seconds = seconds;
+        finish(measures[i], station, all, isFlatOut ? loops.passes(station) : -1);
+        app.out.note(QStringLiteral("%1: %2").arg(station.url, measures[i].isReady ? QStringLiteral("linked")
+                                                                                   : station.linkProblem()));
+        addRows(table, station.url, measures[i]);
+        codes.push_back(codeOf(measures[i]));
     }
     app.stations.stop();
+    if (measures.size() > 1)
+        addTotals(table, measures);
     table.print(app.out);
     const int code = exitCodeOf(codes);
     return code == exitGood && app.out.hasFailed() ? int(exitSomeBad) : code;

@@ -17,12 +17,13 @@ namespace
 
 void noteCosts(App &app, const Station &station, const kvlink::ReadPlan &plan)
 {
-    app.out.note(QStringLiteral("%1%2 request(s) a pass; a request costs %3 ms, a word %4 us%5")
-                     .arg(app.stations.areNumbersShown() ? station.url + ": " : QString())
-                     .arg(plan.requests.size())
-                     .arg(msText(plan.requestCost))
-                     .arg(plan.unitCost.count())
-                     .arg(plan.measured ? QString() : QStringLiteral(" (a guess: nothing has been measured yet)")));
+    app.out.note(
+        QStringLiteral("%1%2 request(s) a pass; a request costs %3 ms, a word %4 us%5")
+            .arg(app.stations.areNumbersShown() ? station.url + ": " : QString())
+            .arg(plan.requests.size())
+            .arg(msText(plan.requestCost))
+            .arg(plan.unitCost.count())
+            .arg(plan.measured ? QString() : QStringLiteral(" (a guess: nothing has been measured yet)")));
 }
 
 } // namespace

@@ -79,12 +79,14 @@ public:
             const quint64 losses = station.plc->statistics().linkLosses;
             const QString number =
                 m_app.stations.areNumbersShown() ? QStringLiteral("%1  ").arg(station.number) : QString();
-            const QString state = isReady ? QStringLiteral("linked")
-                                          : QString(station.linkProblem()).replace(0, 7, QStringLiteral("NO LINK"));
-            links.push_back({QStringLiteral("%1%2  %3%4")
-                                 .arg(number, station.url, state,
-                                      losses == 0 ? QString() : QStringLiteral(", lost %1 time(s)").arg(losses)),
-                             isReady});
+            const QString state =
+                isReady ? QStringLiteral("linked")
+                        : QString(station.linkProblem()).replace(0, 7, QStringLiteral("NO LINK"));
+            links.push_back(
+                {QStringLiteral("%1%2  %3%4")
+                     .arg(number, station.url, state,
+                          losses == 0 ? QString() : QStringLiteral(", lost %1 time(s)").arg(losses)),
+                 isReady});
         }
         return links;
     }
@@ -92,7 +94,8 @@ public:
 private:
     static bool differs(Shown &shown, const Row &row)
     {
-        if (!shown.isFirst && shown.value == row.value && shown.quality == row.quality && shown.error == row.error)
+        if (!shown.isFirst && shown.value == row.value && shown.quality == row.quality &&
+            shown.error == row.error)
             return false;
         // The first sight of a value is no change to be marked.
         shown = {row.value, row.error, row.quality, shown.isFirst ? SteadyTime{} : steadyNow(), false};
@@ -143,7 +146,9 @@ private:
 void watchLines(App &app, Subscription &all, Watch &watch, SteadyTime end)
 {
     app.out.setTimeShown(!stdoutIsTerminal());
-    all.onSample([&](int i, const Sample &sample) { watch.take(i, sample, [&app](const Row &row) { app.out.row(row); }); });
+    all.onSample([&](int i, const Sample &sample) {
+        watch.take(i, sample, [&app](const Row &row) { app.out.row(row); });
+    });
     app.stations.start();
     app.wait.until([&app] { return app.out.isBroken(); }, end);
 }
@@ -160,14 +165,14 @@ void watchTable(App &app, Subscription &all, Watch &watch, SteadyTime end)
     all.onSample([&watch](int i, const Sample &sample) { watch.take(i, sample, [](const Row &) {}); });
     app.stations.start();
     while (!isQuit && !app.out.isBroken() && steadyNow() < end && app.wait.interrupted() == 0) {
-        screen.draw(tableLines(watch.tableRows(), watch.links(), rates.text(), state, screen.width() - 1, screen.height() - 1,
-                               screen.hasColours()));
+        screen.draw(tableLines(watch.tableRows(), watch.links(), rates.text(), state, screen.width() - 1,
+                               screen.height() - 1, screen.hasColours()));
         hasKey = false;
         app.wait.until([&] { return hasKey || app.out.isBroken(); }, std::min(end, steadyNow() + refresh));
     }
     state.isHelp = false;
-    screen.draw(tableLines(watch.tableRows(), watch.links(), rates.text(), state, screen.width() - 1, screen.height() - 1,
-                           screen.hasColours()));
+    screen.draw(tableLines(watch.tableRows(), watch.links(), rates.text(), state, screen.width() - 1,
+                           screen.height() - 1, screen.hasColours()));
 }
 
 } // namespace

@@ -49,10 +49,7 @@ private:
 
     bool isRotating() const { return m_settings.rotate.count() > 0; }
 
-    qint64 beginOf(qint64 timeMs) const
-    {
-        return isRotating() ? periodBegin(timeMs, m_settings.rotate) : 0;
-    }
+    qint64 beginOf(qint64 timeMs) const { return isRotating() ? periodBegin(timeMs, m_settings.rotate) : 0; }
 
     Rows endOfFile(Rows from, Rows end) const
     {

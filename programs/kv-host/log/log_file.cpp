@@ -33,7 +33,8 @@ bool LogFile::open(const QString &path, QString &problem)
     // Without waiting: a pipe that nobody reads would hold up the program before its first value.
     const int flags = O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
     const bool isPipe = isWaitingPipe(path);
-    m_fd = ::open(QFile::encodeName(path).constData(), isPipe ? (flags & ~O_ACCMODE) | O_WRONLY : flags, fileMode);
+    m_fd = ::open(QFile::encodeName(path).constData(), isPipe ? (flags & ~O_ACCMODE) | O_WRONLY : flags,
+                  fileMode);
     struct stat found = {};
     if (m_fd < 0 || ::fstat(m_fd, &found) != 0) {
         problem = errno == ENXIO ? QStringLiteral("%1: nobody reads this pipe yet").arg(path)
@@ -50,9 +51,10 @@ bool LogFile::lock(QString &problem)
 {
     if (::flock(m_fd, LOCK_EX | LOCK_NB) == 0)
         return true;
-    problem = errno == EWOULDBLOCK
-                  ? QStringLiteral("%1: another kv-host logs to this file already; take another name").arg(m_path)
-                  : QStringLiteral("%1: %2").arg(m_path, qt_error_string(errno));
+    problem =
+        errno == EWOULDBLOCK
+            ? QStringLiteral("%1: another kv-host logs to this file already; take another name").arg(m_path)
+            : QStringLiteral("%1: %2").arg(m_path, qt_error_string(errno));
     close();
     return false;
 }
@@ -89,8 +91,8 @@ bool LogFile::append(const QByteArray &header, const QByteArray &lines, QString 
     return appendToFile(endsWithoutLineEnd(m_fd, end) ? "\n" + lines : lines, end, problem);
 }
 
-// A disk that is full may take a part; what it took of the batch is cut off again, so that no line is torn and none comes
-// twice.
+// A disk that is full may take a part; what it took of the batch is cut off again, so that no line
+// is torn and none comes twice.
 bool LogFile::appendToFile(const QByteArray &text, qint64 end, QString &problem)
 {
     qint64 done = 0;

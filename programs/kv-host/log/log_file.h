@@ -17,7 +17,8 @@ public:
     LogFile(const LogFile &) = delete;
     LogFile &operator=(const LogFile &) = delete;
 
-    /// \return false with what is wrong: no such folder, not permitted, locked by another kv-host, ...
+    /// \return false with what is wrong: no such folder, not permitted, locked by another kv-host,
+    ///   ...
     bool open(const QString &path, QString &problem);
     void close();
     bool isOpen() const { return m_fd >= 0; }

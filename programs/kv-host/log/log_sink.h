@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Where logged rows go: CSV or JSON files, an SQLite database, stdout. A sink takes rows from the front of a batch, so that
-// what it could not write can be offered again.
+// Where logged rows go: CSV or JSON files, an SQLite database, stdout. A sink takes rows from the
+// front of a batch, so that what it could not write can be offered again.
 #pragma once
 
 #include "log_format.h"
@@ -19,7 +19,8 @@ class LogSink
 public:
     virtual ~LogSink() = default;
 
-    /// Whether the target can work, before anything is read. \return false with what is wrong and what to do
+    /// Whether the target can work, before anything is read. \return false with what is wrong and
+    /// what to do
     virtual bool open(QString &problem) = 0;
     /// \return how many rows were taken, from the first on; problem says why not all
     virtual std::size_t write(const std::vector<LogRow> &batch, QString &problem) = 0;

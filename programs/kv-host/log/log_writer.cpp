@@ -41,7 +41,8 @@ struct LogWriter::State {
 
     std::vector<LogRow> takeBatch()
     {
-        std::vector<LogRow> batch(std::make_move_iterator(waiting.begin()), std::make_move_iterator(waiting.end()));
+        std::vector<LogRow> batch(std::make_move_iterator(waiting.begin()),
+                                  std::make_move_iterator(waiting.end()));
         waiting.clear();
         inHand = batch.size();
         return batch;
@@ -60,7 +61,8 @@ struct LogWriter::State {
     }
 };
 
-LogWriter::LogWriter(std::unique_ptr<LogSink> sink, Duration collect, std::function<void()> onNews, std::size_t most)
+LogWriter::LogWriter(std::unique_ptr<LogSink> sink, Duration collect, std::function<void()> onNews,
+                     std::size_t most)
     : m_state(std::make_shared<State>())
 {
     m_state->sink = std::move(sink);

@@ -15,18 +15,21 @@ public:
     static constexpr std::size_t mostRows = 100000;
 
     /// \param collect how long rows are collected before they are written together
-    /// \param onNews  called on the writing thread when the problem has changed or the reader has gone
+    /// \param onNews  called on the writing thread when the problem has changed or the reader has
+    ///   gone
     LogWriter(std::unique_ptr<LogSink> sink, kvlink::Duration collect, std::function<void()> onNews,
               std::size_t most = mostRows);
     ~LogWriter();
     LogWriter(const LogWriter &) = delete;
     LogWriter &operator=(const LogWriter &) = delete;
 
-    /// Never waits. What a full disk does not take is kept for later; beyond the most rows the oldest are lost and counted.
+    /// Never waits. What a full disk does not take is kept for later; beyond the most rows the
+    /// oldest are lost and counted.
     void add(LogRow row);
     /// Opens the target again with the next rows.
     void reopen();
-    /// Writes what waits and ends. \return false if the target did not take it within \a longest: what waits is then lost
+    /// Writes what waits and ends. \return false if the target did not take it within \a longest:
+    /// what waits is then lost
     bool finish(kvlink::Duration longest);
 
     qint64 written() const;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Local time on purpose: people look for "yesterday's file", and shifts begin by the clock on the wall.
+// Local time on purpose: people look for "yesterday's file", and shifts begin by the clock on the
+// wall.
 #include "rotation.h"
 
 #include <QDateTime>
@@ -52,8 +53,8 @@ qint64 periodBegin(qint64 timeMs, kvlink::Duration period)
 QString rotatedName(const QString &path, qint64 beginMs)
 {
     const NameParts parts = partsOf(path);
-    return parts.before +
-           QDateTime::fromMSecsSinceEpoch(beginMs).toString(QString::fromLatin1(stampFormat)) + parts.after;
+    return parts.before + QDateTime::fromMSecsSinceEpoch(beginMs).toString(QString::fromLatin1(stampFormat)) +
+           parts.after;
 }
 
 QStringList outdatedFiles(const QString &path, const QStringList &fileNames, qint64 oldestMs)
@@ -64,7 +65,8 @@ QStringList outdatedFiles(const QString &path, const QStringList &fileNames, qin
         if (!name.startsWith(parts.before) || !name.endsWith(parts.after) ||
             name.size() <= parts.before.size() + parts.after.size())
             continue;
-        const QString stamp = name.mid(parts.before.size(), name.size() - parts.before.size() - parts.after.size());
+        const QString stamp =
+            name.mid(parts.before.size(), name.size() - parts.before.size() - parts.after.size());
         const QDateTime begin = QDateTime::fromString(stamp, QString::fromLatin1(stampFormat));
         if (begin.isValid() && begin.toMSecsSinceEpoch() < oldestMs)
             outdated << name;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Files of a log by the clock on the wall: when one begins, what it is called, which are too old. Pure.
+// Files of a log by the clock on the wall: when one begins, what it is called, which are too old.
+// Pure.
 #pragma once
 
 #include <kvlink/time.h>
@@ -12,7 +13,8 @@
 namespace kvhost
 {
 
-/// True for 1 s to 1 day where the day is a whole number of them: files begin at the full local hour or at midnight.
+/// True for 1 s to 1 day where the day is a whole number of them: files begin at the full local
+/// hour or at midnight.
 bool canRotateBy(kvlink::Duration period);
 
 /// When the file of this moment began: ms since 1970, UTC. Periods are counted from local midnight.

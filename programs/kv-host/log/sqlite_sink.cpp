@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Logged values in an SQLite database: table samples(time, name, value, unit, quality, error), found by name and time.
+// Logged values in an SQLite database: table samples(time, name, value, unit, quality, error),
+// found by name and time.
 #include "log_sink.h"
 
 #include <QFile>
@@ -78,8 +79,8 @@ private:
     bool isInPlace() const
     {
         struct stat named = {};
-        return ::stat(QFile::encodeName(m_path).constData(), &named) == 0 && named.st_dev == m_opened.st_dev &&
-               named.st_ino == m_opened.st_ino;
+        return ::stat(QFile::encodeName(m_path).constData(), &named) == 0 &&
+               named.st_dev == m_opened.st_dev && named.st_ino == m_opened.st_ino;
     }
 
     bool run(const char *statement)

@@ -17,7 +17,8 @@ public:
     explicit WideRows(int values) : m_seen(std::size_t(values)), m_cells(emptyCells(values)) {}
 
     /// \param value empty for what is not good
-    /// \return the row of the pass before, when this cell is already in the row: the next pass has begun
+    /// \return the row of the pass before, when this cell is already in the row: the next pass has
+    ///   begun
     std::optional<LogRow> put(int cell, const QString &value, qint64 timeMs);
     /// The row so far, if there is anything new in it.
     std::optional<LogRow> flush();

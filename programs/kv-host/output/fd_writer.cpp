@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A pipe that poll() calls writable takes this much at once, so no write ever blocks. On purpose not O_NONBLOCK: that
-// would be set for everybody who shares the terminal or the pipe.
+// A pipe that poll() calls writable takes this much at once, so no write ever blocks. On purpose
+// not O_NONBLOCK: that would be set for everybody who shares the terminal or the pipe.
 #include "fd_writer.h"
 
 #include <QElapsedTimer>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Writes to a descriptor that may be a full pipe, without being held up by it when the program is to end.
+// Writes to a descriptor that may be a full pipe, without being held up by it when the program is
+// to end.
 #pragma once
 
 #include <QByteArray>
@@ -19,11 +20,12 @@ enum class Written {
 class FdWriter
 {
 public:
-    /// \param stop a descriptor that becomes readable, and stays so, when the program is to end; below 0: none
+    /// \param stop a descriptor that becomes readable, and stays so, when the program is to end;
+    ///   below 0: none
     FdWriter(int fd, int stop) : m_fd(fd), m_stop(stop) {}
 
-    /// Waits for as long as the reader takes. Once the program is to end, what the reader does not take within 0.3 s in all
-    /// is dropped.
+    /// Waits for as long as the reader takes. Once the program is to end, what the reader does not
+    /// take within 0.3 s in all is dropped.
     Written write(const QByteArray &bytes, QString &problem);
 
 private:

@@ -20,7 +20,8 @@ constexpr int leastColumns = 20, leastLines = 5;
 winsize terminalSize()
 {
     winsize size{};
-    if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col < leastColumns || size.ws_row < leastLines) {
+    if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col < leastColumns ||
+        size.ws_row < leastLines) {
         size.ws_col = 80;
         size.ws_row = 24;
     }
@@ -55,7 +56,8 @@ QList<QByteArray> keysOf(const QByteArray &bytes)
     return keys;
 }
 
-LiveScreen::LiveScreen(Output &out, std::function<void(const QByteArray &)> onKey) : m_out(out), m_onKey(std::move(onKey))
+LiveScreen::LiveScreen(Output &out, std::function<void(const QByteArray &)> onKey)
+    : m_out(out), m_onKey(std::move(onKey))
 {
     if (stdinIsTerminal() && ::tcgetattr(STDIN_FILENO, &m_before) == 0) {
         termios keys = m_before;

@@ -27,7 +27,8 @@ QString Output::timed(qint64 timeMs, const QString &line) const
 {
     if (!m_isTimeShown)
         return line;
-    return QDateTime::fromMSecsSinceEpoch(timeMs).toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz  ")) + line;
+    return QDateTime::fromMSecsSinceEpoch(timeMs).toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz  ")) +
+           line;
 }
 
 void Output::row(const Row &row)

@@ -52,7 +52,8 @@ QString nameAndValue(const Row &row, int nameWidth)
 
 bool hasShownValue(const kvlink::Sample &sample)
 {
-    return sample.hasValue() && sample.quality != kvlink::Quality::Bad && sample.quality != kvlink::Quality::Never;
+    return sample.hasValue() && sample.quality != kvlink::Quality::Bad &&
+           sample.quality != kvlink::Quality::Never;
 }
 
 Row makeRow(const Variable &variable, int i, const kvlink::Sample &sample, qint64 now)
@@ -120,8 +121,12 @@ QString isoTime(qint64 timeMs)
 
 QString csvLine(const Row &row)
 {
-    const QStringList fields = {isoTime(row.timeMs), csvField(row.name), csvField(row.value), csvField(row.unit),
-                                kvlink::qualityName(row.quality), csvField(row.error)};
+    const QStringList fields = {isoTime(row.timeMs),
+                                csvField(row.name),
+                                csvField(row.value),
+                                csvField(row.unit),
+                                kvlink::qualityName(row.quality),
+                                csvField(row.error)};
     return fields.join(',');
 }
 

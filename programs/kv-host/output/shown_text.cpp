@@ -65,7 +65,8 @@ QString printable(const QString &text)
     QString shown;
     for (const QChar c : text) {
         if (isControl(c.unicode()))
-            shown += QStringLiteral("\\x%1").arg(c.unicode(), 2, 16, QLatin1Char('0')).toUpper().replace('X', 'x');
+            shown +=
+                QStringLiteral("\\x%1").arg(c.unicode(), 2, 16, QLatin1Char('0')).toUpper().replace('X', 'x');
         else
             shown += c;
     }

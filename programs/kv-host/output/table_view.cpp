@@ -34,14 +34,24 @@ struct Move {
 };
 
 // Home and End come in two ways, as terminals please.
-constexpr Move moves[] = {{"\x1b[A", -1, 0},   {"\x1b[B", 1, 0},  {"\x1bOA", -1, 0},       {"\x1bOB", 1, 0},
-                          {"\x1b[5~", 0, -1},  {"\x1b[6~", 0, 1}, {" ", 0, 1},             {"\x1b[H", 0, -allPages},
-                          {"\x1b[F", 0, allPages}, {"\x1bOH", 0, -allPages}, {"\x1bOF", 0, allPages},
-                          {"\x1b[1~", 0, -allPages}, {"\x1b[4~", 0, allPages}};
+constexpr Move moves[] = {{"\x1b[A", -1, 0},
+                          {"\x1b[B", 1, 0},
+                          {"\x1bOA", -1, 0},
+                          {"\x1bOB", 1, 0},
+                          {"\x1b[5~", 0, -1},
+                          {"\x1b[6~", 0, 1},
+                          {" ", 0, 1},
+                          {"\x1b[H", 0, -allPages},
+                          {"\x1b[F", 0, allPages},
+                          {"\x1bOH", 0, -allPages},
+                          {"\x1bOF", 0, allPages},
+                          {"\x1b[1~", 0, -allPages},
+                          {"\x1b[4~", 0, allPages}};
 
 QString coloured(const QString &text, const char *colour, bool hasColours)
 {
-    return hasColours && *colour != '\0' ? QString::fromLatin1(colour) + text + QString::fromLatin1(plain) : text;
+    return hasColours && *colour != '\0' ? QString::fromLatin1(colour) + text + QString::fromLatin1(plain)
+                                         : text;
 }
 
 const char *colourOf(const TableRow &row)
@@ -114,7 +124,10 @@ std::vector<const TableRow *> chosen(const std::vector<TableRow> &rows, const Ta
 struct Widths {
     int name = 4, value = 5, reason = 0;
 
-    int ofCell() const { return 2 + name + 1 + value + 1 + qualityWidth + 1 + ageWidth + (reason > 0 ? 2 + reason : 0); }
+    int ofCell() const
+    {
+        return 2 + name + 1 + value + 1 + qualityWidth + 1 + ageWidth + (reason > 0 ? 2 + reason : 0);
+    }
 };
 
 Widths widthsOf(const std::vector<const TableRow *> &rows, int width)
@@ -137,11 +150,12 @@ Widths widthsOf(const std::vector<const TableRow *> &rows, int width)
 QString cellOf(const TableRow &row, const Widths &widths, int width, bool hasColours)
 {
     const QString age = row.age < 0.0 ? QStringLiteral("-") : ageText(row.age);
-    QString text = QStringLiteral("%1 %2 %3 %4 %5")
-                       .arg(QLatin1String(row.isChanged ? "*" : " "),
-                            padded(cut(printable(row.row.name), widths.name), widths.name),
-                            paddedLeft(cut(valueText(row.row), widths.value), widths.value),
-                            padded(kvlink::qualityName(row.row.quality), qualityWidth), paddedLeft(age, ageWidth));
+    QString text =
+        QStringLiteral("%1 %2 %3 %4 %5")
+            .arg(QLatin1String(row.isChanged ? "*" : " "),
+                 padded(cut(printable(row.row.name), widths.name), widths.name),
+                 paddedLeft(cut(valueText(row.row), widths.value), widths.value),
+                 padded(kvlink::qualityName(row.row.quality), qualityWidth), paddedLeft(age, ageWidth));
     if (widths.reason > 0)
         text += "  " + padded(cut(printable(row.row.error), widths.reason), widths.reason);
     return coloured(cut(text, width), colourOf(row), hasColours);
@@ -156,8 +170,9 @@ QString headingOf(const Widths &widths)
 
 QStringList helpLines()
 {
-    return {"  /       show only names with a part or a pattern: /valve or /Valve*", "  s       sort: as given, by name, worst first",
-            "  arrows  scroll; also PgUp, PgDn, Home, End", "  q       quit", "  ?       this help"};
+    return {"  /       show only names with a part or a pattern: /valve or /Valve*",
+            "  s       sort: as given, by name, worst first", "  arrows  scroll; also PgUp, PgDn, Home, End",
+            "  q       quit", "  ?       this help"};
 }
 
 QString statusOf(const TableState &state, int from, int to, int all, int total)
@@ -212,8 +227,8 @@ QString ageText(double seconds)
     return QStringLiteral("%1 h").arg(seconds / 3600.0, 0, 'f', 0);
 }
 
-QStringList tableLines(const std::vector<TableRow> &rows, const std::vector<TableLink> &links, const QString &rates,
-                       TableState &state, int width, int height, bool hasColours)
+QStringList tableLines(const std::vector<TableRow> &rows, const std::vector<TableLink> &links,
+                       const QString &rates, TableState &state, int width, int height, bool hasColours)
 {
     QStringList lines;
     for (const TableLink &link : links)
@@ -224,7 +239,8 @@ QStringList tableLines(const std::vector<TableRow> &rows, const std::vector<Tabl
     const int room = std::max(1, height - int(lines.size()) - 2);
     if (state.isHelp)
         return (lines + helpLines()).mid(0, height);
-    // As many columns as fit, filled from top to bottom; only where one column does not hold all rows.
+    // As many columns as fit, filled from top to bottom; only where one column does not hold all
+    // rows.
     const int fit = std::max(1, (width + gapBetweenColumns) / (widths.ofCell() + gapBetweenColumns));
     const int columns = std::clamp((int(shown.size()) + room - 1) / room, 1, fit);
     const int perScreen = room * columns;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The live table of `watch` as lines: what is filtered, sorted, scrolled to, and in which colours. Pure.
+// The live table of `watch` as lines: what is filtered, sorted, scrolled to, and in which colours.
+// Pure.
 #pragma once
 
 #include "row.h"
@@ -13,7 +14,7 @@ namespace kvhost
 
 struct TableRow {
     Row row;
-    double age = -1.0; ///< seconds since the answer that brought the value; below 0: none came
+    double age = -1.0;      ///< seconds since the answer that brought the value; below 0: none came
     bool isChanged = false; ///< within the last second
 };
 
@@ -26,7 +27,7 @@ enum class TableOrder { AsGiven, ByName, ByQuality };
 
 /// What the keys have changed.
 struct TableState {
-    QString filter;       ///< of names, without regard to case; '*' and '?' as in patterns, else a part of the name
+    QString filter; ///< of names, without regard to case; '*' and '?' as in patterns, else a part of the name
     bool isTyping = false; ///< the filter is being typed
     bool isHelp = false;
     TableOrder order = TableOrder::AsGiven;
@@ -38,8 +39,8 @@ bool takeKey(TableState &state, const QByteArray &key, int page);
 
 /// A line with its colours as escape sequences; without them where the terminal has none.
 /// \return at most \a height lines of at most \a width columns
-QStringList tableLines(const std::vector<TableRow> &rows, const std::vector<TableLink> &links, const QString &rates,
-                       TableState &state, int width, int height, bool hasColours);
+QStringList tableLines(const std::vector<TableRow> &rows, const std::vector<TableLink> &links,
+                       const QString &rates, TableState &state, int width, int height, bool hasColours);
 
 /// "0.2 s", "12 s", "3 min", "2 h".
 QString ageText(double seconds);

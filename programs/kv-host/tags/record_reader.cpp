@@ -55,7 +55,8 @@ bool Record::isEmptyOrRemark() const
 QChar separatorOf(const QString &text, int &begin)
 {
     begin = 0;
-    if (text.startsWith(QLatin1String("sep="), Qt::CaseInsensitive) && text.size() > 4 && isSeparator(text[4])) {
+    if (text.startsWith(QLatin1String("sep="), Qt::CaseInsensitive) && text.size() > 4 &&
+        isSeparator(text[4])) {
         const int end = int(text.indexOf('\n'));
         begin = end < 0 ? int(text.size()) : end + 1;
         return text[4];

@@ -16,8 +16,8 @@ struct Record {
     bool isEmptyOrRemark() const;
 };
 
-/// The separator that stands most often in the first line, outside quotes: ',', ';' or a tab. A first line "sep=;", as
-/// spreadsheets write it, decides by itself.
+/// The separator that stands most often in the first line, outside quotes: ',', ';' or a tab. A
+/// first line "sep=;", as spreadsheets write it, decides by itself.
 /// \param begin where the records begin
 QChar separatorOf(const QString &text, int &begin);
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The header of a tag file: a misspelt column must not be ignored, since its values would be shown unscaled.
+// The header of a tag file: a misspelt column must not be ignored, since its values would be shown
+// unscaled.
 #include "tag_columns.h"
 
 #include <kvlink/text.h>
@@ -9,7 +10,8 @@ namespace kvhost
 
 QStringList columnNames()
 {
-    return {"name", "address", "type", "station", "scale", "offset", "unit", "rw", "deadband", "comment", "command"};
+    return {"name", "address", "type",     "station", "scale",  "offset",
+            "unit", "rw",      "deadband", "comment", "command"};
 }
 
 TagColumns TagColumns::usual()
@@ -39,9 +41,10 @@ bool TagColumns::fromHeader(const Record &header, TagColumns &columns, QString &
             continue;
         if (column < 0) {
             const QString near = kvlink::nearestName(field, names);
-            problem = QStringLiteral("the column '%1' is not known%2; the columns are %3")
-                          .arg(field, near.isEmpty() ? QString() : QStringLiteral("; did you mean '%1'?").arg(near),
-                               names.join(QStringLiteral(", ")));
+            problem =
+                QStringLiteral("the column '%1' is not known%2; the columns are %3")
+                    .arg(field, near.isEmpty() ? QString() : QStringLiteral("; did you mean '%1'?").arg(near),
+                         names.join(QStringLiteral(", ")));
             return false;
         }
         if (columns.m_at[std::size_t(column)] >= 0) {

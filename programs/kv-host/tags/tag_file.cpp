@@ -65,9 +65,10 @@ QString withType(const QString &address, const QString &type, QString &why)
         return place + "." + QString(type).remove('.');
     const QString suffix = suffixOf(type);
     if (suffix.isEmpty()) {
-        why = QStringLiteral("type '%1' is not known: bit, U, S, D, L, H, F, STR:n, or uint16, int16, uint32, "
-                             "int32, hex, float")
-                  .arg(type);
+        why =
+            QStringLiteral("type '%1' is not known: bit, U, S, D, L, H, F, STR:n, or uint16, int16, uint32, "
+                           "int32, hex, float")
+                .arg(type);
     }
     return place + suffix + count;
 }
@@ -136,8 +137,8 @@ private:
         return why.isEmpty();
     }
 
-    // On purpose read-only where the column is there and its cell is empty: whoever fills such a column has said
-    // for each tag whether it may be written.
+    // On purpose read-only where the column is there and its cell is empty: whoever fills such a
+    // column has said for each tag whether it may be written.
     bool takeAccess(kvlink::TagSettings &tag, QString &why) const
     {
         const QString access = text(Column::ReadWrite).toLower();
@@ -167,7 +168,8 @@ bool hasDigit(const QString &text)
     return std::any_of(text.begin(), text.end(), [](QChar c) { return c.isDigit(); });
 }
 
-/// A first line that is neither a tag nor a header with the names that are known: "Bezeichnung;Adresse".
+/// A first line that is neither a tag nor a header with the names that are known:
+/// "Bezeichnung;Adresse".
 QString foreignHeader(const Record &record)
 {
     const QString address = record.fields.value(1);

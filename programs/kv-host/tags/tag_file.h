@@ -3,9 +3,10 @@
 //
 //   name, address, type, station, scale, offset, unit, rw, deadband, comment, command
 //
-// Only the first two columns are needed. A first line with these names may put them in another order. Comma, semicolon
-// or tab; quoted fields; lines that begin with # and empty lines are skipped. Nothing in the file can stop the reader:
-// each bad line is named with its number, the others are taken.
+// Only the first two columns are needed. A first line with these names may put them in another
+// order. Comma, semicolon or tab; quoted fields; lines that begin with # and empty lines are
+// skipped. Nothing in the file can stop the reader: each bad line is named with its number, the
+// others are taken.
 #pragma once
 
 #include "text_decoding.h"

@@ -96,18 +96,20 @@ std::optional<QString> decodeText(const QByteArray &bytes, FileEncoding encoding
     const QString text = withPlainLineEnds(decoded);
     if (taken < bytes.size() - source.begin) {
         line = lineAt(text, text.size());
-        problem = QStringLiteral("byte %1 is not text in %2: save the file as UTF-8, or name its encoding with "
-                                 "--encoding windows-1252, latin-1, shift-jis or utf-16")
-                      .arg(uchar(bytes[int(source.begin + taken)]), 2, 16, QLatin1Char('0'))
-                      .arg(QString::fromLatin1(source.encoding));
+        problem =
+            QStringLiteral("byte %1 is not text in %2: save the file as UTF-8, or name its encoding with "
+                           "--encoding windows-1252, latin-1, shift-jis or utf-16")
+                .arg(uchar(bytes[int(source.begin + taken)]), 2, 16, QLatin1Char('0'))
+                .arg(QString::fromLatin1(source.encoding));
         return std::nullopt;
     }
     const auto *const control = std::find_if(text.begin(), text.end(), isControl);
     if (control != text.end()) {
         line = lineAt(text, control - text.begin());
-        problem = QStringLiteral("a control character (code %1) stands in the text: is this a table saved as CSV, "
-                                 "or UTF-16 without its mark (--encoding utf-16)?")
-                      .arg(control->unicode());
+        problem =
+            QStringLiteral("a control character (code %1) stands in the text: is this a table saved as CSV, "
+                           "or UTF-16 without its mark (--encoding utf-16)?")
+                .arg(control->unicode());
         return std::nullopt;
     }
     return text;

@@ -65,7 +65,8 @@ std::optional<Variable> parseVariable(const QString &typed, QString &problem)
     const auto slash = typed.indexOf('/');
     const auto address = kvlink::AddressInfo::parse(slash < 0 ? typed : typed.mid(slash + 1), why);
     if (!address) {
-        // The library names the address in front of what is wrong with it: the station is put before it.
+        // The library names the address in front of what is wrong with it: the station is put
+        // before it.
         problem = slash < 0 ? why : typed.left(slash + 1) + why;
         return std::nullopt;
     }

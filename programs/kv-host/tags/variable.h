@@ -32,7 +32,8 @@ struct Variable {
 };
 
 /// A typed address, "DM100:3" or "2/DM0".
-/// \param problem what is wrong and what to write instead, the address in front; set on failure only
+/// \param problem what is wrong and what to write instead, the address in front; set on failure
+///   only
 std::optional<Variable> parseVariable(const QString &typed, QString &problem);
 
 } // namespace kvhost

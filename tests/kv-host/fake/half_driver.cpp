@@ -1,5 +1,5 @@
-// All of the driver's calls but DataCom: a host must say which one is missing. Nothing here is ever called: whoever
-// does is ended.
+// All of the driver's calls but DataCom: a host must say which one is missing. Nothing here is ever
+// called: whoever does is ended.
 #include <cstdlib>
 
 #if defined(__GNUC__)

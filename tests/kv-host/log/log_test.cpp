@@ -62,7 +62,8 @@ protected:
         ::tzset();
     }
 
-    std::unique_ptr<LogSink> csv(const char *name = "v.csv", kvlink::Duration rotate = 0s, kvlink::Duration keep = 0s)
+    std::unique_ptr<LogSink> csv(const char *name = "v.csv", kvlink::Duration rotate = 0s,
+                                 kvlink::Duration keep = 0s)
     {
         return fileSink({path(name), {}, rotate, keep}, -1);
     }
@@ -126,7 +127,8 @@ TEST_F(Logs, goOnInANewFileAfterTheirsWasRemovedOrMoved)
     EXPECT_EQ(sink->write({row("b", "2")}, problem), 1U);
     EXPECT_TRUE(contentOf(path("old.csv")).contains(",a,1,"));
     EXPECT_FALSE(contentOf(path("old.csv")).contains(",b,2,"));
-    EXPECT_EQ(contentOf(path()).toStdString(), "time,name,value,unit,quality,error\n2026-02-01T00:00:00.123Z,b,2,,good,\n");
+    EXPECT_EQ(contentOf(path()).toStdString(),
+              "time,name,value,unit,quality,error\n2026-02-01T00:00:00.123Z,b,2,,good,\n");
 }
 
 TEST_F(Logs, leaveNoHoleInAFileThatWasEmptiedFromOutside)
@@ -135,7 +137,8 @@ TEST_F(Logs, leaveNoHoleInAFileThatWasEmptiedFromOutside)
     EXPECT_EQ(sink->write({row("a", "1")}, problem), 1U);
     ASSERT_TRUE(QFile::resize(path(), 0));
     EXPECT_EQ(sink->write({row("b", "2")}, problem), 1U);
-    EXPECT_EQ(contentOf(path()).toStdString(), "time,name,value,unit,quality,error\n2026-02-01T00:00:00.123Z,b,2,,good,\n");
+    EXPECT_EQ(contentOf(path()).toStdString(),
+              "time,name,value,unit,quality,error\n2026-02-01T00:00:00.123Z,b,2,,good,\n");
 }
 
 TEST_F(Logs, sayThatADiskIsFull)
@@ -158,12 +161,14 @@ TEST_F(Logs, waitForTheReaderOfAPipe)
 TEST_F(Logs, rotateAtFullLocalHoursAndAtMidnight)
 {
     const qint64 local2310 = QDateTime(QDate(2026, 2, 1), QTime(23, 10), Qt::LocalTime).toMSecsSinceEpoch();
-    EXPECT_EQ(rotatedName("/x/values.csv", periodBegin(local2310, 1h)).toStdString(), "/x/values-20260201-230000.csv");
+    EXPECT_EQ(rotatedName("/x/values.csv", periodBegin(local2310, 1h)).toStdString(),
+              "/x/values-20260201-230000.csv");
     EXPECT_EQ(rotatedName("values", periodBegin(local2310, 24h)).toStdString(), "values-20260201-000000");
     EXPECT_EQ(rotatedName("v.csv", periodBegin(local2310, 6h)).toStdString(), "v-20260201-180000.csv");
     EXPECT_TRUE(canRotateBy(24h));
     EXPECT_TRUE(canRotateBy(10min));
-    for (const kvlink::Duration wrong : {kvlink::Duration(0), kvlink::Duration(500ms), kvlink::Duration(7h), kvlink::Duration(48h)})
+    for (const kvlink::Duration wrong :
+         {kvlink::Duration(0), kvlink::Duration(500ms), kvlink::Duration(7h), kvlink::Duration(48h)})
         EXPECT_FALSE(canRotateBy(wrong));
 }
 
@@ -171,7 +176,8 @@ TEST_F(Logs, putEachRowIntoTheFileOfItsOwnTime)
 {
     const auto sink = csv("v.csv", 1h);
     const qint64 hour = 3600000;
-    EXPECT_EQ(sink->write({row("a", "1"), row("b", "2", february + hour), row("c", "3", february)}, problem), 3U);
+    EXPECT_EQ(sink->write({row("a", "1"), row("b", "2", february + hour), row("c", "3", february)}, problem),
+              3U);
     EXPECT_TRUE(contentOf(path("v-20260201-010000.csv")).contains(",a,1,"));
     EXPECT_TRUE(contentOf(path("v-20260201-020000.csv")).contains(",b,2,"));
     EXPECT_TRUE(contentOf(path("v-20260201-010000.csv")).contains(",c,3,"));
@@ -180,7 +186,8 @@ TEST_F(Logs, putEachRowIntoTheFileOfItsOwnTime)
 
 TEST_F(Logs, removeTheirOwnOldFilesOnly)
 {
-    const QStringList files = {"v-20260101-000000.csv", "v-20260201-000000.csv", "w-20250101-000000.csv", "v-notes.csv", "v.csv"};
+    const QStringList files = {"v-20260101-000000.csv", "v-20260201-000000.csv", "w-20250101-000000.csv",
+                               "v-notes.csv", "v.csv"};
     const qint64 oldest = QDateTime(QDate(2026, 1, 15), QTime(0, 0), Qt::LocalTime).toMSecsSinceEpoch();
     EXPECT_EQ(outdatedFiles("/x/v.csv", files, oldest), QStringList{"v-20260101-000000.csv"});
     QFile old(path("v-20200101-000000.csv"));
@@ -264,9 +271,11 @@ TEST_F(Logs, inADatabaseAreFoundByNameAndTime)
     ASSERT_TRUE(sink->open(problem)) << problem.toStdString();
     EXPECT_EQ(sink->write({row("a", "1"), row("b", "1.5")}, problem), 2U) << problem.toStdString();
     EXPECT_EQ(asked(path("v.db"), "SELECT value FROM samples ORDER BY name"), "1 1.5 ");
-    EXPECT_EQ(asked(path("v.db"), "SELECT count(*) FROM samples WHERE typeof(value) IN ('integer', 'real')"), "2 ");
+    EXPECT_EQ(asked(path("v.db"), "SELECT count(*) FROM samples WHERE typeof(value) IN ('integer', 'real')"),
+              "2 ");
     EXPECT_EQ(asked(path("v.db"), "PRAGMA journal_mode"), "wal ");
-    EXPECT_EQ(asked(path("v.db"), "SELECT group_concat(name) FROM pragma_index_info('samples_name_time')"), "name,time ");
+    EXPECT_EQ(asked(path("v.db"), "SELECT group_concat(name) FROM pragma_index_info('samples_name_time')"),
+              "name,time ");
 }
 
 TEST_F(Logs, inADatabaseThatWasMovedGoOnInANewOne)
@@ -370,7 +379,8 @@ TEST_F(Writers, takeRowsWhileTheDiskIsStuck)
 TEST_F(Writers, keepWhatIsNotTakenAndCountWhatIsLost)
 {
     control->works = false;
-    LogWriter writer(std::make_unique<FickleSink>(control), 0s, [this] { ++news; }, 3);
+    LogWriter writer(
+        std::make_unique<FickleSink>(control), 0s, [this] { ++news; }, 3);
     writer.add(row("a", "1"));
     waitUntil([this] { return control->refusals > 0; });
     while (writer.problem().isEmpty())

@@ -53,7 +53,8 @@ TEST(FdWriters, areWokenByTheSignalWhileTheyWait)
     const int stop = ::eventfd(0, EFD_CLOEXEC);
     QString problem;
     Written written = Written::All;
-    std::thread thread([&] { written = FdWriter(pipe.writer(), stop).write(QByteArray(1 << 20, 'x'), problem); });
+    std::thread thread(
+        [&] { written = FdWriter(pipe.writer(), stop).write(QByteArray(1 << 20, 'x'), problem); });
     const std::uint64_t one = 1;
     EXPECT_EQ(::write(stop, &one, sizeof one), ssize_t(sizeof one));
     thread.join();
@@ -86,9 +87,7 @@ TEST(FdWriters, writeEverythingInPieces)
     for (int i = 0; i < 50000; ++i)
         all += QByteArray::number(i) + '\n';
     QString problem;
-    std::thread writing([&] {
-        EXPECT_EQ(FdWriter(pipe.writer(), -1).write(all, problem), Written::All);
-    });
+    std::thread writing([&] { EXPECT_EQ(FdWriter(pipe.writer(), -1).write(all, problem), Written::All); });
     QByteArray got;
     char buffer[4096];
     while (got.size() < all.size()) {

@@ -67,10 +67,12 @@ TEST(Lines, asJson)
               R"({"name":"DM1","quality":"good","time":1769904000123,"value":5})");
     Row text = row("s", "ab");
     text.isNumeric = false;
-    EXPECT_EQ(jsonLine(text).toStdString(), R"({"name":"s","quality":"good","time":1769904000123,"value":"ab"})");
+    EXPECT_EQ(jsonLine(text).toStdString(),
+              R"({"name":"s","quality":"good","time":1769904000123,"value":"ab"})");
     Row bad = row("DM1", "", Quality::Bad);
     bad.error = "E0";
-    EXPECT_EQ(jsonLine(bad).toStdString(), R"({"error":"E0","name":"DM1","quality":"bad","time":1769904000123})");
+    EXPECT_EQ(jsonLine(bad).toStdString(),
+              R"({"error":"E0","name":"DM1","quality":"bad","time":1769904000123})");
 }
 
 // A text in the PLC must not steer the terminal of whoever reads it.
@@ -126,7 +128,8 @@ TEST(Variables, ofAStationShowIt)
     EXPECT_EQ(variable("2/dm0:3").name().toStdString(), "2/DM0:3");
     QString problem;
     EXPECT_FALSE(parseVariable("256/DM0", problem));
-    EXPECT_EQ(problem.toStdString(), "256/DM0: '256' is not a station: write a number from 0 to 255 before '/', as in 2/DM0");
+    EXPECT_EQ(problem.toStdString(),
+              "256/DM0: '256' is not a station: write a number from 0 to 255 before '/', as in 2/DM0");
     EXPECT_FALSE(parseVariable("2/R1016", problem));
     EXPECT_EQ(problem.count("R1016"), 1) << problem.toStdString();
 }
@@ -136,7 +139,8 @@ TEST(Tables, inAllFormats)
     Table table({"name", "n"});
     table.add({"a", "10"});
     table.add({"long one", "x,y"});
-    EXPECT_EQ(table.lines(OutputFormat::Text, true).join('|').toStdString(), "name      n|a         10|long one  x,y");
+    EXPECT_EQ(table.lines(OutputFormat::Text, true).join('|').toStdString(),
+              "name      n|a         10|long one  x,y");
     EXPECT_EQ(table.lines(OutputFormat::Csv, true).join('|').toStdString(), "name,n|a,10|long one,\"x,y\"");
     EXPECT_EQ(table.lines(OutputFormat::Json, true).join('|').toStdString(),
               R"({"n":10,"name":"a"}|{"n":"x,y","name":"long one"})");

@@ -33,7 +33,8 @@ std::vector<TableRow> numbered(int count)
 
 const std::vector<TableLink> oneLink = {{"tcp://a:8501  linked", true}};
 
-std::string linesOf(const std::vector<TableRow> &rows, TableState &state, int width, int height, bool hasColours = false)
+std::string linesOf(const std::vector<TableRow> &rows, TableState &state, int width, int height,
+                    bool hasColours = false)
 {
     return tableLines(rows, oneLink, "rates", state, width, height, hasColours).join('\n').toStdString();
 }
@@ -56,13 +57,14 @@ TEST(TableView, showsLinksRatesAndRows)
 TEST(TableView, fillsAWideTerminalWithColumns)
 {
     TableState state;
-    EXPECT_EQ(linesOf(numbered(5), state, 64, 7), "tcp://a:8501  linked\n"
-                                                  "rates\n"
-                                                  "  name value quality    age     name value quality    age\n"
-                                                  "  DM0      5 good     0.2 s     DM3      5 good     0.2 s\n"
-                                                  "  DM1      5 good     0.2 s     DM4      5 good     0.2 s\n"
-                                                  "  DM2      5 good     0.2 s\n"
-                                                  "1-5 of 5   ? for help, q to quit");
+    EXPECT_EQ(linesOf(numbered(5), state, 64, 7),
+              "tcp://a:8501  linked\n"
+              "rates\n"
+              "  name value quality    age     name value quality    age\n"
+              "  DM0      5 good     0.2 s     DM3      5 good     0.2 s\n"
+              "  DM1      5 good     0.2 s     DM4      5 good     0.2 s\n"
+              "  DM2      5 good     0.2 s\n"
+              "1-5 of 5   ? for help, q to quit");
 }
 
 TEST(TableView, scrolls)
@@ -84,7 +86,8 @@ TEST(TableView, scrolls)
 
 TEST(TableView, filtersByAPartOrAPattern)
 {
-    const std::vector<TableRow> rows = {tableRow("Valve1", "1"), tableRow("Pump", "0"), tableRow("Valve2", "0")};
+    const std::vector<TableRow> rows = {tableRow("Valve1", "1"), tableRow("Pump", "0"),
+                                        tableRow("Valve2", "0")};
     TableState state;
     for (const char *key : {"/", "v", "a", "l"})
         EXPECT_TRUE(takeKey(state, key, 5));
@@ -99,7 +102,8 @@ TEST(TableView, filtersByAPartOrAPattern)
 
 TEST(TableView, sorts)
 {
-    const std::vector<TableRow> rows = {tableRow("b", "1"), tableRow("c", {}, Quality::Bad), tableRow("a", "0", Quality::Stale)};
+    const std::vector<TableRow> rows = {tableRow("b", "1"), tableRow("c", {}, Quality::Bad),
+                                        tableRow("a", "0", Quality::Stale)};
     const auto order = [&rows](TableState &state) {
         QString names;
         for (const QString &line : tableLines(rows, {}, "", state, 60, 10, false).mid(2, 3))
@@ -120,7 +124,8 @@ TEST(TableView, coloursWhatIsNotGood)
 {
     const std::vector<TableRow> rows = {tableRow("a", {}, Quality::Bad), tableRow("b", "1", Quality::Stale)};
     TableState state;
-    const QStringList lines = tableLines(rows, {{"tcp://a  NO LINK: refused", false}}, "", state, 60, 10, true);
+    const QStringList lines =
+        tableLines(rows, {{"tcp://a  NO LINK: refused", false}}, "", state, 60, 10, true);
     EXPECT_EQ(lines[0].toStdString(), "\x1b[31mtcp://a  NO LINK: refused\x1b[0m");
     EXPECT_TRUE(lines[3].startsWith("\x1b[31m")) << lines[3].toStdString();
     EXPECT_TRUE(lines[4].startsWith("\x1b[33m")) << lines[4].toStdString();
@@ -132,7 +137,8 @@ TEST(TableView, neverIsWiderThanTheTerminal)
     rows[0].row.error = QString(100, 'e');
     for (const int width : {20, 40, 80, 200}) {
         TableState state;
-        for (const QString &line : tableLines(rows, {{QString(300, 'u'), true}}, QString(300, 'r'), state, width, 10, false))
+        for (const QString &line :
+             tableLines(rows, {{QString(300, 'u'), true}}, QString(300, 'r'), state, width, 10, false))
             EXPECT_LE(line.size(), width) << line.toStdString();
     }
 }

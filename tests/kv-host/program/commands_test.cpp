@@ -26,15 +26,16 @@ protected:
     }
 
     QTemporaryDir m_folder;
-    SimulatedPlc m_plc{{"--set", "DM100=1,2,65535", "--set", "R1015=1", "--set", "DM105=5", "--set", "W1A=8", "--set",
-                        "EM0=16256", "--set", "TS3=300"}};
+    SimulatedPlc m_plc{{"--set", "DM100=1,2,65535", "--set", "R1015=1", "--set", "DM105=5", "--set", "W1A=8",
+                        "--set", "EM0=16256", "--set", "TS3=300"}};
 };
 
 // --- read ---
 
 TEST_F(Commands, readShowsValuesOfAllKinds)
 {
-    const Ended r = host({"-q", "read", "DM100:3", "DM102.S", "R1015", "r1000.h", "DM105.0:4", "W1A.3", "T3", "TS3", "DM100.D"});
+    const Ended r = host({"-q", "read", "DM100:3", "DM102.S", "R1015", "r1000.h", "DM105.0:4", "W1A.3", "T3",
+                          "TS3", "DM100.D"});
     EXPECT_EQ(r.code, 0) << r.err.toStdString();
     EXPECT_EQ(r.out.toStdString(), "1\n2\n65535\n-1\n1\n8000\n1\n0\n1\n0\n1\n0\n300\n131073\n");
 }
@@ -92,7 +93,8 @@ TEST_F(Commands, readAsCsvAndJson)
     EXPECT_EQ(rows[1].value, "2");
     EXPECT_EQ(rows[1].quality, "good");
     const Ended json = host({"--format", "json", "read", "DM100"});
-    EXPECT_TRUE(json.out.startsWith("{\"name\":\"DM100\",\"quality\":\"good\",\"time\":")) << json.out.toStdString();
+    EXPECT_TRUE(json.out.startsWith("{\"name\":\"DM100\",\"quality\":\"good\",\"time\":"))
+        << json.out.toStdString();
     EXPECT_TRUE(json.out.endsWith(",\"value\":1}\n"));
 }
 
@@ -128,7 +130,8 @@ TEST_F(Commands, thePlcMayComeFromTheEnvironment)
 
 TEST_F(Commands, writeShowsOldAndNewAndReadsBack)
 {
-    const Ended r = host({"write", "--yes", "DM200=12345", "R1015=off", "DM105.3=on", "DM300.F=1.5", "TS3=42", "DM310:3=7,8,9"});
+    const Ended r = host({"write", "--yes", "DM200=12345", "R1015=off", "DM105.3=on", "DM300.F=1.5", "TS3=42",
+                          "DM310:3=7,8,9"});
     EXPECT_EQ(r.code, 0) << r.err.toStdString();
     EXPECT_TRUE(r.err.contains("DM200: 0 -> 12345\n")) << r.err.toStdString();
     EXPECT_TRUE(r.err.contains("R1015: 1 -> 0\n"));
@@ -182,7 +185,8 @@ TEST_F(Commands, writeGuardRefusesContactsTrimmersAndControlDevices)
 TEST_F(Commands, writeGuardKnowsTheTagsWhereverTheyAreTyped)
 {
     const QString tags = fileWith("name,address,rw\nlevel,DM100.D,r\nlater,DM110,\nset,DM120,rw\n");
-    for (const char *word : {"level=1", "DM100.D=1", "DM101=1", "DM101.3=1", "DM99:2=1,1", "later=1", "DM110=1"}) {
+    for (const char *word :
+         {"level=1", "DM100.D=1", "DM101=1", "DM101.3=1", "DM99:2=1,1", "later=1", "DM110=1"}) {
         const Ended r = host({"-f", tags, "write", "--yes", word});
         EXPECT_EQ(r.code, 5) << word;
         EXPECT_TRUE(r.err.contains("read-only in the tag file")) << r.err.toStdString();
@@ -195,7 +199,8 @@ TEST_F(Commands, writeGuardKnowsTheTagsWhereverTheyAreTyped)
 
 TEST_F(Commands, writeThatIsWrongSendsNothing)
 {
-    for (const char *wrong : {"DM200", "DM200=", "DM200=70000", "DM200:2=1", "=5", "R1016=1", "DM200=1,2", "DM200=1.5"})
+    for (const char *wrong :
+         {"DM200", "DM200=", "DM200=70000", "DM200:2=1", "=5", "R1016=1", "DM200=1,2", "DM200=1.5"})
         EXPECT_EQ(host({"write", "--yes", "DM201=1", wrong}).code, 2) << wrong;
     EXPECT_EQ(m_plc.control("get DM200 2"), "00000 00000");
 }
@@ -227,7 +232,8 @@ TEST_F(Commands, dryRunShowsTheFramesAndSendsNothing)
 
 TEST_F(Commands, tagsAreReadByNameAndScaled)
 {
-    const QString tags = fileWith("name;address;scale;offset;unit;rw\nlevel;DM101;0,5;10;mm;r\nset;DM400;0,1;0;;rw\n");
+    const QString tags =
+        fileWith("name;address;scale;offset;unit;rw\nlevel;DM101;0,5;10;mm;r\nset;DM400;0,1;0;;rw\n");
     const Ended all = host({"-f", tags, "read"});
     EXPECT_EQ(all.code, 0) << all.err.toStdString();
     EXPECT_EQ(all.out.toStdString(), "level  11 mm\nset    0\n");
@@ -239,7 +245,8 @@ TEST_F(Commands, tagsAreReadByNameAndScaled)
 
 TEST_F(Commands, watchPipedShowsEachChangeOnce)
 {
-    HostProcess watch({"--plc", m_plc.url(), "--format", "csv", "watch", "DM100", "R1015", "--every", "50ms"});
+    HostProcess watch(
+        {"--plc", m_plc.url(), "--format", "csv", "watch", "DM100", "R1015", "--every", "50ms"});
     ASSERT_TRUE(watch.prints(",DM100,1,,good,\n"));
     ASSERT_TRUE(watch.prints(",R1015,1,,good,\n"));
     m_plc.control("set DM100=77");
@@ -266,7 +273,8 @@ TEST_F(Commands, watchPipedSaysWhenEachValueCame)
 TEST_F(Commands, watchEndsWhenItsReaderGoes)
 {
     QProcess shell;
-    shell.start("sh", {"-c", QStringLiteral("'%1' --plc %2 -q watch DM100 R1015 --every 20ms | head -1").arg(KV_HOST_PATH, m_plc.url())});
+    shell.start("sh", {"-c", QStringLiteral("'%1' --plc %2 -q watch DM100 R1015 --every 20ms | head -1")
+                                 .arg(KV_HOST_PATH, m_plc.url())});
     // These two stand still, so something must move for the pipe to be noticed.
     for (int i = 0; i < 200 && shell.state() != QProcess::NotRunning; ++i) {
         m_plc.control("set DM100=" + QByteArray::number(i));
@@ -291,7 +299,8 @@ TEST_F(Commands, watchSleepsThroughThePauseBetweenTwoPasses)
 TEST(Watch, ofADeadPlcBesideALivingOneEndsByItsOwnValues)
 {
     const SimulatedPlc living;
-    const QStringList both = {"--plc", "0=" + living.url(), "--plc", "1=tcp://127.0.0.1:1", "--format", "csv"};
+    const QStringList both = {"--plc", "0=" + living.url(), "--plc", "1=tcp://127.0.0.1:1", "--format",
+                              "csv"};
     EXPECT_EQ(run(both + QStringList{"watch", "1/DM0", "--for", "300ms"}).code, 3);
     EXPECT_EQ(run(both + QStringList{"watch", "0/DM0", "--for", "300ms"}).code, 0);
     EXPECT_EQ(run(both + QStringList{"watch", "0/DM0", "1/DM0", "--for", "300ms"}).code, 1);
@@ -333,7 +342,8 @@ TEST_F(Commands, logOnChangeWritesChangesOnly)
 
 TEST_F(Commands, logHoldsAPassInALine)
 {
-    const Ended r = host({"log", "DM100:2", "R1015", "--every", "100ms", "--for", "450ms", "--layout", "wide", "--separator", ";"});
+    const Ended r = host({"log", "DM100:2", "R1015", "--every", "100ms", "--for", "450ms", "--layout", "wide",
+                          "--separator", ";"});
     EXPECT_EQ(r.code, 0) << r.err.toStdString();
     const QList<QByteArray> lines = r.out.split('\n');
     EXPECT_EQ(lines[0].toStdString(), "time;DM100;DM101;R1015");
@@ -374,7 +384,8 @@ TEST_F(Commands, logRefusesATargetThatCannotWorkBeforeItReads)
         EXPECT_EQ(r.code, 2) << target.toStdString();
         EXPECT_TRUE(r.err.contains("log: ")) << r.err.toStdString();
     }
-    EXPECT_EQ(host({"log", "DM100", "--sqlite", fileWith(QByteArray(5000, 'x'), "text"), "--for", "10s"}).code, 2);
+    EXPECT_EQ(
+        host({"log", "DM100", "--sqlite", fileWith(QByteArray(5000, 'x'), "text"), "--for", "10s"}).code, 2);
 }
 
 TEST_F(Commands, logOfADeadPlcDoesNotEndWell)
@@ -394,7 +405,8 @@ TEST_F(Commands, infoSaysWhatThePlcIs)
 
 TEST_F(Commands, planShowsRequestsAndSendsNothing)
 {
-    const Ended r = run({"--format", "csv", "plan", "--max-block", "64", "DM0", "DM10:2", "DM63:4", "DM2000", "T5", "TC5", "W1A.3"});
+    const Ended r = run({"--format", "csv", "plan", "--max-block", "64", "DM0", "DM10:2", "DM63:4", "DM2000",
+                         "T5", "TC5", "W1A.3"});
     EXPECT_EQ(r.code, 0) << r.err.toStdString();
     QStringList frames;
     for (const QByteArray &line : r.out.split('\n')) {
@@ -434,7 +446,8 @@ TEST_F(Commands, statsAndBenchMeasureEachPlc)
     EXPECT_EQ(bench.code, 0) << bench.err.toStdString();
     const QByteArray rate = bench.out.mid(bench.out.indexOf("\nexchange rate,") + 15);
     EXPECT_GT(rate.left(rate.indexOf(',')).toInt(), 50) << bench.out.toStdString();
-    const Ended dead = host({"--plc", "tcp://127.0.0.1:1", "--retries", "0", "--format", "csv", "stats", "0/DM0", "1/DM0", "--for", "200ms"});
+    const Ended dead = host({"--plc", "tcp://127.0.0.1:1", "--retries", "0", "--format", "csv", "stats",
+                             "0/DM0", "1/DM0", "--for", "200ms"});
     EXPECT_EQ(dead.code, 1);
     EXPECT_TRUE(dead.out.contains("\nloss,100.00,%,tcp://127.0.0.1:1")) << dead.out.toStdString();
 }
@@ -457,7 +470,8 @@ TEST_F(Commands, simulateBringsItsOwnPlc)
 TEST_F(Commands, aFullStdoutIsReported)
 {
     QProcess shell;
-    shell.start("sh", {"-c", QStringLiteral("'%1' --plc %2 read DM100 > /dev/full").arg(KV_HOST_PATH, m_plc.url())});
+    shell.start(
+        "sh", {"-c", QStringLiteral("'%1' --plc %2 read DM100 > /dev/full").arg(KV_HOST_PATH, m_plc.url())});
     ASSERT_TRUE(shell.waitForFinished(10000));
     EXPECT_EQ(shell.exitCode(), 1);
     const QByteArray err = shell.readAllStandardError();
@@ -536,11 +550,23 @@ const EndRow endRows[] = {
     {"timeWithoutUnit", {"--timeout", "500", "areas"}, 2, "write 500ms or 500s"},
     {"noTagFile", {"-f", "/nonexistent/t.csv", "plan"}, 2, "cannot be read"},
     {"noLink", {"--plc", "tcp://127.0.0.1:1", "--retries", "0", "read", "DM0"}, 3, "refused"},
-    {"noDriver", {"--driver", "/nonexistent/d.so", "--plc", "tcp://127.0.0.1:1", "read", "DM0"}, 3, "/nonexistent/d.so"},
-    {"halfADriver", {"--driver", KV_HALF_DRIVER_PATH, "--plc", "tcp://127.0.0.1:1", "read", "DM0"}, 3, "driver"},
+    {"noDriver",
+     {"--driver", "/nonexistent/d.so", "--plc", "tcp://127.0.0.1:1", "read", "DM0"},
+     3,
+     "/nonexistent/d.so"},
+    {"halfADriver",
+     {"--driver", KV_HALF_DRIVER_PATH, "--plc", "tcp://127.0.0.1:1", "read", "DM0"},
+     3,
+     "driver"},
     {"simulateAndPlc", {"--simulate", "--plc", "tcp://a", "read", "DM0"}, 2, "take one of them"},
-    {"rotateOddly", {"--plc", "tcp://127.0.0.1:1", "log", "DM0", "-o", "x", "--rotate", "7h"}, 2, "part of the day"},
-    {"keepWithoutRotation", {"--plc", "tcp://127.0.0.1:1", "log", "DM0", "-o", "x", "--keep", "30d"}, 2, "--rotate"},
+    {"rotateOddly",
+     {"--plc", "tcp://127.0.0.1:1", "log", "DM0", "-o", "x", "--rotate", "7h"},
+     2,
+     "part of the day"},
+    {"keepWithoutRotation",
+     {"--plc", "tcp://127.0.0.1:1", "log", "DM0", "-o", "x", "--keep", "30d"},
+     2,
+     "--rotate"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Rows, Ends, testing::ValuesIn(endRows),

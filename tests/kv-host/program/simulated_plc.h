@@ -10,7 +10,8 @@ class SimulatedPlc
 {
 public:
     explicit SimulatedPlc(const QStringList &more = {}, const QString &serialPath = {})
-        : m_serialPath(serialPath), m_simulator(arguments(serialPath) + more), m_control(m_simulator.port("control"))
+        : m_serialPath(serialPath), m_simulator(arguments(serialPath) + more),
+          m_control(m_simulator.port("control"))
     {
         EXPECT_TRUE(m_simulator.isReady()) << m_simulator.output() << m_simulator.errors();
     }
@@ -20,7 +21,9 @@ public:
     {
         if (kind == "serial")
             return QStringLiteral("serial://") + m_serialPath;
-        return QStringLiteral("%1://127.0.0.1:%2").arg(QString::fromLatin1(kind)).arg(m_simulator.port(kind.constData()));
+        return QStringLiteral("%1://127.0.0.1:%2")
+            .arg(QString::fromLatin1(kind))
+            .arg(m_simulator.port(kind.constData()));
     }
 
     /// One command on the control connection; its answer without "ok ".

@@ -24,9 +24,18 @@ TEST_P(Patterns, matchNamesAsAShellMatchesFiles)
 }
 
 const PatternRow rows[] = {
-    {"Valve*", "Valve1", true},   {"Valve*", "Valve", true},  {"Valve*", "valve1", false}, {"*speed", "line1.speed", true},
-    {"*speed", "speeds", false},  {"V?lve", "Valve", true},   {"V?lve", "Vlve", false},    {"*a*b*", "xxaxxbxx", true},
-    {"*a*b*", "xxbxxaxx", false}, {"**", "", true},           {"?", "", false},            {"a*a*a*a*a*b", "aaaaaaaaaaaaaaaa", false},
+    {"Valve*", "Valve1", true},
+    {"Valve*", "Valve", true},
+    {"Valve*", "valve1", false},
+    {"*speed", "line1.speed", true},
+    {"*speed", "speeds", false},
+    {"V?lve", "Valve", true},
+    {"V?lve", "Vlve", false},
+    {"*a*b*", "xxaxxbxx", true},
+    {"*a*b*", "xxbxxaxx", false},
+    {"**", "", true},
+    {"?", "", false},
+    {"a*a*a*a*a*b", "aaaaaaaaaaaaaaaa", false},
 };
 
 INSTANTIATE_TEST_SUITE_P(Rows, Patterns, testing::ValuesIn(rows));

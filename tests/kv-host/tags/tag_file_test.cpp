@@ -89,7 +89,8 @@ const GoodRow goodRows[] = {
     {"quotes", "\"a, b\",DM100,,,,,,rw,,\"say \"\"hi\"\"\"\n", "a, b=DM100 #say \"hi\"\n"},
     {"quotedLineEnd", "a,DM1,,,,,,rw,,\"two\nlines\"\nb,DM2\n", "a=DM1 #two\nlines\nb=DM2\n"},
     {"spacesAround", "  level , DM100 \n", "level=DM100\n"},
-    {"typeWords", "a,DM0,float\nb,DM2,int16\nc,DM4,uint32\nd,DM6,dint\n", "a=DM0.F\nb=DM2.S\nc=DM4.D\nd=DM6.L\n"},
+    {"typeWords", "a,DM0,float\nb,DM2,int16\nc,DM4,uint32\nd,DM6,dint\n",
+     "a=DM0.F\nb=DM2.S\nc=DM4.D\nd=DM6.L\n"},
     {"typeText", "a,DM0,STR:8\n", "a=DM0.STR:8\n"},
     {"typeWithCount", "a,DM0:3,F\n", "a=DM0.F:3\n"},
     {"typeBit", "a,R5,bit\n", "a=R5\n"},
@@ -97,12 +98,14 @@ const GoodRow goodRows[] = {
     {"utf16LittleEndian", utf16("\xFF\xFE", "name,address\r\nlevel,DM1\r\n", true), "level=DM1\n"},
     {"utf16BigEndian", utf16("\xFE\xFF", "level,DM1\n", false), "level=DM1\n"},
     {"utf16WithoutMark", utf16("", "level,DM1\n", true), "level=DM1\n", FileEncoding::Utf16},
-    {"windows1252", "\x80 pro St\xFC"
-                    "ck,DM1\n",
+    {"windows1252",
+     "\x80 pro St\xFC"
+     "ck,DM1\n",
      "\xE2\x82\xAC pro St\xC3\xBC"
      "ck=DM1\n",
      FileEncoding::Windows1252},
-    {"shiftJis", "\x83\x8C\x83x\x83\x8B,DM1\n", "\xE3\x83\xAC\xE3\x83\x99\xE3\x83\xAB=DM1\n", FileEncoding::ShiftJis},
+    {"shiftJis", "\x83\x8C\x83x\x83\x8B,DM1\n", "\xE3\x83\xAC\xE3\x83\x99\xE3\x83\xAB=DM1\n",
+     FileEncoding::ShiftJis},
     // Whoever fills an rw column has said for each tag whether it may be written.
     {"emptyAccessIsReadOnly", "name,address,rw\na,DM1,\nb,DM2,rw\nc,DM3,r\n", "a=DM1 r\nb=DM2\nc=DM3 r\n"},
     {"noAccessColumnIsWritable", "name,address\na,DM1\n", "a=DM1\n"},
@@ -153,11 +156,13 @@ const BadRow badRows[] = {
     {"misspeltColumn", "name,address,scael\na,DM1,0.1\n", 1, "did you mean 'scale'?"},
     {"repeatedColumn", "name,address,unit,unit\na,DM1,C,C\n", 1, "'unit' is there twice"},
     {"moreFieldsThanColumns", "name,address\na,DM1,x\n", 2, "more fields than columns; the first is 'x'"},
-    {"headerInAnotherLanguage", "Bezeichnung;Adresse;Einheit\nStand;DM1;mm\n", 1, "use these names: name, address"},
+    {"headerInAnotherLanguage", "Bezeichnung;Adresse;Einheit\nStand;DM1;mm\n", 1,
+     "use these names: name, address"},
     {"zeroByte", QByteArray("a,DM1\nb,DM2\n\0c,DM3\n", 19), 3, "control character (code 0)"},
     {"escape", "a,DM1\nb\x1b[2J,DM2\n", 2, "control character (code 27)"},
-    {"windows1252WithoutItsName", "a,DM1\nSt\xFC"
-                                  "ck,DM2\n",
+    {"windows1252WithoutItsName",
+     "a,DM1\nSt\xFC"
+     "ck,DM2\n",
      2, "byte fc is not text in UTF-8"},
 };
 
@@ -194,7 +199,8 @@ TEST(TagFiles, anyBytesAreSurvived)
                 text.insert(at, 1, alphabet[random() % alphabet.size()]);
         }
         const TagFile file = parseTags(QByteArray::fromStdString(text));
-        const auto lines = std::count(text.begin(), text.end(), '\n') + std::count(text.begin(), text.end(), '\r') + 1;
+        const auto lines =
+            std::count(text.begin(), text.end(), '\n') + std::count(text.begin(), text.end(), '\r') + 1;
         ASSERT_LE(file.tags.size() + std::size_t(file.faults.size()), std::size_t(lines)) << text;
         for (const TagFault &fault : file.faults) {
             ASSERT_GE(fault.line, 1);

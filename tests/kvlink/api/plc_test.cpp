@@ -10,6 +10,7 @@
 #include <QElapsedTimer>
 #include <QThread>
 
+#include <atomic>
 #include <map>
 #include <thread>
 
@@ -476,5 +477,98 @@ TEST_F(PlcTest, stopWakesThoseWhoWait)
     plc.stop();
     reader.join();
     writer.join();
+}
+
+TEST_F(PlcTest, stopEndsAReadThatWaitsForItsAnswer)
+{
+    const Tag word = plc.tag(at("DM100", 0ms));
+    start();
+    sim.tell("fault silent");
+    const ReadId signalled = plc.readNow({word});
+    std::thread reader([&] { EXPECT_FALSE(plc.read({word}, 1h).front().isGood()); });
+    std::thread asker([&] { plc.read({word}, 1h); });
+    while (plc.statistics().requests < 1)
+        QThread::yieldCurrentThread();
+    plc.stop();
+    reader.join();
+    asker.join();
+    EXPECT_TRUE(soon([&] { return reads == std::vector<ReadId>{signalled}; }));
+}
+
+TEST_F(PlcTest, aReadOfNothingEndsAtOnce)
+{
+    start();
+    EXPECT_TRUE(plc.read({}, 10s).empty());
+    const ReadId nothing = plc.readNow({});
+    const ReadId unknown = plc.readNow({Tag(99)});
+    EXPECT_TRUE(soon([&] { return reads == std::vector<ReadId>{nothing, unknown}; }));
+}
+
+// --- threads ------------------------------------------------------------------------------------------------
+
+/// Everything at the same time, for the thread sanitizer and for the promise that nothing hangs.
+TEST_F(PlcTest, everyCallMayComeFromEveryThread)
+{
+    constexpr int rounds = 30;
+    const Tag word = plc.tag(at("DM0", 1ms));
+    const Tag relay = plc.tag(at("R500", 0ms));
+    sim.tell("scan 1");
+    start();
+    std::atomic<int> running{6};
+    std::vector<std::thread> threads;
+    const auto run = [&](auto work) {
+        threads.emplace_back([&running, work] {
+            for (int i = 0; i < rounds; ++i)
+                work();
+            --running;
+        });
+    };
+    run([&] { plc.read({word}, 10s); });
+    run([&] { plc.writeAndWait(relay, true); });
+    run([&] { plc.removeTag(plc.tag(at("DM5", 1ms))); });
+    run([&] {
+        plc.cancel(plc.write(relay, false));
+        plc.setPeriod(word, 2ms);
+        plc.statistics();
+        plc.plan();
+    });
+    run([&] {
+        const auto button = plc.momentary(relay);
+        button->press();
+        button->renew();
+    });
+    run([&] {
+        plc.sample(word);
+        plc.link();
+        plc.tags();
+        plc.tagSettings(word);
+        plc.query(QStringLiteral("?K"));
+        plc.readNow({word, relay});
+        plc.waitForLink(1ms);
+    });
+    EXPECT_TRUE(soon([&] { return running == 0; }));
+    for (std::thread &one : threads)
+        one.join();
+    plc.stop();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(reads.size(), std::size_t(rounds));
+    EXPECT_EQ(answers.size(), std::size_t(rounds));
+    EXPECT_EQ(ends.size(), std::size_t(2 * rounds)) << "of writes and of presses";
+}
+
+/// A start and a stop from two threads leave the link's state true to what it does.
+TEST_F(PlcTest, startAndStopMayMeet)
+{
+    for (int round = 0; round < 50; ++round) {
+        std::thread starter([&] { plc.start(); });
+        std::thread stopper([&] { plc.stop(); });
+        starter.join();
+        stopper.join();
+        const bool runs = plc.start(); // known from here on
+        EXPECT_TRUE(runs);
+        EXPECT_TRUE(plc.waitForLink(10s)) << round;
+        plc.stop();
+        EXPECT_EQ(plc.link().state, LinkState::Stopped);
+    }
 }
 } // namespace

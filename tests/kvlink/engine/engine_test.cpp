@@ -56,6 +56,24 @@ TEST(Engine, AChangeIsToldOnceAndOnlyWhenThereIsOne)
     EXPECT_EQ(bench.events.changes[1].sample.toInt(), 9);
 }
 
+TEST(Engine, EachAnswerOfATagThatIsLoggedIsTold)
+{
+    Bench bench;
+    EngineTag logged = engineTag(1, "DM100", 100ms);
+    logged.everySample = true;
+    EngineTag calm = logged;
+    calm.tag = Tag(2);
+    calm.deadband = 5.0;
+    bench.add({logged, calm});
+    bench.engine.start();
+    bench.run(1s);
+    int ofLogged = 0, ofCalm = 0;
+    for (const Events::Change &change : bench.events.changes)
+        ++(change.tag == Tag(1) ? ofLogged : ofCalm);
+    EXPECT_EQ(ofLogged, 10);
+    EXPECT_EQ(ofCalm, 1); // its deadband says what is worth a report
+}
+
 TEST(Engine, StartingAndStoppingTwiceDoesNothing)
 {
     Bench bench;

@@ -2,6 +2,8 @@
 // Private copies of a shared library. See private_copy.h.
 #include "driver/private_copy.h"
 
+#include "transport/system_error.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -20,11 +22,6 @@ namespace kvlink
 namespace
 {
 
-QString systemError()
-{
-    return QString::fromLocal8Bit(std::strerror(errno));
-}
-
 bool writeAll(int descriptor, const QByteArray &bytes)
 {
     for (qint64 done = 0; done < bytes.size();) {
@@ -40,7 +37,7 @@ std::optional<CopyPlace> filled(const CopyPlace &place, const QByteArray &bytes,
 {
     if (writeAll(place.descriptor, bytes))
         return place;
-    problem = systemError();
+    problem = systemErrorText(errno);
     ::close(place.descriptor);
     if (place.isTemporary)
         ::unlink(place.path.constData());
@@ -51,7 +48,7 @@ template <typename Record>
 std::optional<Record> recordAt(const QByteArray &bytes, quint64 position)
 {
     Record record;
-    const quint64 size = quint64(bytes.size());
+    const auto size = quint64(bytes.size());
     if (position > size || size - position < sizeof(Record))
         return std::nullopt;
     std::memcpy(&record, bytes.constData() + position, sizeof(Record));
@@ -100,7 +97,7 @@ std::optional<CopyPlace> copyToMemory(const QByteArray &bytes, QString &problem)
 {
     const int descriptor = ::memfd_create("plc-driver", MFD_CLOEXEC);
     if (descriptor < 0) {
-        problem = systemError();
+        problem = systemErrorText(errno);
         return std::nullopt;
     }
     return filled({"/proc/self/fd/" + QByteArray::number(descriptor), descriptor, false}, bytes, problem);
@@ -111,27 +108,27 @@ std::optional<CopyPlace> copyToTemporaryFile(const QByteArray &bytes, QString &p
     QByteArray path = QFile::encodeName(QDir::tempPath() + QStringLiteral("/plc-driver-XXXXXX"));
     const int descriptor = ::mkostemp(path.data(), O_CLOEXEC);
     if (descriptor < 0) {
-        problem = systemError();
+        problem = systemErrorText(errno);
         return std::nullopt;
     }
     return filled({path, descriptor, true}, bytes, problem);
 }
 
-std::optional<QByteArray> loadablePart(const QString &name, QString &problem)
+std::optional<QByteArray> loadablePart(const QString &file, QString &problem)
 {
-    QFile file(name);
-    if (!QFileInfo(name).isFile()) { // a device would be read without an end
+    QFile content(file);
+    if (!QFileInfo(file).isFile()) { // a device would be read without an end
         problem = QStringLiteral("it is not a file");
         return std::nullopt;
     }
-    if (!file.open(QIODevice::ReadOnly)) {
-        problem = file.errorString();
+    if (!content.open(QIODevice::ReadOnly)) {
+        problem = content.errorString();
         return std::nullopt;
     }
-    const uchar *mapped = file.map(0, file.size());
-    const auto whole =
-        mapped == nullptr ? QByteArray()
-                          : QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), int(file.size()));
+    const uchar *mapped = content.map(0, content.size());
+    const auto whole = mapped == nullptr ? QByteArray()
+                                         : QByteArray::fromRawData(reinterpret_cast<const char *>(mapped),
+                                                                   int(content.size()));
     const auto header = recordAt<ElfW(Ehdr)>(whole, 0);
     if (!header || std::memcmp(header->e_ident, ELFMAG, SELFMAG) != 0) {
         problem = QStringLiteral("it is not a shared library");

@@ -86,23 +86,16 @@ void SocketTransport::begin(const Resolved &resolved)
     connectNext();
 }
 
-const SocketAddress &SocketTransport::currentAddress() const
-{
-    return m_addresses[m_current % m_addresses.size()];
-}
-
 void SocketTransport::connectNext()
 {
-    QString problem = m_problem;
     while (m_left > 0) {
         --m_left;
         m_current = (m_current + 1) % m_addresses.size();
         m_isCurrentGood = false;
-        if (connectTo(currentAddress()))
+        if (connectTo(m_addresses[m_current]))
             return;
-        problem = m_problem;
     }
-    fail(problem);
+    fail(m_problem); // of the last attempt
 }
 
 /// \return false with a problem if it failed at once
@@ -136,7 +129,7 @@ void SocketTransport::finishConnecting()
         becomeOpen();
         return;
     }
-    m_problem = problemWith(currentAddress(), error);
+    m_problem = problemWith(m_addresses[m_current], error);
     connectNext();
 }
 

@@ -51,7 +51,6 @@ private:
     void becomeOpen();
     bool isAttemptOver() const;
     QString problemWith(const SocketAddress &address, int error) const;
-    const SocketAddress &currentAddress() const;
 
     const PlcUrl m_url;
     const Duration m_attempt;

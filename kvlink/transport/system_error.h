@@ -4,15 +4,13 @@
 
 #include <QString>
 
-#include <cstring>
-
 namespace kvlink
 {
 
 /// In the middle of a sentence: ECONNREFUSED -> "connection refused".
 inline QString systemErrorText(int error)
 {
-    QString text = QString::fromLocal8Bit(std::strerror(error));
+    QString text = qt_error_string(error);
     if (!text.isEmpty())
         text[0] = text.at(0).toLower();
     return text;

@@ -10,7 +10,9 @@
 #include <QTemporaryDir>
 
 #include <cstring>
+#include <dlfcn.h>
 #include <elf.h>
+#include <thread>
 
 namespace kvlink
 {
@@ -306,6 +308,43 @@ TEST(PrivateCopy, hasAStateOfItsOwn)
         expected[2 * i] = char(100 + i);
         ASSERT_EQ(words.toHex(), expected.toHex()) << i;
     }
+}
+
+TEST(PrivateCopy, sharesNothingWithADriverThatTheHostLoadedForAllToSee)
+{
+    void *hosts = ::dlopen(KV_DRIVER_PATH, RTLD_NOW | RTLD_GLOBAL);
+    ASSERT_NE(hosts, nullptr);
+    const auto *hostsState = static_cast<const Communication_Protocol *>(::dlsym(hosts, "PLC_driver"));
+    ASSERT_NE(hostsState, nullptr);
+    DriverLibrary library;
+    QString problem;
+    LoadedDriver driver(library, library.take(realDriver, problem));
+    driver.beginRead(AREA_DM, 3, 1);
+    EXPECT_EQ(driver.frame(), "RDS DM3.U 1\r");
+    EXPECT_EQ(hostsState->comInfo, nullptr);
+    EXPECT_TRUE(hostsState->onceReadList.isEmpty());
+    EXPECT_TRUE(hostsState->frameQueue.isEmpty());
+}
+
+TEST(PrivateCopy, isTakenAndGivenBackOnAnyThread)
+{
+    constexpr int threads = 8;
+    DriverLibrary library;
+    std::vector<std::thread> links;
+    for (int i = 0; i < threads; ++i) {
+        links.emplace_back([&library, i] {
+            QString problem;
+            for (int round = 0; round < 50; ++round) {
+                LoadedDriver driver(library, library.take(realDriver, problem));
+                driver.beginRead(AREA_DM, i, 1);
+                EXPECT_EQ(driver.frame(), "RDS DM" + QByteArray::number(i) + ".U 1\r");
+                EXPECT_EQ(driver.answer("00001\r\n"), Driver::Result::Done);
+            }
+        });
+    }
+    for (std::thread &link : links)
+        link.join();
+    EXPECT_LE(library.loaded(), threads);
 }
 
 } // namespace

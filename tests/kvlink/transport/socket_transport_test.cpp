@@ -101,6 +101,15 @@ TEST(TcpTransport, saysThatANameIsNotKnown)
     EXPECT_EQ(transport.problem(), "the name 'plc1' is not known, port 8501");
 }
 
+TEST(LookUpName, saysThatANameIsNotKnown)
+{
+    // Longer than any part of a name may be: no name server is asked.
+    const QString name = QString(64, QLatin1Char('a'));
+    const Resolved result = lookUpName(name, 8501);
+    EXPECT_TRUE(result.addresses.empty());
+    EXPECT_EQ(result.problem, "the name '" + name + "' is not known");
+}
+
 TEST(TcpTransport, saysThatAnInterfaceDoesNotExist)
 {
     PlcUrl url = urlOf(PlcUrl::Kind::Tcp, 1);

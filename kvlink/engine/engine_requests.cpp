@@ -9,7 +9,6 @@ namespace kvlink
 namespace
 {
 
-constexpr int mostReadTries = 2;   // of a read whose answer was corrupted
 constexpr int mostBeforeReads = 2; // writes and queries in a row while reads are due
 constexpr quint8 notKnown = 1;     // "E1": the PLC does not know the command, or the link is not open there
 const QByteArray greeting("CR\r\n");
@@ -20,9 +19,13 @@ bool isReadFrame(const QByteArray &frame)
     return frame.startsWith("RDS ");
 }
 
-bool losesLink(const Exchange::Ended &ended)
+QString problemOf(const Exchange::Ended &ended, const LinkSettings &settings, const Transport &transport)
 {
-    return ended.doubtful || ended.end == Exchange::End::NoAnswer || ended.end == Exchange::End::LinkLost;
+    if (ended.end == Exchange::End::LinkLost)
+        return transport.problem();
+    if (ended.end == Exchange::End::NoAnswer)
+        return QStringLiteral("no answer in %1").arg(durationText(settings.timeout));
+    return QStringLiteral("an answer that does not belong to its request");
 }
 
 Reason reasonOf(Exchange::End end)
@@ -78,7 +81,6 @@ bool Engine::beginRead(SteadyTime now)
 
 void Engine::askRead(SteadyTime now)
 {
-    ++m_read.tries;
     m_driver.beginRead(m_read.device->readArea, m_read.block.first, m_read.block.count);
     m_errand = Errand::Read;
     sendDriverFrame(now);
@@ -96,7 +98,8 @@ void Engine::sendDriverFrame(SteadyTime now)
         else
             m_reader.failed(m_read, Reason::OutOfRange);
     } else if (isWrite && !isReadFrame(frame) && !m_writes.sending(now)) {
-        dropRequest();
+        m_errand = Errand::None;
+        m_driver.answer({});
         m_writes.letGo();
         m_writes.expire(now);
     } else {
@@ -129,12 +132,9 @@ void Engine::takeAnswer(SteadyTime now)
     if (greetsAgain(*ended, now))
         return;
     endErrand(*ended, now);
-    if (ended->end == Exchange::End::LinkLost)
-        go(LinkEvent::Failed, now, m_transport.problem());
-    else if (ended->end == Exchange::End::NoAnswer)
-        go(LinkEvent::Failed, now, QStringLiteral("no answer in %1").arg(durationText(m_settings.timeout)));
-    else if (ended->doubtful)
-        go(LinkEvent::Failed, now, QStringLiteral("bytes came that nobody had asked for"));
+    // Without an answer the link starts afresh: the true one may still come, and be taken for that of the next request.
+    if (!ended->isAnswer())
+        go(LinkEvent::Failed, now, problemOf(*ended, m_settings, m_transport));
 }
 
 void Engine::count(const Ended &ended)
@@ -202,8 +202,7 @@ void Engine::endErrand(const Ended &ended, SteadyTime now)
 
 void Engine::endRead(const Ended &ended, SteadyTime now)
 {
-    const bool isAnswer = ended.end == Exchange::End::Answered || ended.end == Exchange::End::PlcError;
-    const Driver::Result result = m_driver.answer(isAnswer ? ended.answer : QByteArray());
+    const Driver::Result result = m_driver.answer(ended.isAnswer() ? ended.answer : QByteArray());
     if (ended.end == Exchange::End::Answered && result == Driver::Result::Done) {
         UnitBlock block = m_driver.block(m_read.device->readArea, m_read.block.first, m_read.block.count);
         takeLargeNumbers(block, ended.shape, ended.answer);
@@ -211,9 +210,6 @@ void Engine::endRead(const Ended &ended, SteadyTime now)
         m_reader.answered(m_read, block, {now, m_clock.wallNow()});
     } else if (ended.end == Exchange::End::PlcError) {
         m_reader.refused(m_read, ended.plcError, now);
-    } else if (!losesLink(ended) && m_read.tries < mostReadTries) {
-        ++m_counters.repeats;
-        askRead(now);
     } else {
         m_reader.failed(m_read, ended.end == Exchange::End::LinkLost ? Reason::NoLink : reasonOf(ended.end));
     }
@@ -221,8 +217,7 @@ void Engine::endRead(const Ended &ended, SteadyTime now)
 
 void Engine::endWrite(const Ended &ended, SteadyTime now)
 {
-    const bool isAnswer = ended.end == Exchange::End::Answered || ended.end == Exchange::End::PlcError;
-    const Driver::Result result = m_driver.answer(isAnswer ? ended.answer : QByteArray());
+    const Driver::Result result = m_driver.answer(ended.isAnswer() ? ended.answer : QByteArray());
     if (ended.end == Exchange::End::PlcError) {
         m_writes.refusedByPlc(ended.plcError);
     } else if (ended.end == Exchange::End::Answered && result == Driver::Result::Done) {
@@ -240,7 +235,7 @@ void Engine::endQuery(const Ended &ended)
 {
     QueryResult result{m_queries.front().id, true, QString::fromLatin1(ended.answer).trimmed(), {}};
     m_queries.pop_front();
-    if (ended.end != Exchange::End::Answered && ended.end != Exchange::End::PlcError) {
+    if (!ended.isAnswer()) {
         result.answered = false;
         result.answer.clear();
         result.problem = reasonText(reasonOf(ended.end));

@@ -67,10 +67,9 @@ Exchange::Ended Exchange::judged(SteadyTime now)
     ended.shape = m_shape;
     ended.answer = m_last;
     ended.took = now - m_sentAt;
-    ended.doubtful = !isCopies(m_stray, m_last);
     const AnswerVerdict verdict = checkAnswer(m_shape, m_replyLength, m_last);
     ended.plcError = verdict.plcError;
-    if (ended.doubtful || verdict.kind == AnswerKind::Malformed)
+    if (!isCopies(m_stray, m_last) || verdict.kind == AnswerKind::Malformed)
         ended.end = End::Corrupted;
     else
         ended.end = verdict.kind == AnswerKind::Error ? End::PlcError : End::Answered;

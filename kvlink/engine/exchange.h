@@ -21,17 +21,19 @@ public:
     enum class End : quint8 {
         Answered,
         PlcError,  ///< "E0", "E1", ...
-        Corrupted, ///< complete, but of the wrong shape or with other bytes behind it
+        Corrupted, ///< complete, but of the wrong shape or with other bytes behind it: it may be another request's
         NoAnswer,  ///< not complete within the time-out
         LinkLost,  ///< the transport failed
     };
+    /// An end without an answer puts the link in doubt: the true answer may still come.
     struct Ended {
         End end = End::NoAnswer;
         quint8 plcError = 0;
-        bool doubtful = false; ///< bytes came that nobody asked for: the link has to start afresh
         AnswerShape shape{};
         QByteArray answer;
         Duration took{}; ///< from sending to the last byte
+
+        bool isAnswer() const { return end == End::Answered || end == End::PlcError; }
     };
 
     /// \param timeout on serial lines beside the time of the characters of both directions

@@ -67,7 +67,7 @@ private:
     void start(quint32 i)
     {
         const UnitRange &tag = m_tags[i];
-        m_blocks.push_back({tag.first, tag.count, i, i + 1, tag.count, 0, false, true});
+        m_blocks.push_back({tag.first, tag.count, i, i + 1, tag.count, 0, false, true, {}});
     }
 
     void addPieces(quint32 i)
@@ -77,7 +77,7 @@ private:
         const int step = std::min(values * tag.unitsOfValue, tag.count);
         for (int at = tag.first; at < tag.end(); at += step) {
             const int count = std::min(step, tag.end() - at);
-            m_blocks.push_back({at, count, i, i + 1, count, 0, true, at + count == tag.end()});
+            m_blocks.push_back({at, count, i, i + 1, count, 0, true, at + count == tag.end(), tag});
         }
     }
 

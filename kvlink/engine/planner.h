@@ -11,6 +11,7 @@
 
 #include <set>
 #include <span>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -48,6 +49,18 @@ struct PlannedBlock {
     int gaps = 0;
     bool isPiece = false; ///< one of several for a single large tag
     bool isLast = true;   ///< the last of them
+    UnitRange large{};    ///< with a piece: that tag
+
+    /// Blocks of one plan stand in this order, and no two are the same.
+    friend bool operator<(const PlannedBlock &one, const PlannedBlock &other)
+    {
+        return one.order() < other.order();
+    }
+    std::tuple<int, bool, int, quint32, int, int> order() const
+    {
+        const int tagFirst = isPiece ? large.first : first;
+        return {tagFirst, isPiece, large.count, large.slot, first, count};
+    }
 };
 
 /// \param tags sorted

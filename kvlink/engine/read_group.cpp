@@ -2,6 +2,7 @@
 #include "engine/read_group.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace kvlink
 {
@@ -24,8 +25,9 @@ bool bySlot(const UnitRange &one, const UnitRange &other)
 
 // --- tags and plan ------------------------------------------------------------------------------------------------
 
-void ReadGroup::add(const UnitRange &tag)
+void ReadGroup::add(const UnitRange &tag, SteadyTime staleAt)
 {
+    m_addedStaleAt = std::min(m_addedStaleAt, staleAt);
     m_added.push_back(tag);
     m_isPlanned = false;
 }
@@ -88,19 +90,17 @@ std::set<RangeKey> ReadGroup::allCuts() const
 void ReadGroup::carryOver(const std::vector<ReadBlock> &old)
 {
     // Tags of a block that was cut or joined may have been read by any of the old ones: the earliest time is safe.
-    SteadyTime earliest = SteadyTime::max();
+    SteadyTime earliest = std::exchange(m_addedStaleAt, SteadyTime::max());
+    const SteadyTime added = earliest;
     for (const ReadBlock &block : old)
         earliest = std::min(earliest, block.staleAt);
-    std::size_t at = 0;
+    auto at = old.begin();
     for (ReadBlock &block : m_blocks) {
-        while (at < old.size() && old[at].first < block.first)
+        while (at != old.end() && *at < block)
             ++at;
-        std::size_t same = at;
-        while (same < old.size() && old[same].first == block.first && old[same].count != block.count)
-            ++same;
-        const bool stays = same < old.size() && old[same].first == block.first;
-        block.asked = stays ? old[same].asked : 0;
-        block.staleAt = stays ? old[same].staleAt : earliest;
+        const bool stays = at != old.end() && !(block < *at);
+        block.asked = stays ? at->asked : 0;
+        block.staleAt = stays ? std::min(at->staleAt, added) : earliest;
         const auto refusal = m_refusals.find(m_tags[block.begin].key());
         if (refusal != m_refusals.end()) {
             block.notBefore = refusal->second.notBefore;
@@ -129,18 +129,17 @@ const ReadBlock *ReadGroup::next(quint64 pass, SteadyTime now)
 
 ReadBlock *ReadGroup::find(const PlannedBlock &block)
 {
-    const auto isBefore = [](const ReadBlock &one, int first) { return one.first < first; };
-    auto one = std::lower_bound(m_blocks.begin(), m_blocks.end(), block.first, isBefore);
-    while (one != m_blocks.end() && one->first == block.first && one->count != block.count)
-        ++one;
-    return one != m_blocks.end() && one->first == block.first ? &*one : nullptr;
+    const auto found = std::lower_bound(m_blocks.begin(), m_blocks.end(), block);
+    return found != m_blocks.end() && !(block < *found) ? &*found : nullptr;
 }
 
 void ReadGroup::answered(const PlannedBlock &block, SteadyTime staleAt)
 {
     ReadBlock *now = find(block);
-    if (now == nullptr)
+    if (now == nullptr) {
+        ageAtLatest(staleAt); // planned anew since: its tags are in other requests now
         return;
+    }
     now->staleAt = staleAt;
     if (!now->isRefused())
         return;

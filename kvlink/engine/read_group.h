@@ -31,7 +31,8 @@ public:
 
     const Device &device() const { return *m_device; }
 
-    void add(const UnitRange &tag);
+    /// \param staleAt of its value, when that is good already
+    void add(const UnitRange &tag, SteadyTime staleAt = SteadyTime::max());
     void remove(const UnitRange &tag);
     bool isEmpty() const { return m_tags.size() + m_added.size() == m_removed.size(); }
     int tagCount() const { return int(m_tags.size() + m_added.size() - m_removed.size()); }
@@ -95,6 +96,7 @@ private:
     const Device *m_device;
     std::vector<UnitRange> m_tags; ///< sorted
     std::vector<UnitRange> m_added;
+    SteadyTime m_addedStaleAt = SteadyTime::max(); ///< the earliest of those added
     std::vector<UnitRange> m_removed;
     std::vector<ReadBlock> m_blocks;
     PlanLimits m_limits;

@@ -13,6 +13,7 @@ constexpr int stalePeriods = 3;
 constexpr int mostLosses = 2; // a read that somebody asked for survives one loss of the link
 constexpr Duration costsLookedAtEvery = 10s;
 constexpr double costsChangedBy = 2.0;
+constexpr SteadyTime never = SteadyTime::max();
 
 int bytesOfUnit(const Device &device)
 {
@@ -37,9 +38,9 @@ UnitRange Reader::rangeOf(ValueBook::Slot slot) const
     return {place.firstUnit(), place.unitCount(), ofValue, slot};
 }
 
-void Reader::addTo(Groups &groups, const Device &device, const UnitRange &range)
+void Reader::addTo(Groups &groups, const Device &device, const UnitRange &range, SteadyTime staleAt)
 {
-    groups.try_emplace(device.readArea, device).first->second.add(range);
+    groups.try_emplace(device.readArea, device).first->second.add(range, staleAt);
 }
 
 void Reader::add(const std::vector<ValueBook::Slot> &tagSlots, bool online, SteadyTime now)
@@ -51,12 +52,13 @@ void Reader::add(const std::vector<ValueBook::Slot> &tagSlots, bool online, Stea
         if (tag.period <= Duration(0))
             continue;
         const auto [pass, isNew] = m_passes.try_emplace(tag.period, Pass{PassClock(tag.period), {}});
-        addTo(pass->second.groups, *tag.place.device, rangeOf(slot));
+        addTo(pass->second.groups, *tag.place.device, rangeOf(slot), now + stalePeriods * tag.period);
+        m_nextStale = std::min(m_nextStale, now + stalePeriods * tag.period);
         if (online && isNew)
             pass->second.clock.passNow(now);
         // What is read at once by its pass need not be asked for beside it.
         if (online && !pass->second.clock.isRunning())
-            addTo(fresh.groups, *tag.place.device, rangeOf(slot));
+            addTo(fresh.groups, *tag.place.device, rangeOf(slot), never);
     }
     if (!fresh.groups.empty())
         m_asked.push_back(std::move(fresh));
@@ -88,7 +90,7 @@ void Reader::readNow(ReadId id, std::vector<ValueBook::Slot> tagSlots, SteadyTim
     std::sort(tagSlots.begin(), tagSlots.end());
     tagSlots.erase(std::unique(tagSlots.begin(), tagSlots.end()), tagSlots.end());
     for (const ValueBook::Slot slot : tagSlots)
-        addTo(asked.groups, *m_book.tag(slot).place.device, rangeOf(slot));
+        addTo(asked.groups, *m_book.tag(slot).place.device, rangeOf(slot), never);
     m_asked.push_back(std::move(asked));
 }
 
@@ -146,6 +148,7 @@ void Reader::ageAll(SteadyTime now)
     m_nextStale = SteadyTime::max();
     for (auto &[period, pass] : m_passes) {
         for (auto &[area, group] : pass.groups) {
+            group.replan(limitsOf(group.device())); // tags that came since age as well
             const SteadyTime next = group.age(now, [&](const ReadBlock &block) {
                 for (const UnitRange &tag : group.tagsOf(block))
                     m_book.age(tag.slot);
@@ -240,7 +243,6 @@ bool Reader::nextOf(Groups &groups, quint64 pass, ReadRequest &request, SteadyTi
             continue;
         request.device = &group.device();
         request.block = *block;
-        request.tries = 0;
         request.tagSlots.clear();
         for (const UnitRange &tag : group.tagsOf(*block))
             request.tagSlots.push_back(tag.slot);
@@ -281,9 +283,29 @@ void Reader::answered(const ReadRequest &request, const UnitBlock &block, const 
     SteadyTime staleAt = SteadyTime::max();
     if (request.period > Duration(0))
         staleAt = request.due + stalePeriods * request.period;
+    else
+        ageAsked(request);
     m_nextStale = std::min(m_nextStale, staleAt);
     if (ReadGroup *group = groupOf(request))
         group->answered(request.block, staleAt);
+}
+
+/// Tags that somebody asked for and that have a period as well age by it.
+void Reader::ageAsked(const ReadRequest &request)
+{
+    Duration last{};
+    for (const ValueBook::Slot slot : request.tagSlots) {
+        const Duration period = m_book.tag(slot).period;
+        const auto pass = m_passes.find(period);
+        if (period == last || pass == m_passes.end())
+            continue;
+        last = period;
+        const SteadyTime staleAt = request.due + stalePeriods * period;
+        m_nextStale = std::min(m_nextStale, staleAt);
+        if (const auto group = pass->second.groups.find(request.device->readArea);
+            group != pass->second.groups.end())
+            group->second.ageAtLatest(staleAt);
+    }
 }
 
 void Reader::takePiece(const ReadRequest &request, const UnitBlock &block, const Moment &at, bool tell)

@@ -29,7 +29,6 @@ struct ReadRequest {
     std::vector<ValueBook::Slot> tagSlots;
     Duration period{}; ///< 0: somebody asked for it
     SteadyTime due{};
-    int tries = 0; ///< how often it was sent
 };
 
 class Reader
@@ -94,11 +93,12 @@ private:
     };
 
     UnitRange rangeOf(ValueBook::Slot slot) const;
-    static void addTo(Groups &groups, const Device &device, const UnitRange &range);
+    static void addTo(Groups &groups, const Device &device, const UnitRange &range, SteadyTime staleAt);
     PlanLimits limitsOf(const Device &device) const;
     bool nextOf(Groups &groups, quint64 pass, ReadRequest &request, SteadyTime now);
     Pass *mostUrgent();
     ReadGroup *groupOf(const ReadRequest &request);
+    void ageAsked(const ReadRequest &request);
     bool isTold(const ReadRequest &request) const;
     void takePiece(const ReadRequest &request, const UnitBlock &block, const Moment &at, bool tell);
     void replanIfCostsChanged(SteadyTime now);

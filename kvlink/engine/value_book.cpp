@@ -165,11 +165,11 @@ void ValueBook::setPending(Slot slot)
         set(row, Quality::Pending, Reason::None, 0, false);
 }
 
-void ValueBook::loseAll(bool keepNoAnswer)
+void ValueBook::loseAll(bool keepReasons)
 {
     for (Row &row : m_rows) {
-        const bool kept = keepNoAnswer && row.quality == Quality::Bad && row.reason == Reason::NoAnswer;
-        if (row.tag.tag.isValid() && !kept)
+        const bool hasFailed = row.reason == Reason::NoAnswer || row.reason == Reason::Corrupted;
+        if (row.tag.tag.isValid() && !(keepReasons && row.quality == Quality::Bad && hasFailed))
             set(row, Quality::Bad, Reason::NoLink, 0, false);
     }
 }

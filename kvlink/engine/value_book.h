@@ -44,8 +44,8 @@ public:
     void age(Slot slot);
     /// Written, and not read since.
     void setPending(Slot slot);
-    /// All tags are bad for want of a link; those that have just not been answered may keep that reason.
-    void loseAll(bool keepNoAnswer);
+    /// All tags are bad for want of a link; those whose request has just failed may keep their reason.
+    void loseAll(bool keepReasons);
 
     Sample sample(Slot slot) const;
 

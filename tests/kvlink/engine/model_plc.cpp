@@ -187,10 +187,11 @@ std::vector<SteadyTime> ModelPlc::moments(const std::string &device, int first, 
 {
     std::vector<SteadyTime> found{from};
     for (int unit = first; unit < first + count; ++unit) {
-        for (const Change &change : history(device, unit)) {
-            if (change.at > from && change.at <= to)
-                found.push_back(change.at);
-        }
+        const History &all = history(device, unit);
+        auto change = std::upper_bound(all.begin(), all.end(), from,
+                                       [](SteadyTime when, const Change &one) { return when < one.at; });
+        for (; change != all.end() && change->at <= to; ++change)
+            found.push_back(change->at);
     }
     return found;
 }

@@ -17,8 +17,11 @@ void ModelWire::cut(const QString &problem)
 
 void ModelWire::comes(const QByteArray &bytes)
 {
-    if (m_state == State::Open)
-        m_received += bytes;
+    if (m_state != State::Open)
+        return;
+    m_received += bytes;
+    if (trace)
+        trace("comes", bytes);
 }
 
 SteadyTime ModelWire::nextEvent() const
@@ -44,7 +47,10 @@ void ModelWire::close()
     m_problem.clear();
     m_received.clear();
     // Of a serial line nothing is lost by closing it: late answers come to whoever opens it next.
-    m_connection += isSerial() ? 0 : 1;
+    if (isSerial())
+        return;
+    ++m_connection;
+    m_lineBusyUntil = {};
 }
 
 void ModelWire::work()
@@ -77,6 +83,8 @@ void ModelWire::send(const QByteArray &bytes)
     if (m_state != State::Open)
         return;
     m_frames.push_back(bytes);
+    if (trace)
+        trace("sent", bytes);
     Event event{{}, true, bytes, m_connection, {}};
     if (!faults.empty()) {
         event.fault = faults.front();
@@ -93,7 +101,7 @@ void ModelWire::happen(const Event &event)
     if (event.isCommand)
         carryOut(event);
     else if (event.connection == m_connection && m_state == State::Open)
-        m_received += event.bytes;
+        comes(event.bytes);
 }
 
 void ModelWire::carryOut(const Event &event)
@@ -102,6 +110,8 @@ void ModelWire::carryOut(const Event &event)
     if (isFrozen || fault.losesRequest)
         return;
     QByteArray answer = m_plc.execute(event.bytes.trimmed(), event.at);
+    if (trace)
+        trace("PLC answers", answer);
     if (fault.closes && event.connection == m_connection)
         cut();
     if (fault.losesAnswer)
@@ -110,11 +120,13 @@ void ModelWire::carryOut(const Event &event)
         answer = fault.instead;
     answer = fault.before + answer + answer.repeated(fault.copies) + fault.after;
     const auto onLine = Duration(qint64(perByte * 1e6 * double(answer.size())));
-    const SteadyTime when = event.at + back + fault.late + onLine;
+    // A PLC answers in order: what comes behind a late answer is late as well.
+    const SteadyTime when = std::max(event.at + back + fault.late, m_lineBusyUntil) + onLine;
     const int step = std::max(int(answer.size()) / fault.pieces, 1);
     int piece = 0;
     for (int from = 0; from < int(answer.size()); from += step)
         at(when + piece++ * 1ms, {{}, false, answer.mid(from, step), event.connection, {}});
+    m_lineBusyUntil = when + piece * 1ms - (piece > 1 ? 0ms : 1ms);
 }
 
 } // namespace kvlink

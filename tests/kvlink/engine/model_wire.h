@@ -41,6 +41,8 @@ public:
     std::deque<WireFault> faults;                         ///< of the next requests; none when it is empty
     std::function<WireFault(const QByteArray &)> faultOf; ///< asked when there are none
 
+    std::function<void(const char *, const QByteArray &)> trace; ///< sees all that goes over the wire
+
     /// The connection breaks.
     void cut(const QString &problem = QStringLiteral("connection reset"));
     /// Bytes that nobody asked for.
@@ -86,7 +88,8 @@ private:
     int m_opens = 0;
     QByteArray m_received;
     std::vector<QByteArray> m_frames;
-    std::vector<Event> m_events; ///< in order of time
+    std::vector<Event> m_events;    ///< in order of time
+    SteadyTime m_lineBusyUntil{}; ///< with an earlier answer
 };
 
 } // namespace kvlink

@@ -1,0 +1,302 @@
+// SPDX-License-Identifier: MIT
+// The promises. Each compares what the engine said with the PLC's diary and with the frames on the wire, never the engine
+// with itself.
+#include "engine/simulation.h"
+
+#include <Communication_Protocol.h>
+
+#include <algorithm>
+#include <sstream>
+
+#include <dlfcn.h>
+
+namespace kvlink
+{
+
+namespace
+{
+
+constexpr int stalePeriods = 3;
+
+template <typename T>
+std::string joined(const char *what, const T &number)
+{
+    std::ostringstream out;
+    out << what << ' ' << number;
+    return out.str();
+}
+
+} // namespace
+
+void Simulation::check(const Events &events)
+{
+    ++m_steps;
+    checkFrames();
+    checkEnds(events);
+    checkSamples(events);
+    // Every tag at every step would be most of the work: qualities change with events, ages with time.
+    constexpr quint64 agesEvery = 16;
+    if (!events.links.empty() || !events.changes.empty() || m_steps % agesEvery == 0)
+        checkLink();
+    checkDriver();
+    for (const ReadId id : events.reads) {
+        if (m_openReads.erase(id) == 0)
+            broken(joined("one-end: a read ended that was not open:", id));
+    }
+    for (const QueryResult &query : events.queries) {
+        if (m_openQueries.erase(query.id) == 0)
+            broken(joined("one-end: a query ended that was not open:", query.id));
+    }
+}
+
+// --- writes -------------------------------------------------------------------------------------------------------
+
+/// Of a word or double word: by its value, which no other write has. Null for relays.
+Simulation::Handed *Simulation::writeOf(const QByteArray &frame)
+{
+    const QList<QByteArray> words = frame.trimmed().split(' ');
+    quint32 value = 0;
+    for (int i = 3; i < int(words.size()); ++i)
+        value = std::max(value, words[i].toUInt()); // of two words one is 0
+    for (auto &[id, write] : m_writes) {
+        if (!write.isStroke && write.value == value)
+            return &write;
+    }
+    return nullptr;
+}
+
+void Simulation::checkFrames()
+{
+    const std::vector<QByteArray> &frames = m_bench.wire.frames();
+    for (; m_framesSeen < frames.size(); ++m_framesSeen) {
+        const QByteArray &frame = frames[m_framesSeen];
+        m_frames.push_back({m_bench.clock.now(), frame});
+        for (const char byte : frame)
+            m_digest = (m_digest ^ quint64(quint8(byte))) * 1099511628211ULL;
+        if (!frame.startsWith("WRS "))
+            continue;
+        const Handed *write = writeOf(frame);
+        if (write == nullptr)
+            broken("a write frame that nobody asked for: " + frame.trimmed().toStdString());
+        else if (write->result)
+            broken("after-end: sent after its end: " + frame.trimmed().toStdString());
+        else if (m_bench.clock.now() >= write->expiresAt)
+            broken("expired: sent too late: " + frame.trimmed().toStdString());
+    }
+}
+
+int Simulation::timesCarriedOut(const Handed &write) const
+{
+    int times = 0;
+    for (const ModelPlc::Change &change : m_bench.plc.history(write.device, write.unit))
+        times += change.value == write.value ? 1 : 0;
+    return times;
+}
+
+void Simulation::checkEnds(const Events &events)
+{
+    for (const WriteResult &result : events.writes) {
+        const auto write = m_writes.find(result.id);
+        if (write == m_writes.end()) {
+            broken(joined("one-end: a write ended that nobody handed out:", result.id));
+            continue;
+        }
+        if (write->second.result)
+            broken(joined("one-end: ended twice: write", result.id));
+        write->second.result = result;
+        m_digest = (m_digest ^ quint64(result.outcome) ^ result.id << 8) * 1099511628211ULL;
+        checkEnd(write->second);
+    }
+}
+
+void Simulation::checkEnd(const Handed &write)
+{
+    if (write.isStroke)
+        return;
+    const int times = timesCarriedOut(write);
+    const Outcome outcome = write.result->outcome;
+    const std::string which = joined(": write", write.result->id) + " of " + m_tags[write.tag].place.name().toStdString();
+    if (outcome == Outcome::Done && times == 0)
+        broken("done-is-there: not in the PLC" + which);
+    if ((outcome == Outcome::NotSent || outcome == Outcome::Refused) && times != 0)
+        broken("not-sent-is-absent: in the PLC" + which);
+    if (write.attempts == 1 && times > 1)
+        broken("once: carried out twice" + which);
+    if (times > write.attempts)
+        broken("attempts: carried out too often" + which);
+    if (outcome == Outcome::NotSent && write.result->attempts != 0)
+        broken("not-sent with attempts" + which);
+}
+
+// --- values -------------------------------------------------------------------------------------------------------
+
+std::optional<Value> Simulation::valueInPlc(const EngineTag &tag, SteadyTime at) const
+{
+    const Place &place = tag.place;
+    UnitBlock block{place.readArea(), place.firstUnit(), place.unitCount(), {}, {}, {}, {}};
+    const auto add = [&](QByteArray &to, const std::string &device, int unit, int bytes) {
+        const quint32 value = m_bench.plc.valueAt(device, unit, at);
+        for (int i = 0; i < bytes; ++i)
+            to.append(char(value >> (8 * i)));
+    };
+    const bool isTimer = place.device->field != Field::Whole;
+    for (int unit = block.firstUnit; unit < block.firstUnit + block.unitCount; ++unit) {
+        if (isTimer) {
+            add(block.contact, "T", unit, 1);
+            add(block.current, "TC", unit, 4);
+            add(block.set, "TS", unit, 4);
+        } else {
+            add(block.whole, place.device->name, unit, place.element == Element::DoubleWord ? 4 : 2);
+        }
+    }
+    const QByteArray raw = rawOf(place, block);
+    return decode(place, raw.constData(), {m_options.settings.wordOrder, TextEncoding::Utf8}, tag.scale, tag.offset);
+}
+
+void Simulation::checkSamples(const Events &events)
+{
+    for (const Events::Change &change : events.changes) {
+        m_digest = (m_digest ^ quint64(change.sample.quality) ^ quint64(change.tag.id()) << 8) * 1099511628211ULL;
+        const auto tag = m_tags.find(change.tag.id());
+        if (tag == m_tags.end())
+            continue; // removed in this turn, told by the same step
+        if (change.sample.isGood())
+            checkGood(tag->second, change.sample);
+    }
+}
+
+void Simulation::checkGood(const EngineTag &tag, const Sample &sample)
+{
+    // The request whose answer was complete at the sample's time is the last one that was sent before it.
+    SteadyTime sent = m_began;
+    for (auto frame = m_frames.rbegin(); frame != m_frames.rend() && sent == m_began; ++frame) {
+        if (frame->at < sample.steadyTime)
+            sent = frame->at;
+    }
+    const auto *list = std::get_if<std::vector<Scalar>>(&sample.value);
+    const bool isLarge = tag.place.unitCount() > m_options.settings.maxBlock && list != nullptr;
+    bool good = isLarge || wasHeld(tag, sample.value, sent, sample.steadyTime);
+    // A tag that is larger than a request: each value for itself, at some time until all were there.
+    EngineTag one = tag;
+    one.place.elements = tag.place.elementsPerValue();
+    one.place.values = 1;
+    for (std::size_t i = 0; isLarge && i < list->size(); ++i) {
+        one.place.number = tag.place.number + int(i) * one.place.elements;
+        const Value value = std::visit([](const auto &scalar) { return Value(scalar); }, (*list)[i]);
+        good = good && wasHeld(one, value, sent, m_bench.clock.now());
+    }
+    if (!good)
+        broken("good-was-true: the PLC never held " + sample.toText().toStdString() + " in " +
+               tag.place.name().toStdString());
+}
+
+/// All its units at once, at one moment of the span.
+bool Simulation::wasHeld(const EngineTag &tag, const Value &value, SteadyTime from, SteadyTime to) const
+{
+    const Place &place = tag.place;
+    const bool isTimer = place.device->field != Field::Whole;
+    for (const char *device : {isTimer ? "T" : place.device->name, "TC", "TS"}) {
+        for (const SteadyTime moment : m_bench.plc.moments(device, place.firstUnit(), place.unitCount(), from, to)) {
+            if (valueInPlc(tag, moment) == value)
+                return true;
+        }
+    }
+    return false;
+}
+
+void Simulation::checkLink()
+{
+    const SteadyTime now = m_bench.clock.now();
+    const bool isReady = m_bench.engine.link().isReady();
+    for (const auto &[id, tag] : m_tags) {
+        const Sample sample = m_bench.engine.sample(Tag(id));
+        if (!isReady && sample.quality != Quality::Bad && sample.quality != Quality::Never)
+            broken("lost-is-bad: " + tag.place.name().toStdString() + " is " + qualityName(sample.quality).toStdString());
+        const SteadyTime since = std::max(sample.steadyTime, m_periodSince[id]);
+        if (sample.isGood() && tag.period > Duration(0) && now - since > stalePeriods * tag.period)
+            broken("stale: good for too long: " + tag.place.name().toStdString() + joined(", tag", id) +
+                   joined(", period ms", tag.period.count() / 1000) + joined(", age ms", (now - since).count() / 1000));
+    }
+}
+
+void Simulation::checkDriver()
+{
+    const auto *driver =
+        static_cast<const Communication_Protocol *>(::dlsym(m_bench.driver->copy().handle, "PLC_driver"));
+    if (!m_bench.driver->ended())
+        return;
+    if (!driver->readList.isEmpty() || !driver->writeList.isEmpty() || !driver->onceReadList.isEmpty() ||
+        !driver->frameQueue.isEmpty())
+        broken("empty: the driver still holds a request");
+}
+
+// --- rest ---------------------------------------------------------------------------------------------------------
+
+void Simulation::checkRest()
+{
+    std::map<quint32, quint32> newest;
+    std::map<quint32, std::array<int, 3>> strokes; // by relay: done, perhaps, pressed by the PLC's account
+    for (const auto &[id, write] : m_writes) {
+        if (!write.result) {
+            broken(joined("rest: a write never ended:", id));
+            return;
+        }
+        if (write.isStroke) {
+            ++strokes[write.tag][write.result->outcome == Outcome::Done ? 0 : 1];
+            continue;
+        }
+        checkEnd(write);
+    }
+    for (const auto &[tag, counts] : strokes) {
+        const std::string name = m_tags[tag].place.name().toStdString();
+        int pressed = 0;
+        for (const ModelPlc::Entry &entry : m_bench.plc.diary())
+            pressed += entry.command == QByteArray::fromStdString("ST " + name) && entry.answer == "OK\r\n" ? 1 : 0;
+        if (pressed < counts[0] || pressed > counts[0] + counts[1])
+            broken("pulse-at-most-once: " + name + joined(" pressed", pressed));
+        const Place &place = m_tags[tag].place;
+        const bool isOn = m_bench.plc.value(place.device->name, place.number / 16) >> place.number % 16 & 1U;
+        const bool lossWasTold = counts[1] > 0;
+        if (isOn && !lossWasTold)
+            broken("release-follows: " + name + " is still on");
+    }
+    if (!m_openReads.empty() || !m_openQueries.empty())
+        broken("rest: a read or a query never ended");
+    if (!m_bench.engine.link().isReady()) {
+        broken("rest: the link did not come back");
+        return;
+    }
+    checkPasses();
+}
+
+/// Over a while without faults: every tag is asked when it is due, or its pass is counted as missed.
+void Simulation::checkPasses()
+{
+    const auto before = m_bench.engine.statistics().periods;
+    constexpr Duration watchedFor = 6s;
+    m_bench.run(watchedFor);
+    const auto after = m_bench.engine.statistics().periods;
+    for (int i = 0; i < int(after.size()); ++i) {
+        const auto counted = (after[i].passes - before[i].passes) + (after[i].missed - before[i].missed);
+        const auto due = quint64(watchedFor / after[i].asked);
+        if (counted + 1 < due || counted > due + 1)
+            broken(joined("every-pass: due", due) + joined(", counted", counted));
+    }
+    for (const auto &[id, tag] : m_tags) {
+        const bool isMissing = tag.place.device->name == std::string("FM") && tag.place.number > 100;
+        const Sample sample = m_bench.engine.sample(Tag(id));
+        const auto period = std::find_if(after.begin(), after.end(), [&](const auto &row) { return row.asked == tag.period; });
+        if (tag.period == Duration(0) || period->missed > before[int(period - after.begin())].missed)
+            continue;
+        const bool isOdd = sample.reason == Reason::NotRepresentable; // floats and texts of random words
+        if (!isOdd && sample.quality != (isMissing ? Quality::Bad : Quality::Good))
+            broken("rest: " + tag.place.name().toStdString() + " is " + qualityName(sample.quality).toStdString() + ' ' +
+                   sample.reasonText().toStdString());
+        if (sample.isGood() && m_bench.clock.now() - sample.steadyTime > tag.period + 1s)
+            broken("rest: old: " + tag.place.name().toStdString());
+        if (sample.isGood() && !m_options.program)
+            checkGood(tag, sample);
+    }
+}
+
+} // namespace kvlink

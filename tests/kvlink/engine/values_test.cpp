@@ -1,0 +1,274 @@
+// SPDX-License-Identifier: MIT
+// The value book, the rhythm of a period, and answer times; by rows, without a link.
+#include "engine/pass_clock.h"
+#include "engine/statistics.h"
+#include "engine/value_book.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+
+namespace kvlink
+{
+namespace
+{
+
+EngineTag tagOf(quint32 id, const char *address, double deadband = 0.0)
+{
+    QString problem;
+    EngineTag tag;
+    tag.tag = Tag(id);
+    tag.place = parsePlace(QString::fromLatin1(address), problem).value_or(Place());
+    tag.deadband = deadband;
+    return tag;
+}
+
+/// DM from 0 on.
+UnitBlock words(std::initializer_list<int> values)
+{
+    UnitBlock block{10, 0, int(values.size()), {}, {}, {}, {}};
+    for (const int value : values) {
+        block.whole.append(char(value & 0xFF));
+        block.whole.append(char(value >> 8 & 0xFF));
+    }
+    return block;
+}
+
+Moment moment(int second)
+{
+    return {SteadyTime(1s * second), WallTime(1s * second)};
+}
+
+std::string told(ValueBook &book)
+{
+    std::string all;
+    for (const Events::Change &change : book.changes())
+        all += (all.empty() ? "" : ", ") + std::to_string(change.tag.id()) + ' ' +
+               qualityName(change.sample.quality).toStdString() + ' ' + change.sample.toText().toStdString();
+    book.changes().clear();
+    return all;
+}
+
+TEST(ValueBook, TellsWhatHasChangedAndKeepsTheTimeOfTheRest)
+{
+    ValueBook book({});
+    const auto one = book.add(tagOf(1, "DM0"));
+    const auto two = book.add(tagOf(2, "DM1.S"));
+    EXPECT_EQ(book.sample(one).quality, Quality::Never);
+    for (const auto slot : {one, two})
+        book.take(slot, words({5, 65535}), moment(1), false);
+    EXPECT_EQ(told(book), "1 good 5, 2 good -1");
+    for (const auto slot : {one, two})
+        book.take(slot, words({5, 0}), moment(2), false);
+    EXPECT_EQ(told(book), "2 good 0");
+    EXPECT_EQ(book.sample(one).steadyTime, SteadyTime(2s));
+    EXPECT_EQ(book.sample(one).time, WallTime(2s));
+    book.take(one, words({5, 0}), moment(3), true);
+    EXPECT_EQ(told(book), "1 good 5"); // somebody asked
+}
+
+TEST(ValueBook, ABadValueKeepsTheLastGoodOneAndItsTime)
+{
+    ValueBook book({});
+    const auto slot = book.add(tagOf(1, "DM0"));
+    book.fail(slot, Reason::PlcError, 0, false);
+    EXPECT_EQ(told(book), "1 bad ");
+    book.take(slot, words({5}), moment(1), false);
+    book.changes().clear();
+    book.fail(slot, Reason::PlcError, 1, false);
+    EXPECT_EQ(told(book), "1 bad 5");
+    book.fail(slot, Reason::PlcError, 1, false);
+    EXPECT_EQ(told(book), ""); // nothing new
+    const Sample sample = book.sample(slot);
+    EXPECT_EQ(sample.reason, Reason::PlcError);
+    EXPECT_EQ(sample.plcError, 1);
+    EXPECT_EQ(sample.steadyTime, SteadyTime(1s));
+    book.take(slot, words({5}), moment(2), false);
+    EXPECT_EQ(told(book), "1 good 5");
+}
+
+TEST(ValueBook, QualitiesFollowEachOther)
+{
+    ValueBook book({});
+    const auto slot = book.add(tagOf(1, "DM0"));
+    book.age(slot);
+    book.setPending(slot);
+    EXPECT_EQ(told(book), ""); // never read: neither stale nor pending
+    book.take(slot, words({5}), moment(1), false);
+    book.setPending(slot);
+    book.age(slot);
+    book.age(slot);
+    book.setPending(slot);
+    EXPECT_EQ(told(book), "1 good 5, 1 pending 5, 1 stale 5, 1 pending 5");
+    book.loseAll(false);
+    book.setPending(slot);
+    book.age(slot);
+    EXPECT_EQ(told(book), "1 bad 5");
+}
+
+TEST(ValueBook, ALostLinkMakesAllBadAndMayKeepWhyAReadFailed)
+{
+    ValueBook book({});
+    const auto asked = book.add(tagOf(1, "DM0"));
+    const auto other = book.add(tagOf(2, "DM1"));
+    book.fail(asked, Reason::NoAnswer, 0, false);
+    book.loseAll(true);
+    EXPECT_EQ(book.sample(asked).reason, Reason::NoAnswer);
+    EXPECT_EQ(book.sample(other).reason, Reason::NoLink);
+    book.loseAll(false);
+    EXPECT_EQ(book.sample(asked).reason, Reason::NoLink);
+}
+
+TEST(ValueBook, SmallStepsAreToldOnceTheyAreALargeOne)
+{
+    ValueBook book({});
+    const auto slot = book.add(tagOf(1, "DM0", 3.0));
+    std::string all;
+    for (const int value : {10, 11, 12, 13, 12, 11, 10, 16}) {
+        book.take(slot, words({value}), moment(value), false);
+        all += told(book) + ';';
+    }
+    EXPECT_EQ(all, "1 good 10;;;1 good 13;;;1 good 10;1 good 16;");
+    book.take(slot, words({15}), moment(99), false);
+    EXPECT_EQ(book.sample(slot).toInt(), 15); // what is asked for is the newest all the same
+}
+
+TEST(ValueBook, AListIsToldWhenOneOfItsValuesHasMovedFarEnough)
+{
+    ValueBook book({});
+    const auto slot = book.add(tagOf(1, "DM0:2", 3.0));
+    book.take(slot, words({10, 10}), moment(1), false);
+    book.take(slot, words({12, 8}), moment(2), false);
+    book.take(slot, words({12, 7}), moment(3), false);
+    EXPECT_EQ(told(book), "1 good 10,10, 1 good 12,7");
+}
+
+TEST(ValueBook, NanIsBadAndKeepsTheLastNumber)
+{
+    ValueBook book({});
+    const auto slot = book.add(tagOf(1, "DM0.F"));
+    const auto take = [&](float value) {
+        quint32 bits = 0;
+        std::memcpy(&bits, &value, sizeof bits);
+        book.take(slot, words({int(bits & 0xFFFF), int(bits >> 16)}), moment(1), false);
+    };
+    take(1.5F);
+    take(std::nanf(""));
+    take(std::nanf(""));
+    EXPECT_EQ(told(book), "1 good 1.5, 1 bad 1.5");
+    EXPECT_EQ(book.sample(slot).reason, Reason::NotRepresentable);
+    take(1.5F);
+    EXPECT_EQ(told(book), "1 good 1.5");
+}
+
+TEST(ValueBook, ASlotIsUsedAgainAndAnIdNever)
+{
+    ValueBook book({});
+    const auto slot = book.add(tagOf(1, "DM0", 1.0));
+    book.take(slot, words({5}), moment(1), false);
+    book.remove(slot);
+    book.changes().clear();
+    EXPECT_EQ(book.find(Tag(1)), ValueBook::noSlot);
+    book.take(slot, words({6}), moment(1), false); // an answer that comes too late
+    book.fail(slot, Reason::NoAnswer, 0, false);
+    EXPECT_EQ(told(book), "");
+    EXPECT_EQ(book.add(tagOf(2, "DM0", 1.0)), slot);
+    EXPECT_EQ(book.sample(slot).quality, Quality::Never);
+    EXPECT_FALSE(book.sample(slot).hasValue());
+}
+
+// --- the rhythm ---------------------------------------------------------------------------------------------------
+
+TEST(PassClock, KeepsItsPhaseAndCountsWhatItMissed)
+{
+    // clang-format off
+    const struct { int at; char what; bool running; int due; int missed; const char *why; } rows[] = {
+        {   0, 'n', true,    0, 0, "the first pass begins the rhythm"},
+        {  10, 'e', false,   0, 0, "ended"},
+        {  90, 't', false,   0, 0, "not due"},
+        { 105, 't', true,  100, 0, "late, but due at 100"},
+        { 205, 't', true,  100, 1, "not ended: the pass at 200 is missed"},
+        { 250, 'e', false, 100, 1, "ended"},
+        { 260, 't', false, 100, 1, "back in phase: 300, not 350"},
+        { 300, 't', true,  300, 1, "due"},
+        { 310, 'a', false, 300, 2, "the link is lost: it counts as missed"},
+        { 555, 'o', false, 300, 4, "400 and 500 while there was no link"},
+        { 560, 'n', true,  560, 4, "the link is back: at once"},
+        { 570, 'e', false, 560, 4, "ended"},
+        { 600, 't', true,  600, 4, "and then in phase"},
+        { 601, 'e', false, 600, 4, "ended"},
+        {1201, 't', true, 1200, 9, "700 to 1100 were slept through, 1200 is made"},
+    };
+    // clang-format on
+    PassClock clock(100ms);
+    EXPECT_EQ(clock.next(), SteadyTime::max());
+    for (const auto &row : rows) {
+        const SteadyTime now = SteadyTime(1h) + row.at * 1ms;
+        if (row.what == 'n')
+            clock.passNow(now);
+        else if (row.what == 'e')
+            clock.ended(now);
+        else if (row.what == 'a')
+            clock.abandon();
+        else
+            clock.tick(now, row.what == 't');
+        EXPECT_EQ(clock.isRunning(), row.running) << row.why;
+        EXPECT_EQ(clock.due(), SteadyTime(1h) + row.due * 1ms) << row.why;
+        EXPECT_EQ(clock.missed(), quint64(row.missed)) << row.why;
+    }
+}
+
+TEST(PassClock, TellsTheMeanOfTheLastTenPasses)
+{
+    PassClock clock(100ms);
+    SteadyTime now{1h};
+    clock.passNow(now);
+    clock.ended(now);
+    EXPECT_EQ(clock.reached(), Duration(0));
+    now += 400ms;
+    clock.passNow(now);
+    clock.ended(now);
+    EXPECT_EQ(clock.reached(), Duration(400ms));
+    for (int i = 0; i < 10; ++i) {
+        now += 100ms;
+        clock.tick(now, true);
+        clock.ended(now);
+    }
+    EXPECT_EQ(clock.reached(), Duration(100ms)); // the first two are forgotten
+}
+
+// --- times --------------------------------------------------------------------------------------------------------
+
+TEST(AnswerTimes, AreNearestRanksOfTheLastTenThousand)
+{
+    AnswerTimes times;
+    LinkStatistics statistics;
+    times.fill(statistics);
+    EXPECT_EQ(statistics.answerMax, Duration(0));
+    for (int i = 0; i < 10000; ++i)
+        times.add(1h); // forgotten
+    for (int i = 1; i <= 10000; ++i)
+        times.add(Duration(i));
+    times.fill(statistics);
+    EXPECT_EQ(statistics.answerMin, Duration(1));
+    EXPECT_EQ(statistics.answerMedian, Duration(5000));
+    EXPECT_EQ(statistics.answer90, Duration(9000));
+    EXPECT_EQ(statistics.answer99, Duration(9900));
+    EXPECT_EQ(statistics.answerMax, Duration(10000));
+}
+
+TEST(RequestCost, IsWhatRemainsOfAnAnswerTimeWithoutTheLine)
+{
+    RequestCost cost(0.001); // a millisecond a byte
+    EXPECT_FALSE(cost.isMeasured());
+    EXPECT_DOUBLE_EQ(cost.turnaround(), 0.010);
+    for (int i = 0; i < 8; ++i)
+        cost.add(120ms, 100);
+    EXPECT_TRUE(cost.isMeasured());
+    EXPECT_NEAR(cost.turnaround(), 0.020, 1e-9);
+    EXPECT_DOUBLE_EQ(cost.perByte(), 0.001);
+}
+
+} // namespace
+} // namespace kvlink

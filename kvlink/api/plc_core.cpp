@@ -9,6 +9,8 @@
 
 #include <QRandomGenerator>
 
+#include <algorithm>
+
 namespace kvlink
 {
 namespace
@@ -25,9 +27,6 @@ std::optional<EngineTag> engineTag(const TagSettings &settings, QString &problem
 {
     const std::optional<Place> place = parsePlace(settings.address, problem);
     if (!place)
-        return std::nullopt;
-    problem = problemOf(settings);
-    if (!problem.isEmpty())
         return std::nullopt;
     EngineTag tag;
     tag.place = *place;
@@ -93,6 +92,7 @@ QString PlcCore::problem() const
 
 bool PlcCore::start()
 {
+    const std::lock_guard life(m_lifeMutex);
     if (!m_thread)
         return false;
     if (m_mailbox.link().state == LinkState::Stopped)
@@ -108,6 +108,7 @@ bool PlcCore::start()
 
 void PlcCore::stop()
 {
+    const std::lock_guard life(m_lifeMutex);
     if (!m_thread)
         return;
     m_thread->stop();
@@ -118,12 +119,6 @@ void PlcCore::stop()
 bool PlcCore::post(LinkThread::Command command)
 {
     return m_thread && m_thread->post(std::move(command));
-}
-
-void PlcCore::postOrRun(const LinkThread::Command &command)
-{
-    if (m_thread && !m_thread->post(command))
-        m_thread->call(command);
 }
 
 // --- tags ----------------------------------------------------------------------------------------
@@ -141,26 +136,29 @@ std::vector<Tag> PlcCore::addTags(const std::vector<TagSettings> &settings, QStr
 {
     std::vector<EngineTag> parsed;
     std::vector<TagSettings> good;
-    std::vector<Tag> tags(settings.size());
     std::vector<std::size_t> places; // of the good ones among all
     QStringList found;
     for (std::size_t i = 0; i < settings.size(); ++i) {
-        QString problem;
-        if (const std::optional<EngineTag> tag = engineTag(settings[i], problem)) {
-            parsed.push_back(*tag);
-            good.push_back(settings[i]);
-            places.push_back(i);
-            problem.clear();
-        }
+        QString problem = problemOf(settings[i]);
+        const std::optional<EngineTag> tag =
+            problem.isEmpty() ? engineTag(settings[i], problem) : std::nullopt;
+        if (tag && !m_thread)
+            problem = m_parts.problem;
         found.append(problem);
+        if (!problem.isEmpty())
+            continue;
+        parsed.push_back(*tag);
+        good.push_back(settings[i]);
+        places.push_back(i);
     }
+    std::vector<Tag> tags(settings.size());
     const std::vector<Tag> added = m_mailbox.addTags(good);
     for (std::size_t i = 0; i < added.size(); ++i) {
         parsed[i].tag = added[i];
         tags[places[i]] = added[i];
     }
     if (!parsed.empty())
-        postOrRun([parsed = std::move(parsed)](Engine &engine) { engine.addTags(parsed); });
+        m_thread->call([&parsed](Engine &engine) { engine.addTags(parsed); });
     if (problems != nullptr)
         *problems = found;
     return tags;
@@ -170,7 +168,7 @@ bool PlcCore::removeTag(Tag tag)
 {
     const bool known = m_mailbox.removeTag(tag);
     if (known)
-        postOrRun([tag](Engine &engine) { engine.removeTag(tag); });
+        m_thread->call([tag](Engine &engine) { engine.removeTag(tag); });
     return known;
 }
 
@@ -178,20 +176,60 @@ bool PlcCore::setPeriod(Tag tag, Duration period)
 {
     TagSettings changed;
     changed.period = period;
-    const bool possible = problemOf(changed).isEmpty() && m_mailbox.setPeriod(tag, period);
+    const bool possible = problemOf(changed).isEmpty() && m_mailbox.hasTag(tag);
     if (possible)
-        postOrRun([tag, period](Engine &engine) { engine.setPeriod(tag, period); });
+        m_thread->call([tag, period](Engine &engine) { engine.setPeriod(tag, period); });
     return possible;
+}
+
+std::optional<EngineTag> PlcCore::engineTagOf(Tag tag) const
+{
+    if (!m_thread)
+        return std::nullopt;
+    return m_thread->look([tag](const Engine &engine) { return engine.tag(tag); });
 }
 
 TagSettings PlcCore::tagSettings(Tag tag) const
 {
-    TagSettings settings = m_mailbox.tagSettings(tag).value_or(TagSettings());
-    QString problem;
-    const std::optional<Place> place = parsePlace(settings.address, problem);
-    if (settings.name.isEmpty() && place)
-        settings.name = place->name();
+    TagSettings settings = m_mailbox.tagTexts(tag).value_or(TagSettings());
+    const std::optional<EngineTag> numbers = engineTagOf(tag);
+    if (!numbers)
+        return settings;
+    if (settings.name.isEmpty())
+        settings.name = numbers->place.name();
+    settings.period = numbers->period;
+    settings.scale = numbers->scale;
+    settings.offset = numbers->offset;
+    settings.deadband = numbers->deadband;
+    settings.access = numbers->readOnly ? Access::ReadOnly : Access::ReadWrite;
+    settings.command = numbers->command;
     return settings;
+}
+
+// --- values ----------------------------------------------------------------------------------------
+
+Sample PlcCore::sample(Tag tag) const
+{
+    return samples({tag}).front();
+}
+
+std::vector<Sample> PlcCore::samples(const std::vector<Tag> &tags) const
+{
+    std::vector<Sample> all(tags.size());
+    if (!m_thread)
+        return all;
+    m_thread->look([&](const Engine &engine) {
+        std::transform(tags.begin(), tags.end(), all.begin(), [&](Tag tag) { return engine.sample(tag); });
+    });
+    return all;
+}
+
+std::optional<Event> PlcCore::take()
+{
+    std::optional<Event> event = m_mailbox.take();
+    if (auto *change = event ? std::get_if<Events::Change>(&*event) : nullptr)
+        change->sample = sample(change->tag);
+    return event;
 }
 
 // --- reads ---------------------------------------------------------------------------------------
@@ -236,8 +274,8 @@ void PlcCore::endUnsent(WriteId id, Tag tag, Reason reason, const QString &what)
 {
     const SystemClock clock;
     Events events;
-    events.writes.push_back({id, tag, Outcome::NotSent, reason, 0,
-                             endText(Outcome::NotSent, reason, what), 0, clock.wallNow(), clock.now()});
+    events.writes.push_back({id, tag, Outcome::NotSent, reason, 0, endText(Outcome::NotSent, reason, what), 0,
+                             clock.wallNow(), clock.now()});
     m_mailbox.put(events);
 }
 
@@ -257,11 +295,10 @@ WriteId PlcCore::write(Tag tag, const Value &value, const WriteOptions &options,
 WriteId PlcCore::writeText(Tag tag, const QString &typed, const WriteOptions &options, End end)
 {
     QString problem = QStringLiteral("there is no such tag");
-    const std::optional<TagSettings> settings = m_mailbox.tagSettings(tag);
-    const std::optional<Place> place = settings ? parsePlace(settings->address, problem) : std::nullopt;
+    const std::optional<EngineTag> known = engineTagOf(tag);
     std::optional<Value> value;
-    if (place)
-        value = valueFromText(*place, typed, settings->scale, settings->offset, problem);
+    if (known)
+        value = valueFromText(known->place, typed, known->scale, known->offset, problem);
     if (value)
         return write(tag, *value, options, end);
     const WriteId id = newWrite(end);
@@ -309,16 +346,14 @@ int PlcCore::cancelAll()
 
 bool PlcCore::isButton(Tag relay, QString &problem) const
 {
-    const std::optional<TagSettings> settings = m_mailbox.tagSettings(relay);
-    problem = QStringLiteral("there is no such tag");
-    if (!settings)
-        return false;
-    const std::optional<Place> place = parsePlace(settings->address, problem);
+    const std::optional<EngineTag> known = engineTagOf(relay);
     problem.clear();
-    if (!place || !isOneBit(*place))
-        problem = QStringLiteral("%1 is not a single relay or bit").arg(settings->address);
-    else if (settings->access == Access::ReadOnly || !place->device->writable)
-        problem = QStringLiteral("%1 is read-only").arg(settings->address);
+    if (!known)
+        problem = QStringLiteral("there is no such tag");
+    else if (!isOneBit(known->place))
+        problem = QStringLiteral("%1 is not a single relay or bit").arg(known->place.name());
+    else if (known->readOnly || !known->place.device->writable)
+        problem = QStringLiteral("%1 is read-only").arg(known->place.name());
     return problem.isEmpty();
 }
 
@@ -344,7 +379,7 @@ LinkStatistics PlcCore::statistics() const
 {
     LinkStatistics statistics;
     if (m_thread)
-        m_thread->call([&](Engine &engine) { statistics = engine.statistics(); });
+        statistics = m_thread->look([](const Engine &engine) { return engine.statistics(); });
     return statistics;
 }
 
@@ -352,7 +387,7 @@ ReadPlan PlcCore::plan() const
 {
     ReadPlan plan;
     if (m_thread)
-        m_thread->call([&](Engine &engine) { plan = engine.plan(); });
+        plan = m_thread->look([](const Engine &engine) { return engine.plan(); });
     return plan;
 }
 

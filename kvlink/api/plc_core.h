@@ -52,9 +52,12 @@ public:
     std::vector<Tag> addTags(const std::vector<TagSettings> &settings, QStringList *problems);
     bool removeTag(Tag tag);
     bool setPeriod(Tag tag, Duration period);
-    /// With its name, whatever was given.
     TagSettings tagSettings(Tag tag) const;
 
+    Sample sample(Tag tag) const;
+    std::vector<Sample> samples(const std::vector<Tag> &tags) const;
+    /// The first entry of the mailbox, a change with the newest sample of its tag.
+    std::optional<Event> take();
     ReadId readNow(const std::vector<Tag> &tags);
     /// As Plc::read. \return false when they were not all read within \a longest
     bool read(const std::vector<Tag> &tags, Duration longest);
@@ -89,7 +92,7 @@ public:
 
 private:
     bool post(LinkThread::Command command);
-    void postOrRun(const LinkThread::Command &command);
+    std::optional<EngineTag> engineTagOf(Tag tag) const;
     WriteId newWrite(End end);
     void endUnsent(WriteId id, Tag tag, Reason reason, const QString &what = {});
     void ask(QueryId id, const QString &command);
@@ -102,6 +105,7 @@ private:
     std::unique_ptr<Engine> m_engine;     ///< null with a problem of the parts
     std::unique_ptr<LinkThread> m_thread; ///< null as well; ends first
     mutable std::mutex m_problemMutex;    ///< guards m_problem
+    std::mutex m_lifeMutex;               ///< held by start and stop; before all others
 };
 
 } // namespace kvlink

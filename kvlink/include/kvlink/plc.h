@@ -88,8 +88,9 @@ public:
     std::vector<Tag> addTags(const std::vector<TagSettings> &settings, QStringList *problems = nullptr);
     /// No further signals of this tag. Its unsent writes end as NotSent, Cancelled.
     void removeTag(Tag tag);
-    /// 0: read on demand only.
+    /// \param period 0 (read on demand only) to 24 h; any other changes nothing
     void setPeriod(Tag tag, Duration period);
+    /// What the tag was made with, its name filled in. As a new TagSettings for an unknown tag.
     TagSettings tagSettings(Tag tag) const;
     std::vector<Tag> tags() const;
 

@@ -10,6 +10,7 @@
 #include <QElapsedTimer>
 #include <QThread>
 
+#include <atomic>
 #include <map>
 #include <thread>
 
@@ -107,7 +108,13 @@ TEST(PlcSettings, whatIsWrongIsSaidAtOnce)
     Plc plc(noDriver);
     EXPECT_TRUE(plc.problem().contains(QLatin1String("/nowhere/driver.so"))) << plc.problem().toStdString();
     EXPECT_FALSE(plc.start());
-    EXPECT_TRUE(plc.tag(QStringLiteral("DM0")).isValid());
+    QString problem;
+    EXPECT_FALSE(plc.tag(QStringLiteral("DM0"), &problem).isValid());
+    EXPECT_EQ(problem, plc.problem());
+    EXPECT_FALSE(plc.tag(QStringLiteral("D100"), &problem).isValid());
+    EXPECT_NE(problem, plc.problem()) << "the address is wrong as well";
+    EXPECT_EQ(plc.sample(Tag(1)).quality, Quality::Never);
+    EXPECT_EQ(plc.tagSettings(Tag(1)).address, QString());
     EXPECT_TRUE(plc.plan().requests.isEmpty());
     EXPECT_EQ(plc.statistics().requests, 0U);
     EXPECT_EQ(plc.writeAndWait(Tag(1), 5).outcome, Outcome::NotSent);
@@ -144,6 +151,34 @@ TEST_F(PlcTest, ofManyTagsTheWrongOnesAreNamed)
     EXPECT_EQ(plc.tags(), (std::vector<Tag>{tags[0], tags[2]}));
     EXPECT_EQ(plc.tagSettings(tags[2]).name, QLatin1String("DM2.D"));
     EXPECT_EQ(plc.tagSettings(tags[2]).address, QLatin1String("dm2.d"));
+}
+
+TEST_F(PlcTest, aTagKeepsItsSettings)
+{
+    TagSettings given;
+    given.address = QStringLiteral("dm100.5");
+    given.name = QStringLiteral("valve");
+    given.period = 3s;
+    given.scale = 2.0;
+    given.offset = -1.0;
+    given.unit = QStringLiteral("mm");
+    given.deadband = 0.5;
+    given.access = Access::ReadOnly;
+    given.command = true;
+    const Tag tag = plc.tag(given);
+    plc.setPeriod(tag, 4s);
+    plc.setPeriod(tag, -1s);
+    const TagSettings kept = plc.tagSettings(tag);
+    EXPECT_EQ(kept.address, given.address);
+    EXPECT_EQ(kept.name, given.name);
+    EXPECT_EQ(kept.period, Duration(4s));
+    EXPECT_EQ(kept.scale, 2.0);
+    EXPECT_EQ(kept.offset, -1.0);
+    EXPECT_EQ(kept.unit, given.unit);
+    EXPECT_EQ(kept.deadband, 0.5);
+    EXPECT_EQ(kept.access, Access::ReadOnly);
+    EXPECT_TRUE(kept.command);
+    EXPECT_EQ(plc.tagSettings(plc.tag(QStringLiteral("dm7.d:2"))).name, QLatin1String("DM7.D:2"));
 }
 
 TEST_F(PlcTest, thePlanIsThereBeforeTheStart)
@@ -183,6 +218,17 @@ TEST_F(PlcTest, changesComeAsSignalsInTheThreadOfThePlc)
     sim.tell("set DM100=65535");
     EXPECT_TRUE(soon([&] { return shown[word].toInt() == 65535; }));
     EXPECT_EQ(plc.sample(word).toInt(), 65535);
+}
+
+TEST_F(PlcTest, theTimeOfASampleIsThatOfTheLastAnswerAlsoWhenNothingChanged)
+{
+    const Tag word = plc.tag(at("DM100"));
+    start();
+    EXPECT_TRUE(soon([&] { return shown[word].isGood(); }));
+    const SteadyTime first = shown[word].steadyTime;
+    EXPECT_TRUE(soon([&] { return plc.sample(word).steadyTime > first; }));
+    EXPECT_EQ(changes, 1);
+    EXPECT_GT(plc.sample(word).time, shown[word].time);
 }
 
 TEST_F(PlcTest, tagsComeAndGoWhileTheLinkRuns)
@@ -476,5 +522,98 @@ TEST_F(PlcTest, stopWakesThoseWhoWait)
     plc.stop();
     reader.join();
     writer.join();
+}
+
+TEST_F(PlcTest, stopEndsAReadThatWaitsForItsAnswer)
+{
+    const Tag word = plc.tag(at("DM100", 0ms));
+    start();
+    sim.tell("fault silent");
+    const ReadId signalled = plc.readNow({word});
+    std::thread reader([&] { EXPECT_FALSE(plc.read({word}, 1h).front().isGood()); });
+    std::thread asker([&] { plc.read({word}, 1h); });
+    while (plc.statistics().requests < 1)
+        QThread::yieldCurrentThread();
+    plc.stop();
+    reader.join();
+    asker.join();
+    EXPECT_TRUE(soon([&] { return reads == std::vector<ReadId>{signalled}; }));
+}
+
+TEST_F(PlcTest, aReadOfNothingEndsAtOnce)
+{
+    start();
+    EXPECT_TRUE(plc.read({}, 10s).empty());
+    const ReadId nothing = plc.readNow({});
+    const ReadId unknown = plc.readNow({Tag(99)});
+    EXPECT_TRUE(soon([&] { return reads == std::vector<ReadId>{nothing, unknown}; }));
+}
+
+// --- threads ------------------------------------------------------------------------------------------------
+
+/// Everything at the same time, for the thread sanitizer and for the promise that nothing hangs.
+TEST_F(PlcTest, everyCallMayComeFromEveryThread)
+{
+    constexpr int rounds = 30;
+    const Tag word = plc.tag(at("DM0", 1ms));
+    const Tag relay = plc.tag(at("R500", 0ms));
+    sim.tell("scan 1");
+    start();
+    std::atomic<int> running{6};
+    std::vector<std::thread> threads;
+    const auto run = [&](auto work) {
+        threads.emplace_back([&running, work] {
+            for (int i = 0; i < rounds; ++i)
+                work();
+            --running;
+        });
+    };
+    run([&] { plc.read({word}, 10s); });
+    run([&] { plc.writeAndWait(relay, true); });
+    run([&] { plc.removeTag(plc.tag(at("DM5", 1ms))); });
+    run([&] {
+        plc.cancel(plc.write(relay, false));
+        plc.setPeriod(word, 2ms);
+        plc.statistics();
+        plc.plan();
+    });
+    run([&] {
+        const auto button = plc.momentary(relay);
+        button->press();
+        button->renew();
+    });
+    run([&] {
+        plc.sample(word);
+        plc.link();
+        plc.tags();
+        plc.tagSettings(word);
+        plc.query(QStringLiteral("?K"));
+        plc.readNow({word, relay});
+        plc.waitForLink(1ms);
+    });
+    EXPECT_TRUE(soon([&] { return running == 0; }));
+    for (std::thread &one : threads)
+        one.join();
+    plc.stop();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(reads.size(), std::size_t(rounds));
+    EXPECT_EQ(answers.size(), std::size_t(rounds));
+    EXPECT_EQ(ends.size(), std::size_t(2 * rounds)) << "of writes and of presses";
+}
+
+/// A start and a stop from two threads leave the link's state true to what it does.
+TEST_F(PlcTest, startAndStopMayMeet)
+{
+    for (int round = 0; round < 50; ++round) {
+        std::thread starter([&] { plc.start(); });
+        std::thread stopper([&] { plc.stop(); });
+        starter.join();
+        stopper.join();
+        const bool runs = plc.start(); // known from here on
+        EXPECT_TRUE(runs);
+        EXPECT_TRUE(plc.waitForLink(10s)) << round;
+        plc.stop();
+        EXPECT_EQ(plc.link().state, LinkState::Stopped);
+    }
 }
 } // namespace

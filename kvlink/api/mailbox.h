@@ -2,7 +2,7 @@
 // The mailbox between a link's thread and those who watch it: which tags have changed, and
 // what happened, in order.
 //
-// Many changes of a tag that nobody has taken yet are one entry, and whoever takes it sees the newest
+// Many changes of a tag that nobody has taken yet are one entry; whoever takes it sees the newest
 // sample: however slow a receiver is, at most one change of each tag waits. Write results, reads
 // and queries are never dropped; of changes of the link the last 64 are kept.
 //

@@ -101,6 +101,7 @@ private:
     const Parts m_parts;
     QString m_problem;
     std::atomic<quint64> m_lastId{0}; ///< of writes, reads and queries alike
+    std::atomic<quint64> m_unsent{0}; ///< writes that ended here
     Mailbox m_mailbox;
     std::unique_ptr<Engine> m_engine;     ///< null with a problem of the parts
     std::unique_ptr<LinkThread> m_thread; ///< null as well; ends first

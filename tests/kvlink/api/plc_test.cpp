@@ -379,6 +379,7 @@ TEST_F(PlcTest, whatIsWrongWithAWriteEndsIt)
     EXPECT_EQ(end(plc.write(Tag(), 5)), "not sent: " + reasonText(Reason::InvalidValue).toStdString());
     EXPECT_EQ(end(plc.write(readOnly, 5)), "not sent: " + reasonText(Reason::NotPermitted).toStdString());
     EXPECT_EQ(sim.tell("get DM100"), "ok 00000");
+    EXPECT_EQ(plc.statistics().writesNotSent, 4U);
 }
 
 TEST_F(PlcTest, aPulseGoesOnAndOff)
@@ -549,7 +550,7 @@ TEST_F(PlcTest, aReadOfNothingEndsAtOnce)
     EXPECT_TRUE(soon([&] { return reads == std::vector<ReadId>{nothing, unknown}; }));
 }
 
-// --- threads ------------------------------------------------------------------------------------------------
+// --- threads -------------------------------------------------------------------------------------
 
 /// Everything at the same time, for the thread sanitizer and for the promise that nothing hangs.
 TEST_F(PlcTest, everyCallMayComeFromEveryThread)

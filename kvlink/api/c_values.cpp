@@ -162,7 +162,7 @@ int kvlink_sample_of(kvlink_sample *out, kvlink_plc *plc, kvlink_tag tag)
     if (const int error = checkTags(plc, &tag, 1); error < 0)
         return error;
     handed.clear();
-    *out = recordOf(plc->core.mailbox().sample(kvlink::Tag(tag)), handed);
+    *out = recordOf(plc->core.sample(kvlink::Tag(tag)), handed);
     return KVLINK_OK;
 }
 
@@ -336,7 +336,7 @@ int kvlink_next(kvlink_event *out, kvlink_plc *plc)
     if (out == nullptr || plc == nullptr)
         return kvlink::notUsable();
     handed.clear();
-    while (const std::optional<kvlink::Event> event = plc->core.mailbox().take()) {
+    while (const std::optional<kvlink::Event> event = plc->core.take()) {
         if (fill(*out, *event, handed))
             return 1;
     }

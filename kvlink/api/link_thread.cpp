@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <future>
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -20,7 +19,8 @@ constexpr std::size_t stackSize = 256 * 1024;
 } // namespace
 
 LinkThread::LinkThread(const Clock &clock, Transport &transport, Engine &engine, Sink sink)
-    : m_clock(clock), m_transport(transport), m_engine(engine), m_sink(std::move(sink))
+    : m_clock(clock), m_sink(std::move(sink)), m_wakeUp(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
+      m_engine(engine), m_transport(transport)
 {
 }
 
@@ -34,11 +34,10 @@ LinkThread::~LinkThread()
 bool LinkThread::start(QString &problem)
 {
     const std::lock_guard life(m_life);
+    const std::lock_guard engine(m_engineMutex);
     const std::lock_guard held(m_mutex); // what is posted from now on comes after the start
     if (m_open)
         return true;
-    if (m_wakeUp < 0)
-        m_wakeUp = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
     m_engine.start();
     const int error = m_wakeUp < 0 ? EMFILE : startThread();
     m_open = error == 0;
@@ -93,16 +92,12 @@ bool LinkThread::post(Command command)
 
 void LinkThread::call(const Command &command)
 {
-    const std::lock_guard life(m_life); // it neither starts nor stops from here on
-    std::promise<void> done;
-    const bool posted = post([&](Engine &engine) {
-        command(engine);
-        done.set_value();
-    });
-    if (posted)
-        done.get_future().wait();
-    else
+    {
+        const std::lock_guard engine(m_engineMutex);
+        takeCommands();
         command(m_engine);
+    }
+    ::eventfd_write(m_wakeUp, 1); // the deadline may be another one now
 }
 
 void *LinkThread::enter(void *self)
@@ -114,39 +109,48 @@ void *LinkThread::enter(void *self)
 void LinkThread::run()
 {
     Events events;
-    for (bool stopping = false; !stopping;) {
-        stopping = !takeCommands();
-        if (stopping)
-            m_engine.stop();
-        const SteadyTime deadline = m_engine.step(events);
+    SteadyTime deadline{};
+    for (bool isOpen = true; isOpen;) {
+        isOpen = step(events, deadline);
         if (!events.isEmpty()) {
             m_sink(events);
             events.clear();
         }
-        if (!stopping)
+        if (isOpen)
             sleepUntil(deadline);
     }
 }
 
-/// \return false when these were the last
+/// \return false when it was the last
+bool LinkThread::step(Events &events, SteadyTime &deadline)
+{
+    const std::lock_guard engine(m_engineMutex);
+    const bool isOpen = takeCommands();
+    if (!isOpen)
+        m_engine.stop();
+    deadline = m_engine.step(events);
+    m_sleepOn.assign(1, pollfd{m_wakeUp, POLLIN, 0});
+    m_transport.addDescriptors(m_sleepOn);
+    return isOpen;
+}
+
+/// The caller holds the engine. \return false when these were the last
 bool LinkThread::takeCommands()
 {
-    bool open = true;
+    bool isOpen = true;
     {
         const std::lock_guard held(m_mutex);
         m_taken.swap(m_commands);
-        open = m_open;
+        isOpen = m_open;
     }
     for (const Command &command : m_taken)
         command(m_engine);
     m_taken.clear();
-    return open;
+    return isOpen;
 }
 
 void LinkThread::sleepUntil(SteadyTime deadline)
 {
-    m_sleepOn.assign(1, pollfd{m_wakeUp, POLLIN, 0});
-    m_transport.addDescriptors(m_sleepOn);
     const auto wait = std::clamp(deadline - m_clock.now(), Duration(0), Duration(1h));
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(wait);
     const timespec span{time_t(seconds.count()), long(std::chrono::nanoseconds(wait - seconds).count())};

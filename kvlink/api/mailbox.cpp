@@ -30,7 +30,7 @@ Mailbox::~Mailbox()
         ::close(m_descriptor);
 }
 
-// --- tags and the newest of everything -----------------------------------------------------------
+// --- tags and the link ---------------------------------------------------------------------------
 
 std::vector<Tag> Mailbox::addTags(const std::vector<TagSettings> &settings)
 {
@@ -50,20 +50,15 @@ bool Mailbox::removeTag(Tag tag)
     return known;
 }
 
-bool Mailbox::setPeriod(Tag tag, Duration period)
-{
-    const std::lock_guard held(m_mutex);
-    TagEntry *entry = m_tags.find(tag);
-    if (entry != nullptr)
-        entry->settings.period = period;
-    return entry != nullptr;
-}
-
-std::optional<TagSettings> Mailbox::tagSettings(Tag tag) const
+std::optional<TagSettings> Mailbox::tagTexts(Tag tag) const
 {
     const std::lock_guard held(m_mutex);
     const TagEntry *entry = m_tags.find(tag);
-    return entry == nullptr ? std::nullopt : std::optional(entry->settings);
+    if (entry == nullptr)
+        return std::nullopt;
+    TagSettings settings;
+    entry->copyTo(settings);
+    return settings;
 }
 
 std::vector<Tag> Mailbox::tags() const
@@ -76,22 +71,6 @@ bool Mailbox::hasTag(Tag tag) const
 {
     const std::lock_guard held(m_mutex);
     return m_tags.find(tag) != nullptr;
-}
-
-Sample Mailbox::sample(Tag tag) const
-{
-    const std::lock_guard held(m_mutex);
-    const TagEntry *entry = m_tags.find(tag);
-    return entry == nullptr ? Sample() : entry->sample;
-}
-
-std::vector<Sample> Mailbox::samples(const std::vector<Tag> &tags) const
-{
-    std::vector<Sample> all;
-    all.reserve(tags.size());
-    for (const Tag tag : tags)
-        all.push_back(sample(tag));
-    return all;
 }
 
 LinkStatus Mailbox::link() const
@@ -116,8 +95,8 @@ void Mailbox::put(Events &events)
     std::unique_lock held(m_mutex);
     for (LinkStatus &status : events.links)
         addLink(status);
-    for (Events::Change &change : events.changes)
-        addChange(change);
+    for (const Events::Change &change : events.changes)
+        addChange(change.tag);
     for (WriteResult &result : events.writes)
         addEnd(Kind::Write, m_writes, result);
     for (QueryResult &result : events.queries)
@@ -129,14 +108,13 @@ void Mailbox::put(Events &events)
     announce(std::move(held));
 }
 
-void Mailbox::addChange(Events::Change &change)
+void Mailbox::addChange(Tag tag)
 {
-    TagEntry *entry = m_tags.find(change.tag);
+    TagEntry *entry = m_tags.find(tag);
     if (entry == nullptr)
         return; // removed a moment ago
-    entry->sample = std::move(change.sample);
     if (!entry->changeWaits)
-        addEntry(Kind::Change, change.tag);
+        addEntry(Kind::Change, tag);
     entry->changeWaits = true;
 }
 
@@ -230,7 +208,7 @@ std::optional<Event> Mailbox::takeEntry()
     if (entry == nullptr)
         return std::nullopt;
     entry->changeWaits = false;
-    return Events::Change{first.tag, entry->sample};
+    return Events::Change{first.tag, Sample()};
 }
 
 bool Mailbox::wait(Duration longest) const

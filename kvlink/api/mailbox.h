@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-// The mailbox between a link's thread and those who watch it: the newest sample of each tag, and
+// The mailbox between a link's thread and those who watch it: which tags have changed, and
 // what happened, in order.
 //
-// Many changes of a tag that nobody has taken yet are one entry, which brings the newest sample:
-// however slow a receiver is, at most one change of each tag waits. Write results, reads and
-// queries are never dropped; of changes of the link the last 64 are kept.
+// Many changes of a tag that nobody has taken yet are one entry; whoever takes it sees the newest
+// sample: however slow a receiver is, at most one change of each tag waits. Write results, reads
+// and queries are never dropped; of changes of the link the last 64 are kept.
 //
 // Threads: every call from any thread. The filled hook is called on the thread that
 //          put something in.
@@ -40,18 +40,16 @@ public:
     Mailbox(const Mailbox &) = delete;
     Mailbox &operator=(const Mailbox &) = delete;
 
-    // --- tags and the newest of everything -------------------------------------------------------
+    // --- tags and the link -----------------------------------------------------------------------
 
     /// One tag for each of the settings.
     std::vector<Tag> addTags(const std::vector<TagSettings> &settings);
     /// False if there is no such tag. Its waiting change is dropped.
     bool removeTag(Tag tag);
-    bool setPeriod(Tag tag, Duration period);
-    std::optional<TagSettings> tagSettings(Tag tag) const;
-    std::vector<Tag> tags() const;
     bool hasTag(Tag tag) const;
-    Sample sample(Tag tag) const;
-    std::vector<Sample> samples(const std::vector<Tag> &tags) const;
+    std::vector<Tag> tags() const;
+    /// Address, name and unit; the rest is as in any new TagSettings. Nothing for an unknown tag.
+    std::optional<TagSettings> tagTexts(Tag tag) const;
     LinkStatus link() const;
     /// The link's state as long as it has reported none itself; no entry comes of it.
     void setLink(LinkState state);
@@ -69,6 +67,7 @@ public:
 
     /// \return how many entries wait now; further ones call the filled hook again
     std::size_t beginDelivery();
+    /// The first entry. A change comes without its sample: the newest one is the engine's.
     std::optional<Event> take();
     /// Waits until an entry can be taken. False after \a longest.
     bool wait(Duration longest) const;
@@ -97,7 +96,7 @@ private:
         Tag tag; ///< with Change
     };
 
-    void addChange(Events::Change &change);
+    void addChange(Tag tag);
     void addLink(LinkStatus &status);
     template <class Record>
     void addEnd(Kind kind, std::deque<Record> &queue, Record &record);

@@ -110,7 +110,7 @@ std::vector<Tag> Plc::tags() const
 
 Sample Plc::sample(Tag tag) const
 {
-    return m_core->mailbox().sample(tag);
+    return m_core->sample(tag);
 }
 
 ReadId Plc::readNow(const std::vector<Tag> &tags)
@@ -121,7 +121,7 @@ ReadId Plc::readNow(const std::vector<Tag> &tags)
 std::vector<Sample> Plc::read(const std::vector<Tag> &tags, Duration longest)
 {
     m_core->read(tags, longest);
-    return m_core->mailbox().samples(tags);
+    return m_core->samples(tags);
 }
 
 bool Plc::waitForChange(Duration longest)
@@ -144,7 +144,7 @@ void Plc::deliver()
     const QPointer<Plc> alive(this); // a slot may destroy this
     const std::shared_ptr<PlcCore> core = m_core;
     for (std::size_t left = core->mailbox().beginDelivery(); left > 0 && alive; --left) {
-        const std::optional<Event> event = core->mailbox().take();
+        const std::optional<Event> event = core->take();
         if (!event)
             return;
         if (const auto *change = std::get_if<Events::Change>(&*event))

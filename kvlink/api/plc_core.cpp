@@ -5,31 +5,21 @@
 #include "api/traced_transport.h"
 #include "api/write_frames.h"
 #include "driver/loaded_driver.h"
-#include "engine/write_outcomes.h"
-#include "model/value_codec.h"
 #include "transport/make_transport.h"
 
 #include <QRandomGenerator>
+
+#include <algorithm>
 
 namespace kvlink
 {
 namespace
 {
-constexpr Duration shortestPulse = 10ms;
-constexpr Duration longestPulse = 60s;
-
-/// An end that never comes would be a bug of the engine; nobody waits for it longer than any
-/// write can take.
-constexpr Duration longestWrite = 48h;
-
 /// What the engine needs of a tag. \return nothing with a problem
 std::optional<EngineTag> engineTag(const TagSettings &settings, QString &problem)
 {
     const std::optional<Place> place = parsePlace(settings.address, problem);
     if (!place)
-        return std::nullopt;
-    problem = problemOf(settings);
-    if (!problem.isEmpty())
         return std::nullopt;
     EngineTag tag;
     tag.place = *place;
@@ -41,11 +31,6 @@ std::optional<EngineTag> engineTag(const TagSettings &settings, QString &problem
     tag.command = settings.command;
     tag.everySample = settings.everySample;
     return tag;
-}
-
-bool isOneBit(const Place &place)
-{
-    return place.format == Format::Bit && place.element == Element::Bit && place.values == 1;
 }
 } // namespace
 
@@ -127,12 +112,6 @@ bool PlcCore::post(LinkThread::Command command)
     return m_thread && m_thread->post(std::move(command));
 }
 
-void PlcCore::postOrRun(const LinkThread::Command &command)
-{
-    if (m_thread && !m_thread->post(command))
-        m_thread->call(command);
-}
-
 // --- tags ----------------------------------------------------------------------------------------
 
 Tag PlcCore::addTag(const TagSettings &settings, QString *problem)
@@ -148,26 +127,29 @@ std::vector<Tag> PlcCore::addTags(const std::vector<TagSettings> &settings, QStr
 {
     std::vector<EngineTag> parsed;
     std::vector<TagSettings> good;
-    std::vector<Tag> tags(settings.size());
     std::vector<std::size_t> places; // of the good ones among all
     QStringList found;
     for (std::size_t i = 0; i < settings.size(); ++i) {
-        QString problem;
-        if (const std::optional<EngineTag> tag = engineTag(settings[i], problem)) {
-            parsed.push_back(*tag);
-            good.push_back(settings[i]);
-            places.push_back(i);
-            problem.clear();
-        }
+        QString problem = problemOf(settings[i]);
+        const std::optional<EngineTag> tag =
+            problem.isEmpty() ? engineTag(settings[i], problem) : std::nullopt;
+        if (tag && !m_thread)
+            problem = m_parts.problem;
         found.append(problem);
+        if (!problem.isEmpty())
+            continue;
+        parsed.push_back(*tag);
+        good.push_back(settings[i]);
+        places.push_back(i);
     }
+    std::vector<Tag> tags(settings.size());
     const std::vector<Tag> added = m_mailbox.addTags(good);
     for (std::size_t i = 0; i < added.size(); ++i) {
         parsed[i].tag = added[i];
         tags[places[i]] = added[i];
     }
     if (!parsed.empty())
-        postOrRun([parsed = std::move(parsed)](Engine &engine) { engine.addTags(parsed); });
+        m_thread->call([&parsed](Engine &engine) { engine.addTags(parsed); });
     if (problems != nullptr)
         *problems = found;
     return tags;
@@ -177,7 +159,7 @@ bool PlcCore::removeTag(Tag tag)
 {
     const bool known = m_mailbox.removeTag(tag);
     if (known)
-        postOrRun([tag](Engine &engine) { engine.removeTag(tag); });
+        m_thread->call([tag](Engine &engine) { engine.removeTag(tag); });
     return known;
 }
 
@@ -185,20 +167,60 @@ bool PlcCore::setPeriod(Tag tag, Duration period)
 {
     TagSettings changed;
     changed.period = period;
-    const bool possible = problemOf(changed).isEmpty() && m_mailbox.setPeriod(tag, period);
+    const bool possible = problemOf(changed).isEmpty() && m_mailbox.hasTag(tag);
     if (possible)
-        postOrRun([tag, period](Engine &engine) { engine.setPeriod(tag, period); });
+        m_thread->call([tag, period](Engine &engine) { engine.setPeriod(tag, period); });
     return possible;
+}
+
+std::optional<EngineTag> PlcCore::engineTagOf(Tag tag) const
+{
+    if (!m_thread)
+        return std::nullopt;
+    return m_thread->look([tag](const Engine &engine) { return engine.tag(tag); });
 }
 
 TagSettings PlcCore::tagSettings(Tag tag) const
 {
-    TagSettings settings = m_mailbox.tagSettings(tag).value_or(TagSettings());
-    QString problem;
-    const std::optional<Place> place = parsePlace(settings.address, problem);
-    if (settings.name.isEmpty() && place)
-        settings.name = place->name();
+    TagSettings settings = m_mailbox.tagTexts(tag).value_or(TagSettings());
+    const std::optional<EngineTag> numbers = engineTagOf(tag);
+    if (!numbers)
+        return settings;
+    if (settings.name.isEmpty())
+        settings.name = numbers->place.name();
+    settings.period = numbers->period;
+    settings.scale = numbers->scale;
+    settings.offset = numbers->offset;
+    settings.deadband = numbers->deadband;
+    settings.access = numbers->readOnly ? Access::ReadOnly : Access::ReadWrite;
+    settings.command = numbers->command;
     return settings;
+}
+
+// --- values --------------------------------------------------------------------------------------
+
+Sample PlcCore::sample(Tag tag) const
+{
+    return samples({tag}).front();
+}
+
+std::vector<Sample> PlcCore::samples(const std::vector<Tag> &tags) const
+{
+    std::vector<Sample> all(tags.size());
+    if (!m_thread)
+        return all;
+    m_thread->look([&](const Engine &engine) {
+        std::transform(tags.begin(), tags.end(), all.begin(), [&](Tag tag) { return engine.sample(tag); });
+    });
+    return all;
+}
+
+std::optional<Event> PlcCore::take()
+{
+    std::optional<Event> event = m_mailbox.take();
+    if (auto *change = event ? std::get_if<Events::Change>(&*event) : nullptr)
+        change->sample = sample(change->tag);
+    return event;
 }
 
 // --- reads ---------------------------------------------------------------------------------------
@@ -228,130 +250,14 @@ bool PlcCore::read(const std::vector<Tag> &tags, Duration longest)
     return ended;
 }
 
-// --- writes --------------------------------------------------------------------------------------
-
-WriteId PlcCore::newWrite(End end)
-{
-    const WriteId id = newId();
-    if (end == End::Awaited)
-        m_mailbox.expect(id);
-    return id;
-}
-
-/// \param what of InvalidValue: what is wrong
-void PlcCore::endUnsent(WriteId id, Tag tag, Reason reason, const QString &what)
-{
-    const SystemClock clock;
-    Events events;
-    events.writes.push_back({id, tag, Outcome::NotSent, reason, 0,
-                             endText(Outcome::NotSent, reason, what), 0, clock.wallNow(), clock.now()});
-    m_mailbox.put(events);
-}
-
-WriteId PlcCore::write(Tag tag, const Value &value, const WriteOptions &options, End end)
-{
-    const WriteId id = newWrite(end);
-    const QString problem = problemOf(options);
-    if (!m_mailbox.hasTag(tag))
-        endUnsent(id, tag, Reason::InvalidValue, QStringLiteral("there is no such tag"));
-    else if (!problem.isEmpty())
-        endUnsent(id, tag, Reason::InvalidValue, problem);
-    else if (!post([=](Engine &engine) { engine.write({id, tag, value, options}); }))
-        endUnsent(id, tag, Reason::Stopped);
-    return id;
-}
-
-WriteId PlcCore::writeText(Tag tag, const QString &typed, const WriteOptions &options, End end)
-{
-    QString problem = QStringLiteral("there is no such tag");
-    const std::optional<TagSettings> settings = m_mailbox.tagSettings(tag);
-    const std::optional<Place> place = settings ? parsePlace(settings->address, problem) : std::nullopt;
-    std::optional<Value> value;
-    if (place)
-        value = valueFromText(*place, typed, settings->scale, settings->offset, problem);
-    if (value)
-        return write(tag, *value, options, end);
-    const WriteId id = newWrite(end);
-    endUnsent(id, tag, Reason::InvalidValue, problem);
-    return id;
-}
-
-std::optional<WriteResult> PlcCore::waitForWrite(WriteId id, Duration longest)
-{
-    const std::optional<Event> event = m_mailbox.await(id, std::min(longest, longestWrite));
-    const WriteResult *result = event ? std::get_if<WriteResult>(&*event) : nullptr;
-    return result == nullptr ? std::nullopt : std::optional(*result);
-}
-
-WriteId PlcCore::pulse(Tag relay, Duration length, End end)
-{
-    const WriteId id = newWrite(end);
-    QString problem;
-    if (!isButton(relay, problem))
-        endUnsent(id, relay, Reason::InvalidValue, problem);
-    else if (length < shortestPulse || length > longestPulse)
-        endUnsent(id, relay, Reason::InvalidValue, QStringLiteral("a pulse lasts between 10 ms and 60 s"));
-    else if (!post([=](Engine &engine) { engine.pulse(id, relay, length); }))
-        endUnsent(id, relay, Reason::Stopped);
-    return id;
-}
-
-bool PlcCore::cancel(WriteId id)
-{
-    bool cancelled = false;
-    if (m_thread)
-        m_thread->call([&](Engine &engine) { cancelled = engine.cancel(id); });
-    return cancelled;
-}
-
-int PlcCore::cancelAll()
-{
-    int cancelled = 0;
-    if (m_thread)
-        m_thread->call([&](Engine &engine) { cancelled = engine.cancelAll(); });
-    return cancelled;
-}
-
-// --- push buttons --------------------------------------------------------------------------------
-
-bool PlcCore::isButton(Tag relay, QString &problem) const
-{
-    const std::optional<TagSettings> settings = m_mailbox.tagSettings(relay);
-    problem = QStringLiteral("there is no such tag");
-    if (!settings)
-        return false;
-    const std::optional<Place> place = parsePlace(settings->address, problem);
-    problem.clear();
-    if (!place || !isOneBit(*place))
-        problem = QStringLiteral("%1 is not a single relay or bit").arg(settings->address);
-    else if (settings->access == Access::ReadOnly || !place->device->writable)
-        problem = QStringLiteral("%1 is read-only").arg(settings->address);
-    return problem.isEmpty();
-}
-
-void PlcCore::press(WriteId id, Tag relay)
-{
-    if (!post([=](Engine &engine) { engine.press(id, relay); }))
-        endUnsent(id, relay, Reason::Stopped);
-}
-
-void PlcCore::renew(WriteId press)
-{
-    post([press](Engine &engine) { engine.renew(press); });
-}
-
-void PlcCore::release(WriteId press)
-{
-    post([press](Engine &engine) { engine.release(press); });
-}
-
 // --- the link itself -----------------------------------------------------------------------------
 
 LinkStatistics PlcCore::statistics() const
 {
     LinkStatistics statistics;
     if (m_thread)
-        m_thread->call([&](Engine &engine) { statistics = engine.statistics(); });
+        statistics = m_thread->look([](const Engine &engine) { return engine.statistics(); });
+    statistics.writesNotSent += m_unsent;
     return statistics;
 }
 
@@ -359,7 +265,7 @@ ReadPlan PlcCore::plan() const
 {
     ReadPlan plan;
     if (m_thread)
-        m_thread->call([&](Engine &engine) { plan = engine.plan(); });
+        plan = m_thread->look([](const Engine &engine) { return engine.plan(); });
     return plan;
 }
 

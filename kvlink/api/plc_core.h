@@ -52,9 +52,12 @@ public:
     std::vector<Tag> addTags(const std::vector<TagSettings> &settings, QStringList *problems);
     bool removeTag(Tag tag);
     bool setPeriod(Tag tag, Duration period);
-    /// With its name, whatever was given.
     TagSettings tagSettings(Tag tag) const;
 
+    Sample sample(Tag tag) const;
+    std::vector<Sample> samples(const std::vector<Tag> &tags) const;
+    /// The first entry of the mailbox, a change with the newest sample of its tag.
+    std::optional<Event> take();
     ReadId readNow(const std::vector<Tag> &tags);
     /// As Plc::read. \return false when they were not all read within \a longest
     bool read(const std::vector<Tag> &tags, Duration longest);
@@ -91,7 +94,7 @@ public:
 
 private:
     bool post(LinkThread::Command command);
-    void postOrRun(const LinkThread::Command &command);
+    std::optional<EngineTag> engineTagOf(Tag tag) const;
     WriteId newWrite(End end);
     void endUnsent(WriteId id, Tag tag, Reason reason, const QString &what = {});
     void ask(QueryId id, const QString &command);
@@ -100,6 +103,7 @@ private:
     const Parts m_parts;
     QString m_problem;
     std::atomic<quint64> m_lastId{0}; ///< of writes, reads and queries alike
+    std::atomic<quint64> m_unsent{0}; ///< writes that ended here
     Mailbox m_mailbox;
     std::unique_ptr<Engine> m_engine;     ///< null with a problem of the parts
     std::unique_ptr<LinkThread> m_thread; ///< null as well; ends first

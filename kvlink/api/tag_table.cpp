@@ -4,6 +4,20 @@
 namespace kvlink
 {
 
+TagEntry::TagEntry(const TagSettings &settings)
+    : texts(settings.address.toUtf8() + '\0' + settings.name.toUtf8() + '\0' + settings.unit.toUtf8())
+{
+    texts.squeeze();
+}
+
+void TagEntry::copyTo(TagSettings &settings) const
+{
+    const QList<QByteArray> parts = texts.split('\0');
+    settings.address = QString::fromUtf8(parts.value(0));
+    settings.name = QString::fromUtf8(parts.value(1));
+    settings.unit = QString::fromUtf8(parts.value(2));
+}
+
 Tag TagTable::add(const TagSettings &settings)
 {
     const quint32 id = ++m_lastId;
@@ -12,7 +26,7 @@ Tag TagTable::add(const TagSettings &settings)
         m_pages.resize(page + 1);
     if (!m_pages[page])
         m_pages[page] = std::make_unique<Page>();
-    m_pages[page]->entries[id % Page::size].emplace(TagEntry{settings, Sample(), false});
+    m_pages[page]->entries[id % Page::size].emplace(settings);
     ++m_pages[page]->used;
     return Tag(id);
 }

@@ -5,8 +5,9 @@
 // gone is given back, so that a program that adds and removes tags for years does not grow.
 #pragma once
 
-#include <kvlink/sample.h>
 #include <kvlink/tag.h>
+
+#include <QByteArray>
 
 #include <array>
 #include <memory>
@@ -16,9 +17,13 @@
 namespace kvlink
 {
 
+/// The texts of a tag; its numbers are the engine's. Small: 100,000 of them are held.
 struct TagEntry {
-    TagSettings settings;
-    Sample sample;
+    explicit TagEntry(const TagSettings &settings);
+    /// Fills in address, name and unit.
+    void copyTo(TagSettings &settings) const;
+
+    QByteArray texts;         ///< address, name and unit, with a byte 0 between them: one piece of memory
     bool changeWaits = false; ///< a change of this tag waits to be taken
 };
 

@@ -116,6 +116,12 @@ Sample Engine::sample(Tag tag) const
     return slot == ValueBook::noSlot ? Sample() : m_book.sample(slot);
 }
 
+std::optional<EngineTag> Engine::tag(Tag tag) const
+{
+    const ValueBook::Slot slot = m_book.find(tag);
+    return slot == ValueBook::noSlot ? std::nullopt : std::optional(m_book.tag(slot));
+}
+
 LinkStatistics Engine::statistics() const
 {
     LinkStatistics statistics = m_counters;

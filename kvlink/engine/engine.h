@@ -25,6 +25,8 @@
 #include "model/clock.h"
 #include "transport/transport.h"
 
+#include <optional>
+
 namespace kvlink
 {
 
@@ -72,7 +74,10 @@ public:
     LinkStatus link() const { return m_status; }
     LinkStatistics statistics() const;
     ReadPlan plan() const { return m_reader.plan(); }
+    /// Quality::Never for an unknown tag.
     Sample sample(Tag tag) const;
+    /// As it was added, with the period that it has now. Nothing for an unknown tag.
+    std::optional<EngineTag> tag(Tag tag) const;
 
 private:
     /// What the exchange is for.

@@ -84,22 +84,35 @@ protected:
 TEST_F(LinkThreadTest, commandsRunInOrderOnAThreadOfTheirOwn)
 {
     std::vector<int> order;
+    std::promise<pthread_t> other;
     start();
     for (int i = 0; i < 1000; ++i)
         EXPECT_TRUE(thread->post([&order, i](Engine &) { order.push_back(i); }));
-    pthread_t other{};
-    thread->call([&](Engine &) { other = pthread_self(); });
-    EXPECT_FALSE(pthread_equal(other, pthread_self()));
+    EXPECT_TRUE(thread->post([&](Engine &) { other.set_value(pthread_self()); }));
+    EXPECT_FALSE(pthread_equal(other.get_future().get(), pthread_self()));
     ASSERT_EQ(order.size(), 1000U);
     EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
 }
 
-TEST_F(LinkThreadTest, whileStoppedNothingIsPostedAndCallsRunInTheCaller)
+TEST_F(LinkThreadTest, aCallComesAfterWhatWasPosted)
+{
+    start();
+    for (int round = 0; round < 1000; ++round) {
+        bool posted = false;
+        bool seen = false;
+        thread->post([&](Engine &) { posted = true; });
+        thread->call([&](Engine &) { seen = posted; });
+        ASSERT_TRUE(seen);
+    }
+}
+
+TEST_F(LinkThreadTest, whileStoppedNothingIsPostedButCallsRun)
 {
     EXPECT_FALSE(thread->post([](Engine &) { FAIL(); }));
-    pthread_t own{};
-    thread->call([&](Engine &) { own = pthread_self(); });
-    EXPECT_TRUE(pthread_equal(own, pthread_self()));
+    bool ran = false;
+    thread->call([&](Engine &) { ran = true; });
+    EXPECT_TRUE(ran);
+    EXPECT_EQ(thread->look([](const Engine &one) { return one.link().state; }), LinkState::Stopped);
 }
 
 TEST_F(LinkThreadTest, whatWasPostedBeforeTheStopIsCarriedOut)
@@ -125,7 +138,8 @@ TEST_F(LinkThreadTest, theStopIsReportedBeforeItReturns)
 TEST_F(LinkThreadTest, anIdleLinkSleeps)
 {
     start();
-    thread->call([](Engine &) {});
+    while (transport.works == 0)
+        ::sched_yield();
     const int before = transport.works;
     ::usleep(100000); // time passes in which nothing is due: that is what is tested
     EXPECT_LE(transport.works - before, 3);
@@ -134,7 +148,6 @@ TEST_F(LinkThreadTest, anIdleLinkSleeps)
 TEST_F(LinkThreadTest, aCommandWakesItUp)
 {
     start();
-    thread->call([](Engine &) {});
     std::promise<void> ran;
     thread->post([&](Engine &) { ran.set_value(); });
     EXPECT_EQ(ran.get_future().wait_for(5s), std::future_status::ready);
@@ -155,26 +168,28 @@ TEST_F(LinkThreadTest, aDescriptorThatIsAlwaysReadableKeepsNobodyOut)
 TEST_F(LinkThreadTest, itsStackIsSmall)
 {
     start();
-    std::size_t size = 0;
-    thread->call([&](Engine &) {
+    std::promise<std::size_t> size;
+    thread->post([&](Engine &) {
+        std::size_t bytes = 0;
         pthread_attr_t attributes;
         pthread_getattr_np(pthread_self(), &attributes);
-        pthread_attr_getstacksize(&attributes, &size);
+        pthread_attr_getstacksize(&attributes, &bytes);
         pthread_attr_destroy(&attributes);
+        size.set_value(bytes);
     });
-    EXPECT_EQ(size, 256U * 1024);
+    EXPECT_EQ(size.get_future().get(), 256U * 1024);
 }
 
 TEST_F(LinkThreadTest, signalsOfTheProgramAreNotForIt)
 {
     start();
-    bool blocked = false;
-    thread->call([&](Engine &) {
+    std::promise<bool> blocked;
+    thread->post([&](Engine &) {
         sigset_t mask;
         pthread_sigmask(SIG_SETMASK, nullptr, &mask);
-        blocked = sigismember(&mask, SIGTERM) == 1 && sigismember(&mask, SIGINT) == 1;
+        blocked.set_value(sigismember(&mask, SIGTERM) == 1 && sigismember(&mask, SIGINT) == 1);
     });
-    EXPECT_TRUE(blocked);
+    EXPECT_TRUE(blocked.get_future().get());
     sigset_t own;
     pthread_sigmask(SIG_SETMASK, nullptr, &own);
     EXPECT_EQ(sigismember(&own, SIGTERM), 0);

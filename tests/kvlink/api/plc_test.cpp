@@ -108,7 +108,13 @@ TEST(PlcSettings, whatIsWrongIsSaidAtOnce)
     Plc plc(noDriver);
     EXPECT_TRUE(plc.problem().contains(QLatin1String("/nowhere/driver.so"))) << plc.problem().toStdString();
     EXPECT_FALSE(plc.start());
-    EXPECT_TRUE(plc.tag(QStringLiteral("DM0")).isValid());
+    QString problem;
+    EXPECT_FALSE(plc.tag(QStringLiteral("DM0"), &problem).isValid());
+    EXPECT_EQ(problem, plc.problem());
+    EXPECT_FALSE(plc.tag(QStringLiteral("D100"), &problem).isValid());
+    EXPECT_NE(problem, plc.problem()) << "the address is wrong as well";
+    EXPECT_EQ(plc.sample(Tag(1)).quality, Quality::Never);
+    EXPECT_EQ(plc.tagSettings(Tag(1)).address, QString());
     EXPECT_TRUE(plc.plan().requests.isEmpty());
     EXPECT_EQ(plc.statistics().requests, 0U);
     EXPECT_EQ(plc.writeAndWait(Tag(1), 5).outcome, Outcome::NotSent);
@@ -145,6 +151,34 @@ TEST_F(PlcTest, ofManyTagsTheWrongOnesAreNamed)
     EXPECT_EQ(plc.tags(), (std::vector<Tag>{tags[0], tags[2]}));
     EXPECT_EQ(plc.tagSettings(tags[2]).name, QLatin1String("DM2.D"));
     EXPECT_EQ(plc.tagSettings(tags[2]).address, QLatin1String("dm2.d"));
+}
+
+TEST_F(PlcTest, aTagKeepsItsSettings)
+{
+    TagSettings given;
+    given.address = QStringLiteral("dm100.5");
+    given.name = QStringLiteral("valve");
+    given.period = 3s;
+    given.scale = 2.0;
+    given.offset = -1.0;
+    given.unit = QStringLiteral("mm");
+    given.deadband = 0.5;
+    given.access = Access::ReadOnly;
+    given.command = true;
+    const Tag tag = plc.tag(given);
+    plc.setPeriod(tag, 4s);
+    plc.setPeriod(tag, -1s);
+    const TagSettings kept = plc.tagSettings(tag);
+    EXPECT_EQ(kept.address, given.address);
+    EXPECT_EQ(kept.name, given.name);
+    EXPECT_EQ(kept.period, Duration(4s));
+    EXPECT_EQ(kept.scale, 2.0);
+    EXPECT_EQ(kept.offset, -1.0);
+    EXPECT_EQ(kept.unit, given.unit);
+    EXPECT_EQ(kept.deadband, 0.5);
+    EXPECT_EQ(kept.access, Access::ReadOnly);
+    EXPECT_TRUE(kept.command);
+    EXPECT_EQ(plc.tagSettings(plc.tag(QStringLiteral("dm7.d:2"))).name, QLatin1String("DM7.D:2"));
 }
 
 TEST_F(PlcTest, thePlanIsThereBeforeTheStart)
@@ -184,6 +218,17 @@ TEST_F(PlcTest, changesComeAsSignalsInTheThreadOfThePlc)
     sim.tell("set DM100=65535");
     EXPECT_TRUE(soon([&] { return shown[word].toInt() == 65535; }));
     EXPECT_EQ(plc.sample(word).toInt(), 65535);
+}
+
+TEST_F(PlcTest, theTimeOfASampleIsThatOfTheLastAnswerAlsoWhenNothingChanged)
+{
+    const Tag word = plc.tag(at("DM100"));
+    start();
+    EXPECT_TRUE(soon([&] { return shown[word].isGood(); }));
+    const SteadyTime first = shown[word].steadyTime;
+    EXPECT_TRUE(soon([&] { return plc.sample(word).steadyTime > first; }));
+    EXPECT_EQ(changes, 1);
+    EXPECT_GT(plc.sample(word).time, shown[word].time);
 }
 
 TEST_F(PlcTest, tagsComeAndGoWhileTheLinkRuns)
@@ -334,6 +379,7 @@ TEST_F(PlcTest, whatIsWrongWithAWriteEndsIt)
     EXPECT_EQ(end(plc.write(Tag(), 5)), "not sent: " + reasonText(Reason::InvalidValue).toStdString());
     EXPECT_EQ(end(plc.write(readOnly, 5)), "not sent: " + reasonText(Reason::NotPermitted).toStdString());
     EXPECT_EQ(sim.tell("get DM100"), "ok 00000");
+    EXPECT_EQ(plc.statistics().writesNotSent, 4U);
 }
 
 TEST_F(PlcTest, aPulseGoesOnAndOff)
@@ -504,7 +550,7 @@ TEST_F(PlcTest, aReadOfNothingEndsAtOnce)
     EXPECT_TRUE(soon([&] { return reads == std::vector<ReadId>{nothing, unknown}; }));
 }
 
-// --- threads ------------------------------------------------------------------------------------------------
+// --- threads -------------------------------------------------------------------------------------
 
 /// Everything at the same time, for the thread sanitizer and for the promise that nothing hangs.
 TEST_F(PlcTest, everyCallMayComeFromEveryThread)

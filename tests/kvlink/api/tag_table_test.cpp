@@ -14,14 +14,41 @@ TagSettings named(const char *name)
     return settings;
 }
 
+std::string nameOf(const TagEntry &entry)
+{
+    TagSettings settings;
+    entry.copyTo(settings);
+    return settings.name.toStdString();
+}
+
+TEST(TagEntry, keepsTheTextsOfATag)
+{
+    TagSettings given;
+    given.address = QStringLiteral("dm100.f");
+    given.name = QStringLiteral("Füllstand");
+    given.unit = QStringLiteral("m³");
+    TagSettings kept;
+    TagEntry(given).copyTo(kept);
+    EXPECT_EQ(kept.address, given.address);
+    EXPECT_EQ(kept.name, given.name);
+    EXPECT_EQ(kept.unit, given.unit);
+
+    given.name.clear();
+    given.unit.clear();
+    TagEntry(given).copyTo(kept);
+    EXPECT_EQ(kept.address, given.address);
+    EXPECT_EQ(kept.name, QString());
+    EXPECT_EQ(kept.unit, QString());
+}
+
 TEST(TagTable, findsWhatWasAdded)
 {
     TagTable table;
     const Tag first = table.add(named("first"));
     const Tag second = table.add(named("second"));
     EXPECT_TRUE(first.isValid());
-    EXPECT_EQ(table.find(first)->settings.name, QLatin1String("first"));
-    EXPECT_EQ(table.find(second)->settings.name, QLatin1String("second"));
+    EXPECT_EQ(nameOf(*table.find(first)), "first");
+    EXPECT_EQ(nameOf(*table.find(second)), "second");
     EXPECT_EQ(table.find(Tag()), nullptr);
     EXPECT_EQ(table.find(Tag(3)), nullptr);
     EXPECT_EQ(table.find(Tag(4000000000U)), nullptr);

@@ -182,13 +182,16 @@ int runWatch(App &app)
     std::vector<Variable> variables;
     if (!variablesFor(app, app.options.words, variables))
         return exitUsage;
-    Subscription all(app, std::move(variables), app.options.every);
+    const bool isTable =
+        stdoutIsTerminal() && app.options.format == OutputFormat::Text && !app.options.isQuiet;
+    // A table shows how old each value is, also one that stays the same.
+    Subscription all(app, std::move(variables), app.options.every, isTable);
     if (!all.problem().isEmpty())
         return app.refuse(all.problem(), exitUsage);
     app.out.setNameWidth(widestName(all.variables()));
     Watch watch(app, all);
     const SteadyTime end = endOf(app.options);
-    if (stdoutIsTerminal() && app.options.format == OutputFormat::Text && !app.options.isQuiet)
+    if (isTable)
         watchTable(app, all, watch, end);
     else
         watchLines(app, all, watch, end);

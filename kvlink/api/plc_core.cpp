@@ -271,18 +271,18 @@ ReadPlan PlcCore::plan() const
 
 QStringList PlcCore::framesOfWrite(Tag tag, const QString &typed, QString &problem)
 {
-    const std::optional<TagSettings> settings = m_mailbox.tagSettings(tag);
-    const std::optional<Place> place = settings ? parsePlace(settings->address, problem) : std::nullopt;
-    if (!settings || !m_thread || m_mailbox.link().state != LinkState::Stopped) {
+    const TagSettings settings = tagSettings(tag);
+    const std::optional<Place> place = parsePlace(settings.address, problem);
+    if (!m_mailbox.hasTag(tag) || !m_thread || m_mailbox.link().state != LinkState::Stopped) {
         problem = QStringLiteral("frames are shown of a tag of this PLC, before its link is started");
         return {};
     }
     const auto value =
-        place ? valueFromText(*place, typed, settings->scale, settings->offset, problem) : std::nullopt;
+        place ? valueFromText(*place, typed, settings.scale, settings.offset, problem) : std::nullopt;
     const Coding coding{m_settings.wordOrder, m_settings.textEncoding};
-    const auto pieces = value ? encode(*place, *value, coding, settings->scale, settings->offset,
-                                       m_settings.maxBlock, problem)
-                              : std::nullopt;
+    const auto pieces =
+        value ? encode(*place, *value, coding, settings.scale, settings.offset, m_settings.maxBlock, problem)
+              : std::nullopt;
     QStringList frames;
     for (const WriteUnits &piece : pieces.value_or(std::vector<WriteUnits>()))
         frames += framesOf(*m_parts.driver, piece);

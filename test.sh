@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Installs what is missing, builds everything with Qt 5 and with Qt 6, and runs every test.
 #
 #   ./test.sh              all tests, both Qt versions
 #   ./test.sh --qt 5       one of them
-#   ./test.sh --coverage   Qt 5 only, with the lines and branches of the driver that the tests reach
-#   ./test.sh --sanitize   everything under the address and undefined-behaviour sanitizers (clang, Qt 5), then the
-#                          driver under the thread sanitizer (clang, Qt 6), its threads at work for a minute
-#   ./test.sh --lint       clang-format, clang-tidy and cppcheck over all sources
+#   ./test.sh --coverage   Qt 5 only, with the lines and branches of all that ships which they reach
+#   ./test.sh --sanitize   everything under the address and undefined-behaviour sanitizers (clang,
+#                          Qt 5), then the driver under the thread sanitizer (clang, Qt 6)
+#   ./test.sh --lint       rooms, texts, clang-format, clang-tidy and cppcheck over all sources
 #
-# Qt 5 is built optimised, as it ships; Qt 6 with assertions, so that the order of locks is checked too.
+# Qt 5 is built optimised, as it ships; Qt 6 with assertions, which also check the order of locks.
 set -euo pipefail
 cd "$(dirname "$0")"
 
@@ -23,7 +24,7 @@ while [ $# -gt 0 ]; do
             esac
             shift ;;
         --coverage | --sanitize | --lint) mode=${1#--} ;;
-        -h | --help) sed -n '2,12s/^# \{0,1\}//p' "$0"; exit 0 ;;
+        -h | --help) sed -n '3,/^set /s/^# \{0,1\}//p' "$0"; exit 0 ;;
         *) echo "test.sh: unknown option '$1' (./test.sh --help lists them)" >&2; exit 2 ;;
     esac
     shift
@@ -34,7 +35,7 @@ run_tests() { # FOLDER
 }
 
 sanitize() {
-    local clang=(-DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Debug)
+    local clang=(-DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Debug -DKV_WERROR=ON)
     echo "Building for the address and undefined-behaviour sanitizers"
     scripts/build.sh build/asan "${clang[@]}" -DKV_QT_MAJOR=5 -DKV_SANITIZE=address,undefined -DCMAKE_CXX_FLAGS=-O1
     echo "Testing under the address and undefined-behaviour sanitizers"
@@ -57,7 +58,7 @@ for qt in "${versions[@]}"; do
     type=RelWithDebInfo
     [ "$qt" = 5 ] || type=Debug
     echo "Building with Qt $qt ($type)"
-    scripts/build.sh "build/qt$qt" -DKV_QT_MAJOR="$qt" -DCMAKE_BUILD_TYPE="$type"
+    scripts/build.sh "build/qt$qt" -DKV_QT_MAJOR="$qt" -DCMAKE_BUILD_TYPE="$type" -DKV_WERROR=ON
     echo "Testing with Qt $qt"
     run_tests "build/qt$qt"
 done

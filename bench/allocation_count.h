@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Counts what the process asks of the heap, whoever asks: operator new, Qt's containers, C.
 #pragma once
 

@@ -1,31 +1,35 @@
-// What the driver costs a panel's CPU, beside what the same work costs without a driver.
+// SPDX-License-Identifier: MIT
+// What the driver costs a panel's CPU, compared with the same work done without a driver.
 //
-// Each figure is a ratio within one run: the plain loops below are the yardstick, measured on the same machine
-// in the same minute. Times are CPU time of the calling thread in nanoseconds. A machine that does other work
-// meanwhile only ever adds to them, so compare the smallest of several repetitions:
+// Each figure is a ratio within one run. The plain loops below are the yardstick, measured on the
+// same machine in the same minute. Times are CPU time of the calling thread in nanoseconds. Other
+// work on the machine can only add to them, so compare the smallest of several repetitions:
 //   driver_bench --benchmark_repetitions=9 --benchmark_enable_random_interleaving=true
 //                --benchmark_min_time=0.05
 //
-//   benchmark                        against                               at most
-//   exchange_words                   plain_words                           1.5
-//   exchange_dwords                  plain_dwords                          2
-//   exchange_triples                 plain_triples                         2
-//   read_words                       3 * plain_memcpy + parse_word_address 1
-//   read_bit                         100 / 530 * plain_words               1
-//   read_while_decoding/threads:4    read_while_decoding/threads:1         1, but for noise: CPU time a call
-//   rebuild/100000                   rebuild/10000                         12
-//   write_pending                    5000 ns                               1
-// Heap allocations of one exchange: the counter "allocations" of exchange_words, _dwords and _triples.
+//   benchmark                    against                             at most
+//   exchangeWords                plainWords                          1.5
+//   exchangeDwords               plainDwords                         2
+//   exchangeTriples              plainTriples                        2
+//   readWords                    3 * plainMemcpy + parseWordAddress  1
+//   readBit                      130 / 530 * plainWords              1
+//   readWhileDecoding/threads:4  readWhileDecoding/threads:1         1.1: CPU time of a call
+//   rebuild/100000               rebuild/10000                       12
+//   writePending                 5000 ns                             1
+//   passOverSwitchedOff/*        200,000 ns                          1
+//   exchangeOfList/8000          exchangeOfList/100                  1.3
+// Heap allocations of one exchange: counter "allocations" of exchangeWords, -Dwords and -Triples.
 //
-// Cost over size: exchange_of_length/N (words in the block; beside plain_words_of_length/N), rebuild/N
-// (variables), exchange_of_stations/N (one turn of the scheduler and its exchange, blocks of N stations in the
-// read list).
+// Cost over size: exchangeOfLength/N (words in the block; compare plainWordsOfLength/N),
+// rebuild/N (variables), exchangeOfStations/N (one turn of the scheduler and its exchange, blocks
+// of N stations in the read list), exchangeOfList/N (the same for N blocks of one station).
 #include "allocation_count.h"
 
 #include <Communication_Protocol.h>
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <atomic>
 #include <charconv>
 #include <cstdio>
@@ -37,11 +41,11 @@ namespace
 {
 constexpr int words = 128;
 
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 // A host with linked stations, and what its PLC answers
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
-/// The settings of a host whose stations 1 to stations have their links open; all lists empty.
+// The settings of a host whose stations 1 to stations have their links open; all lists empty.
 void linkedHost(int stations = 1)
 {
     static ComInfo settings;
@@ -62,7 +66,7 @@ void linkedHost(int stations = 1)
     PLC_driver.writeTurns = PLC_driver.onceReadTurns = 0;
 }
 
-/// "00000 00517 01034 ...\r\n": count fields of the given number of digits.
+// "00000 00517 01034 ...\r\n": count fields of the given number of digits.
 std::string fields(int count, int digits)
 {
     std::string reply;
@@ -75,7 +79,7 @@ std::string fields(int count, int digits)
     return reply + '\n';
 }
 
-/// "1,0000000050,0000000100 ...\r\n"
+// "1,0000000050,0000000100 ...\r\n"
 std::string triples(int count)
 {
     std::string reply;
@@ -98,9 +102,9 @@ void addBlock(int area, int address, int count, int station = 1)
     AddListReadVar(&var);
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 // The yardsticks: the digits of each field into bytes, and nothing else
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 template <typename Value, int digits>
 char *convert(const char *field, char *to)
@@ -112,7 +116,7 @@ char *convert(const char *field, char *to)
     return to + sizeof value;
 }
 
-/// Fields with one separator behind each.
+// Fields with one separator after each.
 template <typename Value, int digits>
 void plainFields(benchmark::State &state, int count)
 {
@@ -127,22 +131,22 @@ void plainFields(benchmark::State &state, int count)
     }
 }
 
-void plain_words(benchmark::State &state)
+void plainWords(benchmark::State &state)
 {
     plainFields<quint16, 5>(state, words);
 }
 
-void plain_words_of_length(benchmark::State &state)
+void plainWordsOfLength(benchmark::State &state)
 {
     plainFields<quint16, 5>(state, int(state.range(0)));
 }
 
-void plain_dwords(benchmark::State &state)
+void plainDwords(benchmark::State &state)
 {
     plainFields<quint32, 10>(state, words);
 }
 
-void plain_triples(benchmark::State &state)
+void plainTriples(benchmark::State &state)
 {
     const std::string reply = triples(words);
     std::string bytes(reply.size(), '\0');
@@ -158,7 +162,7 @@ void plain_triples(benchmark::State &state)
     }
 }
 
-void plain_memcpy(benchmark::State &state)
+void plainMemcpy(benchmark::State &state)
 {
     const std::string source(words * 2, 'x');
     for (auto _ : state) {
@@ -169,9 +173,9 @@ void plain_memcpy(benchmark::State &state)
     }
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 // Exchanges
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 void exchangeOnce(QByteArray &reply)
 {
@@ -179,7 +183,7 @@ void exchangeOnce(QByteArray &reply)
     benchmark::DoNotOptimize(DataCom(&reply, int(reply.size())));
 }
 
-/// Exchanges for the blocks in the read list, which all have this answer.
+// Exchanges for the blocks in the read list, which all have this answer.
 void exchangeAll(benchmark::State &state, const std::string &text)
 {
     QByteArray reply = QByteArray::fromStdString(text);
@@ -201,28 +205,28 @@ void exchange(benchmark::State &state, int area, int count, const std::string &t
     exchangeAll(state, text);
 }
 
-void exchange_words(benchmark::State &state)
+void exchangeWords(benchmark::State &state)
 {
     exchange(state, AREA_DM, words, fields(words, 5));
 }
 
-void exchange_dwords(benchmark::State &state)
+void exchangeDwords(benchmark::State &state)
 {
     exchange(state, AREA_Z, words, fields(words, 10));
 }
 
-void exchange_triples(benchmark::State &state)
+void exchangeTriples(benchmark::State &state)
 {
     exchange(state, AREA_T, words, triples(words));
 }
 
-void exchange_of_length(benchmark::State &state)
+void exchangeOfLength(benchmark::State &state)
 {
     const int count = int(state.range(0));
     exchange(state, AREA_DM, count, fields(count, 5));
 }
 
-void exchange_of_stations(benchmark::State &state)
+void exchangeOfStations(benchmark::State &state)
 {
     const int stations = int(state.range(0));
     linkedHost(stations);
@@ -231,9 +235,43 @@ void exchange_of_stations(benchmark::State &state)
     exchangeAll(state, fields(words, 5));
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// A device is as long as 100 blocks, so that the images stay as small as those of a real PLC.
+void exchangeOfList(benchmark::State &state)
+{
+    constexpr int blocksOfDevice = 100;
+    linkedHost();
+    for (int block = 0; block < int(state.range(0)); ++block)
+        addBlock(AREA_DM, block % blocksOfDevice * words, words);
+    exchangeAll(state, fields(words, 5));
+}
+
+// One pass of the scheduler over 8,000 blocks of a switched-off station, with so many blocks of
+// another station behind them. None: nothing is sent. The list is turned back each time,
+// without counting that.
+void passOverSwitchedOff(benchmark::State &state)
+{
+    constexpr int switchedOff = 8000;
+    const int behind = int(state.range(0));
+    linkedHost(2);
+    for (int block = 0; block < switchedOff; ++block)
+        addBlock(AREA_DM, block, 1, 2);
+    for (int block = 0; block < behind; ++block)
+        addBlock(AREA_DM, block, 1, 1);
+    EnableEthernet(2, 0);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(ComCommunication());
+        state.PauseTiming();
+        PLC_driver.frameQueue.clear();
+        QList<RW_VAR> &list = PLC_driver.readList;
+        std::rotate(list.begin(), list.begin() + behind, list.end());
+        state.ResumeTiming();
+    }
+    EnableEthernet(2, 1);
+}
+
+// -------------------------------------------------------------------------------------------------
 // Host reads
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 void parseAddress(benchmark::State &state, int area, const char *address)
 {
@@ -242,17 +280,17 @@ void parseAddress(benchmark::State &state, int area, const char *address)
         benchmark::DoNotOptimize(PLCAddressChangeIntef(area, text));
 }
 
-void parse_word_address(benchmark::State &state)
+void parseWordAddress(benchmark::State &state)
 {
     parseAddress(state, AREA_DM, "100");
 }
 
-void parse_bit_address(benchmark::State &state)
+void parseBitAddress(benchmark::State &state)
 {
     parseAddress(state, AREA_R, "1015");
 }
 
-/// Each read into a byte array of its own, as the yardstick does it.
+// Each read gets a byte array of its own, as in the yardstick.
 void readAgainAndAgain(benchmark::State &state, int area, const char *address, int count)
 {
     const QString text = QString::fromLatin1(address);
@@ -263,19 +301,19 @@ void readAgainAndAgain(benchmark::State &state, int area, const char *address, i
     }
 }
 
-void read_words(benchmark::State &state)
+void readWords(benchmark::State &state)
 {
     linkedHost();
     readAgainAndAgain(state, AREA_DM, "100", words);
 }
 
-void read_bit(benchmark::State &state)
+void readBit(benchmark::State &state)
 {
     linkedHost();
     readAgainAndAgain(state, AREA_R, "1015", 1);
 }
 
-/// An exchange thread that decodes 128 words after 128 words without a pause, which no link is fast enough for.
+// An exchange thread that decodes blocks of 128 words without a pause, faster than any link.
 class ExchangeThread
 {
 public:
@@ -301,14 +339,14 @@ private:
     static inline std::thread thread;
 };
 
-void read_while_decoding(benchmark::State &state)
+void readWhileDecoding(benchmark::State &state)
 {
     readAgainAndAgain(state, AREA_DM, "100", words);
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 // Lists
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 void rebuild(benchmark::State &state)
 {
@@ -327,8 +365,9 @@ void rebuild(benchmark::State &state)
         benchmark::DoNotOptimize(ReCreatReadVarList(&wanted));
 }
 
-/// Words that merge with none of the 1,000 that wait, twenty at a time: the list takes no more than 1,024.
-void write_pending(benchmark::State &state)
+// Words that merge with none of the 1,000 pending ones, twenty at a time: the list is limited to
+// 1,024 entries.
+void writePending(benchmark::State &state)
 {
     constexpr int pending = 1000;
     constexpr int batch = 20;
@@ -349,27 +388,29 @@ void write_pending(benchmark::State &state)
     }
 }
 
-BENCHMARK(plain_words);
-BENCHMARK(exchange_words);
-BENCHMARK(plain_dwords);
-BENCHMARK(exchange_dwords);
-BENCHMARK(plain_triples);
-BENCHMARK(exchange_triples);
-BENCHMARK(plain_memcpy);
-BENCHMARK(parse_word_address);
-BENCHMARK(parse_bit_address);
-BENCHMARK(read_words);
-BENCHMARK(read_bit);
-BENCHMARK(read_while_decoding)
+BENCHMARK(plainWords);
+BENCHMARK(exchangeWords);
+BENCHMARK(plainDwords);
+BENCHMARK(exchangeDwords);
+BENCHMARK(plainTriples);
+BENCHMARK(exchangeTriples);
+BENCHMARK(plainMemcpy);
+BENCHMARK(parseWordAddress);
+BENCHMARK(parseBitAddress);
+BENCHMARK(readWords);
+BENCHMARK(readBit);
+BENCHMARK(readWhileDecoding)
     ->Setup(ExchangeThread::start)
     ->Teardown(ExchangeThread::stop)
     ->Threads(1)
     ->Threads(4);
-BENCHMARK(write_pending);
+BENCHMARK(writePending);
 BENCHMARK(rebuild)->ArgsProduct({{10, 30, 100, 300, 1000, 3000, 10000, 30000, 100000}});
-BENCHMARK(plain_words_of_length)->ArgsProduct({{1, 2, 4, 8, 16, 32, 64, 96, 128}});
-BENCHMARK(exchange_of_length)->ArgsProduct({{1, 2, 4, 8, 16, 32, 64, 96, 128}});
-BENCHMARK(exchange_of_stations)->ArgsProduct({{1, 2, 4, 8, 16, 32, 48, 64}});
+BENCHMARK(plainWordsOfLength)->ArgsProduct({{1, 2, 4, 8, 16, 32, 64, 96, 128}});
+BENCHMARK(exchangeOfLength)->ArgsProduct({{1, 2, 4, 8, 16, 32, 64, 96, 128}});
+BENCHMARK(exchangeOfStations)->ArgsProduct({{1, 2, 4, 8, 16, 32, 48, 64}});
+BENCHMARK(exchangeOfList)->ArgsProduct({{100, 300, 1000, 3000, 8000}});
+BENCHMARK(passOverSwitchedOff)->Arg(0)->Arg(1)->Arg(8000);
 
 void silence(QtMsgType, const QMessageLogContext &, const QString &) {}
 } // namespace

@@ -1,141 +1,187 @@
-"""Measures kv-host and kv-sim as whole programs, beside what a user would pick instead.
+# SPDX-License-Identifier: MIT
+"""Measures kvlink and kv-host against kv-sim as whole programs, next to what a user would pick instead.
 
     python3 bench/end_to_end.py FOLDER RESULT.json [--quick]
 
-FOLDER holds kv-host, kv-sim, modbus_bench and idle_qt. Figures only: what they are worth is judged by report.py.
+FOLDER holds kvlink_bench, modbus_bench, kv-host and kv-sim. Writes figures only; report.py compares them with their targets.
 """
 
 import json
+import socket
 import subprocess
 import sys
 import tempfile
 import time
+from contextlib import ExitStack, contextmanager
 from pathlib import Path
 
-from programs import (BusyCores, MeasureError, Plcs, bench, cpu_seconds, finished, host_command, resident_by_file,
-                      resident_kb, stop, wait_until)
+from programs import PATIENCE, MeasureError, Plcs, cpu_seconds, host_command
 
 WORDS = 120
-STATIONS = (1, 2, 4, 8, 16, 32, 64)
 ANSWER_DELAY_MS = 10  # of a PLC that is no program on the same machine
-PROCESSES = (1, 2, 4, 8)
+HEALTHY = 3
+POINT_PLCS, FLOATS, WRITES = 10, 10_000, 100
+MANY_PLCS, MANY_WORDS, MANY_PERIOD_MS = 256, 100, 100
 
 
-def modbus_rate(folder, seconds):
+def scenario(folder, *arguments):
+    """One run of kvlink_bench -> its result."""
+    run = subprocess.run([folder / "kvlink_bench", *map(str, arguments)], capture_output=True, text=True)
+    if run.returncode != 0:
+        raise MeasureError(f"kvlink_bench {arguments[0]}: {run.stderr.strip()}")
+    return json.loads(run.stdout)
+
+
+def modbus_flat(folder, seconds):
     run = subprocess.run([folder / "modbus_bench", str(seconds), str(WORDS)], capture_output=True, text=True)
     if run.returncode != 0:
         raise MeasureError(run.stderr.strip())
-    _, exchanges, _, took = run.stdout.split()
-    return int(exchanges) / float(took)
+    _, exchanges, _, took, _, cpu = run.stdout.split()
+    return {"words_a_second": int(exchanges) * WORDS / float(took), "cpu_us": float(cpu) * 1e6 / int(exchanges)}
 
 
-def words_a_second(folder, rounds, seconds):
-    """Both by turns, so that whatever else the machine does strikes both."""
+def flat_out(folder, rounds, seconds):
+    """kvlink and libmodbus by turns, so that whatever else the machine does strikes both."""
     found = []
     with Plcs(folder) as plcs:
         for _ in range(rounds):
-            kv = finished(bench(folder, plcs, seconds), "kv-host bench")
-            found.append({"kv": kv["word rate"], "modbus": modbus_rate(folder, seconds) * WORDS})
+            found.append({"kv": scenario(folder, "flat", seconds, plcs.urls[0]), "modbus": modbus_flat(folder, seconds)})
     return found
 
 
-def busy_words(folder, rounds, seconds):
-    with BusyCores():
-        return words_a_second(folder, rounds, seconds)
+def passes(folder, seconds):
+    """One pass over so many PLCs that answer after 10 ms."""
+    found = []
+    for count in (1, 4, 16, 64):
+        with Plcs(folder, count, "--delay", str(ANSWER_DELAY_MS)) as plcs:
+            found.append(scenario(folder, "pass", seconds, *plcs.urls))
+    return found
 
 
-def cpu_share(folder, seconds):
-    """Fifty exchanges a second: five blocks of 120 words, all shown, ten passes a second."""
-    with Plcs(folder, 1, "--scan", "100") as plcs, open("/dev/null", "w", encoding="utf-8") as nowhere:
-        host = subprocess.Popen(
-            host_command(folder, *plcs.options(), "--max-block", str(WORDS), "watch", "--every", "100ms",
-                         f"DM0:{5 * WORDS}"), stdout=nowhere, stderr=nowhere)
-        stats = subprocess.Popen(
-            host_command(folder, *plcs.options(), "--max-block", str(WORDS), "stats", "--every", "20ms", "--for",
-                         f"{seconds + 4}s", f"DM0:{WORDS}"), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
-        time.sleep(2)  # beyond the start, which is no part of it
-        begin = time.monotonic()
-        before = [cpu_seconds(process.pid) for process in (host, stats)]
-        time.sleep(seconds)
-        took = time.monotonic() - begin
-        shares = [(cpu_seconds(process.pid) - start) / took for process, start in zip((host, stats), before)]
-        stop(host)
-        told = finished(stats, "kv-host stats")
-    return {"watch": shares[0], "stats": shares[1], "exchanges_a_second": told["answers"] / told["time"],
-            "seconds": took}
+@contextmanager
+def black_hole():
+    """A port whose connections neither succeed nor fail: its queue is full."""
+    with ExitStack() as held:
+        server = held.enter_context(socket.socket())
+        server.bind(("127.0.0.1", 0))
+        server.listen(0)
+        for _ in range(4):
+            client = held.enter_context(socket.socket())
+            client.setblocking(False)
+            client.connect_ex(server.getsockname())
+        yield "tcp://127.0.0.1:%d" % server.getsockname()[1]
 
 
-def tag_file(folder, stations, each):
-    path = Path(folder) / "tags.csv"
-    rows = [f"value {station} {number},DM{number},,{station}" for station in range(stations) for number in range(each)]
-    path.write_text("name,address,type,station\n" + "\n".join(rows) + "\n", encoding="utf-8")
-    return path
+def closed_port():
+    with socket.socket() as free:
+        free.bind(("127.0.0.1", 0))
+        return "tcp://127.0.0.1:%d" % free.getsockname()[1]
 
 
-def memory(folder):
-    """A thousand variables of four PLCs, all of them read and shown, beside a program that does nothing."""
-    with Plcs(folder, 4) as plcs, tempfile.TemporaryDirectory() as scratch:
-        shown = Path(scratch) / "shown.txt"
-        with open(shown, "w", encoding="utf-8") as output:
-            host = subprocess.Popen(
-                host_command(folder, *plcs.options(), "-f", tag_file(scratch, 4, 250), "watch"),
-                stdout=output, stderr=subprocess.DEVNULL)
-        idle = subprocess.Popen([folder / "idle_qt"])
+def beside_dead(folder, seconds):
+    """The share of its due updates that the worst healthy PLC reaches beside a frozen, a refusing and a vanished one."""
+    with Plcs(folder, HEALTHY) as plcs, Plcs(folder, 1, "--fault", "silent") as frozen, black_hole() as hole:
+        urls = [*plcs.urls, *frozen.urls, closed_port(), hole]
+        beside = scenario(folder, "rate", seconds, 100, WORDS, *urls)
+        alone = scenario(folder, "rate", seconds, 100, WORDS, *plcs.urls)
+    return {"due": beside["due"], "beside": min(beside["answers"][:HEALTHY]), "alone": min(alone["answers"])}
+
+
+def points(folder, seconds):
+    """100,000 32-bit floats of 10 PLCs once a second, and 100 writes meanwhile."""
+    with Plcs(folder, POINT_PLCS) as plcs:
+        return scenario(folder, "floats", seconds, FLOATS, WRITES, *plcs.urls)
+
+
+def many(folder, seconds):
+    with Plcs(folder, MANY_PLCS) as plcs:
+        found = scenario(folder, "rate", seconds, MANY_PERIOD_MS, MANY_WORDS, *plcs.urls)
+    return {**found, "worst": min(found["answers"])}
+
+
+def tags(folder):
+    with Plcs(folder) as plcs:
+        return scenario(folder, "tags", 100_000, plcs.urls[0])
+
+
+def timed(command):
+    start = time.monotonic()
+    run = subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+    if run.returncode != 0:
+        raise MeasureError(f"{command[0]} ended with {run.returncode}: {run.stderr.strip()}")
+    return (time.monotonic() - start) * 1000
+
+
+def one_read(folder, rounds):
+    """kv-host read of 100 words, start to end, beside mbpoll reading 100 registers; in turns. Milliseconds."""
+    found = []
+    server = subprocess.Popen([folder / "modbus_bench", "--serve"], stdout=subprocess.PIPE, text=True)
+    try:
+        port = server.stdout.readline().split()[1]
+        mbpoll = ["mbpoll", "-m", "tcp", "-p", port, "-a", "1", "-r", "1", "-c", "100", "-1", "-q", "127.0.0.1"]
+        with Plcs(folder) as plcs:
+            read = host_command(folder, "--plc", plcs.urls[0], "read", "DM0:100")
+            timed(read), timed(mbpoll)  # the files are in the cache from here on
+            for _ in range(rounds):
+                found.append({"kv": timed(read), "mbpoll": timed(mbpoll)})
+    finally:
+        server.kill()
+        server.communicate(timeout=PATIENCE)
+    return found
+
+
+def serial_passes(folder, seconds):
+    """Passes a second of DM0 and DM120 at 9600 baud."""
+    with tempfile.TemporaryDirectory() as scratch:
+        line = Path(scratch) / "plc"
+        sim = subprocess.Popen([folder / "kv-sim", "--serial", line, "--baud", "9600", "--exit-with-stdin"],
+                               stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
         try:
-            wait_until(lambda: shown.read_text(encoding="utf-8").count("\n") >= 1000, "showing 1000 values")
-            time.sleep(2)
-            found = {"kv-host": resident_kb(host.pid), "idle_qt": resident_kb(idle.pid)}
-            found["by_file"] = {"kv-host": resident_by_file(host.pid), "idle_qt": resident_by_file(idle.pid)}
+            for words in sim.stdout:
+                if words == "ready\n":
+                    break
+            found = scenario(folder, "addresses", seconds, 20, f"serial://{line}?baud=9600", "DM0", "DM120")
         finally:
-            stop(host)
-            stop(idle)
-    # Two bytes a word, from DM0 on, for each station.
-    found["images_kb"] = 4 * 250 * 2 / 1024
-    return found
+            sim.stdin.close()
+            sim.stdout.close()
+            sim.wait(PATIENCE)
+    return found["passes"] / found["took"]
 
 
-def cycles(folder, seconds):
-    """How long one pass over all stations takes, one block of 120 words each."""
-    found = []
-    for delay in (0, ANSWER_DELAY_MS):
-        for stations in STATIONS:
-            with Plcs(folder, stations, *(["--delay", str(delay)] if delay else [])) as plcs:
-                told = finished(bench(folder, plcs, seconds), f"kv-host bench with {stations} stations")
-            found.append({"delay_ms": delay, "stations": stations,
-                          "cycle_ms": stations * told["time"] * 1000 / told["answers"]})
-    return found
+def watch_cost(folder, seconds):
+    """CPU of kv-host watch with fifty exchanges a second, all values shown."""
+    with Plcs(folder, 1, "--scan", "100") as plcs, open("/dev/null", "w", encoding="utf-8") as nowhere:
+        host = subprocess.Popen(host_command(folder, "--plc", plcs.urls[0], "--max-block", str(WORDS), "watch", "--every",
+                                             "100ms", f"DM0:{5 * WORDS}"), stdout=nowhere, stderr=nowhere)
+        try:
+            time.sleep(2)  # past the start, which is no part of it
+            begin, before = time.monotonic(), cpu_seconds(host.pid)
+            time.sleep(seconds)
+            return (cpu_seconds(host.pid) - before) / (time.monotonic() - begin)
+        finally:
+            host.terminate()
+            host.communicate(timeout=PATIENCE)
 
 
-def processes(folder, seconds):
-    """The same 64 stations, shared out among several processes."""
-    found = []
-    for delay in (0, ANSWER_DELAY_MS):
-        for count in PROCESSES:
-            with Plcs(folder, 64, *(["--delay", str(delay)] if delay else [])) as plcs:
-                each = 64 // count
-                runs = [bench(folder, plcs, seconds, range(part * each, (part + 1) * each)) for part in range(count)]
-                told = [finished(run, f"one of {count} kv-host bench") for run in runs]
-            found.append({"delay_ms": delay, "processes": count,
-                          "cycle_ms": max(each * one["time"] * 1000 / one["answers"] for one in told)})
-    return found
-
-
-def main(folder, result, quick=False):
+def measure(folder, quick=False):
     folder = Path(folder).resolve()
-    found = {
+    return {
         "quick": quick,
-        "words": words_a_second(folder, 3 if quick else 9, 1 if quick else 2),
-        "busy_words": busy_words(folder, 1 if quick else 3, 1 if quick else 2),
-        "cpu": cpu_share(folder, 5 if quick else 30),
-        "memory": memory(folder),
-        "cycles": cycles(folder, 1 if quick else 2),
-        "processes": processes(folder, 1 if quick else 3),
+        "flat": flat_out(folder, 3 if quick else 9, 1 if quick else 2),
+        "passes": passes(folder, 1 if quick else 3),
+        "beside_dead": beside_dead(folder, 4 if quick else 10),
+        "points": points(folder, 5 if quick else 30),
+        "many": many(folder, 5 if quick else 30),
+        "tags": tags(folder),
+        "one_read": one_read(folder, 5 if quick else 21),
+        "serial_passes": serial_passes(folder, 4 if quick else 10),
+        "watch_cost": watch_cost(folder, 5 if quick else 30),
     }
-    Path(result).write_text(json.dumps(found, indent=1) + "\n", encoding="utf-8")
 
 
 if __name__ == "__main__":
     try:
-        main(sys.argv[1], sys.argv[2], "--quick" in sys.argv[3:])
+        Path(sys.argv[2]).write_text(json.dumps(measure(sys.argv[1], "--quick" in sys.argv[3:]), indent=1) + "\n",
+                                     encoding="utf-8")
     except MeasureError as error:
         sys.exit(f"end_to_end.py: {error}")

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What the figures were measured on."""
 
 import os

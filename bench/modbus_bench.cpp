@@ -1,8 +1,12 @@
-// What a user would pick instead: libmodbus reading 120 registers from its own server, over the same loopback.
+// SPDX-License-Identifier: MIT
+// What a user would pick instead: libmodbus reading 120 registers from its own server, over
+// the same loopback.
 //
-//   modbus_bench SECONDS [REGISTERS]     prints "exchanges N seconds S"
+//   modbus_bench SECONDS [REGISTERS]     prints "exchanges N seconds S cpu C", C being the client's CPU time in seconds
+//   modbus_bench --serve                 prints "port P" and serves one client after the other until it is killed
 //
-// The server runs in a process of its own, as kv-sim does. libmodbus sets TCP_NODELAY on both ends itself.
+// The server runs in a process of its own, as kv-sim does. libmodbus sets TCP_NODELAY on
+// both ends itself.
 #include <modbus/modbus.h>
 
 #include <array>
@@ -14,6 +18,8 @@
 #include <cstdlib>
 #include <memory>
 #include <netinet/in.h>
+#include <string_view>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -45,20 +51,23 @@ int fail(const char *what)
     return 3;
 }
 
-/// What stands in the server's register, and must come back.
+// The value of the server's register, which must come back.
 std::uint16_t valueOf(int number)
 {
     return std::uint16_t(number * 500 + 7);
 }
 
-// The loop of libmodbus' own servers: one client, until it leaves.
-int serve(modbus_t *server, int listening)
+Mapping filledRegisters()
 {
-    const Mapping mapping(modbus_mapping_new(0, 0, MOST_REGISTERS, 0));
-    if (mapping == nullptr)
-        return fail("the server's registers");
-    for (int i = 0; i < MOST_REGISTERS; ++i)
+    Mapping mapping(modbus_mapping_new(0, 0, MOST_REGISTERS, 0));
+    for (int i = 0; mapping != nullptr && i < MOST_REGISTERS; ++i)
         mapping->tab_registers[i] = valueOf(i);
+    return mapping;
+}
+
+// The loop of libmodbus' own servers: one client, until it leaves.
+int serveClient(modbus_t *server, int listening, modbus_mapping_t *mapping)
+{
     if (modbus_tcp_accept(server, &listening) < 0)
         return fail("the server's client");
     std::array<std::uint8_t, MODBUS_TCP_MAX_ADU_LENGTH> query{};
@@ -66,9 +75,16 @@ int serve(modbus_t *server, int listening)
         const int length = modbus_receive(server, query.data());
         if (length < 0)
             return 0;
-        if (length > 0 && modbus_reply(server, query.data(), length, mapping.get()) < 0)
+        if (length > 0 && modbus_reply(server, query.data(), length, mapping) < 0)
             return fail("the server's answer");
     }
+}
+
+int serve(modbus_t *server, int listening)
+{
+    const Mapping mapping = filledRegisters();
+    return mapping == nullptr ? fail("the server's registers")
+                              : serveClient(server, listening, mapping.get());
 }
 
 int portOf(int listening)
@@ -89,6 +105,14 @@ bool rightValues(const std::vector<std::uint16_t> &registers)
     return true;
 }
 
+double cpuSeconds()
+{
+    rusage usage{};
+    ::getrusage(RUSAGE_SELF, &usage);
+    const auto seconds = [](const timeval &time) { return double(time.tv_sec) + double(time.tv_usec) / 1e6; };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
 int measure(int port, double seconds, int count)
 {
     const Modbus client(modbus_new_tcp(ADDRESS, port));
@@ -100,6 +124,7 @@ int measure(int port, double seconds, int count)
     const auto end =
         start + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
     long exchanges = 0;
+    const double cpu = cpuSeconds();
     while (Clock::now() < end) {
         if (modbus_read_registers(client.get(), 0, count, registers.data()) != count)
             return fail("a read");
@@ -110,7 +135,7 @@ int measure(int port, double seconds, int count)
         std::fprintf(stderr, "modbus_bench: other values came than the server holds\n");
         return 3;
     }
-    std::printf("exchanges %ld seconds %.6f\n", exchanges, took);
+    std::printf("exchanges %ld seconds %.6f cpu %.6f\n", exchanges, took, cpuSeconds() - cpu);
     return 0;
 }
 
@@ -134,14 +159,34 @@ int run(double seconds, int count)
     return code;
 }
 
+// For clients of other programs; never returns but for an error.
+int serveForever()
+{
+    const Modbus server(modbus_new_tcp(ADDRESS, 0));
+    const int listening = server == nullptr ? -1 : modbus_tcp_listen(server.get(), 1);
+    if (listening < 0)
+        return fail("no port for the server");
+    const Mapping mapping = filledRegisters();
+    if (mapping == nullptr)
+        return fail("the server's registers");
+    std::printf("port %d\n", portOf(listening));
+    std::fflush(stdout);
+    while (serveClient(server.get(), listening, mapping.get()) == 0)
+        modbus_close(server.get());
+    return 3;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
+    if (argc == 2 && std::string_view(argv[1]) == "--serve")
+        return serveForever();
     const double seconds = argc > 1 ? std::atof(argv[1]) : 0;
     const int count = argc > 2 ? std::atoi(argv[2]) : 120;
     if (argc > 3 || !(seconds > 0 && seconds <= 3600) || count < 1 || count > MOST_REGISTERS) {
-        std::fprintf(stderr, "use: modbus_bench SECONDS [REGISTERS, 1 to %d]\n", MOST_REGISTERS);
+        std::fprintf(stderr, "use: modbus_bench SECONDS [REGISTERS, 1 to %d] or modbus_bench --serve\n",
+                     MOST_REGISTERS);
         return 2;
     }
     return run(seconds, count);

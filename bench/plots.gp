@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Cost over size. Use: gnuplot -c plots.gp FOLDER_OF_DATA FOLDER_OF_PICTURES
 data = ARG1; pictures = ARG2
 set terminal svg size 720,420 dynamic enhanced font "sans-serif,13" background "white"
@@ -11,8 +12,8 @@ set style line 2 lc rgb "#c04000" lw 2 pt 5 ps 0.6
 set output pictures."/block-length.svg"
 set title "One cyclic exchange: ComCommunication and DataCom"
 set xlabel "words in the block"; set ylabel "ns"; set xrange [0:132]; set yrange [0:*]
-plot data."/exchange_of_length.dat" with linespoints ls 1 title "driver", \
-     data."/plain_words_of_length.dat" with linespoints ls 2 title "plain conversion loop"
+plot data."/exchangeOfLength.dat" with linespoints ls 1 title "driver", \
+     data."/plainWordsOfLength.dat" with linespoints ls 2 title "plain conversion loop"
 
 set output pictures."/list-size.svg"
 set title "ReCreatReadVarList"
@@ -25,12 +26,4 @@ set output pictures."/stations-driver.svg"
 unset logscale; set format "%g"
 set title "One turn of the scheduler and its exchange, 128 words of one of N stations"
 set xlabel "stations"; set ylabel "ns"; set xrange [0:66]; set yrange [0:*]
-plot data."/exchange_of_stations.dat" with linespoints ls 1 title "driver"
-
-set output pictures."/stations.svg"
-set title "kv-host: one pass over all stations, 120 words each"
-set logscale xy
-set xlabel "stations"; set ylabel "ms"; set xrange [0.9:80]; set yrange [*:*]
-set xtics (1, 2, 4, 8, 16, 32, 64)
-plot data."/cycle_delayed.dat" with linespoints ls 2 title "PLCs that answer after 10 ms", \
-     data."/cycle.dat" with linespoints ls 1 title "PLCs that answer at once"
+plot data."/exchangeOfStations.dat" with linespoints ls 1 title "driver"

@@ -1,14 +1,16 @@
 #!/usr/bin/env bash
-# Measures the driver, kv-host and kv-sim against their targets, and writes docs/performance.md with plots.
+# SPDX-License-Identifier: MIT
+# Measures the driver, kv-host and kv-sim against their targets, and writes
+# docs/performance.md with plots.
 #
-#   bench/run.sh            all of it: about six minutes on a quiet machine, besides building
-#   bench/run.sh --quick    fewer and shorter rounds, to try things out: a minute and a half; writes to build/bench/quick
+#   bench/run.sh            everything: about five minutes on a quiet machine, plus the build
+#   bench/run.sh --quick    fewer and shorter rounds: about a minute; writes to build/bench/quick
 #   bench/run.sh --qt 6     with Qt 6 instead of Qt 5
 #   bench/run.sh --help     this text
 #
-# Installs what is missing and builds optimised in build/bench. Let the machine do nothing else meanwhile.
-# Exit status: 0 all targets met, 1 some missed (the table says which), 2 wrong usage, 3 something could not be
-# installed, built, measured or plotted.
+# Installs what is missing and builds optimised in build/bench. Keep the machine idle otherwise.
+# Exit status: 0 all targets met, 1 some missed (the table says which), 2 wrong usage, 3 something
+# could not be installed, built, measured or plotted.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -24,7 +26,7 @@ while [ $# -gt 0 ]; do
                 *) echo "run.sh: --qt takes 5 or 6" >&2; exit 2 ;;
             esac
             shift ;;
-        -h | --help) sed -n '2,/^set /s/^# \{0,1\}//p' "$0"; exit 0 ;;
+        -h | --help) sed -n '3,/^set /s/^# \{0,1\}//p' "$0"; exit 0 ;;
         *) echo "run.sh: unknown option '$1' (bench/run.sh --help lists them)" >&2; exit 2 ;;
     esac
     shift
@@ -35,7 +37,7 @@ fail() {
     exit 3
 }
 
-scripts/packages.sh bench || fail "some packages are missing; the lines above say which"
+scripts/packages.sh bench || fail "packages are missing; the lines above say which"
 for tool in python3 gnuplot cmake; do
     command -v "$tool" >/dev/null || fail "$tool is not in the PATH, although its package is installed"
 done

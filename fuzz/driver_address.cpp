@@ -1,5 +1,6 @@
-// Address texts of all areas: whatever an operator types gives an address or is refused with a line, and both
-// entries agree.
+// SPDX-License-Identifier: MIT
+// Address texts of all areas: whatever an operator types gives an address or is refused with a
+// line, and both entries agree.
 #include "driver_fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)

@@ -1,4 +1,6 @@
-// What all fuzz targets of the driver share: a fresh driver for each input, and records of what it says.
+// SPDX-License-Identifier: MIT
+// Shared by all fuzz targets of the driver: a fresh driver for each input, and a record of its
+// lines and callbacks.
 #pragma once
 
 #include "input.h"
@@ -63,20 +65,20 @@ inline void requireBoundedImages()
     }
 }
 
-/// Byte arrays whose bytes end where their memory ends, so that one byte read too many is seen. The driver's lists
-/// may share them, so they live as long as this object: for a whole input.
+/// Byte arrays whose bytes end where their memory ends, so that one byte read too many is seen. The
+/// driver's lists may share them, so they live as long as this object: for a whole input.
 class ExactMemory
 {
 public:
     QByteArray array(const std::string &bytes)
     {
-        blocks.emplace_back(new char[bytes.size()]);
-        std::copy(bytes.begin(), bytes.end(), blocks.back().get());
-        return QByteArray::fromRawData(blocks.back().get(), int(bytes.size()));
+        m_blocks.emplace_back(new char[bytes.size()]);
+        std::copy(bytes.begin(), bytes.end(), m_blocks.back().get());
+        return QByteArray::fromRawData(m_blocks.back().get(), int(bytes.size()));
     }
 
 private:
-    std::vector<std::unique_ptr<char[]>> blocks;
+    std::vector<std::unique_ptr<char[]>> m_blocks;
 };
 
 /// An int that is often small, sometimes anything.

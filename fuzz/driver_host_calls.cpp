@@ -1,4 +1,5 @@
-// The lists and the store behind the host calls, with records that no parser has looked at: any area, address,
+// SPDX-License-Identifier: MIT
+// The lists and the store, given records that no parser has checked: any area, address,
 // count and data.
 #include "driver_fuzz.h"
 
@@ -15,7 +16,7 @@ RW_VAR someVariable(Input &input)
     return var;
 }
 
-/// The builders and lists that stand behind a count that was checked take no absurd one: it is a promise.
+// Builders and lists rely on a checked count, so absurd counts are outside their contract.
 void queueSome(Input &input, RW_VAR var)
 {
     var.count = input.between(-2, 3000);

@@ -1,5 +1,7 @@
-// SetRegisterData with any data, count, address and settings: the pieces hold what was given, in order and within
-// the longest block, a local write can be read at once, and every piece goes out as the frame that says the same.
+// SPDX-License-Identifier: MIT
+// SetRegisterData with any data, count, address and settings: the pieces hold what was given, in
+// order and within the longest block, a local write can be read at once, and every piece goes out
+// as the frame that says the same.
 #include "driver_fuzz.h"
 
 #include <limits>
@@ -15,10 +17,15 @@ struct Write {
     bool bits() const { return (area >= 0 && area <= 5) || (area >= 32 && area <= 39); }
     bool doubleWords() const { return area >= 16 && area <= 23; }
     bool writable() const { return area >= 0 && area <= 39 && !(area >= 6 && area <= 9); }
-    int width() const { return bits() ? 1 : doubleWords() ? 4 : 2; }
+    int width() const
+    {
+        if (bits())
+            return 1;
+        return doubleWords() ? 4 : 2;
+    }
     qint64 elements() const { return doubleWords() ? (qint64(count) + 1) / 2 : count; }
 
-    /// Element i, of which bytes that were not given are 0.
+    // Element i, of which bytes that were not given are 0.
     unsigned value(qint64 i) const
     {
         unsigned value = 0;
@@ -30,7 +37,7 @@ struct Write {
     }
 };
 
-/// The pieces one after the other are the write, as far as the list has room.
+// The pieces one after the other are the write, as far as the list has room.
 void requirePieces(const Write &write, int longest)
 {
     qint64 element = 0;
@@ -43,7 +50,7 @@ void requirePieces(const Write &write, int longest)
             for (int byte = 0; byte < write.width(); ++byte)
                 require(quint8(piece.data.at(i * write.width() + byte)) ==
                             ((write.value(element + i) >> (8 * byte)) & 0xFF),
-                        "a piece has the bytes that were given, and 0 behind them");
+                        "a piece has the bytes that were given, then zeros");
         }
         element += piece.count;
     }
@@ -56,8 +63,9 @@ void requirePieces(const Write &write, int longest)
 
 const Protocol &nextFrame()
 {
-    // After five writes in a row one call is left to the reads, and there are none.
-    require(ComCommunication() != 0 || ComCommunication() != 0, "a pending write has a frame");
+    // After five writes in a row it is the reads' turn once, and there are none.
+    const bool idleOnce = ComCommunication() == 0;
+    require(!idleOnce || ComCommunication() != 0, "a pending write has a frame");
     const Protocol &frame = static_cast<const QList<Protocol> &>(PLC_driver.frameQueue).first();
     require(frame.frameLength == frame.frame.size(), "the whole frame is sent");
     require(frame.frame.endsWith('\r'), "a command ends with CR");
@@ -71,13 +79,13 @@ void answer(const char *text)
     require(PLC_driver.currentVar.result == 1, "a good answer is taken");
 }
 
-/// " 00001 00002\r" behind the head, as numbers.
+// " 00001 00002\r" after the head, as numbers.
 QList<QByteArray> valuesOf(const QByteArray &frame)
 {
     return frame.left(frame.size() - 1).split(' ').mid(3);
 }
 
-/// The bit's word is read, and written back with that bit alone changed.
+// The bit's word is read, and written back with that bit alone changed.
 void serveBitOfWord(const RW_VAR &piece, int word)
 {
     require(nextFrame().frame.startsWith("RDS "), "the word is read first");
@@ -115,7 +123,7 @@ void serve(const Write &write, const RW_VAR &piece, int word)
     answer("OK\r\n");
 }
 
-/// What was given stands in the store.
+// The store holds what was given.
 void requireReadable(const Write &write, const QString &address, int station)
 {
     const int count = int(qMin<qint64>(write.elements(), qint64(write.data.size()) / write.width()));
@@ -149,7 +157,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 
     Write write;
     write.area = someInt(input, -1, 41);
-    // Up to 64 MiB of bits one by one take seconds under the sanitizers: no fault, but no way to fuzz.
+    // Up to 64 MiB of single bits take seconds under the sanitizers: correct, but too slow to fuzz.
     write.count = failed && write.bits() ? input.between(-2, 4000) : someInt(input, -2, 400);
     const QString address = someAddressText(input, 70000);
     write.data = input.rest();
@@ -164,7 +172,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
             "the cap of a block is written back");
     if (write.address < 0 || local || !write.writable()) {
         require(PLC_driver.writeList.isEmpty(), "nothing is queued that cannot be sent");
-        require(returned == (write.address >= 0 && local ? 1 : 0), "a local write alone is told as done");
+        require(returned == (write.address >= 0 && local ? 1 : 0), "only a local write is reported as done");
     } else {
         require(returned == int(PLC_driver.writeList.size()), "the length of the list is returned");
         requirePieces(write, longest);

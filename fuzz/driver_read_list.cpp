@@ -1,5 +1,6 @@
-// Lists of cyclically read variables: blocks come out in order, within the longest length, and every unit
-// that a variable asked for lies in one of them.
+// SPDX-License-Identifier: MIT
+// Lists of cyclically read variables: blocks come out in order, within the longest length, and
+// every unit that a variable asked for lies in one of them.
 #include "driver_fuzz.h"
 
 namespace

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Remote-area frames of any variable: 22 bytes and the data, and a sum that fits.
 #include "driver_fuzz.h"
 
@@ -19,7 +20,7 @@ unsigned bigEndian(const QByteArray &frame, int at, int bytes)
     return value;
 }
 
-/// Every field stands at its place, as far as its bytes hold it.
+// Every field is at its offset, truncated to its size.
 void requireFields(const QByteArray &frame, const RW_VAR &var)
 {
     require(bigEndian(frame, 1, 1) == (unsigned(var.ownerType) & 0xFF), "owner type");
@@ -67,7 +68,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     require(written.frameLength == 22 + var.data.size() && written.frame.size() == written.frameLength,
             "a write has 22 bytes and the data");
     require(quint8(written.frame.at(0)) == (written.frameLength & 0xFF), "a write begins with its length");
-    require(written.frame.mid(21, int(var.data.size())) == var.data, "the data stands before the sum");
+    require(written.frame.mid(21, int(var.data.size())) == var.data, "the data comes before the sum");
     requireFields(read.frame, var);
     requireFields(written.frame, var);
     requireGoodSum(read.frame);

@@ -1,5 +1,6 @@
-// One reply to one outstanding frame of any area, address and count. A reply may say anything: it must
-// neither touch memory that is not its own nor take an image past its ceiling.
+// SPDX-License-Identifier: MIT
+// One reply to one outstanding frame of any area, address and count. A reply may say anything: it
+// must neither touch memory that is not its own nor take an image past its ceiling.
 #include "driver_fuzz.h"
 
 namespace
@@ -17,7 +18,7 @@ RW_VAR someRequest(Input &input)
     return var;
 }
 
-/// Queues the request's frame, and perhaps the write that a bit write has behind it.
+// Queues the request's frame, and perhaps the write that follows it in a bit write.
 void ask(Input &input, RW_VAR var)
 {
     const int with = input.byte();
@@ -53,15 +54,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     handshake[var.station] = input.below(4) != 0;
     ask(input, var);
     PLC_driver.opKind = input.between(-1, 3);
-    const int length = input.below(3);
-    const int claimed = length == 0   ? PLC_driver.frameQueue.first().replyLength
-                        : length == 1 ? input.number()
-                                      : -1;
+    enum class Length { Expected, Any, True };
+    const auto length = Length(input.below(3));
+    int claimed = PLC_driver.frameQueue.first().replyLength;
+    if (length == Length::Any)
+        claimed = input.number();
     const std::string bytes = input.rest();
+    if (length == Length::True)
+        claimed = int(bytes.size());
     ExactMemory memory;
     QByteArray reply = memory.array(bytes);
-    require(DataCom(&reply, length == 2 ? int(bytes.size()) : claimed) != 0,
-            "DataCom tells where its record is");
+    require(DataCom(&reply, claimed) != 0, "DataCom returns where its record is");
     require(reply.toStdString() == bytes, "the reply is left as it was");
     require(PLC_driver.currentVar.data.isEmpty(), "the record that the host reads has no data");
     requireBoundedImages();

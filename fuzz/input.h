@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: MIT
 // What a fuzz target takes its choices from: the bytes of one input, from first to last.
 //
-// Front to back, so that a byte added or lost in the middle of an input moves whole steps of a session and
-// spoils none. Past the end everything is 0 or empty. Our own and not the compiler's, so that the inputs can be
-// replayed by tests that are built without a fuzzer. Take one choice in a statement: compilers differ in which
-// operand they look at first.
+// Front to back, so that a byte added or lost in the middle of an input moves whole steps of a
+// session and spoils none. Past the end everything is 0 or empty. Our own and not the compiler's,
+// so that the inputs can be replayed by tests that are built without a fuzzer. Take one choice in a
+// statement: compilers differ in which operand they look at first.
 #pragma once
 
 #include <algorithm>
@@ -14,11 +15,11 @@
 class Input
 {
 public:
-    Input(const std::uint8_t *data, std::size_t size) : at(data), end(data + size) {}
+    Input(const std::uint8_t *data, std::size_t size) : m_at(data), m_end(data + size) {}
 
-    bool empty() const { return at == end; }
+    bool empty() const { return m_at == m_end; }
 
-    int byte() { return empty() ? 0 : *at++; }
+    int byte() { return empty() ? 0 : *m_at++; }
 
     bool flag() { return (byte() & 1) != 0; }
 
@@ -38,9 +39,9 @@ public:
     std::string bytes(int most)
     {
         const std::ptrdiff_t wanted = below(most + 1);
-        const std::ptrdiff_t length = std::min(wanted, end - at);
-        const std::string taken(at, at + length);
-        at += length;
+        const std::ptrdiff_t length = std::min(wanted, m_end - m_at);
+        const std::string taken(m_at, m_at + length);
+        m_at += length;
         return taken;
     }
 
@@ -56,8 +57,8 @@ public:
     /// All that is left.
     std::string rest()
     {
-        const std::string taken(at, end);
-        at = end;
+        const std::string taken(m_at, m_end);
+        m_at = m_end;
         return taken;
     }
 
@@ -68,6 +69,6 @@ private:
         return low | unsigned(byte()) << 8;
     }
 
-    const std::uint8_t *at;
-    const std::uint8_t *end;
+    const std::uint8_t *m_at;
+    const std::uint8_t *m_end;
 };

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Ends the run with a message and a crash report if a promise does not hold.
 #pragma once
 

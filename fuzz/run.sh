@@ -1,15 +1,16 @@
 #!/usr/bin/env bash
-# Runs one fuzz target for a time: fuzz/run.sh TARGET SECONDS
+# SPDX-License-Identifier: MIT
+# Runs one fuzz target for some time: fuzz/run.sh TARGET SECONDS
 #
 #   fuzz/run.sh driver_session 600
 #   fuzz/run.sh                      lists the targets
-#   fuzz/run.sh --minimise TARGET    brings what was found into fuzz/corpus/TARGET, as few and short files as reach
-#                                    as much
+#   fuzz/run.sh --minimise TARGET    moves new inputs into fuzz/corpus/TARGET, reduced to the fewest
+#                                    files with the same coverage
 #
-# Installs what is missing (clang 14), builds the target under address and undefined-behaviour sanitizers, and
-# starts from fuzz/corpus/TARGET with fuzz/dictionaries/TARGET.dict. New finds go to build/fuzz/corpus/TARGET and are
-# taken up again by the next run. The last line is the verdict; the exit status is 0 if nothing was found, 1 if
-# something was, 2 if the call was wrong.
+# Installs what is missing (clang 14), builds the target under address and undefined-behaviour
+# sanitizers, and starts from fuzz/corpus/TARGET with fuzz/dictionaries/TARGET.dict. New finds go to
+# build/fuzz/corpus/TARGET, and the next run starts from them too. The last line is the verdict; the
+# exit status is 0 if nothing was found, 1 if something was, 2 if the call was wrong.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -18,7 +19,7 @@ targets() {
     sed -n 's/^kv_add_fuzzers([a-z]* \(.*\))$/\1/p' fuzz/CMakeLists.txt | tr ' ' '\n' | sort
 }
 usage() {
-    sed -n '2,13s/^# \{0,1\}//p' "$0"
+    sed -n '3,/^set /s/^# \{0,1\}//p' "$0"
 }
 list_targets() {
     echo "The targets are:"
@@ -73,10 +74,11 @@ build_target "$target"
 mkdir -p "$found" "$build/crashes" "$seeds"
 dictionary=()
 [ -f "fuzz/dictionaries/$target.dict" ] && dictionary=(-dict="fuzz/dictionaries/$target.dict")
-# Qt 5.15's JSON reader loses memory of some broken texts. Both libFuzzer and the end of the program would tell.
+# Qt 5.15's JSON reader leaks memory on some broken texts, which libFuzzer and the leak
+# checker would report.
 case $target in kv_sim_memory | kv_sim_recording) export ASAN_OPTIONS=detect_leaks=0 ;; esac
 length=() # libFuzzer's own choice
-# A session needs room for many steps from the start.
+# A session needs long inputs from the start, for many steps.
 case $target in driver_session | driver_settings) length=(-max_len=600 -len_control=20) ;; esac
 log=$build/$target.log
 crashes_before=$(find "$build/crashes" -name "$target-*" | sort)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "session.h"
 
 #include "driver_compare.h"
@@ -24,13 +25,13 @@ int oneOf(Input &input, const std::array<int, Size> &values)
     std::abort();
 }
 
-/// What the model and the driver take alike: bytes as they are, texts in ASCII.
+// Arguments that suit both the model and the driver: raw bytes, ASCII texts.
 QString text(const std::string &ascii)
 {
     return QString::fromLatin1(ascii.data(), int(ascii.size()));
 }
 
-/// Pads to a whole number of elements, or leaves it as short as it is.
+// Pads to a whole number of elements, or leaves it as short as it is.
 std::string values(Input &input)
 {
     std::string bytes = input.bytes(24);
@@ -80,7 +81,7 @@ void Session::step()
     (this->*calls[std::size_t(input.below(int(calls.size())))])();
 }
 
-// --- what calls are made of ------------------------------------------------------------------------------
+// --- what calls are made of ---------------------------------------------------------------------
 
 int Session::area()
 {
@@ -101,7 +102,7 @@ int Session::count()
     return oneOf<15>(input, {0, -1, -40, 9, 15, 16, 17, 31, 63, 64, 65, 127, 128, 129, 200});
 }
 
-/// Few, so that a requester often has several requests pending.
+// Few of them, so that an owner often has several requests pending.
 int Session::ownerType()
 {
     return oneOf<8>(input, {1, 1, 1, 1, 0, 11, 12, -1});
@@ -175,7 +176,7 @@ int Session::settingsWord(int word)
     }
 }
 
-// --- host calls ------------------------------------------------------------------------------------------
+// --- host calls ---------------------------------------------------------------------------------
 
 void Session::setRegister()
 {
@@ -309,7 +310,7 @@ void Session::handOver()
     compare("a set-up call");
 }
 
-/// Takes the lists near their bound.
+// Fills the lists almost to their limit.
 void Session::fillLists()
 {
     if (input.below(4) != 3 || crowded())
@@ -337,7 +338,7 @@ bool Session::crowded() const
     return plain.writeList.size() + plain.onceReadList.size() + plain.readList.size() > 400;
 }
 
-// --- exchange loop ---------------------------------------------------------------------------------------
+// --- exchange loop ------------------------------------------------------------------------------
 
 void Session::exchange()
 {
@@ -367,7 +368,7 @@ void Session::timeOut()
     answer(std::string(), 0);
 }
 
-/// A PLC that has gone: asked and asked again until the request is given up.
+// A PLC that is gone: asked until the request is given up.
 void Session::silence()
 {
     ask();
@@ -390,7 +391,7 @@ void Session::anyReply()
     answer(reply, int(reply.size()));
 }
 
-/// What a bad line makes of a good reply.
+// A good reply, damaged as by a bad line.
 void Session::spoiltReply()
 {
     std::string reply = goodReply();
@@ -426,7 +427,7 @@ void Session::answer(const std::string &reply, int length)
     compare("DataCom");
 }
 
-/// What a PLC that serves everything would send, in exactly the length that is waited for.
+// The reply of a PLC that serves everything, in exactly the expected length.
 std::string Session::goodReply()
 {
     if (plain.queue.empty())
@@ -436,8 +437,10 @@ std::string Session::goodReply()
     const bool linked = link != plain.linked.end() && link->second;
     if (!linked && frame.var.linkId == plain.settings[model::localLinkId])
         return "CC\r\n";
-    if (frame.replyLength <= 4)
-        return frame.replyLength == 4 ? "OK\r\n" : frame.replyLength == 0 ? "OK" : "\r\n";
+    if (frame.replyLength == 4)
+        return "OK\r\n";
+    if (frame.replyLength < 4)
+        return frame.replyLength == 0 ? "OK" : "\r\n";
     const int width = frame.var.count == 0 ? 0 : (frame.payloadLength + 1) / frame.var.count;
     const int most = std::min(frame.replyLength, 10000);
     std::string reply;
@@ -456,7 +459,7 @@ std::string Session::value(int width)
     return digits(width == 11 ? 10 : 5);
 }
 
-/// Digits from two bytes; mostly zeros when there are ten, which would not fit an int otherwise.
+// Digits from two bytes; mostly zeros when there are ten, which would not fit an int otherwise.
 std::string Session::digits(int number)
 {
     std::string text = std::to_string(input.below(0x10000));
@@ -466,7 +469,7 @@ std::string Session::digits(int number)
            text.substr(0, std::size_t(number));
 }
 
-// --- comparison ------------------------------------------------------------------------------------------
+// --- comparison ---------------------------------------------------------------------------------
 
 void Session::compare(const std::string &call)
 {

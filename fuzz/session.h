@@ -1,4 +1,6 @@
-// A session of host calls and replies, chosen by bytes and compared with the plain model after every step.
+// SPDX-License-Identifier: MIT
+// A session of host calls and replies, chosen by bytes and compared with the plain model
+// after every step.
 #pragma once
 
 #include "driver_fuzz.h"
@@ -63,7 +65,7 @@ private:
 
     Input &input;
     Settings kind;
-    /// The host's block, to the byte: a word read or written behind it is seen.
+    /// The host's block, to the byte: a word read or written beyond it is noticed.
     std::unique_ptr<ComInfo> block = std::make_unique<ComInfo>();
     ExactMemory memory;
     model::Driver plain;

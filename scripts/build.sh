@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Configures and builds one tree. Use: scripts/build.sh FOLDER [CMAKE OPTION ...]
 # Quiet when all goes well; a failed step shows its whole output.
 set -euo pipefail

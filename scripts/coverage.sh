@@ -1,13 +1,31 @@
 #!/usr/bin/env bash
-# Runs the driver's tests and tells which of its lines and branches they reach. Use: scripts/coverage.sh FOLDER
+# SPDX-License-Identifier: MIT
+# Runs all tests and reports which lines and branches of what ships they reach, a table for each part.
+# Use: scripts/coverage.sh FOLDER
+# What was not reached is listed in FOLDER/coverage-PART.txt.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 folder=$1
-scripts/build.sh "$folder" -DKV_COVERAGE=ON -DKV_BUILD_PROGRAMS=OFF -DCMAKE_BUILD_TYPE=Debug
+
+scripts/build.sh "$folder" -DKV_COVERAGE=ON -DKV_WERROR=ON -DCMAKE_BUILD_TYPE=Debug
 find "$folder" -name '*.gcda' -delete
-ctest --test-dir "$folder" --output-on-failure --parallel "$(nproc)" | tail -n 4
-# Branches that only the compiler's own exception paths take are no decisions of ours.
-gcovr --root . --object-directory "$folder" --filter Communication_Protocol/ \
-    --exclude-throw-branches --exclude-unreachable-branches --print-summary
-gcovr --root . --object-directory "$folder" --filter Communication_Protocol/ \
-    --exclude-throw-branches --exclude-unreachable-branches --branches | tail -n +6
+status=0
+ctest --test-dir "$folder" --output-on-failure --parallel "$(nproc)" >"$folder/ctest.log" || status=$?
+if [ "$status" -ne 0 ]; then
+    tail -n 40 "$folder/ctest.log" >&2
+    echo "Tests failed; the whole log is $folder/ctest.log." >&2
+    exit "$status"
+fi
+tail -n 4 "$folder/ctest.log"
+
+# Branches of the compiler's own exception paths are not decisions of ours.
+gcovr --root . --object-directory "$folder" --exclude-throw-branches --exclude-unreachable-branches \
+    -j "$(nproc)" --json "$folder/coverage.json" >/dev/null
+for part in Communication_Protocol kvlink programs/kv-host programs/kv-sim programs/kv-gateway; do
+    [ -d "$part" ] || continue
+    report=("$folder"/coverage-"${part##*/}")
+    gcovr --root . --add-tracefile "$folder/coverage.json" --filter "$part/" \
+        --json-summary "$report.json" --txt "$report.txt"
+    gcovr --root . --add-tracefile "$folder/coverage.json" --filter "$part/" --branches >>"$report.txt"
+    python3 -B scripts/coverage_table.py "$part" "$report.json"
+done

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Shows the driver at work against the simulated PLC. Use: scripts/demo-run.sh BUILDFOLDER
 # Works with and without a terminal. Ends after about ten seconds; Ctrl-C ends it any time.
 # Exit 0 only if every value came back right; 130 after Ctrl-C.

@@ -1,24 +1,34 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Installs the Debian packages that a step needs and that this machine lacks.
-# Use: scripts/packages.sh SET ...
+# Use: scripts/packages.sh SET ...       installs what the sets need
+#      scripts/packages.sh --list SET    prints the packages of a set
 # Says what it installs and asks for nothing; without root it goes through sudo.
 set -euo pipefail
 
-# What each step needs. "demo" is the smallest: one Qt, no test tools.
-demo="g++ cmake ninja-build qtbase5-dev libqt5serialport5-dev libcli11-dev libsqlite3-dev"
-test="$demo qt6-base-dev qt6-serialport-dev libgtest-dev procps python3"
+# What each step needs. "driver" is the smallest: one Qt, no programs; "demo" adds the programs.
+driver="g++ cmake ninja-build qtbase5-dev"
+demo="$driver libqt5serialport5-dev libcli11-dev libsqlite3-dev"
+test="$demo qt6-base-dev qt6-serialport-dev libgtest-dev pkg-config procps python3 git"
 declare -A packages=(
+    [driver]=$driver
     [demo]=$demo
     [test]=$test
     [coverage]="$test gcovr"
-    # clang brings libFuzzer; its run-time libraries, and what names the lines of a report, are packages of their own.
+    # clang brings libFuzzer; its run-time libraries and the symbolizer are separate packages.
     [fuzz]="$demo clang-14 libclang-rt-14-dev llvm-14"
     [sanitize]="$test clang libclang-rt-14-dev llvm"
-    [lint]="$test clang clang-tidy clang-format cppcheck"
-    # gnuplot draws SVG by itself, with few packages; libmodbus is what kv-host is compared with.
-    [bench]="$demo qt6-base-dev qt6-serialport-dev libbenchmark-dev libmodbus-dev gnuplot-nox python3"
+    [lint]="$test clang clang-tidy clang-format cppcheck libbenchmark-dev libmodbus-dev"
+    # gnuplot draws SVG without further packages; kv-host is compared with libmodbus.
+    [bench]="$demo qt6-base-dev qt6-serialport-dev libbenchmark-dev libmodbus-dev mbpoll gnuplot-nox python3"
     [mutants]="$test clang-14 libclang-rt-14-dev"
 )
+
+list=no
+if [ "${1:-}" = --list ]; then
+    list=yes
+    shift
+fi
 
 wanted=()
 for set_name in "$@"; do
@@ -29,6 +39,11 @@ for set_name in "$@"; do
     read -ra names <<<"${packages[$set_name]}"
     wanted+=("${names[@]}")
 done
+
+if [ "$list" = yes ]; then
+    echo "${wanted[*]}"
+    exit 0
+fi
 
 missing=()
 for package in "${wanted[@]}"; do

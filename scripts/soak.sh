@@ -1,14 +1,16 @@
 #!/usr/bin/env bash
-# The ledger for as long as one likes: kv-host writes to two simulated PLCs while faults strike at random. Every
-# write is found in the PLC or was reported as failed, none is told twice, and the hosts do not grow.
+# SPDX-License-Identifier: MIT
+# The soak test, for any length of time: kv-host writes to two simulated PLCs under random faults.
+# Every write is found in the PLC or was reported as failed, none is reported twice, and the hosts
+# do not grow.
 #
-#   scripts/soak.sh SECONDS [SEED]      SEED draws the writes and faults of an earlier run again
+#   scripts/soak.sh SECONDS [SEED]      SEED repeats the writes and faults of an earlier run
 #
 # Figures every minute. The last line is the verdict; exit code 0: passed, 1: failed, 2: wrong use.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-usage() { sed -n '2,8s/^# \{0,1\}//p' "$0"; }
+usage() { sed -n '3,/^set /s/^# \{0,1\}//p' "$0"; }
 is_number() { [[ $1 =~ ^[0-9]{1,9}$ ]]; }
 
 case ${1:-} in

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Address parser: from an operator's text to the integer address used everywhere else.
 //
 // Runs: on any thread; no state, no lock.
@@ -14,11 +15,11 @@
 
 namespace
 {
-/// An address with what short texts lack before it. Room for more than any address has: nothing comes from the
-/// heap.
+// An address with the leading zeros that short texts omit. It has room for more than any address,
+// so that nothing comes from the heap.
 using FullText = QVarLengthArray<QChar, 32>;
 
-/// Part of a text: [begin, end).
+// Part of a text: [begin, end).
 struct Piece {
     const QChar *begin;
     const QChar *end;
@@ -26,8 +27,8 @@ struct Piece {
     int length() const { return int(end - begin); }
 };
 
-/// A piece of an address as Qt converts it: blanks around, a sign, and "0x" before hexadecimal digits are
-/// taken.
+// A piece of an address as Qt converts it. There may be spaces around it, a sign, and "0x" before
+// the digits of a hexadecimal number.
 std::optional<qint64> anyNumber(Piece piece, int base)
 {
     bool ok = false;
@@ -46,20 +47,20 @@ std::optional<qint64> bitAddress(std::optional<qint64> word, std::optional<qint6
     // On purpose: the bit is not range-checked; "1099" is channel 10, bit 99, so 259.
     if (!word || !bit)
         return std::nullopt;
-    return *word * 16 + *bit;
+    return *word * bitsPerWord + *bit;
 }
 
-/// Exactly one point, and a number on either side.
-std::optional<qint64> pointBitAddress(Piece text, int wordBase)
+// Exactly one dot, and a number on either side.
+std::optional<qint64> dotBitAddress(Piece text, int wordBase)
 {
-    const QChar point = QLatin1Char('.');
-    if (std::count(text.begin, text.end, point) != 1)
+    const QChar dot = QLatin1Char('.');
+    if (std::count(text.begin, text.end, dot) != 1)
         return std::nullopt;
-    const QChar *at = std::find(text.begin, text.end, point);
+    const QChar *at = std::find(text.begin, text.end, dot);
     return bitAddress(number({text.begin, at}, wordBase), number({at + 1, text.end}, 10));
 }
 
-/// What short texts lack: "5" is channel 0, bit 5, so "005".
+// The leading zeros that short texts omit: "5" is channel 0, bit 5, so "005".
 const char *prefixOf(Form form)
 {
     switch (form) {
@@ -82,7 +83,7 @@ FullText fullText(Form form, const QString &text)
     return full;
 }
 
-/// \a text has its prefix, so that there are characters to leave off.
+// The text has its prefix, so there are always digits to drop.
 std::optional<qint64> addressOf(Form form, Piece text)
 {
     switch (form) {
@@ -96,15 +97,15 @@ std::optional<qint64> addressOf(Form form, Piece text)
         return number({text.begin, text.end - 1}, 16);
     case Form::Decimal:
         return number(text, 10);
-    case Form::PointBit:
-        return pointBitAddress(text, 10);
-    case Form::HexPointBit:
-        return pointBitAddress(text, 16);
+    case Form::DotBit:
+        return dotBitAddress(text, 10);
+    case Form::HexDotBit:
+        return dotBitAddress(text, 16);
     }
     return std::nullopt;
 }
 
-/// An address that passes the range of int, or is just the failure value, names no device.
+// An address outside the range of int, or equal to the failure value, is unusable.
 bool isUsable(std::optional<qint64> address)
 {
     return address && *address != -1 && *address >= std::numeric_limits<int>::min() &&
@@ -122,7 +123,7 @@ int StringAddressToInt(int area, QString text)
     }
     if (isUsable(address))
         return int(*address);
-    // On purpose: this line alone ends in a blank, and shows the text with its prefix.
+    // On purpose: this line alone ends in a space, and shows the text with its prefix.
     qDebug("StringAddressToInt %d \"%s%s\" ", area, row == nullptr ? "" : prefixOf(row->form),
            text.toUtf8().constData());
     return -1;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "addresses/area_table.h"
 
 #include "Communication_Protocol.h"
@@ -14,7 +15,8 @@ namespace
 using enum Element;
 using enum Form;
 constexpr Area areas[] = {
-//  code            device element  form         read image reply           field           write             operand         relay
+//  code            device element  form         read image reply           field
+//                                               key  key   then: write, operand, relay
     {AREA_R,         "R",   Relay,   ChannelBit,   0,  0, Reply::Words,   Field::None,    Write::Relay,     "%s%d00.U %d", "%s%d%02d"},
     {AREA_B,         "B",   Relay,   Hex,          1,  1, Reply::Words,   Field::None,    Write::HexRelay,  "%s%X0.U %d",  "%s%x"},
     {AREA_MR,        "MR",  Relay,   ChannelBit,   2,  2, Reply::Words,   Field::None,    Write::Relay,     "%s%d00.U %d", "%s%d%02d"},
@@ -48,27 +50,29 @@ constexpr Area areas[] = {
     {AREA_LR_WORD,   "LR",  Word,    Channel,      3,  3, Reply::None,    Field::None,    Write::Words,     "%s%d00.U %d", nullptr},
     {AREA_CR_WORD,   "CR",  Word,    Channel,      4,  4, Reply::None,    Field::None,    Write::Words,     "%s%d00.U %d", nullptr},
     {AREA_VB_WORD,   "VB",  Word,    HexWord,      5,  5, Reply::None,    Field::None,    Write::Words,     "%s%X0.U %d",  nullptr},
-    {AREA_DM_BIT,    "DM",  WordBit, PointBit,    10, 10, Reply::None,    Field::None,    Write::BitOfWord, nullptr,       nullptr},
-    {AREA_EM_BIT,    "EM",  WordBit, PointBit,    11, 11, Reply::None,    Field::None,    Write::BitOfWord, nullptr,       nullptr},
-    {AREA_FM_BIT,    "FM",  WordBit, PointBit,    12, 12, Reply::None,    Field::None,    Write::BitOfWord, nullptr,       nullptr},
-    {AREA_ZF_BIT,    "ZF",  WordBit, PointBit,    13, 13, Reply::None,    Field::None,    Write::BitOfWord, nullptr,       nullptr},
-    {AREA_W_BIT,     "W",   WordBit, HexPointBit, 14, 14, Reply::None,    Field::None,    Write::BitOfWord, nullptr,       nullptr},
-    {AREA_TM_BIT,    "TM",  WordBit, PointBit,    15, 15, Reply::None,    Field::None,    Write::BitOfWord, nullptr,       nullptr},
-    {AREA_CM_BIT,    "CM",  WordBit, PointBit,    24, 24, Reply::None,    Field::None,    Write::BitOfWord, nullptr,       nullptr},
-    {AREA_VM_BIT,    "VM",  WordBit, PointBit,    25, 25, Reply::None,    Field::None,    Write::BitOfWord, nullptr,       nullptr},
+    {AREA_DM_BIT,    "DM",  WordBit, DotBit,      10, 10, Reply::None,    Field::None,    Write::BitOfWord, nullptr,       nullptr},
+    {AREA_EM_BIT,    "EM",  WordBit, DotBit,      11, 11, Reply::None,    Field::None,    Write::BitOfWord, nullptr,       nullptr},
+    {AREA_FM_BIT,    "FM",  WordBit, DotBit,      12, 12, Reply::None,    Field::None,    Write::BitOfWord, nullptr,       nullptr},
+    {AREA_ZF_BIT,    "ZF",  WordBit, DotBit,      13, 13, Reply::None,    Field::None,    Write::BitOfWord, nullptr,       nullptr},
+    {AREA_W_BIT,     "W",   WordBit, HexDotBit,   14, 14, Reply::None,    Field::None,    Write::BitOfWord, nullptr,       nullptr},
+    {AREA_TM_BIT,    "TM",  WordBit, DotBit,      15, 15, Reply::None,    Field::None,    Write::BitOfWord, nullptr,       nullptr},
+    {AREA_CM_BIT,    "CM",  WordBit, DotBit,      24, 24, Reply::None,    Field::None,    Write::BitOfWord, nullptr,       nullptr},
+    {AREA_VM_BIT,    "VM",  WordBit, DotBit,      25, 25, Reply::None,    Field::None,    Write::BitOfWord, nullptr,       nullptr},
 };
 // clang-format on
 
-/// findArea takes the code for the number of the row.
-constexpr bool standsUnderItsCode(const Area &area)
+// findArea takes the code for the number of the row.
+constexpr bool isInTheRowOfItsCode(const Area &area)
 {
     return &area - std::begin(areas) == area.code;
 }
-static_assert(std::size(areas) == 40 && std::all_of(std::begin(areas), std::end(areas), standsUnderItsCode));
+static_assert(std::size(areas) == areaCount);
+static_assert(std::all_of(std::begin(areas), std::end(areas), isInTheRowOfItsCode));
 
-/// A row says just what somebody looks at: which field of a triple fills its image, where triples do; the format of
-/// an operand, where it has commands of its own, else it goes by the name of the device that is read for it.
-constexpr bool saysWhatIsLookedAt(const Area &area)
+// A row fills exactly the columns that are used: the field of a triple where triples fill its
+// image, and the operand where the area has commands of its own. An area without them has the
+// device name of the area that is read for it.
+constexpr bool fillsTheColumnsInUse(const Area &area)
 {
     const Area &read = areas[area.readKey];
     const bool fromTriples = read.reply == Reply::Triples;
@@ -76,7 +80,7 @@ constexpr bool saysWhatIsLookedAt(const Area &area)
     return (area.field != Field::None) == fromTriples && (area.operand != nullptr) == ownCommands &&
            (ownCommands || std::string_view(area.device) == read.device);
 }
-static_assert(std::all_of(std::begin(areas), std::end(areas), saysWhatIsLookedAt));
+static_assert(std::all_of(std::begin(areas), std::end(areas), fillsTheColumnsInUse));
 } // namespace
 
 const Area *findArea(int code)

@@ -1,9 +1,13 @@
-// The table of the 40 area codes: everything that parser, frame builders, lists, decoder and store know about
-// an area stands in its row, and nowhere else.
+// SPDX-License-Identifier: MIT
+// The table of the 40 area codes: everything that parser, frame builders, lists, decoder and store
+// know about an area is in its row, and nowhere else.
 #pragma once
 
-/// What one element of the area is for screens: how host units turn into store units and how many bytes it
-/// has.
+constexpr int areaCount = 40;
+constexpr int bitsPerWord = 16;
+
+/// What one element of the area is to screens. It decides how host units become store units, and
+/// how many bytes an element has.
 enum class Element {
     Relay,   // a bit of a bit device; read as 16-bit words
     Contact, // of a timer or counter, one byte; read in double words
@@ -14,16 +18,16 @@ enum class Element {
 
 /// How an operator writes an address of the area.
 enum class Form {
-    ChannelBit,  // "1012": decimal channel 10, two digits of bit
-    Channel,     // "1012": channel 10, the bit digits dropped unread
-    Hex,         // "1F3"
-    HexWord,     // "1F3": word 1F, the bit digit dropped unread
-    Decimal,     // "100"
-    PointBit,    // "100.5": decimal word and bit
-    HexPointBit, // "1A.3": hexadecimal word, decimal bit
+    ChannelBit, // "1012": decimal channel 10, two digits of bit
+    Channel,    // "1012": channel 10, the bit digits dropped unread
+    Hex,        // "1F3"
+    HexWord,    // "1F3": word 1F, the bit digit dropped unread
+    Decimal,    // "100"
+    DotBit,     // "100.5": decimal word and bit
+    HexDotBit,  // "1A.3": hexadecimal word, decimal bit
 };
 
-/// How the values stand in a reply.
+/// Layout of the values in a reply.
 enum class Reply {
     None,    // no read request answers with this area
     Words,   // "00012 ": five digits and a separator
@@ -77,11 +81,11 @@ struct Area {
 /// Row of an area code; null outside 0..39.
 const Area *findArea(int code);
 
-/// All 40 rows, for the few places that look for areas sharing a read key.
+/// All rows, for the few places that look for areas sharing a read key.
 const Area *firstArea();
 const Area *pastLastArea();
 
-/// A read request exists for just those areas that are their own read key.
+/// A read request exists for exactly those areas that are their own read key.
 constexpr bool isReadable(const Area &area)
 {
     return area.readKey == area.code;

@@ -1,4 +1,5 @@
-// The fast path of the address parser: nearly all addresses are a few digits alone.
+// SPDX-License-Identifier: MIT
+// The fast path of the address parser: nearly all addresses are just a few digits.
 #pragma once
 
 #include <QChar>
@@ -15,11 +16,12 @@ inline int hexDigitOf(QChar character)
 
 constexpr int notPlain = -1;
 
-/// The value of one to seven digits of this base (10 or 16); notPlain if there is anything else in [begin, end).
+/// The value of one to seven digits of this base (10 or 16); notPlain if there is anything else in
+/// [begin, end), or nothing.
 /// Example: "1f3" is 499 in base 16, and notPlain in base 10.
 inline int plainNumber(const QChar *begin, const QChar *end, int base)
 {
-    constexpr int mostDigits = 7; // fit an int in either base
+    constexpr int mostDigits = 7; // they fit an int in either base
     if (begin == end || end - begin > mostDigits)
         return notPlain;
     int value = 0;

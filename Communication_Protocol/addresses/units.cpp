@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // From what screens count in to what frames and read blocks count in.
 #include "addresses/area_table.h"
 #include "base/debug_line.h"
@@ -5,13 +6,13 @@
 
 namespace
 {
-/// 16-bit words that the bits span; the first bit may lie anywhere in its word.
+// 16-bit words that the bits span; the first bit may lie anywhere in its word.
 int wordsOfBits(int address, int count)
 {
-    return int((address % 16 + qint64(count) + 15) / 16);
+    return int((address % bitsPerWord + qint64(count) + bitsPerWord - 1) / bitsPerWord);
 }
 
-/// Double words that hold this many 16-bit registers.
+// Double words that hold this many 16-bit registers.
 int dwordsOfRegisters(int count)
 {
     return int((qint64(count) + 1) / 2);
@@ -32,7 +33,7 @@ int updateRwVar(RW_VAR *var)
     case Element::Relay:
     case Element::WordBit:
         var->count = wordsOfBits(var->address, var->count);
-        var->address /= 16;
+        var->address /= bitsPerWord;
         break;
     case Element::Contact:
     case Element::DWord:

@@ -1,13 +1,14 @@
+// SPDX-License-Identifier: MIT
 // The one way in which the driver takes a mutex. Take locks only downwards and inwards:
 //
-//   listMutex                the three lists, the turn counters, currentVar.result; host callbacks run here
+//   listMutex                the three lists, turn counters, currentVar.result; host callbacks
 //     stationMutex           the switched-off stations
 //     storeMutex             DataStorage, as screens and replies see it
 //       storageControlMutex  the growing of one image
 //         storeInnerLock     every touch of DataStorage; nothing is called under it
 //
-// Builds with assertions check the order on each thread and end the program with a line that names both
-// ranks: a lock taken out of order, or twice, is a deadlock waiting for the right moment.
+// Builds with assertions check the order on each thread. A lock taken out of order, or twice, is a
+// deadlock waiting to happen: it ends the program with a line that names both ranks.
 #pragma once
 
 #include <cstdio>
@@ -48,20 +49,20 @@ template <typename Mutex>
 class Held
 {
 public:
-    Held(Mutex &toHold, Rank itsRank) : mutex(toHold), rank(itsRank)
+    Held(Mutex &mutex, Rank rank) : m_mutex(mutex), m_rank(rank)
     {
-        LockOrder::enter(rank);
-        mutex.lock();
+        LockOrder::enter(m_rank);
+        m_mutex.lock();
     }
     ~Held()
     {
-        mutex.unlock();
-        LockOrder::leave(rank);
+        m_mutex.unlock();
+        LockOrder::leave(m_rank);
     }
     Held(const Held &) = delete;
     Held &operator=(const Held &) = delete;
 
 private:
-    Mutex &mutex;
-    const Rank rank;
+    Mutex &m_mutex;
+    const Rank m_rank;
 };

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a host calls once, before its exchange loop starts.
 #include "Communication_Protocol.h"
 

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // What the library says of itself before anything else is asked of it.
 //
-// Runs: on any thread, at any time, in a host with any Qt: nothing here touches Qt or the driver's state.
+// Runs: on any thread, at any time, in a host with any Qt: nothing here touches Qt or the state of
+//       the driver.
 #include "Communication_Protocol.h"
 
 static_assert(kvDriverAbi == 1, "the identity below ends in this number");

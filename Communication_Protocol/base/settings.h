@@ -1,6 +1,8 @@
-// The words of the host's settings block, and the two members of the driver object, that the exchange thread
-// and the screen threads use at the same time without a lock. Each access is atomic and relaxed: the words
-// are independent of each other, and what must be consistent is guarded by the mutexes of PLC_driver.
+// SPDX-License-Identifier: MIT
+// What the exchange thread and the screen threads use at the same time without a lock: the words of
+// the host's settings block, and two members of the driver object. Each access is atomic and
+// relaxed: the words are independent of each other. Where several values must agree, the mutexes of
+// PLC_driver guard them.
 #pragma once
 
 #include "Communication_Protocol.h"
@@ -34,13 +36,13 @@ inline void setSetting(int ComInfo::*word, int value)
         storeShared(block->*word, value);
 }
 
-/// The station that a variable really uses: its own, or the default one of a host with a single PLC.
+/// The station that a variable uses: its own, or the default one in a host with a single PLC.
 inline int stationInUse(int station)
 {
     return setting(&ComInfo::multiStation) == 0 ? setting(&ComInfo::defaultStation) : station;
 }
 
-/// maxBlockLength, at least 1: a block of no units would never come to an end.
+/// maxBlockLength, at least 1: cutting into blocks of no units would never end.
 inline int blockLength()
 {
     return qMax(1, setting(&ComInfo::maxBlockLength));

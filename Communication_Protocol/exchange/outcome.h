@@ -1,14 +1,15 @@
+// SPDX-License-Identifier: MIT
 // What can become of a reply, as GetDriverReturnValue numbers it.
 #pragma once
 
-namespace Outcome
+namespace outcome
 {
-constexpr int Success = 0;
-constexpr int ErrorReply = 1;
-constexpr int NoReply = 2;
-constexpr int WrongLength = 3;
-constexpr int AcceptedUndecoded = 4;
-constexpr int RemoteErrorReply = 5;
-constexpr int RemoteNoReply = 6;
-constexpr int RemoteWrongLength = 7;
-} // namespace Outcome
+constexpr int success = 0;
+constexpr int errorReply = 1;
+constexpr int noReply = 2;
+constexpr int wrongLength = 3;
+constexpr int acceptedUndecoded = 4;
+constexpr int remoteErrorReply = 5;
+constexpr int remoteNoReply = 6;
+constexpr int remoteWrongLength = 7;
+} // namespace outcome

@@ -1,29 +1,30 @@
+// SPDX-License-Identifier: MIT
 // Reply checks: is this an answer to the frame in flight, and does it carry data?
 //
 // In:   the reply, and the head of frameQueue that it should answer.
 // Out:  a driver return code; good data goes on to the decoder (replies/reply_decoder.cpp).
-// Runs: on the exchange thread, with no lock held; local replies are decoded under storeMutex, the pre-read
-// of a
-//       bit write under listMutex too.
+// Runs: on the exchange thread, with no lock held; local replies are decoded under storeMutex, the
+//       pre-read of a bit write under listMutex too.
 #include "base/held_lock.h"
 #include "base/settings.h"
 #include "Communication_Protocol.h"
 #include "exchange/outcome.h"
+#include "frames/frame_queue.h"
 
 #include <optional>
 
 namespace
 {
+constexpr int anyLength = -1; // Protocol::replyLength
+
 // What CheckGetData says of a reply.
 constexpr int replyError = 0;
 constexpr int replyData = 1;
 constexpr int replyAccepted = 2;
 
-constexpr int shortReplyLength = 4; // "OK", "CC", "E1" with their line end
-
 bool isErrorReply(const QByteArray &reply)
 {
-    return reply.size() == shortReplyLength && (reply.startsWith('E') || reply.startsWith('e'));
+    return reply.size() == acknowledgementLength && (reply.startsWith('E') || reply.startsWith('e'));
 }
 
 bool isMissing(const Protocol &head, int length)
@@ -33,10 +34,10 @@ bool isMissing(const Protocol &head, int length)
 
 bool isWrongLength(const Protocol &head, int length)
 {
-    return length != head.replyLength && head.replyLength != -1;
+    return length != head.replyLength && head.replyLength != anyLength;
 }
 
-/// A pre-read looks at the write that it serves: writeList must stand still meanwhile.
+// A pre-read looks at the write that it serves, so writeList must not change meanwhile.
 void decodeLocal(QByteArray *reply, bool preRead)
 {
     std::optional<Held<QMutex>> lists;
@@ -51,7 +52,7 @@ int Handshake_Check(QByteArray *reply)
 {
     if (reply == nullptr)
         return 0;
-    return reply->size() == shortReplyLength && reply->startsWith("CC") ? 1 : 0;
+    return reply->size() == acknowledgementLength && reply->startsWith("CC") ? 1 : 0;
 }
 
 int CheckGetData(QByteArray *reply, int /*length*/)
@@ -63,9 +64,9 @@ int CheckGetData(QByteArray *reply, int /*length*/)
     if (reply->startsWith("OK"))
         return replyAccepted;
     switch (PLC_driver.frameQueue.first().var.accessMode) {
-    case 0:
+    case kvReplyHasData:
         return replyData;
-    case 1:
+    case kvReplyIsShort:
         return replyAccepted;
     default:
         return replyError;
@@ -78,15 +79,15 @@ int DealDataOfLocalArea(QByteArray *reply, int length)
         return 0;
     const Protocol &head = PLC_driver.frameQueue.first();
     if (isMissing(head, length))
-        return GetDriverReturnValue(Outcome::NoReply);
+        return GetDriverReturnValue(outcome::noReply);
     if (isWrongLength(head, length))
-        return GetDriverReturnValue(Outcome::WrongLength);
+        return GetDriverReturnValue(outcome::wrongLength);
     const int check = CheckGetData(reply, length);
     if (check == replyError)
-        return GetDriverReturnValue(Outcome::ErrorReply);
+        return GetDriverReturnValue(outcome::errorReply);
     if (check == replyData)
-        decodeLocal(reply, head.var.preReadMark == -1);
-    return GetDriverReturnValue(Outcome::Success);
+        decodeLocal(reply, head.var.preReadMark == kvPreRead);
+    return GetDriverReturnValue(outcome::success);
 }
 
 int DealDataOfRemoteArea(QByteArray *reply, int length)
@@ -95,16 +96,16 @@ int DealDataOfRemoteArea(QByteArray *reply, int length)
         return 0;
     const Protocol &head = PLC_driver.frameQueue.first();
     if (isMissing(head, length))
-        return GetDriverReturnValue(Outcome::RemoteNoReply);
+        return GetDriverReturnValue(outcome::remoteNoReply);
     if (isWrongLength(head, length))
-        return GetDriverReturnValue(Outcome::RemoteWrongLength);
+        return GetDriverReturnValue(outcome::remoteWrongLength);
     if (CheckGetData(reply, length) == replyError)
-        return GetDriverReturnValue(Outcome::RemoteErrorReply);
-    if (head.var.preReadMark != -1)
-        return GetDriverReturnValue(Outcome::AcceptedUndecoded);
-    // On purpose: without storeMutex; a pre-read patches the queued write frame and leaves the store alone.
+        return GetDriverReturnValue(outcome::remoteErrorReply);
+    if (head.var.preReadMark != kvPreRead)
+        return GetDriverReturnValue(outcome::acceptedUndecoded);
+    // On purpose: without storeMutex. A pre-read patches the queued write frame, not the store.
     const Held lists(PLC_driver.listMutex, Rank::Lists);
     SaveToLocalDataErea(reply);
     const bool lastFrame = setting(&ComInfo::framesDone) == 1;
-    return GetDriverReturnValue(lastFrame ? Outcome::AcceptedUndecoded : Outcome::Success);
+    return GetDriverReturnValue(lastFrame ? outcome::acceptedUndecoded : outcome::success);
 }

@@ -1,24 +1,21 @@
+// SPDX-License-Identifier: MIT
 // Reply intake: what becomes of the request in flight.
 //
 // In:   a reply (or none) to the head of frameQueue.
-// Out:  the head removed (good), kept for a resend (failed), or the whole request given up; the lists
-// advanced,
-//       the host's callbacks told, currentVar filled.
-// Runs: on the exchange thread. Decoding comes first and releases storeMutex before listMutex is taken.
+// Out:  the head removed (good), kept to be sent again (failed), or the whole request given up; the
+//       lists advanced, the host's callbacks called, currentVar filled.
+// Runs: on the exchange thread. Decoding comes first and releases storeMutex before listMutex is
+//       taken.
 #include "base/held_lock.h"
 #include "base/settings.h"
 #include "Communication_Protocol.h"
-#include "exchange/op_kind.h"
+#include "lists/turn_list.h"
 
 #include <algorithm>
 #include <limits>
 
 namespace
 {
-constexpr int handshakeRefused = 201;
-constexpr int statusDone = 1;
-constexpr int statusFailed = 2;
-
 quintptr finishedAs(int code)
 {
     PLC_driver.currentVar.result = code;
@@ -31,19 +28,19 @@ quintptr finishedLockedAs(int code)
     return finishedAs(code);
 }
 
-/// The head frame can only be a handshake. The queue is emptied either way: the request itself is built
-/// afresh by the next scheduling pass.
+// The head frame can only be a handshake. The queue is emptied either way: the next pass of the
+// scheduler builds the request itself.
 quintptr takeHandshakeAnswer(int station, QByteArray *reply)
 {
     const bool linked = Handshake_Check(reply) == 1;
     PLC_driver.frameQueue.clear();
     if (linked)
         handshake[station] = true;
-    return finishedAs(linked ? 1 : handshakeRefused);
+    return finishedAs(linked ? kvGood : kvHandshakeRefused);
 }
 
-/// A pass over the read list is complete when more local requests have finished than the list has blocks.
-/// On purpose: writes and one-shot reads count too.
+// A pass is complete when more local requests have finished than the read list has blocks.
+// On purpose: writes and one-shot reads count too.
 void countTowardsCycle()
 {
     const Held lists(PLC_driver.listMutex, Rank::Lists);
@@ -54,13 +51,13 @@ void countTowardsCycle()
         setSetting(&ComInfo::cycleDone, 1);
 }
 
-/// A host may have left any number in its block, the highest int too.
+// A host may have left any number in its block, even the highest int.
 qint64 oneMoreThan(int ComInfo::*word)
 {
     return qint64(setting(word)) + 1;
 }
 
-/// Takes the answered frame off the queue. \return true if it was the last one of its request
+// Takes the answered frame off the queue; true if it was the last one of its request.
 bool advanceRequest()
 {
     storeShared(PLC_driver.lastFailed, quint8(0));
@@ -70,7 +67,7 @@ bool advanceRequest()
     return framesDone >= setting(&ComInfo::framesPerRequest);
 }
 
-/// Counts a failed reply. \return true if the request is to be sent again
+// Counts a failed reply; true if the request is to be sent again.
 bool countFailure()
 {
     storeShared(PLC_driver.lastFailed, quint8(1));
@@ -95,7 +92,8 @@ bool sameRequester(const RW_VAR &one, const RW_VAR &other)
     return one.ownerType == other.ownerType && one.ownerId == other.ownerId;
 }
 
-/// Tells the requester of the list's head: a failure always, success only with its last pending entry.
+// Calls the requester of the list's head: after a failure always, after success only when no other
+// entry of the same requester is pending.
 void notifyRequester(const QList<RW_VAR> &list, bool failed)
 {
     if (list.isEmpty() || PLC_driver.notifyCallback == nullptr)
@@ -106,7 +104,7 @@ void notifyRequester(const QList<RW_VAR> &list, bool failed)
     if (!failed && morePending)
         return;
     PLC_driver.notifyCallback(setting(&ComInfo::callbackContext), head.ownerType, head.ownerId,
-                              failed ? statusFailed : statusDone);
+                              failed ? kvStatusFailed : kvStatusDone);
 }
 
 void takeHead(QList<RW_VAR> &list)
@@ -122,23 +120,23 @@ void rotateHead(QList<RW_VAR> &list)
     if (list.isEmpty())
         return;
     passRetValue(list.first(), PLC_driver.currentVar);
-    list.move(0, list.size() - 1);
+    turnList(list, 1);
 }
 
-/// Ends the request in the list that it came from. \a remote: a remote one-shot read notifies nobody.
+// Ends the request in the list that it came from. A remote one-shot read notifies nobody.
 void finishRequest(bool remote, bool failed)
 {
     switch (PLC_driver.opKind) {
-    case OpKind::Write:
+    case kvWrite:
         notifyRequester(PLC_driver.writeList, failed);
         takeHead(PLC_driver.writeList);
         break;
-    case OpKind::OnceRead:
+    case kvOnceRead:
         if (!remote)
             notifyRequester(PLC_driver.onceReadList, failed);
         takeHead(PLC_driver.onceReadList);
         break;
-    case OpKind::CyclicRead:
+    case kvCyclicRead:
         rotateHead(PLC_driver.readList);
         break;
     default:
@@ -146,8 +144,8 @@ void finishRequest(bool remote, bool failed)
     }
 }
 
-/// What else the requester of a failed request has pending would fail the same way: it is dropped.
-/// On purpose: with multiStation 0 the requester's entries go whatever station they name.
+// Other pending requests of the same requester would fail the same way: they are dropped.
+// On purpose: with multiStation 0 the requester's entries go whatever station they name.
 void purgeRequester(QList<RW_VAR> &list)
 {
     const bool matchStation = setting(&ComInfo::multiStation) != 0;
@@ -163,9 +161,9 @@ void reportGivenUp()
     QList<RW_VAR> alwaysEmpty;
     if (PLC_driver.errorCallback != nullptr)
         PLC_driver.errorCallback(&alwaysEmpty, PLC_driver.currentVar.ownerType, 1);
-    if (PLC_driver.opKind == OpKind::Write)
+    if (PLC_driver.opKind == kvWrite)
         purgeRequester(PLC_driver.writeList);
-    else if (PLC_driver.opKind == OpKind::OnceRead)
+    else if (PLC_driver.opKind == kvOnceRead)
         purgeRequester(PLC_driver.onceReadList);
 }
 } // namespace
@@ -181,7 +179,7 @@ quintptr DataCom(QByteArray *reply, int length)
     if (reply == nullptr)
         return 0;
     if (PLC_driver.frameQueue.isEmpty())
-        return finishedAs(1);
+        return finishedAs(kvGood);
 
     const int station = PLC_driver.frameQueue.first().var.station;
     const bool remote = PLC_driver.frameQueue.first().var.linkId != setting(&ComInfo::localLinkId);
@@ -189,9 +187,9 @@ quintptr DataCom(QByteArray *reply, int length)
     if (!linked && !remote)
         return takeHandshakeAnswer(station, reply);
 
-    PLC_driver.currentVar.result = 1;
+    PLC_driver.currentVar.result = kvGood;
     const int code = remote ? DealDataOfRemoteArea(reply, length) : DealDataOfLocalArea(reply, length);
-    const bool good = code == 1 || code == 100;
+    const bool good = code == kvGood || code == kvGoodUndecoded;
     if (good) {
         if (!advanceRequest())
             return finishedLockedAs(code);
@@ -199,7 +197,7 @@ quintptr DataCom(QByteArray *reply, int length)
             countTowardsCycle();
     } else {
         if (countFailure())
-            return finishedLockedAs(0);
+            return finishedLockedAs(kvFailed);
         giveUp(station);
     }
 

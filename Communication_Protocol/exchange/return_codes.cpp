@@ -1,35 +1,41 @@
-// Driver return codes: one integer tells the host what went wrong and whose variable it was. Each kind of
-// failure owns a band of twelve codes, one for each kind of host object.
+// SPDX-License-Identifier: MIT
+// Driver return codes: one integer says what went wrong and whose variable it was. Each kind of
+// failure has a band of twelve codes, one for each kind of host object.
 #include "Communication_Protocol.h"
 #include "exchange/outcome.h"
+
+namespace
+{
+constexpr int lastOwnCode = 11; // owner types above it share the code of owner type 0
+} // namespace
 
 int GetDriverReturnValue(int kind)
 {
     switch (kind) {
-    case Outcome::Success:
-        return 1;
-    case Outcome::ErrorReply:
+    case outcome::success:
+        return kvGood;
+    case outcome::errorReply:
         return SwitchErrorReturn(10);
-    case Outcome::NoReply:
+    case outcome::noReply:
         return SwitchErrorReturn(40);
-    case Outcome::WrongLength:
+    case outcome::wrongLength:
         return SwitchErrorReturn(70);
-    case Outcome::AcceptedUndecoded:
-        return 100;
-    case Outcome::RemoteErrorReply:
+    case outcome::acceptedUndecoded:
+        return kvGoodUndecoded;
+    case outcome::remoteErrorReply:
         return SwitchErrorReturn(110);
-    case Outcome::RemoteNoReply:
+    case outcome::remoteNoReply:
         return SwitchErrorReturn(140);
-    case Outcome::RemoteWrongLength:
+    case outcome::remoteWrongLength:
         return SwitchErrorReturn(170);
     default:
-        return 200;
+        return kvUnknownOutcome;
     }
 }
 
 int SwitchErrorReturn(int base)
 {
     const int ownerType = PLC_driver.frameQueue.isEmpty() ? 0 : PLC_driver.frameQueue.first().var.ownerType;
-    const bool ownCode = ownerType >= 0 && ownerType <= 11;
+    const bool ownCode = ownerType >= 0 && ownerType <= lastOwnCode;
     return base + 1 + (ownCode ? ownerType : 0);
 }

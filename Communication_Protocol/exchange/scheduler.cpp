@@ -1,17 +1,19 @@
+// SPDX-License-Identifier: MIT
 // The scheduler: what to send next.
 //
 // In:   the three variable lists, the switched-off stations.
-// Out:  at most one request in frameQueue, built from a copy of a list's head; the entry stays in its list
-//       until its reply is in (exchange/reply_intake.cpp).
+// Out:  at most one request in frameQueue, built from a copy of a list's head; the entry stays in
+//       its list until its reply is in (exchange/reply_intake.cpp).
 // Runs: on the exchange thread; listMutex is held for the whole pass, the frame builders included.
 #include "base/held_lock.h"
 #include "base/settings.h"
 #include "Communication_Protocol.h"
-#include "exchange/op_kind.h"
+#include "exchange/stations.h"
+#include "lists/turn_list.h"
 
 namespace
 {
-constexpr int mostTurns = 5; // writes, or one-shot reads, in a row before cyclic reads get their turn
+constexpr int mostTurns = 5; // writes, or one-shot reads, in a row before a cyclic read
 
 using Builder = void (*)(RW_VAR *);
 
@@ -21,20 +23,18 @@ quintptr headFrame()
     return queue.isEmpty() ? 0 : reinterpret_cast<quintptr>(&queue.first());
 }
 
-/// Moves entries of switched-off stations to the end until a reachable one is at the head.
-/// \return false if every entry belongs to a switched-off station (the list has then gone round once)
+// Entries of switched-off stations go to the end until a reachable one is at the head. If there is
+// none, they have gone round once: the list stays as it is.
 bool bringReachableToHead(QList<RW_VAR> &list)
 {
-    const int length = int(list.size());
-    for (int moves = 0; Ethernetcontains(list.first().station) == 1; ++moves) {
-        if (moves == length)
-            return false;
-        list.move(0, length - 1);
-    }
+    const int skipped = firstReachable(list);
+    if (skipped == list.size())
+        return false;
+    turnList(list, skipped);
     return true;
 }
 
-/// Has a request built for the head of the list. \return false if no station of the list is reachable
+// Has a request built for the head of the list; false if no station of the list is reachable.
 bool offer(QList<RW_VAR> &list, int opKind, Builder local, Builder remote)
 {
     PLC_driver.opKind = opKind;
@@ -51,7 +51,7 @@ bool offerWrite()
     if (PLC_driver.writeList.isEmpty() || PLC_driver.writeTurns >= mostTurns)
         return false;
     ++PLC_driver.writeTurns;
-    return offer(PLC_driver.writeList, OpKind::Write, WriteRegister, Remote_WriteVar);
+    return offer(PLC_driver.writeList, kvWrite, WriteRegister, Remote_WriteVar);
 }
 
 bool offerOnceRead()
@@ -59,7 +59,7 @@ bool offerOnceRead()
     if (PLC_driver.onceReadList.isEmpty() || PLC_driver.onceReadTurns >= mostTurns)
         return false;
     ++PLC_driver.onceReadTurns;
-    return offer(PLC_driver.onceReadList, OpKind::OnceRead, ReadRegister, Remote_ReadVar);
+    return offer(PLC_driver.onceReadList, kvOnceRead, ReadRegister, Remote_ReadVar);
 }
 
 void resetTurns()
@@ -73,11 +73,11 @@ bool offerCyclicRead()
     if (PLC_driver.readList.isEmpty())
         return false;
     resetTurns();
-    return offer(PLC_driver.readList, OpKind::CyclicRead, ReadRegister, Remote_ReadVar);
+    return offer(PLC_driver.readList, kvCyclicRead, ReadRegister, Remote_ReadVar);
 }
 
-/// On purpose: with writes still waiting but their five turns used up, and nothing to read, the pass stays
-/// idle once. It gives the turns back and tells the host that a cycle is complete.
+// On purpose: with writes still waiting but their five turns used up, and nothing to read, one pass
+// stays idle. It gives the turns back and reports a complete cycle to the host.
 void closeCycle()
 {
     resetTurns();

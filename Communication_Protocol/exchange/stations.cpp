@@ -1,19 +1,23 @@
-// Switching stations off and on, so that an absent PLC is passed over instead of timing out again and again.
+// SPDX-License-Identifier: MIT
+// Switching stations off and on, so that an absent PLC is skipped instead of timing out each time.
 //
-// Runs: on any thread; Ethernetcontains also inside the scheduler, with listMutex held. Therefore nothing
-// here
-//       may ever take listMutex.
+// Runs: on any thread; firstReachable inside the scheduler, with listMutex held. Therefore nothing
+//       here may ever take listMutex.
+#include "exchange/stations.h"
+
 #include "base/held_lock.h"
-#include "Communication_Protocol.h"
+
+#include <algorithm>
+#include <iterator>
 
 void EnableEthernet(int station, int flag)
 {
     const Held stations(PLC_driver.stationMutex, Rank::Stations);
     if (station < 0)
         PLC_driver.stationMap.clear();
-    else if (flag == 0)
+    else if (flag == kvStationOff)
         PLC_driver.stationMap.insert(station, 0);
-    else if (flag == 1)
+    else if (flag == kvStationOn)
         PLC_driver.stationMap.remove(station);
 }
 
@@ -26,4 +30,13 @@ int Ethernetcontains(int station)
 {
     const Held stations(PLC_driver.stationMutex, Rank::Stations);
     return PLC_driver.stationMap.contains(station) ? 1 : 0;
+}
+
+int firstReachable(const QList<RW_VAR> &list)
+{
+    const Held stations(PLC_driver.stationMutex, Rank::Stations);
+    const auto reachable = std::find_if(list.begin(), list.end(), [](const RW_VAR &entry) {
+        return !PLC_driver.stationMap.contains(entry.station);
+    });
+    return int(std::distance(list.begin(), reachable));
 }

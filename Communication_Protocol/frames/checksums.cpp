@@ -1,5 +1,6 @@
-// Block checks over a byte buffer, and single hexadecimal digits. The KV commands carry no check; the
-// remote-area frames use the sum. Pure functions: no state, no allocation, no lock.
+// SPDX-License-Identifier: MIT
+// Block checks over a byte buffer, and single hexadecimal digits. The KV commands carry no check;
+// the remote-area frames use the sum. Pure functions: no state, no allocation, no lock.
 #include "Communication_Protocol.h"
 
 #include <numeric>
@@ -51,7 +52,7 @@ int DigitalToASCII(int digit)
 
 int ASCIIToDigital(int character)
 {
-    // On purpose: the characters between '9' and '@' go on counting, and lower-case letters are not folded.
+    // On purpose: the count goes on between '9' and '@', and lower-case letters are not folded.
     if (character < '0' || character == '@')
         return 0;
     return character < '@' ? character - '0' : character - 'A' + 10;

@@ -1,4 +1,5 @@
-// Building commands with printf formats, as the area table spells them.
+// SPDX-License-Identifier: MIT
+// Commands from the printf formats of the area table.
 #pragma once
 
 #include <QByteArray>
@@ -6,7 +7,8 @@
 
 #include <cstdio>
 
-/// Appends the formatted piece, at most 99 characters of it: ("%s%d.U %d", "DM", 100, 3) appends "DM100.U 3".
+/// Appends the formatted piece, at most 99 characters of it.
+/// Example: ("%s%d.U %d", "DM", 100, 3) appends "DM100.U 3".
 template <typename... Arguments>
 void appendFormatted(QByteArray &command, const char *format, Arguments... arguments)
 {

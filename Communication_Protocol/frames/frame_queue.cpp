@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "frames/frame_queue.h"
 
 #include "base/settings.h"

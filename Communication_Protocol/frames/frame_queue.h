@@ -1,4 +1,5 @@
-// The one way in which a frame builder ends: the frame is queued, and the request counts its frames afresh.
+// SPDX-License-Identifier: MIT
+// How every frame builder ends: the frame is queued, and the count of the request's frames begins.
 #pragma once
 
 #include "Communication_Protocol.h"

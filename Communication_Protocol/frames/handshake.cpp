@@ -1,6 +1,8 @@
+// SPDX-License-Identifier: MIT
 // The link handshake: a station is opened with CR before its first command.
 //
-// Runs: on the exchange thread, inside the scheduling pass. The link flags belong to that thread: no lock.
+// Runs: on the exchange thread, inside the scheduling pass. The link flags belong to that thread:
+//       no lock is needed.
 #include "base/debug_line.h"
 #include "Communication_Protocol.h"
 #include "frames/frame_queue.h"

@@ -1,8 +1,11 @@
+// SPDX-License-Identifier: MIT
 // Read frames: one variable in store units becomes one RDS command.
 //
-// In:   area, address and count of the variable (read keys only; aliases were folded when it was registered).
-// Out:  one frame at the end of frameQueue. The station is not in the command; it travels in the record's
-// copy. Runs: on the exchange thread, inside the scheduling pass.
+// In:   area, address and count of the variable. The area is a read key already; others were
+//       converted when the variable was registered.
+// Out:  one frame at the end of frameQueue. The station is not in the command, but in the copy of
+//       the record that travels along.
+// Runs: on the exchange thread, inside the scheduling pass.
 #include "addresses/area_table.h"
 #include "base/debug_line.h"
 #include "Communication_Protocol.h"
@@ -12,11 +15,11 @@
 
 namespace
 {
-/// "RDS DM100.U 3\r"
+// "RDS DM100.U 3\r"
 QByteArray readCommand(const Area &area, int address, int count)
 {
     QByteArray command;
-    command.reserve(32); // most commands, in one piece of heap
+    command.reserve(32); // enough for most commands: one piece of heap
     command += "RDS ";
     appendFormatted(command, area.operand, area.device, address, count);
     return command += '\r';
@@ -36,7 +39,7 @@ void ReadAnalog(RW_VAR *var)
     const Area *area = findArea(var->area);
     if (area == nullptr || !isReadable(*area)) {
         debugLine("read default", var->area);
-        // On purpose: an empty frame is queued all the same, so that the request ends like any other.
+        // On purpose: an empty frame is queued, so that the request ends like any other.
         queueFrame(QByteArray(), lineEndLength, 0, *var);
         return;
     }

@@ -1,5 +1,5 @@
-// Remote-area frames: variables that live behind a remote link go out as short binary records with a byte
-// sum.
+// SPDX-License-Identifier: MIT
+// Remote-area frames: variables beyond a remote link go out as short binary records with a sum.
 //
 // In:   any variable; nothing is checked, the far side does that.
 // Out:  one frame at the end of frameQueue; the answer comes in the same text as from a PLC.
@@ -21,7 +21,7 @@ void appendBigEndian(QByteArray &frame, Integer value)
     frame.append(bytes, sizeof bytes);
 }
 
-/// Bytes 0 to 20. On purpose: byte 0 stays 0 in a read; a write puts its length there.
+// Bytes 0 to 20. On purpose: byte 0 stays 0 in a read; a write puts its length there.
 QByteArray requestHead(const RW_VAR &var)
 {
     QByteArray frame;
@@ -44,7 +44,7 @@ void appendChecksum(QByteArray &frame)
     frame += char(CalSUM(reinterpret_cast<const quint8 *>(frame.constData()), length));
 }
 
-/// The far side answers a read in the layout of the area's own read request; what has none counts as words.
+// The far side answers a read in the layout of the area's own read request, or else in words.
 Reply replyLayout(int code)
 {
     const Area *area = findArea(code);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "frames/reply_length.h"
 
 #include "frames/frame_queue.h"

@@ -1,8 +1,9 @@
-// Write frames: one pending write becomes a WRS, ST or RS command; a single bit of a word becomes two frames,
-// a read of the word and a write of it.
+// SPDX-License-Identifier: MIT
+// Write frames: one pending write becomes a WRS, ST or RS command; a single bit of a word becomes
+// two frames, a read of the word and a write of it.
 //
 // In:   a copy of the head of writeList; values low byte first.
-// Out:  frames at the end of frameQueue, and the values in the store (unless the last request failed).
+// Out:  frames at the end of frameQueue; the values in the store, unless the last request failed.
 // Runs: on the exchange thread, inside the scheduling pass; listMutex is held.
 #include "addresses/area_table.h"
 #include "base/debug_line.h"
@@ -13,7 +14,7 @@
 
 namespace
 {
-/// No PLC takes a command anywhere near this long; a count that asks for more is a slip of the host.
+// No PLC takes a command anywhere near this long; a count that asks for more is a host error.
 constexpr qint64 longestFrame = 64LL * 1024 * 1024;
 
 struct WriteCommand {
@@ -38,19 +39,20 @@ int dwordAt(const QByteArray &data, qint64 element)
     return int(low | high << 16);
 }
 
-/// "ST R205\r", "RS R205\r"
+// "ST R205\r", "RS R205\r"
 QByteArray relayCommand(const Area &area, const RW_VAR &var)
 {
     QByteArray command(byteAt(var.data, 0) == 0 ? "RS " : "ST ");
     if (area.write == Write::HexRelay)
         appendFormatted(command, area.relay, area.device, var.address);
     else
-        appendFormatted(command, area.relay, area.device, var.address / 16, var.address % 16);
+        appendFormatted(command, area.relay, area.device, var.address / bitsPerWord,
+                        var.address % bitsPerWord);
     return command += '\r';
 }
 
-/// "WRS DM200.U 2 04660 00001\r".
-/// On purpose: double words go out signed; one with its top bit set is a minus sign and nine digits.
+// "WRS DM200.U 2 04660 00001\r".
+// On purpose: double words go out signed; one with its top bit set is a minus sign and nine digits.
 WriteCommand valuesCommand(const Area &area, const RW_VAR &var)
 {
     const bool words = area.write == Write::Words;
@@ -66,7 +68,7 @@ WriteCommand valuesCommand(const Area &area, const RW_VAR &var)
 
 bool hasValues(const Area &area, int count)
 {
-    const int width = area.write == Write::DWords ? 11 : 6;
+    const int width = replyWidth(area.write == Write::DWords ? Reply::DWords : Reply::Words);
     return (area.write == Write::Words || area.write == Write::DWords) &&
            qint64(count) * width <= longestFrame;
 }
@@ -79,23 +81,23 @@ WriteCommand writeCommand(const RW_VAR &var)
     if (area != nullptr && hasValues(*area, var.count))
         return valuesCommand(*area, var);
     debugLine("write default");
-    return {}; // On purpose: an empty frame is queued all the same
+    return {}; // On purpose: an empty frame is queued
 }
 
-/// Reads the word, then writes it with a placeholder that the reply to the read fills in
-/// (replies/bit_write.cpp). The two frames stand side by side, the read first.
+// Reads the word, then writes it with a placeholder that the reply to the read fills in
+// (replies/bit_write.cpp). The two frames are next to each other in the queue, the read first.
 void queueBitWrite(const RW_VAR &var)
 {
     RW_VAR word = var;
     word.area = getPlcReg(var.area);
-    word.address = var.address / 16;
+    word.address = var.address / bitsPerWord;
     word.count = 1;
     word.data = QByteArray(2, '\0');
-    word.accessMode = 0;
-    word.preReadMark = -1;
+    word.accessMode = kvReplyHasData;
+    word.preReadMark = kvPreRead;
     ReadRegister(&word);
 
-    word.accessMode = 1;
+    word.accessMode = kvReplyIsShort;
     word.preReadMark = 0;
     WriteAnalog(&word);
 
@@ -103,7 +105,7 @@ void queueBitWrite(const RW_VAR &var)
     setSetting(&ComInfo::framesDone, 0);
 }
 
-/// A write that no command can express would stay at the head of the list for ever.
+// A write that no command can express would stay at the head of the list forever.
 void dropWrite(const RW_VAR &var)
 {
     debugLine("WriteRegister default", var.station, var.area, var.address, var.count);

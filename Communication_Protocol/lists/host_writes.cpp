@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: MIT
 // Host writes: one write of a screen becomes pending writes of bounded size.
 //
-// Runs: on any thread; takes no lock of its own (listMutex inside AddListWriteVar, storeMutex inside
-//       WriteDataToLocal, one after the other).
+// Runs: on any thread; takes no lock of its own (listMutex inside AddListWriteVar, storeMutex
+//       inside WriteDataToLocal, one after the other).
 #include "addresses/area_table.h"
 #include "base/settings.h"
 #include "Communication_Protocol.h"
@@ -13,17 +14,16 @@
 
 namespace
 {
-constexpr int sendToPlc = 2;           // commMode
-constexpr int longestWritePiece = 128; // more would not fit the PLC's and the frame's limits
+constexpr int longestWritePiece = 128; // more would not fit the limits of the PLC and of the frame
 
-/// How an area's write is cut up.
+// How the write of an area is cut into pieces.
 struct Pieces {
-    qint64 elements; // in store units; bits each for itself
+    qint64 elements; // in store units; bits one by one
     int longest;     // elements in one piece
     int bytes;       // in one element
 };
 
-/// maxBlockLength, capped; the cap is written back, so that it holds for every later user of the word.
+// maxBlockLength, capped. The cap is written back and so holds for every later user of the word.
 int cappedBlockLength()
 {
     const int length = blockLength();
@@ -49,7 +49,7 @@ Pieces piecesOf(const Area &area, int count, int longest)
     return {}; // no elements
 }
 
-/// Bytes of a piece; 0 for each byte that the screen did not give.
+// Bytes of a piece; 0 for each byte that the screen did not give.
 QByteArray bytesOfPiece(const QByteArray &data, qint64 from, int length)
 {
     const int start = int(qMin<qint64>(from, data.size()));
@@ -61,7 +61,7 @@ bool lastRequestFailed()
     return loadShared(PLC_driver.lastFailed) != 0;
 }
 
-/// What found writeList full is dropped, but while the last request has failed screens see it all the same.
+// Pieces that found writeList full are dropped. After a failed request screens still see them.
 void mirrorRest(RW_VAR rest, int first, const QByteArray &data, const Pieces &pieces)
 {
     const qint64 done = qint64(rest.address) + rest.count - first;
@@ -75,8 +75,8 @@ void mirrorRest(RW_VAR rest, int first, const QByteArray &data, const Pieces &pi
     WriteDataToLocal(&rest);
 }
 
-/// Queues piece by piece until none behind could be taken any more: a count gone astray does not hold the
-/// screen up for minutes.
+// Queues piece by piece until the list could take no later one: a runaway count does not block the
+// screen for minutes.
 int queuePieces(RW_VAR piece, const QByteArray &data, const Pieces &pieces)
 {
     const int first = piece.address;
@@ -88,7 +88,7 @@ int queuePieces(RW_VAR piece, const QByteArray &data, const Pieces &pieces)
         listLength = AddListWriteVar(&piece, 0);
         if (lastRequestFailed())
             WriteDataToLocal(&piece);
-        return writeListMayTakeMoreBehind(piece);
+        return writeListMayTakeMoreAfter(piece);
     });
     mirrorRest(piece, first, data, pieces);
     return listLength;
@@ -114,7 +114,7 @@ int SetRegisterData(QString extraText, int area, QString addressText, int statio
         return 0;
     var.ownerType = ownerType;
     var.ownerId = ownerId;
-    var.accessMode = 1;
+    var.accessMode = kvReplyIsShort;
     var.field3 = setting(&ComInfo::remoteMode);
     var.linkId = setting(&ComInfo::localLinkId);
     var.extraText = extraText;
@@ -122,7 +122,7 @@ int SetRegisterData(QString extraText, int area, QString addressText, int statio
     var.area = area; // as given: the write frames tell R from its channels, T from TS
     var.station = stationInUse(station);
 
-    if (setting(&ComInfo::commMode) != sendToPlc)
+    if (setting(&ComInfo::commMode) != kvSendWrites)
         return writeToStoreOnly(var, data, count);
     const Area *row = findArea(area); // known: its address was parsed
     return queuePieces(var, data, piecesOf(*row, count, cappedBlockLength()));

@@ -1,9 +1,11 @@
+// SPDX-License-Identifier: MIT
 // Read list rebuilding: from the variables of all screens to as few read blocks as serve them.
 //
 // In:   the host's variables, in host units.
-// Out:  readList, ordered by station, key and address; every block at most maxBlockLength store units.
-// Runs: on any thread; listMutex is held from the first step to the last, so the scheduler never sees a list
-//       that is half built. The listing is printed after the unlock from a copy.
+// Out:  readList, ordered by station, key and address; no block longer than maxBlockLength store
+//       units.
+// Runs: on any thread; listMutex is held from the first step to the last, so the scheduler never
+//       sees a list that is half built. The listing is printed after the unlock, from a copy.
 #include "addresses/area_table.h"
 #include "base/debug_line.h"
 #include "base/held_lock.h"
@@ -18,11 +20,13 @@ namespace
 {
 using Groups = QMap<int, QMap<int, QList<RW_VAR>>>; // station -> read key -> variables
 
-/// What all read blocks have in common.
+constexpr int nobody = -1; // ownerId of blocks: they serve all screens
+
+// What all read blocks have in common.
 RW_VAR readTemplate()
 {
     RW_VAR var;
-    var.ownerId = -1;
+    var.ownerId = nobody;
     var.field3 = setting(&ComInfo::remoteMode);
     var.linkId = setting(&ComInfo::localLinkId);
     return var;
@@ -48,7 +52,7 @@ Groups groupVariables(const QList<HOSTVAR> &list)
     return groups;
 }
 
-/// Timers and counters are never merged: each of their elements is a block of its own.
+// Timers and counters are never merged: each of their elements is a block of its own.
 int longestBlock(int readKey, int maxLength)
 {
     return findArea(readKey)->reply == Reply::Triples ? 1 : maxLength;
@@ -80,7 +84,7 @@ void printListing(const std::vector<ControlInformationM> &blocks)
         qDebug("%d %d %d %d", block.station, block.area, block.address, block.count);
 }
 
-/// Appends count units from the address on, with the fields of a block or variable.
+// Appends count units from the address on, with the fields of a block or variable.
 void appendBlocks(RW_VAR block, int address, qint64 count, int longest)
 {
     forEachPiece(address, count, longest, [&block](int start, int length) {
@@ -91,8 +95,8 @@ void appendBlocks(RW_VAR block, int address, qint64 count, int longest)
     });
 }
 
-/// Grows the last block, across any gap, until it reaches end; what passes its longest length goes on in
-/// further blocks with the same fields.
+// Grows the last block, across any gap, until it reaches end. What exceeds the longest length goes
+// into further blocks with the same fields.
 void growLastBlock(qint64 end, int longest)
 {
     const RW_VAR last = PLC_driver.readList.last();

@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: MIT
 // The lists of pending requests, as the host's screens fill them.
 //
-// Runs: on any thread; listMutex is held while a list is touched. AddListReadVar alone
-//       takes no lock: it is not called while the exchange loop runs.
+// Runs: on any thread; listMutex is held while a list is touched. AddListReadVar alone takes no
+//       lock: it is not called while the exchange loop runs.
 #include "base/held_lock.h"
 #include "base/settings.h"
 #include "Communication_Protocol.h"
@@ -13,7 +14,6 @@
 namespace
 {
 constexpr int mostEntries = 1024; // of writeList and of onceReadList
-constexpr int appendUnchanged = 1;
 
 bool hasRoom(const QList<RW_VAR> &list)
 {
@@ -31,14 +31,14 @@ bool sameOwnedRequest(const RW_VAR &one, const RW_VAR &other)
     return one.ownerType == other.ownerType && one.ownerId == other.ownerId && sameRequest(one, other);
 }
 
-/// Overwrites a pending write of the same range with the newer values.
-/// On purpose: the head is never looked at, since it is the write that the PLC may be serving just now.
-bool mergeBehindHead(QList<RW_VAR> &list, const RW_VAR &var)
+// Overwrites a pending write of the same range with the newer values.
+// On purpose: the head is never looked at, because the PLC may be serving it just now.
+bool mergeAfterHead(QList<RW_VAR> &list, const RW_VAR &var)
 {
     for (int i = 1; i < list.size(); ++i) {
         if (sameRequest(list.at(i), var)) {
-            // Moved in from a copy: the old values are released here, where the thread sanitizer sees it, and not
-            // inside Qt.
+            // Moved in from a copy: the old values are released here, where the thread sanitizer
+            // sees it, not inside Qt.
             list[i] = RW_VAR(var);
             return true;
         }
@@ -55,7 +55,8 @@ void addOnceReadPiece(const RW_VAR &piece)
         list.append(piece);
 }
 
-/// Cuts a variable in store units into pieces of at most longest units. What finds the list full is dropped.
+// Cuts a variable in store units into pieces of at most longest units. Pieces that find the list
+// full are dropped.
 void addOnceReadPieces(const RW_VAR &var, int longest)
 {
     RW_VAR piece = var;
@@ -75,7 +76,7 @@ int appendOnceRead(const RW_VAR &var)
 }
 } // namespace
 
-bool writeListMayTakeMoreBehind(const RW_VAR &piece)
+bool writeListMayTakeMoreAfter(const RW_VAR &piece)
 {
     const Held lists(PLC_driver.listMutex, Rank::Lists);
     const QList<RW_VAR> &list = PLC_driver.writeList;
@@ -101,7 +102,7 @@ int AddListWriteVar(RW_VAR *var, int mode)
         return 0;
     const Held lists(PLC_driver.listMutex, Rank::Lists);
     QList<RW_VAR> &list = PLC_driver.writeList;
-    if (mode == appendUnchanged || (!mergeBehindHead(list, *var) && hasRoom(list)))
+    if (mode == kvAppendUnchanged || (!mergeAfterHead(list, *var) && hasRoom(list)))
         list.append(*var);
     return int(list.size());
 }
@@ -110,7 +111,7 @@ int AddListOnceReadVar(RW_VAR *var, int mode)
 {
     if (var == nullptr)
         return 0;
-    if (mode == appendUnchanged)
+    if (mode == kvAppendUnchanged)
         return appendOnceRead(*var);
     if (PLC_driver.comInfo == nullptr)
         return 0;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "replies/decimal_field.h"
 
 #include <QByteArray>

@@ -1,4 +1,5 @@
-// Numbers in the PLC's answers.
+// SPDX-License-Identifier: MIT
+// Numbers in the replies of the PLC.
 #pragma once
 
 #include <QtGlobal>
@@ -6,8 +7,9 @@
 #include <limits>
 #include <utility>
 
-/// Value of a decimal field, exactly as QByteArray::toInt has it: blanks around and signs are taken; 0 for what
-/// does not convert, such as "0x1", "" or "4294967295". Example: "   12" is 12, "-0001" is -1.
+/// Value of a decimal field, exactly as QByteArray::toInt converts it, with spaces around it and
+/// signs; 0 for what does not convert, such as "0x1", "" or "4294967295".
+/// Example: "   12" is 12, "-0001" is -1.
 int decimalField(const char *text, int length);
 
 /// 0..9 for a digit, more for any other character.
@@ -24,14 +26,14 @@ constexpr qint64 tenToThe(int power)
     return value;
 }
 
-/// The fast path is for fields of digits alone: nearly all are.
+/// The fast path is for fields of digits alone, and nearly all are.
 template <int... at>
 bool digitsAlone(const char *text, std::integer_sequence<int, at...> /*positions*/)
 {
     return ((digitOf(text[at]) <= 9) && ...);
 }
 
-/// The value of digits. Each is weighed for itself, so that none waits for the one before it.
+/// The value of digits. Each digit has its own weight, so that none waits for the one before it.
 template <int... at>
 qint64 valueOfDigits(const char *text, std::integer_sequence<int, at...> /*positions*/)
 {
@@ -39,7 +41,7 @@ qint64 valueOfDigits(const char *text, std::integer_sequence<int, at...> /*posit
     return ((digitOf(text[at]) * tenToThe(last - at)) + ...);
 }
 
-/// Value of a field whose width is known beforehand, and whose digits qint64 holds whatever they are.
+/// Value of a field whose width is known beforehand. qint64 holds any digits of that width.
 template <int width>
 int decimalField(const char *text) requires(width <= 18)
 {

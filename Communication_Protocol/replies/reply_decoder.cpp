@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reply decoding: the last step of a read.
 //
 // In:   a checked reply, and the head of frameQueue that it answers.
@@ -17,13 +18,13 @@ namespace
 {
 using Bytes = QVarLengthArray<char, 512>;
 
-/// The part of a reply that holds its values.
+// The part of a reply that holds its values.
 struct Payload {
     const char *bytes;
     int length;
 };
 
-/// What QByteArray::mid takes, without the copy: a length below 0 takes all from the offset on.
+// What QByteArray::mid takes, without the copy. A length below 0 takes all from the offset on.
 Payload payloadOf(const QByteArray &reply, const Protocol &frame)
 {
     const qint64 size = reply.size();
@@ -33,19 +34,23 @@ Payload payloadOf(const QByteArray &reply, const Protocol &frame)
     return {reply.constData() + from, int(until - from)};
 }
 
+constexpr int wordDigits = 5;
+constexpr int dwordDigits = 10;
+constexpr int contactDigits = 1;
+
 // Where the fields of a triple begin.
 constexpr int contactAt = 0;
 constexpr int firstAt = 2;
 constexpr int secondAt = 13;
 
-/// Records that begin inside the payload; the last one may be cut short.
+// Records that begin inside the payload; the last one may be cut short.
 int recordsIn(const Payload &payload, Reply layout)
 {
     const int width = replyWidth(layout);
     return (payload.length + width - 1) / width;
 }
 
-/// The field of this many digits at a position; what the payload does not reach is missing in it.
+// The field of this many digits at a position, cut short where the payload ends.
 template <int digits>
 int fieldAt(const Payload &payload, int position)
 {
@@ -61,20 +66,20 @@ void storeWords(const RW_VAR &var, const Payload &payload)
     const int records = recordsIn(payload, Reply::Words);
     Bytes bytes(records * 2);
     for (int k = 0; k < records; ++k) {
-        const int value = fieldAt<5>(payload, k * width);
+        const int value = fieldAt<wordDigits>(payload, k * width);
         qToLittleEndian<quint16>(quint16(value), reinterpret_cast<uchar *>(bytes.data() + 2 * k));
     }
     DeviceImage(var.station, var.area).write(qint64(var.address) * 2, bytes.constData(), bytes.size());
 }
 
-/// \a fieldStart: where the value stands in its record.
+// The value begins at fieldStart in its record.
 void storeDWords(const RW_VAR &var, int imageKey, const Payload &payload, Reply layout, int fieldStart)
 {
     const int width = replyWidth(layout);
     const int records = recordsIn(payload, layout);
     Bytes bytes(records * 4);
     for (int k = 0; k < records; ++k) {
-        const int value = fieldAt<10>(payload, k * width + fieldStart);
+        const int value = fieldAt<dwordDigits>(payload, k * width + fieldStart);
         qToLittleEndian<quint32>(quint32(value), reinterpret_cast<uchar *>(bytes.data() + 4 * k));
     }
     DeviceImage(var.station, imageKey).write(qint64(var.address) * 4, bytes.constData(), bytes.size());
@@ -86,11 +91,11 @@ void storeContacts(const RW_VAR &var, int imageKey, const Payload &payload)
     const int records = recordsIn(payload, Reply::Triples);
     Bytes bytes(records);
     for (int k = 0; k < records; ++k)
-        bytes[k] = fieldAt<1>(payload, k * width + contactAt) != 0 ? 1 : 0;
+        bytes[k] = fieldAt<contactDigits>(payload, k * width + contactAt) != 0 ? 1 : 0;
     DeviceImage(var.station, imageKey).write(var.address, bytes.constData(), bytes.size());
 }
 
-/// One read of a timer or counter fills the images of all areas that share its read key.
+// One read of a timer or counter fills the images of all areas that share its read key.
 void storeTriples(const RW_VAR &var, int readKey, const Payload &payload)
 {
     if (payload.length == 0)
@@ -114,7 +119,7 @@ void SaveToLocalDataErea(QByteArray *reply)
         return;
     const Protocol &head = PLC_driver.frameQueue.first();
     const RW_VAR &var = head.var;
-    if (var.preReadMark == -1) {
+    if (var.preReadMark == kvPreRead) {
         SpecialRegisterSave(reply);
         return;
     }

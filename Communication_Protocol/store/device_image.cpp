@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "store/device_image.h"
 
 #include "Communication_Protocol.h"
@@ -6,6 +7,9 @@
 
 namespace
 {
+// Needs neither construction nor destruction, so that it is there whenever the store is.
+constinit std::mutex storeInnerLock;
+
 QByteArray *find(int station, int key)
 {
     const auto images = DataStorage.find(station);
@@ -16,22 +20,22 @@ QByteArray *find(int station, int key)
 }
 } // namespace
 
-DeviceImage::DeviceImage(int station, int key, Missing missing)
-    : lock(storeInnerLock, Rank::StoreInner), bytes(find(station, key))
+DeviceImage::DeviceImage(int station, int key)
+    : m_lock(storeInnerLock, Rank::StoreInner), m_bytes(find(station, key))
 {
-    if (bytes == nullptr && missing == Missing::IsCreated) {
-        bytes = &DataStorage[station][key];
-        created = true;
+    if (m_bytes == nullptr) {
+        m_bytes = &DataStorage[station][key];
+        m_created = true;
     }
 }
 
 void DeviceImage::growTo(qint64 wantedSize)
 {
     const qint64 before = size();
-    if (!exists() || wantedSize <= before || wantedSize > maxSize)
+    if (wantedSize <= before || wantedSize > maxSize)
         return;
-    bytes->resize(int(wantedSize));
-    std::memset(bytes->data() + before, 0, size_t(wantedSize - before));
+    m_bytes->resize(int(wantedSize));
+    std::memset(m_bytes->data() + before, 0, size_t(wantedSize - before));
 }
 
 void DeviceImage::read(qint64 position, char *to, qint64 length) const
@@ -40,7 +44,7 @@ void DeviceImage::read(qint64 position, char *to, qint64 length) const
     const qint64 until = qBound(from, size() - position, length); // bytes past its end
     std::memset(to, 0, size_t(from));
     if (until > from)
-        std::memcpy(to + from, bytes->constData() + position + from, size_t(until - from));
+        std::memcpy(to + from, m_bytes->constData() + position + from, size_t(until - from));
     std::memset(to + until, 0, size_t(length - until));
 }
 
@@ -52,7 +56,7 @@ void DeviceImage::write(qint64 position, const char *from, qint64 length)
     const qint64 first = qBound<qint64>(0, -position, length);
     const qint64 until = qBound(first, size() - position, length);
     if (until > first)
-        std::memcpy(bytes->data() + position + first, from + first, size_t(until - first));
+        std::memcpy(m_bytes->data() + position + first, from + first, size_t(until - first));
 }
 
 void DeviceImage::setBit(qint64 number, bool on)
@@ -60,6 +64,6 @@ void DeviceImage::setBit(qint64 number, bool on)
     if (number < 0 || number / 8 >= size())
         return;
     const int mask = 1 << (number % 8);
-    char &byte = bytes->data()[number / 8];
+    char &byte = m_bytes->data()[number / 8];
     byte = char(on ? byte | mask : byte & ~mask);
 }

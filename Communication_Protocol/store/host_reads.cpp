@@ -1,15 +1,15 @@
+// SPDX-License-Identifier: MIT
 // Host reads: current values for the screens, out of the store. Never talks to the PLC.
 //
 // In:   area and address text as configured; count in elements of the area.
 // Out:  1 byte a bit or contact, 2 a word, 4 a double word; what was never read is 0.
-// Runs: on any thread; takes storeMutex. A range that is not all there is created with storeMutex released
-//       (storageControlMutex if its image must grow) and then read again.
+// Runs: on any thread; makes the range first (storageControlMutex if its image must grow), then
+//       takes storeMutex.
 #include "addresses/area_table.h"
 #include "base/held_lock.h"
 #include "base/settings.h"
 #include "Communication_Protocol.h"
 #include "store/device_image.h"
-#include "store/store_ranges.h"
 
 #include <utility>
 
@@ -30,7 +30,7 @@ qint64 bytesOfElement(Element element)
     return 4;
 }
 
-/// On purpose: two zero bytes an element whatever its size.
+// On purpose: two zero bytes an element whatever its size.
 int refuseAddress(QByteArray *out, qint64 count)
 {
     const qint64 length = count * 2;
@@ -53,15 +53,13 @@ void copyElements(const DeviceImage &image, const Area &area, int address, QByte
         image.read(address * bytesOfElement(area.element), out->data(), out->size());
 }
 
-/// Fills out, which has its size already; what the store does not hold reads as 0.
-/// \return false if the store does not hold the whole range
-bool readRange(const Area &area, const ControlInformationM &range, QByteArray *out)
+// Fills out, which has its size already; what the store does not hold reads as 0.
+void readRange(const Area &area, const ControlInformationM &range, QByteArray *out)
 {
     const Held store(PLC_driver.storeMutex, Rank::Store);
-    const DeviceImage image(range.station, area.imageKey, DeviceImage::Missing::StaysMissing);
+    const DeviceImage image(range.station, area.imageKey);
     if (!out->isEmpty())
         copyElements(image, area, range.address, out);
-    return image.exists() && image.size() >= sizeOfRange(&area, range.address, range.count);
 }
 } // namespace
 
@@ -85,9 +83,7 @@ int GetRegisterData(int /*unused*/, int area, QString addressText, int station, 
     if (count > 0)
         *out = QByteArray(int(length), Qt::Uninitialized); // before the lock: nobody waits for the heap
     ControlInformationM range{usedStation, area, address, count};
-    if (!readRange(*row, range, out)) {
-        checkTheStorage(range);
-        readRange(*row, range, out);
-    }
+    checkTheStorage(range); // before the lock: a long decoding does not delay the growing
+    readRange(*row, range, out);
     return 1;
 }

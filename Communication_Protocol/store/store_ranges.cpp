@@ -1,4 +1,5 @@
-// Where an area's values are: its keys, and the range that must exist before anybody touches it.
+// SPDX-License-Identifier: MIT
+// Where the values of an area are: its keys, and the range that must exist before it is touched.
 #include "store/store_ranges.h"
 
 #include "addresses/area_table.h"
@@ -11,7 +12,7 @@ qint64 sizeOfRange(const Area *area, qint64 address, qint64 count)
     if (area != nullptr && area->element == Element::DWord)
         return (address + count) * 4;
     if (area != nullptr && area->element == Element::WordBit)
-        return (count / 16 + 1 + address / 16) * 2;
+        return (count / bitsPerWord + 1 + address / bitsPerWord) * 2;
     return (address + count) * 2;
 }
 

@@ -1,5 +1,6 @@
-// Local write-through: what is written stands in the store at once, so that screens show it before the PLC
-// confirms.
+// SPDX-License-Identifier: MIT
+// Local write-through: a written value is in the store at once, so that screens show it before the
+// PLC confirms it.
 //
 // In:   a write in the area's own units; values low byte first, one byte for a bit or a contact.
 // Runs: on the thread of its caller; takes storeMutex.
@@ -27,7 +28,7 @@ void writeContacts(DeviceImage &image, qint64 first, const QByteArray &data, qin
     image.write(first, contacts.constData(), contacts.size());
 }
 
-/// Elements that the data does not reach are left as they are; one that it gives in part gets 0 for the rest.
+// Elements that the data does not reach stay as they are; a partly given one gets 0 for the rest.
 void writeElements(DeviceImage &image, qint64 first, const QByteArray &data, qint64 count, int width)
 {
     const qint64 given = qMin<qint64>(count, (data.size() + width - 1) / width);

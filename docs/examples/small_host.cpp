@@ -1,4 +1,8 @@
+// SPDX-License-Identifier: MIT
 // A complete host: reads DM 100 to 102 and writes DM 200 of one PLC. Use: small_host ADDRESS PORT
+//
+// For the bench only: it never reconnects, checks no answer for itself, and cannot say how old a
+// value is. Do not run a machine with it; docs/host-guide.md lists what a product needs.
 #include <Communication_Protocol.h>
 
 #include <QTcpSocket>
@@ -27,7 +31,7 @@ static void exchange(QTcpSocket &plc)
     const auto *request = reinterpret_cast<const Protocol *>(ComCommunication());
     if (request == nullptr)
         return;    // nothing to do just now
-    plc.readAll(); // a late answer belongs to nothing any more
+    plc.readAll(); // discard the receive buffer: a late answer must not be taken for the next one
     plc.write(request->frame.constData(), request->frameLength);
     QByteArray reply;
     while (reply.size() < request->replyLength && !reply.endsWith("\r\n") && plc.waitForReadyRead(1000))

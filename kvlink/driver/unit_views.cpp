@@ -32,9 +32,9 @@ constexpr UnitViews rows[] = {
     {AREA_W,          UnitText::Hex,     AREA_W,        none,     none,           none},
     {AREA_TM,         UnitText::Decimal, AREA_TM,       none,     none,           none},
     {AREA_Z,          UnitText::Decimal, AREA_Z,        none,     none,           none},
-    // Of a high-speed counter the driver keeps the first value, of its comparator the second: the current one to both.
+    // Of a high-speed counter the driver keeps the first value alone, of its comparator the second.
     {AREA_CTH_DWORD,  UnitText::Decimal, none,          AREA_CTH, AREA_CTH_DWORD, none},
-    {AREA_CTC_DWORD,  UnitText::Decimal, none,          AREA_CTC, AREA_CTC_DWORD, none},
+    {AREA_CTC_DWORD,  UnitText::Decimal, none,          AREA_CTC, none,           AREA_CTC_DWORD},
     {AREA_AT,         UnitText::Decimal, AREA_AT,       none,     none,           none},
     {AREA_CM,         UnitText::Decimal, AREA_CM,       none,     none,           none},
     {AREA_VM,         UnitText::Decimal, AREA_VM,       none,     none,           none},

@@ -52,7 +52,7 @@ constexpr Device table[] = {
     {"CC",   decimal,    doubleWord,  19,  -1, -1,  7, Field::Current, true,   0, 3999,           120, "counter, current value",               "CC0 to CC3999"},
     {"CS",   decimal,    doubleWord,  20,  -1, -1,  7, Field::Set,     true,   0, 3999,           120, "counter, set value",                   "CS0 to CS3999"},
     {"CTH",  decimal,    doubleWord,  21,  -1,  8, 21, Field::Current, true,   0, 1,                2, "high-speed counter (contact: CTH0.C)", "CTH0 to CTH1"},
-    {"CTC",  decimal,    doubleWord,  22,  -1,  9, 22, Field::Current, true,   0, 3,                4, "counter comparator (contact: CTC0.C)", "CTC0 to CTC3"},
+    {"CTC",  decimal,    doubleWord,  22,  -1,  9, 22, Field::Set,     true,   0, 3,                4, "counter comparator (contact: CTC0.C)", "CTC0 to CTC3"},
     {"AT",   decimal,    doubleWord,  23,  -1, -1, 23, Field::Whole,   true,   0, 7,                8, "digital trimmer",                      "AT0 to AT7"},
     {"CM",   decimal,    word,        24,  -1, 38, 24, Field::Whole,   true,   0, 7599,          1000, "control memory",                       "CM0 to CM7599"},
     {"VM",   decimal,    word,        25,  -1, 39, 25, Field::Whole,   true,   0, 589823,        1000, "work memory",                          "VM0 to VM589823"},

@@ -1,15 +1,16 @@
+// SPDX-License-Identifier: MIT
 // Long blocks, what the PLC takes at most, and addresses that it does not have.
-#include "bench.h"
+#include "exchange_fixture.h"
 
 namespace
 {
-/// "00007" or "0000000007"
+// "00007" or "0000000007"
 std::string digits(int value, int width)
 {
     return QString::number(value).rightJustified(width, QLatin1Char('0')).toStdString();
 }
 
-/// A value for each element, as the PLC and the screens write them.
+// A value for each element, as the PLC and the screens write them.
 class Values
 {
 public:
@@ -39,7 +40,7 @@ private:
 class Blocks : public OverBothLines
 {
 protected:
-    /// A turn without its values: "RDS DM0.U 120 ... = 1".
+    // A turn without its values: "RDS DM0.U 120 ... = 1".
     std::string head()
     {
         const std::string turn = exchange();
@@ -169,7 +170,7 @@ TEST_P(Blocks, longerThanThisPlcTakesAreHealedByASmallerBlockLength)
 
 INSTANTIATE_TEST_SUITE_P(Exchange, Blocks, bothLines, nameOfWire);
 
-// --- addresses that the PLC does not have ---------------------------------------------------------------
+// --- addresses that the PLC does not have -------------------------------------------------------
 
 struct MissingRow {
     const char *name;
@@ -200,7 +201,8 @@ class Missing : public RowsOverBothLines<MissingRow>
 {
 };
 
-// VM is the last area of a pass, so the missing one comes first and does not keep it from being read.
+// VM is the last area of a pass: the missing device comes first and does not stop VM
+// from being read.
 TEST_P(Missing, isGivenUpAndTheOthersAreReadOn)
 {
     begin(wire());

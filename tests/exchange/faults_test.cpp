@@ -1,18 +1,19 @@
-// Answers that are missing, wrong, late or one too many: what is tried again, what is taken, what is given
-// up.
-#include "bench.h"
+// SPDX-License-Identifier: MIT
+// Answers that are missing, wrong, late or surplus: what is repeated, what is accepted, what
+// is given up.
+#include "exchange_fixture.h"
 
 namespace
 {
-// --- one bad answer to a read ---------------------------------------------------------------------------
+// --- one bad answer to a read --------------------------------------------------------------------
 
 struct ReadFaultRow {
     const char *name;
     const char *fault;
     int timeoutMs;
     int awaited;
-    const char *turn;   // behind the frame
-    const char *stored; // after it; 1, 2, 65535 stood there before, the PLC holds 7, 8, 9
+    const char *turn;   // after the frame
+    const char *stored; // after it; before, the store holds 1, 2, 65535 and the PLC 7, 8, 9
 };
 
 constexpr const char *before = "01 00 02 00 FF FF";
@@ -31,8 +32,9 @@ const std::vector<ReadFaultRow> readFaults{
     { "byBytes",  "split",     patienceMs, 0,  "00007 00008 00009 = 1",               after },
     { "slow",     "slow:1",    patienceMs, 0,  "00007 00008 00009 = 1",               after },
     { "doubled",  "doubled",   patienceMs, 0,  "00007 00008 00009 = 1",               after },
-    // On purpose: the text protocol has no check sum. A field that is no number counts as 0, what stands between
-    // fields is not looked at, and nobody can tell another request's answer of the same length.
+    // On purpose: the text protocol has no check sum. A field that is not a number counts as
+    // 0, separators are not checked, and another request's answer of the same length cannot
+    // be told apart.
     { "digitGarbled", "garbled:9", patienceMs, 0, "00007 00?08 00009 = 1",            "07 00 00 00 09 00" },
     { "blankGarbled", "garbled:6", patienceMs, 0, "00007?00008 00009 = 1",            after },
     { "foreign",  "foreign",   patienceMs, 0,  "00001 00002 65535 = 1",               before },
@@ -60,14 +62,14 @@ TEST_P(ReadFault, isOverWithTheNextAnswer)
 INSTANTIATE_TEST_SUITE_P(Exchange, ReadFault, testing::Combine(testing::ValuesIn(readFaults), bothLines),
                          nameOfRowAndWire<ReadFaultRow>);
 
-// --- one bad answer to a write --------------------------------------------------------------------------
+// --- one bad answer to a write ------------------------------------------------------------------
 
 struct WriteFaultRow {
     const char *name;
     const char *fault;
     int timeoutMs;
     int awaited;
-    const char *turn;    // behind the frame
+    const char *turn;    // after the frame
     const char *written; // DM1 after it
     bool triedAgain;
 };
@@ -109,7 +111,7 @@ TEST_P(WriteFault, endsWithTheWriteDone)
 INSTANTIATE_TEST_SUITE_P(Exchange, WriteFault, testing::Combine(testing::ValuesIn(writeFaults), bothLines),
                          nameOfRowAndWire<WriteFaultRow>);
 
-// --- more than one --------------------------------------------------------------------------------------
+// --- more than one ------------------------------------------------------------------------------
 
 class Faults : public OverBothLines
 {
@@ -205,7 +207,7 @@ TEST_P(Faults, wearOffAndAllValuesAreRightAgain)
     EXPECT_EQ(get(AREA_DM, "0", 1) + " " + get(AREA_EM, "0", 1), "01 00 02 00");
 }
 
-// --- answers that nobody waits for any more ---------------------------------------------------------------
+// --- answers that come too late -----------------------------------------------------
 
 TEST_P(Faults, thatDoubleEveryAnswerDoNoHarmToAHostThatDropsWhatIsLeft)
 {
@@ -271,7 +273,8 @@ TEST_P(Faults, thatDelayAnAnswerGiveACarelessHostTheWrongOpening)
     EXPECT_EQ(exchange(), "CR -> 00000 = 201");
 }
 
-// The late answer is as good for the second try; the second one's own answer comes later and is dropped.
+// The late answer satisfies the second attempt; the answer to that attempt comes later
+// and is dropped.
 TEST_P(Faults, thatDelayAnAnswerServeTheNextTry)
 {
     begin(GetParam());

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "line.h"
 
 #include "sim_process.h"
@@ -32,35 +33,35 @@ int openedTerminal(const QString &path)
     return ::open(QFile::encodeName(path).constData(), O_RDWR | O_NOCTTY | O_CLOEXEC);
 }
 
-Line::Line(int descriptor) : descriptor_(descriptor)
+Line::Line(int descriptor) : m_descriptor(descriptor)
 {
-    ::fcntl(descriptor_, F_SETFL, ::fcntl(descriptor_, F_GETFL) | O_NONBLOCK);
+    ::fcntl(m_descriptor, F_SETFL, ::fcntl(m_descriptor, F_GETFL) | O_NONBLOCK);
 }
 
 Line::~Line()
 {
     if (isOpen())
-        ::close(descriptor_);
+        ::close(m_descriptor);
 }
 
 void Line::discard()
 {
     while (fill(0)) {
     }
-    held_.clear();
+    m_held.clear();
 }
 
 void Line::send(QByteArray bytes)
 {
-    if (damagesNext_ && !bytes.isEmpty())
+    if (m_damagesNext && !bytes.isEmpty())
         bytes[bytes.size() - 1] = char(bytes.at(bytes.size() - 1) ^ 0x55);
-    damagesNext_ = false;
-    pollfd wait{descriptor_, POLLOUT, 0};
+    m_damagesNext = false;
+    pollfd wait{m_descriptor, POLLOUT, 0};
     for (int sent = 0; sent < bytes.size() && ::poll(&wait, 1, patienceMs) == 1;) {
         const auto rest = std::size_t(bytes.size() - sent);
-        auto count = ::send(descriptor_, bytes.constData() + sent, rest, MSG_NOSIGNAL);
+        auto count = ::send(m_descriptor, bytes.constData() + sent, rest, MSG_NOSIGNAL);
         if (count < 0 && errno == ENOTSOCK)
-            count = ::write(descriptor_, bytes.constData() + sent, rest);
+            count = ::write(m_descriptor, bytes.constData() + sent, rest);
         if (count <= 0)
             return;
         sent += int(count);
@@ -73,11 +74,11 @@ QByteArray Line::receive(int timeoutMs, int awaited)
         gather(awaited);
     QElapsedTimer clock;
     clock.start();
-    while (!held_.contains("\r\n") && fill(std::max(0, timeoutMs - int(clock.elapsed())))) {
+    while (!m_held.contains("\r\n") && fill(std::max(0, timeoutMs - int(clock.elapsed())))) {
     }
-    const int end = int(held_.indexOf("\r\n"));
-    const QByteArray answer = end < 0 ? held_ : held_.left(end + 2);
-    held_.remove(0, int(answer.size()));
+    const int end = int(m_held.indexOf("\r\n"));
+    const QByteArray answer = end < 0 ? m_held : m_held.left(end + 2);
+    m_held.remove(0, int(answer.size()));
     return answer;
 }
 
@@ -85,21 +86,21 @@ bool Line::gather(int bytes)
 {
     QElapsedTimer clock;
     clock.start();
-    while (held_.size() < bytes && fill(std::max(0, patienceMs - int(clock.elapsed())))) {
+    while (m_held.size() < bytes && fill(std::max(0, patienceMs - int(clock.elapsed())))) {
     }
-    return held_.size() >= bytes;
+    return m_held.size() >= bytes;
 }
 
 // False if nothing came in time or the line is closed.
 bool Line::fill(int timeoutMs)
 {
     std::array<char, 4096> buffer;
-    pollfd wait{descriptor_, POLLIN, 0};
+    pollfd wait{m_descriptor, POLLIN, 0};
     if (::poll(&wait, 1, timeoutMs) != 1)
         return false;
-    const auto count = ::read(descriptor_, buffer.data(), buffer.size());
+    const auto count = ::read(m_descriptor, buffer.data(), buffer.size());
     if (count <= 0)
         return false;
-    held_.append(buffer.data(), int(count));
+    m_held.append(buffer.data(), int(count));
     return true;
 }

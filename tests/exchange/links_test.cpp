@@ -1,5 +1,6 @@
+// SPDX-License-Identifier: MIT
 // The link to the PLC: opening it, losing it, opening it again.
-#include "bench.h"
+#include "exchange_fixture.h"
 
 namespace
 {
@@ -73,7 +74,7 @@ TEST_P(Link, forgottenByThePlcCostsTheWriteThatMeetsIt)
 
 INSTANTIATE_TEST_SUITE_P(Exchange, Link, bothLines, nameOfWire);
 
-// --- an opening that is answered wrongly ----------------------------------------------------------------
+// --- an opening that is answered wrongly --------------------------------------------------------
 
 struct OpeningRow {
     const char *name;
@@ -109,9 +110,9 @@ TEST_P(Opening, isTriedAgain)
 INSTANTIATE_TEST_SUITE_P(Exchange, Opening, testing::Combine(testing::ValuesIn(openings), bothLines),
                          nameOfRowAndWire<OpeningRow>);
 
-// --- connections that end -------------------------------------------------------------------------------
+// --- connections that end -----------------------------------------------------------------------
 
-class Connection : public Bench
+class Connection : public ExchangeTest
 {
 };
 

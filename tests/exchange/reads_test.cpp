@@ -1,5 +1,7 @@
-// Every area as a screen reads it: the value stands in the PLC, the driver asks for it, the screen gets it.
-#include "bench.h"
+// SPDX-License-Identifier: MIT
+// Every area as a screen reads it: the PLC holds the value, the driver asks for it, the
+// screen gets it.
+#include "exchange_fixture.h"
 
 #include <QFile>
 
@@ -48,7 +50,8 @@ const std::string comparator3 = "RDS CTC3.D 1 -> 1,0000000111,0000000222 = 1";
 
 // clang-format off
 const std::vector<ReadRow> rows{
-    // bits: 33825 = 8421, 16386 = 4002, 8196 = 2004, 4104 = 1008, 2064 = 0810, 1056 = 0420 in hexadecimal
+    // bits, in hexadecimal:
+    // 33825 = 8421, 16386 = 4002, 8196 = 2004, 4104 = 1008, 2064 = 0810, 1056 = 0420
     { "R",       AREA_R,       "1015",      3, { "RDS R1000.U 2 -> 33825 00001 = 1" },   3, "01 01 00" },
     { "B",       AREA_B,       "1AE",       2, { "RDS B1A0.U 1 -> 16386 = 1" },          2, "01 00" },
     { "MR",      AREA_MR,      "10002",     1, { "RDS MR10000.U 1 -> 08196 = 1" },       1, "01" },
@@ -99,7 +102,7 @@ const std::vector<ReadRow> rows{
 };
 // clang-format on
 
-class FilledPlc : public Bench
+class FilledPlc : public ExchangeTest
 {
 protected:
     void beginWithMemory(Wire wire)
@@ -193,7 +196,7 @@ TEST_P(Reads, ofOnceAreMadeOnceAndReported)
     EXPECT_EQ(get(AREA_EM_BIT, "20.15", 2), "01 01");
 }
 
-// The PLC may part a timer's three values with blanks: the driver looks at places only.
+// The PLC may separate a timer's three values by spaces: the driver looks at columns only.
 TEST_P(Reads, ofTimersTakeBlanksForCommas)
 {
     begin(GetParam(), {"--triple", "blank"});

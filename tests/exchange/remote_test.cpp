@@ -1,13 +1,14 @@
-// Remote areas: binary requests, answered in the PLC's text forms. Nothing is opened first, and answers are
-// taken without being decoded (result 100).
-#include "bench.h"
+// SPDX-License-Identifier: MIT
+// Remote areas: binary requests, answered in the PLC's text forms. No link is opened first, and
+// answers are accepted without being decoded (result 100).
+#include "exchange_fixture.h"
 #include "rows.h"
 
 namespace
 {
 constexpr int farAway = 9; // a linkId that is not the local one
 
-class Remote : public Bench
+class Remote : public ExchangeTest
 {
 protected:
     void beginRemote(const QStringList &switches = {})
@@ -30,7 +31,7 @@ protected:
         AddListWriteVar(&var, 1);
     }
 
-    /// A turn without its frame: "OK = 100".
+    // A turn without its frame: "OK = 100".
     std::string answered(int timeoutMs = patienceMs)
     {
         const std::string turn = exchange(timeoutMs);
@@ -39,7 +40,7 @@ protected:
     }
 };
 
-// --- reads ----------------------------------------------------------------------------------------------
+// --- reads --------------------------------------------------------------------------------------
 
 struct RemoteReadRow {
     const char *name;
@@ -47,7 +48,7 @@ struct RemoteReadRow {
     int address;
     int count;
     const char *memory;
-    const char *turn; // behind the frame
+    const char *turn; // after the frame
 };
 
 // clang-format off
@@ -97,7 +98,7 @@ TEST_P(RemoteReadArea, isAcceptedWithoutDecoding)
 
 INSTANTIATE_TEST_SUITE_P(Exchange, RemoteReadArea, testing::ValuesIn(readRows), nameOfRow<RemoteReadRow>);
 
-// --- writes ---------------------------------------------------------------------------------------------
+// --- writes -------------------------------------------------------------------------------------
 
 struct RemoteWriteRow {
     const char *name;
@@ -173,7 +174,7 @@ TEST_P(RemoteWriteArea, landsInThePlcAndIsMirrored)
 
 INSTANTIATE_TEST_SUITE_P(Exchange, RemoteWriteArea, testing::ValuesIn(writeRows), nameOfRow<RemoteWriteRow>);
 
-// --- frames byte by byte --------------------------------------------------------------------------------
+// --- frames byte by byte ------------------------------------------------------------------------
 
 TEST_F(Remote, framesAreTakenByThePlc)
 {
@@ -211,9 +212,9 @@ TEST_F(Remote, longWritesAreTakenWhole)
     }
 }
 
-// --- answers --------------------------------------------------------------------------------------------
+// --- answers ------------------------------------------------------------------------------------
 
-// The read behind it on the same line shows that the write was carried out.
+// The next read on the same line shows that the write was carried out.
 TEST_F(Remote, aWriteToStation0IsCarriedOutAndNotWaitedFor)
 {
     beginRemote();
@@ -321,7 +322,7 @@ TEST_F(Remote, atIsWrittenWhereAccepted)
     EXPECT_EQ(plcGet("AT0 3"), "0000000000 4294967295 0000000000");
 }
 
-// The driver's store has no place for written contacts of CTH and CTC; the request goes out all the same.
+// The driver's store cannot hold written contacts of CTH and CTC; the request goes out anyway.
 TEST_F(Remote, contactsOfHighSpeedCountersAreSentButNotMirrored)
 {
     beginRemote();
@@ -339,10 +340,11 @@ TEST_F(Remote, contactsOfHighSpeedCountersAreSentButNotMirrored)
     EXPECT_TRUE(DataStorage.isEmpty());
 }
 
-// --- variables of the local link in remote mode -----------------------------------------------------------
+// --- variables of the local link in remote mode -------------------------------------------------
 
-// On purpose: a screen's variables carry the local link. While the station is not linked, whatever answers
-// them is taken for the answer to an opening. What was written has been written all the same.
+// On purpose: a screen's variables carry the local link. While the station is not linked,
+// whatever answers them is taken for the answer to a handshake. The PLC has carried out the write
+// all the same.
 TEST_F(Remote, aLocalVariableOfAnUnlinkedStationMeetsTheOpening)
 {
     beginRemote();

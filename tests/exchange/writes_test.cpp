@@ -1,6 +1,7 @@
-// Every area as a screen writes it: the PLC's memory, looked at past the driver, holds the value and nothing
-// beside it has changed.
-#include "bench.h"
+// SPDX-License-Identifier: MIT
+// Every area as a screen writes it: the PLC's memory, read over the control connection,
+// holds the value, and its neighbours have not changed.
+#include "exchange_fixture.h"
 
 namespace
 {
@@ -125,11 +126,10 @@ TEST(WriteRows, areAllAreasThatCanBeWritten)
     std::vector<int> seen(40);
     for (const WriteRow &row : rows)
         ++seen[std::size_t(row.area)];
-    for (int area = 0; area < 40; ++area)
-        EXPECT_EQ(seen[std::size_t(area)], area >= AREA_T && area <= AREA_CTC ? 0
-                                           : area == AREA_AT                  ? 0
-                                                                              : 1)
-            << area;
+    for (int area = 0; area < 40; ++area) {
+        const bool contact = area >= AREA_T && area <= AREA_CTC;
+        EXPECT_EQ(seen[std::size_t(area)], contact || area == AREA_AT ? 0 : 1) << area;
+    }
 }
 
 class Writes : public OverBothLines
@@ -144,7 +144,7 @@ TEST_P(Writes, ofContactsAreNotTaken)
     EXPECT_EQ(exchange(), "idle");
 }
 
-// A contact queued past the screens' call has no command: nothing goes out, so nothing comes back.
+// A contact that a host queues directly has no command: nothing goes out, so nothing comes back.
 TEST_P(Writes, ofAContactQueuedByHandAreGivenUp)
 {
     begin(GetParam());
@@ -182,8 +182,8 @@ TEST_P(Writes, goBeforeReadsAndAreReadBack)
     EXPECT_EQ(get(AREA_DM, "100", 2), "01 00 09 00");
 }
 
-// On purpose: the other bits of the word are those of the read before. What the PLC's program changes in
-// between is lost, as with every host that has no command for a single bit of a word.
+// On purpose: the other bits of the word are those of the read before. What the PLC's program
+// changes in between is lost, as with every host that has no command for a single bit of a word.
 TEST_P(Writes, ofABitTakeTheOtherBitsFromTheReadBefore)
 {
     begin(GetParam());
@@ -212,7 +212,7 @@ TEST_P(Writes, ofCtcAreReadBackAsTheSetValue)
 
 INSTANTIATE_TEST_SUITE_P(Exchange, Writes, bothLines, nameOfWire);
 
-// --- what a PLC may refuse -----------------------------------------------------------------------------
+// --- what a PLC may refuse ----------------------------------------------------------------------
 
 struct DisputedRow {
     const char *name;
@@ -257,7 +257,8 @@ TEST_P(Disputed, isGivenUpWhereRefused)
     EXPECT_EQ(exchange(), frame + " -> E1 = 16");
     EXPECT_EQ(takeCallbacks(), (Lines{"notify 77 5 60 2", "error 5 1 empty"}));
     EXPECT_EQ(plcGet(row().watched), row().untouched);
-    // The requester's other write went with it; another one's did not, and the link is opened again.
+    // The owner's other write is dropped with it; that of another owner is not. The link
+    // is opened again.
     expectExchanges({"CR -> CC = 1", "WRS DM2.U 1 00002 -> OK = 1", "idle"});
     EXPECT_EQ(takeCallbacks(), Lines{"notify 77 5 61 1"});
     EXPECT_EQ(plcGet("DM1 2"), "00000 00002");
@@ -275,7 +276,8 @@ TEST_P(Disputed, isWrittenWhereAccepted)
 INSTANTIATE_TEST_SUITE_P(Exchange, Disputed, testing::Combine(testing::ValuesIn(disputed), bothLines),
                          nameOfRowAndWire<DisputedRow>);
 
-// On purpose: a set top bit goes out as a minus sign, and what comes back above 2147483647 counts as 0.
+// On purpose: a set top bit goes out as a minus sign, and what comes back above 2147483647
+// counts as 0.
 TEST_P(Writes, ofASetTopBitAreReadBackAsZero)
 {
     begin(GetParam(), {"--negative", "wrap"});

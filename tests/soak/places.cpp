@@ -42,7 +42,7 @@ QString numbered(const char *pattern, const Kind &kind, int number)
     return QString::fromLatin1(pattern).replace(QStringLiteral("%1"), digits);
 }
 
-/// A bit of a relay channel or of a word, as kv-host writes it.
+// A bit of a relay channel or of a word, as kv-host writes it.
 QString bitName(const Kind &kind, int number, int bit)
 {
     const QString name = numbered(kind.host, kind, number);

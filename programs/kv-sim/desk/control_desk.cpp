@@ -98,7 +98,7 @@ std::string ControlDesk::dispatch(std::string_view line)
     for (const Row &row : rows())
         if (word == row.word)
             return (this->*row.run)(trimmed(line.substr(space)));
-    return error("no command is called " + quoted(word) + "; 'help' lists them");
+    return error("no command is called " + inQuotes(word) + "; 'help' lists them");
 }
 
 std::string ControlDesk::fault(std::string_view rest)
@@ -126,7 +126,7 @@ std::string ControlDesk::clear(std::string_view rest)
     }
     const auto id = numberWithin(rest, 1, largestId);
     if (!id || !m_simulator.faults().remove(int(*id)))
-        return error("no fault has the number " + quoted(rest) + "; 'faults' lists them");
+        return error("no fault has the number " + inQuotes(rest) + "; 'faults' lists them");
     return ok();
 }
 

@@ -51,7 +51,7 @@ std::string GroupDesk::run(std::string_view line)
         return runAll(command);
     const auto number = numberWithin(plc, 0, m_desks.size() - 1);
     if (!number)
-        return "error: " + quoted(plc) + " is not a PLC (0 to " + std::to_string(m_desks.size() - 1) +
+        return "error: " + inQuotes(plc) + " is not a PLC (0 to " + std::to_string(m_desks.size() - 1) +
                ", or * for all)";
     return m_desks[*number]->run(command);
 }

@@ -67,7 +67,7 @@ std::optional<DelaySettings> delayFromText(std::string_view text, std::string &p
         delay = parts[0] == "tail" ? tailFrom(parts) : rangeFrom(parts);
     }
     if (!delay)
-        problem = quoted(text) +
+        problem = inQuotes(text) +
                   " is not a delay (like 10, 10:5, guess, tail:8:60 or tail:8:60:SEED, up to " +
                   std::to_string(longestDelayMs) + " ms)";
     return delay;

@@ -92,7 +92,8 @@ std::string FaultReader::kind()
     const std::size_t colon = std::min(word.find(':'), word.size());
     const FaultKindRow *row = faultKindNamed(word.substr(0, colon));
     if (!row)
-        return "no fault is called " + quoted(word.substr(0, colon)) + "; the faults are " + faultKindNames();
+        return "no fault is called " + inQuotes(word.substr(0, colon)) + "; the faults are " +
+               faultKindNames();
     settings.effect.kind = row->kind;
     settings.effect.number = row->standard;
     settings.effect.code = row->argument == FaultArgument::Code ? "E1" : "";
@@ -127,7 +128,7 @@ std::string FaultReader::argument(const FaultKindRow &row, std::string_view text
     effect.number = std::uint32_t(number.value_or(effect.number));
     if (good || number)
         return {};
-    return quoted(text) + " is not an argument for " + row.name + "; expected " + faultUsage(row);
+    return inQuotes(text) + " is not an argument for " + row.name + "; expected " + faultUsage(row);
 }
 
 std::string FaultReader::clause(std::string_view key)
@@ -140,7 +141,7 @@ std::string FaultReader::clause(std::string_view key)
         return commands();
     if (key == "dev")
         return deviceRange();
-    return quoted(key) +
+    return inQuotes(key) +
            " is not understood; expected NAME[:ARGUMENT] [every N | next N | prob P [seed S]] [times M] "
            "[cmd WORD[,WORD...]] [dev RANGE]";
 }
@@ -151,7 +152,7 @@ std::string FaultReader::period(std::string_view key)
     const auto number = numberWithin(text, 1, largestNumber);
     if (!number)
         return std::string(key) + " needs a number from 1 to " + std::to_string(largestNumber) + ", not " +
-               quoted(text);
+               inQuotes(text);
     note(std::string(key) + " " + std::to_string(*number));
     if (key == "times") {
         settings.timing.times = std::uint32_t(*number);
@@ -172,7 +173,7 @@ std::string FaultReader::probability()
         return "only one of every, next and prob can be given";
     const auto probability = probabilityFromText(text);
     if (!probability)
-        return "prob needs a number from 0 to 1, not " + quoted(text);
+        return "prob needs a number from 0 to 1, not " + inQuotes(text);
     m_timed = true;
     settings.timing.when = When::Probability;
     settings.timing.probability = *probability;
@@ -183,7 +184,7 @@ std::string FaultReader::probability()
         const auto seed = numberWithin(seedText, 0, largestNumber);
         if (!seed)
             return "seed needs a number from 0 to " + std::to_string(largestNumber) + ", not " +
-                   quoted(seedText);
+                   inQuotes(seedText);
         settings.timing.seed = std::uint32_t(*seed);
     }
     note("prob " + std::string(text) + " seed " + std::to_string(settings.timing.seed));
@@ -195,7 +196,7 @@ std::string FaultReader::commands()
     const std::string_view list = take();
     for (const std::string_view word : splitAt(list, ',')) {
         if (!isRequestWord(word))
-            return quoted(word) +
+            return inQuotes(word) +
                    " is not a command; expected words like RDS,WRS,CR or remote-read,remote-write";
         settings.filter.words.emplace_back(word);
     }
@@ -208,7 +209,7 @@ std::string FaultReader::deviceRange()
     const std::string_view text = take();
     settings.filter.span = spanFromText(text, m_family);
     if (!settings.filter.span)
-        return quoted(text) +
+        return inQuotes(text) +
                " is not a range of devices of this model; expected one like DM100-DM199, R1000 or DM";
     note("dev " + std::string(text));
     return {};

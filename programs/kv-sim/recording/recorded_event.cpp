@@ -117,7 +117,7 @@ std::string readLine(std::string_view line, RecordedEvent &event)
         return row.kind == EventKind::Start ? readStart(object, event)
                                             : readConnection(object, row.bytes, event);
     }
-    return "no event is called " + quoted(name);
+    return "no event is called " + inQuotes(name);
 }
 
 } // namespace

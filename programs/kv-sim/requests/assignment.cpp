@@ -29,10 +29,10 @@ std::optional<Command> locate(std::string_view text, std::uint32_t count, const 
     Command operand = parseOperand(text, free);
     operand.count = count;
     if (!operand.refused.empty())
-        problem =
-            quoted(text) + " is not a device of this model (expected something like DM100, R1015, W1A.S, T5)";
+        problem = inQuotes(text) +
+                  " is not a device of this model (expected something like DM100, R1015, W1A.S, T5)";
     else if (!checkSpan(free, operand).empty())
-        problem = std::to_string(count) + " value(s) from " + quoted(text) +
+        problem = std::to_string(count) + " value(s) from " + inQuotes(text) +
                   " on do not lie within the device's range";
     else
         return operand;
@@ -43,7 +43,7 @@ std::string assign(std::string_view text, const Rules &rules, DeviceMemory &memo
 {
     const std::size_t equals = text.find('=');
     if (equals == std::string_view::npos)
-        return quoted(text) + " has no '=' (expected DEVICE=VALUE[,VALUE...], like DM100=1,2,3)";
+        return inQuotes(text) + " has no '=' (expected DEVICE=VALUE[,VALUE...], like DM100=1,2,3)";
     const auto texts = splitAt(text.substr(equals + 1), ',');
     std::string problem;
     const auto operand = locate(text.substr(0, equals), std::uint32_t(texts.size()), rules, problem);
@@ -53,7 +53,7 @@ std::string assign(std::string_view text, const Rules &rules, DeviceMemory &memo
     for (const std::string_view value : texts) {
         const auto number = valueFromText(value, operand->format, rules.values);
         if (!number)
-            return quoted(value) + " is not a value for " + quoted(text.substr(0, equals));
+            return inQuotes(value) + " is not a value for " + inQuotes(text.substr(0, equals));
         values.push_back(*number);
     }
     const std::uint32_t step = elementsPerValue(*operand->device, operand->format);

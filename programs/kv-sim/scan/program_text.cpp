@@ -120,7 +120,7 @@ bool RowReader::takeIf(std::string_view word)
 
 std::string RowReader::expected(const char *what) const
 {
-    return std::string("expected ") + what + (done() ? " at the end" : ", not " + quoted(peek()));
+    return std::string("expected ") + what + (done() ? " at the end" : ", not " + inQuotes(peek()));
 }
 
 std::string RowReader::read()
@@ -175,7 +175,7 @@ std::string RowReader::action()
     std::string wrong = place(target, kind->contact, action.target);
     if (wrong.empty() && kind->counts && action.target.format == Format::Bit)
         wrong =
-            quoted(target) + " is a single bit; " + std::string(kind->word) + " needs a number, like R0.U";
+            inQuotes(target) + " is a single bit; " + std::string(kind->word) + " needs a number, like R0.U";
     if (!wrong.empty() || !kind->sourced)
         return wrong;
     // A step may be negative whatever it is added to.
@@ -188,7 +188,7 @@ std::string RowReader::delay()
     const std::string_view word = take();
     const auto scans = numberWithin(word, 1, longestDelayScans);
     if (!scans)
-        return quoted(word) + " is not a number of scans (1 to " + std::to_string(longestDelayScans) + ")";
+        return inQuotes(word) + " is not a number of scans (1 to " + std::to_string(longestDelayScans) + ")";
     row.delayScans = std::uint32_t(*scans);
     return takeIf("scans") || takeIf("scan") ? std::string() : expected("'scans'");
 }
@@ -204,7 +204,7 @@ std::string RowReader::place(std::string_view word, bool contact, Place &place) 
         return {};
     const bool suffix = word.find('.') != std::string_view::npos;
     if (suffix || (located->device->kind != Kind::Relay && !located->device->contactBySt))
-        return quoted(word) + " is not a contact: only relays, T, C and CTC are on or off";
+        return inQuotes(word) + " is not a contact: only relays, T, C and CTC are on or off";
     place.format = Format::Bit;
     return {};
 }
@@ -215,7 +215,7 @@ std::string RowReader::operand(std::string_view word, Format format, Operand &op
         return place(word, false, operand.place);
     const auto value = valueFromText(word, format, {});
     if (!value)
-        return quoted(word) + " is not a value for it";
+        return inQuotes(word) + " is not a value for it";
     operand.number = std::int64_t(*value);
     if (format == Format::S)
         operand.number = std::int16_t(std::uint16_t(*value));

@@ -65,7 +65,7 @@ std::string readClients(const std::string &text, ClientLimit &clients)
     const bool good =
         parts.size() == 1 || (parts.size() == 2 && (parts[1] == "newest" || parts[1] == "oldest"));
     if (!most || !good)
-        return "--max-clients: " + quoted(text) + " is not a limit (like 4, 4:newest or 4:oldest, up to " +
+        return "--max-clients: " + inQuotes(text) + " is not a limit (like 4, 4:newest or 4:oldest, up to " +
                std::to_string(mostClients) + ")";
     clients = {std::size_t(*most), parts.size() == 2 && parts[1] == "oldest"};
     return {};
@@ -80,7 +80,7 @@ std::string readMostValues(const std::vector<std::string> &texts, Rules &rules)
             std::string_view(text).substr(equals == std::string::npos ? 0 : equals + 1), 1, 0xFFFFFFFFU);
         const bool known = equals == std::string::npos || deviceNamed(device);
         if (!known || !most)
-            return "--max-count: " + quoted(text) + " is neither N nor DEVICE=N (like 64 or DM=200)";
+            return "--max-count: " + inQuotes(text) + " is neither N nor DEVICE=N (like 64 or DM=200)";
         rules.mostByDevice[device] = std::uint32_t(*most);
     }
     return {};
@@ -136,7 +136,7 @@ std::string checkFirstValues(const Options &options)
         const FirstValue value = firstValue(text);
         const auto last = std::uint64_t(options.plcs - 1);
         if (value.plc && !numberWithin(*value.plc, 0, last))
-            return "--set: " + quoted(*value.plc) + " is not a PLC (0 to " + std::to_string(last) + ")";
+            return "--set: " + inQuotes(*value.plc) + " is not a PLC (0 to " + std::to_string(last) + ")";
     }
     return {};
 }

@@ -100,12 +100,12 @@ void addRules(CLI::App &app, Options &options, OptionTexts &texts)
 
 void addLife(CLI::App &app, Options &options, OptionTexts &texts)
 {
+    app.add_option("--scan", options.scanMs, "Run the small fixed program every MS (not at all)")
+        ->check(CLI::Range(1, 3600000));
     app.add_option("--program", options.program,
                    "Run the program in this FILE instead, every 10 ms or every --scan MS");
     app.add_option("--check", options.check, "Check these program, load and recording FILEs, and end")
         ->expected(1, -1);
-    app.add_option("--scan", options.scanMs, "Run the small fixed program every MS (not at all)")
-        ->check(CLI::Range(1, 3600000));
     app.add_option("--set", options.set, "DEVICE=VALUE[,VALUE...] at the start, repeatable: DM100=1,2,3")
         ->allow_extra_args(false);
     app.add_option("--load", options.load, "Memory from this JSON FILE at the start, before --set");

@@ -13,7 +13,7 @@ constexpr std::string_view blanks = " \t\r";
 
 } // namespace
 
-std::string quoted(std::string_view text)
+std::string inQuotes(std::string_view text)
 {
     return "'" + std::string(text) + "'";
 }

@@ -10,7 +10,7 @@ namespace kvsim
 {
 
 /// "'DM0'", for messages.
-std::string quoted(std::string_view text);
+std::string inQuotes(std::string_view text);
 
 /// Without spaces, tabs and CR at either end.
 std::string_view trimmed(std::string_view text);

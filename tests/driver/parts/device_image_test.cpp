@@ -1,4 +1,5 @@
-// The edges of a device image: no caller asks for what lies before one, and most never see a missing one.
+// SPDX-License-Identifier: MIT
+// The edges of a device image: no caller asks for what lies before one, and few see a missing one.
 #include "store/device_image.h"
 
 #include <Communication_Protocol.h>
@@ -17,11 +18,11 @@ protected:
 
     static void given(const QByteArray &bytes) { DataStorage[station][key] = bytes; }
 
-    /// What is read into a buffer that held 'x' before.
+    // What is read into a buffer that held 'x' before.
     static std::string read(qint64 position, int length)
     {
         QByteArray bytes(length, 'x');
-        DeviceImage(station, key, DeviceImage::Missing::StaysMissing).read(position, bytes.data(), length);
+        DeviceImage(station, key).read(position, bytes.data(), length);
         return bytes.toStdString();
     }
 };
@@ -55,22 +56,15 @@ TEST_F(Image, hasNoBitsBeforeItsFirstAndBehindItsLastByte)
     EXPECT_FALSE(DeviceImage(station, key).bit(-1));
 }
 
-TEST_F(Image, thatIsMissingIsEmptyAndStaysMissing)
+TEST_F(Image, thatIsMissingIsMadeEmpty)
 {
-    DeviceImage image(station, key, DeviceImage::Missing::StaysMissing);
-    EXPECT_FALSE(image.exists());
-    EXPECT_FALSE(image.isNew());
-    EXPECT_EQ(image.size(), 0);
-    EXPECT_FALSE(image.bit(0));
-    image.growTo(3);
-    image.write(0, "123", 3);
-    image.setBit(0, true);
-    EXPECT_TRUE(DataStorage.isEmpty());
-}
-
-TEST_F(Image, thatIsMissingReadsAsZero)
-{
+    {
+        const DeviceImage image(station, key);
+        EXPECT_TRUE(image.isNew());
+        EXPECT_EQ(image.size(), 0);
+        EXPECT_FALSE(image.bit(0));
+    }
+    EXPECT_FALSE(DeviceImage(station, key).isNew());
     EXPECT_EQ(read(0, 2), std::string(2, '\0'));
-    EXPECT_TRUE(DataStorage.isEmpty());
 }
 } // namespace

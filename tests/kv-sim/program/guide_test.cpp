@@ -23,14 +23,15 @@ namespace
 {
 
 struct Session {
-    int line = 0; // of the guide
+    std::string page;
+    int line = 0;
     std::vector<QString> lines;
 };
 
-// The blocks of the guide that are marked so.
-std::vector<Session> blocksOfTheGuide(const QString &mark)
+// The blocks of a page that are marked so.
+std::vector<Session> blocksOf(const QString &page, const QString &mark)
 {
-    QFile guide(KV_SIM_GUIDE);
+    QFile guide(KV_SIM_DOCS "/" + page);
     guide.open(QIODevice::ReadOnly);
     const QString begin = "```" + mark;
     std::vector<Session> blocks;
@@ -39,7 +40,7 @@ std::vector<Session> blocksOfTheGuide(const QString &mark)
     for (const QString &line : QString::fromUtf8(guide.readAll()).split('\n')) {
         ++number;
         if (line == begin)
-            blocks.push_back({number, {}});
+            blocks.push_back({"docs/" + page.toStdString(), number, {}});
         inside = line == begin || (inside && line != "```");
         if (inside && line != begin)
             blocks.back().lines.push_back(line);
@@ -56,7 +57,7 @@ public:
     {
         int at = m_session.line;
         for (const QString &line : m_session.lines) {
-            SCOPED_TRACE("docs/kv-sim.md:" + std::to_string(++at) + ": " + line.toStdString());
+            SCOPED_TRACE(m_session.page + ":" + std::to_string(++at) + ": " + line.toStdString());
             play(line);
         }
     }
@@ -160,21 +161,57 @@ private:
     int m_exchanges = 0;
 };
 
-TEST(Guide, sessionsRunAsWritten)
+void replay(const QString &page, std::size_t least)
 {
-    const std::vector<Session> sessions = blocksOfTheGuide("session");
-    EXPECT_GE(sessions.size(), 8U);
+    const std::vector<Session> sessions = blocksOf(page, "session");
+    EXPECT_GE(sessions.size(), least);
     for (const Session &session : sessions) {
         Replay replay(session);
         replay.run();
-        EXPECT_GE(replay.exchanges(), 1) << "docs/kv-sim.md:" << session.line;
+        EXPECT_GE(replay.exchanges(), 1) << session.page << ":" << session.line;
     }
+}
+
+TEST(Guide, sessionsRunAsWritten)
+{
+    replay("kv-sim.md", 9);
+}
+
+TEST(GuideForHosts, sessionsRunAsWritten)
+{
+    replay("kv-sim-for-hosts.md", 2);
+}
+
+// Every fault that its table proposes is one.
+TEST(GuideForHosts, proposesFaultsThatThereAre)
+{
+    QFile page(KV_SIM_DOCS "/kv-sim-for-hosts.md");
+    ASSERT_TRUE(page.open(QIODevice::ReadOnly));
+    SimProcess sim({"--control", "127.0.0.1:0", "--tcp", "127.0.0.1:0"});
+    Client control(sim.port("control"));
+    int faults = 0;
+    for (const QString &line : QString::fromUtf8(page.readAll()).split('\n')) {
+        const QStringList cells = line.split('|');
+        if (cells.size() != 5 || cells[2].trimmed() == "Try" || cells[2].startsWith("---"))
+            continue;
+        const QStringList parts = cells[2].split('`');
+        for (int i = 1; i < parts.size(); i += 2) {
+            const std::string text = parts[i].toStdString();
+            const std::string word = text.substr(0, text.find_first_of(" :"));
+            if (text[0] == '-' || word == "when" || word == "listen" || word == "disconnect" ||
+                word == "restart" || word == "set" || word == "3/fault")
+                continue;
+            EXPECT_EQ(control.ask("fault " + text).substr(0, 3), "ok ") << text;
+            ++faults;
+        }
+    }
+    EXPECT_GE(faults, 15);
 }
 
 TEST(Guide, programsAreGood)
 {
     const QTemporaryDir folder;
-    const std::vector<Session> programs = blocksOfTheGuide("program");
+    const std::vector<Session> programs = blocksOf("kv-sim.md", "program");
     EXPECT_GE(programs.size(), 1U);
     for (const Session &program : programs) {
         QFile file(folder.filePath("program"));
@@ -183,7 +220,7 @@ TEST(Guide, programsAreGood)
             file.write(line.toUtf8() + "\n");
         file.close();
         SimProcess sim({"--check", file.fileName()});
-        EXPECT_EQ(sim.exitCode(), 0) << "docs/kv-sim.md:" << program.line << ": " << sim.errors();
+        EXPECT_EQ(sim.exitCode(), 0) << program.page << ":" << program.line << ": " << sim.errors();
     }
 }
 

@@ -167,7 +167,7 @@ INSTANTIATE_TEST_SUITE_P(Areas, ReadArea, testing::Values(
     AreaRow{"T",   AREA_T,       3999, 1, "RDS T3999.D 1\r",  "1,0000000012,0000000100\r\n", "", "01", "0c000000", "64000000"},
     AreaRow{"C",   AREA_C,          0, 2, "RDS C0.D 2\r",     "0,0000000001,0000000002 1,0000000003,0000000004\r\n", "", "0001", "0100000003000000", "0200000004000000"},
     AreaRow{"CTH", AREA_CTH_DWORD,  1, 1, "RDS CTH1.D 1\r",   "1,0000000005,0000000006\r\n", "", "01", "05000000", ""},
-    AreaRow{"CTC", AREA_CTC_DWORD,  3, 1, "RDS CTC3.D 1\r",   "1,0000000005,0000000006\r\n", "", "01", "06000000", ""}),
+    AreaRow{"CTC", AREA_CTC_DWORD,  3, 1, "RDS CTC3.D 1\r",   "1,0000000005,0000000006\r\n", "", "01", "", "06000000"}),
     [](const auto &row) { return row.param.name; });
 // clang-format on
 

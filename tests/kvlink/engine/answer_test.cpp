@@ -136,6 +136,11 @@ TEST(LargeNumbers, ComeOutOfTheAnswerWhereTheDriverHoldsZero)
     takeLargeNumbers(counter, Shape::Triples, "1,3000000000,4000000000\r\n");
     EXPECT_EQ(numberAt(counter.current, 0), 3000000000U);
     EXPECT_TRUE(counter.set.isEmpty());
+
+    UnitBlock comparator{22, 0, 1, {}, QByteArray(1, '\0'), {}, QByteArray(4, '\0')}; // has no current value
+    takeLargeNumbers(comparator, Shape::Triples, "1,3000000000,4000000000\r\n");
+    EXPECT_TRUE(comparator.current.isEmpty());
+    EXPECT_EQ(numberAt(comparator.set, 0), 4000000000U);
 }
 
 } // namespace

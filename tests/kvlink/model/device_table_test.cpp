@@ -172,7 +172,7 @@ TEST(DeviceTable, knowsWhichValueOfATimerIsMeant)
     EXPECT_EQ(findDevice("TC")->field, Field::Current);
     EXPECT_EQ(findDevice("CC")->field, Field::Current);
     EXPECT_EQ(findDevice("CTH")->field, Field::Current);
-    EXPECT_EQ(findDevice("CTC")->field, Field::Current);
+    EXPECT_EQ(findDevice("CTC")->field, Field::Set);
     EXPECT_EQ(findDevice("TS")->field, Field::Set);
     EXPECT_EQ(findDevice("CS")->field, Field::Set);
     EXPECT_EQ(findDevice("Z")->field, Field::Whole);

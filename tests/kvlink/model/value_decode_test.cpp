@@ -109,7 +109,7 @@ TEST(OfTimers, contactCurrentAndSetComeFromTheirOwnParts)
 
 TEST(OfTimers, theContactOfACounterIsTheContact)
 {
-    const UnitBlock counters{22, 0, 2, {}, bytes("0001"), bytes("0700000008000000"), {}};
+    const UnitBlock counters{22, 0, 2, {}, bytes("0001"), {}, bytes("0700000008000000")};
     EXPECT_EQ(decoded(placeOf("CTC0.C:2"), rawOf(placeOf("CTC0.C:2"), counters)), "0,1");
     EXPECT_EQ(decoded(placeOf("CTC1"), rawOf(placeOf("CTC1"), counters)), "8");
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The complete host that README.md shows: it is the file that is built, and it does what it says.
 #include <gtest/gtest.h>
 
@@ -13,7 +14,7 @@ QString contents(const char *path)
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
-/// Reads lines of a program until one begins with the given text. \return the rest of that line
+// Reads lines of a program until one begins with the given text. \return the rest of that line
 QString waitForLine(QProcess &program, const char *beginning)
 {
     while (program.canReadLine() || program.waitForReadyRead(10000)) {

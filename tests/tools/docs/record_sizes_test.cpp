@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The record sizes that docs/qt-versions.md promises to hosts.
 #include <Communication_Protocol.h>
 #include <gtest/gtest.h>
@@ -7,7 +8,7 @@
 
 namespace
 {
-/// Size of a record as the table of the document has it for the Qt that this test is built with.
+// Size of a record as the table of the document has it for the Qt that this test is built with.
 size_t documentedSize(const char *record)
 {
     QFile file(QString::fromUtf8(KV_SOURCE_FOLDER "/docs/qt-versions.md"));

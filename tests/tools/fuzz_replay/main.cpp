@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // fuzz_replay TARGET FOLDER: gives every file of the folder to a fuzz target, as the fuzzer would.
 //
 // A promise that does not hold ends the program with a message and the name of the file.
@@ -33,7 +34,7 @@ const Target targets[] = {
 
 char nowReplayed[4096] = "";
 
-/// Told from the signal handler: only what is safe there.
+// Runs in the signal handler: calls only what is safe there.
 extern "C" void tellFile(int signal)
 {
     std::fputs("fuzz_replay: stopped at ", stderr);
@@ -54,7 +55,7 @@ std::vector<std::filesystem::path> filesOf(const std::filesystem::path &folder)
     return files;
 }
 
-/// In memory of exactly its size, so that a memory checker sees one byte too many.
+// In memory of exactly its size, so that a memory checker sees one byte too many.
 void replay(Entry entry, const std::filesystem::path &file)
 {
     std::ifstream stream(file, std::ios::binary);

@@ -1,11 +1,14 @@
-#include "bench.h"
+// SPDX-License-Identifier: MIT
+#include "exchange_fixture.h"
 
+#include <array>
 #include <ostream>
 #include <utility>
 
 std::string nameOf(Wire wire)
 {
-    return wire == Wire::Tcp ? "Tcp" : wire == Wire::Terminal ? "Terminal" : "Remote";
+    static constexpr std::array<const char *, 3> names{"Tcp", "Terminal", "Remote"};
+    return names[std::size_t(wire)];
 }
 
 void PrintTo(Wire wire, std::ostream *out)
@@ -30,70 +33,70 @@ std::string shownAnswer(const QByteArray &answer)
 }
 } // namespace
 
-Bench::Bench() : terminal_(folder.filePath(QStringLiteral("plc"))) {}
+ExchangeTest::ExchangeTest() : m_terminal(folder.filePath(QStringLiteral("plc"))) {}
 
-void Bench::TearDown()
+void ExchangeTest::TearDown()
 {
     hearLines();
-    EXPECT_EQ(otherLines_, Lines()) << "debug lines that the test did not expect";
+    EXPECT_EQ(m_otherLines, Lines()) << "debug lines that the test did not expect";
     DriverTest::TearDown();
 }
 
-void Bench::begin(Wire wire, const QStringList &switches)
+void ExchangeTest::begin(Wire wire, const QStringList &switches)
 {
-    const QStringList lines{"--tcp",       "127.0.0.1:0", "--serial",    terminal_,          "--remote",
+    const QStringList lines{"--tcp",       "127.0.0.1:0", "--serial",    m_terminal,         "--remote",
                             "127.0.0.1:0", "--control",   "127.0.0.1:0", "--remote-silence", "20"};
-    plc_ = std::make_unique<SimProcess>(lines + switches);
-    ASSERT_TRUE(plc_->isReady()) << plc_->errors();
-    control_ = std::make_unique<Client>(plc_->port("control"));
-    ASSERT_TRUE(control_->isConnected());
-    wire_ = wire;
+    m_plc = std::make_unique<SimProcess>(lines + switches);
+    ASSERT_TRUE(m_plc->isReady()) << m_plc->errors();
+    m_control = std::make_unique<Client>(m_plc->port("control"));
+    ASSERT_TRUE(m_control->isConnected());
+    m_wire = wire;
     reopen();
     ASSERT_TRUE(line->isOpen());
 }
 
-void Bench::reopen()
+void ExchangeTest::reopen()
 {
     line.reset();
-    if (wire_ == Wire::Terminal)
-        line = std::make_unique<Line>(openedTerminal(terminal_));
+    if (m_wire == Wire::Terminal)
+        line = std::make_unique<Line>(openedTerminal(m_terminal));
     else
-        line = std::make_unique<Line>(connectedSocket(plc_->port(wire_ == Wire::Tcp ? "tcp" : "remote")));
+        line = std::make_unique<Line>(connectedSocket(m_plc->port(m_wire == Wire::Tcp ? "tcp" : "remote")));
 }
 
-void Bench::expectOpening()
+void ExchangeTest::expectOpening()
 {
     EXPECT_EQ(exchange(), "CR -> CC = 1");
 }
 
-void Bench::plcSet(const std::string &assignment)
+void ExchangeTest::plcSet(const std::string &assignment)
 {
     EXPECT_EQ(plcAsk("set " + assignment), "ok") << assignment;
 }
 
-std::string Bench::plcGet(const std::string &devices)
+std::string ExchangeTest::plcGet(const std::string &devices)
 {
     const std::string answer = plcAsk("get " + devices);
     return answer.rfind("ok ", 0) == 0 ? answer.substr(3) : answer;
 }
 
-void Bench::plcFault(const std::string &fault)
+void ExchangeTest::plcFault(const std::string &fault)
 {
     EXPECT_EQ(plcAsk("fault " + fault).rfind("ok ", 0), 0U) << fault;
 }
 
-std::string Bench::plcAsk(const std::string &command)
+std::string ExchangeTest::plcAsk(const std::string &command)
 {
-    return control_ ? control_->ask(command) : "no PLC";
+    return m_control ? m_control->ask(command) : "no PLC";
 }
 
-void Bench::read(int area, int address, int count, int station)
+void ExchangeTest::read(int area, int address, int count, int station)
 {
     RW_VAR var = variable(area, address, count, station);
     AddListReadVar(&var);
 }
 
-int Bench::readOnce(int area, const char *address, int count, int ownerId)
+int ExchangeTest::readOnce(int area, const char *address, int count, int ownerId)
 {
     RW_VAR var = variable(area, 0, count);
     var.addressText = QString::fromLatin1(address);
@@ -101,32 +104,32 @@ int Bench::readOnce(int area, const char *address, int count, int ownerId)
     return AddListOnceReadVar(&var, 0);
 }
 
-int Bench::writeValue(int area, const char *address, const char *dataHex, int count, int ownerId)
+int ExchangeTest::writeValue(int area, const char *address, const char *dataHex, int count, int ownerId)
 {
     return SetRegisterData(QString(), area, QString::fromLatin1(address), 1, bytes(dataHex), count, 5,
                            ownerId);
 }
 
-int Bench::showScreen(QList<HOSTVAR> variables)
+int ExchangeTest::showScreen(QList<HOSTVAR> variables)
 {
     const int blocks = ReCreatReadVarList(&variables);
     EXPECT_EQ(takeLines().size(), std::size_t(blocks) + 1) << "a headline and a line for each block";
     return blocks;
 }
 
-HOSTVAR Bench::shown(int area, const char *address, int count)
+HOSTVAR ExchangeTest::shown(int area, const char *address, int count)
 {
     return HOSTVAR{0, quint8(area), 1, 0, 0, QString::fromLatin1(address), QString(), count};
 }
 
-std::string Bench::get(int area, const char *address, int count, int station)
+std::string ExchangeTest::get(int area, const char *address, int count, int station)
 {
     QByteArray out;
     EXPECT_EQ(GetRegisterData(0, area, QString::fromLatin1(address), station, &out, count), 1) << address;
     return hex(out);
 }
 
-std::string Bench::exchange(int timeoutMs, int awaited)
+std::string ExchangeTest::exchange(int timeoutMs, int awaited)
 {
     const quintptr head = ComCommunication();
     hearLines();
@@ -151,31 +154,31 @@ std::string Bench::exchange(int timeoutMs, int awaited)
     return sent + " -> " + received + " = " + std::to_string(result);
 }
 
-void Bench::expectExchanges(const std::vector<std::string> &expected)
+void ExchangeTest::expectExchanges(const std::vector<std::string> &expected)
 {
     for (const std::string &turn : expected)
         EXPECT_EQ(exchange(), turn);
 }
 
-std::vector<std::string> Bench::takeOtherLines()
+std::vector<std::string> ExchangeTest::takeOtherLines()
 {
-    return std::exchange(otherLines_, {});
+    return std::exchange(m_otherLines, {});
 }
 
-void Bench::hearLines()
+void ExchangeTest::hearLines()
 {
     for (const std::string &text : takeLines())
         if (text != "init handshake" && text != "Handshake(RW_Var)")
-            otherLines_.push_back(text);
+            m_otherLines.push_back(text);
 }
 
-std::string Bench::shownFrame(const QByteArray &frame) const
+std::string ExchangeTest::shownFrame(const QByteArray &frame) const
 {
     if (frame.isEmpty())
         return "(empty)";
-    if (wire_ == Wire::Remote)
+    if (m_wire == Wire::Remote)
         return hex(frame);
-    const int end = frame.endsWith("\r\n") ? 2 : frame.endsWith('\r') ? 1 : 0;
-    EXPECT_NE(end, 0) << "a frame without CR";
+    EXPECT_TRUE(frame.endsWith('\r') || frame.endsWith("\r\n")) << "a frame without CR";
+    const int end = frame.endsWith('\n') ? 2 : 1;
     return frame.left(frame.size() - end).toStdString();
 }

@@ -1,6 +1,7 @@
-// A driver, a simulated PLC and the line between them. The test is the host: it sends what the driver hands
-// out and hands back what the PLC answers. The PLC's memory is set and read past the driver, over the control
-// connection.
+// SPDX-License-Identifier: MIT
+// A driver, a simulated PLC and the line between them. The test is the host: it sends what the
+// driver hands out and hands back what the PLC answers. The PLC's memory is set and read
+// directly, over the control connection.
 //
 //     begin(Wire::Tcp);
 //     plcSet("DM100=1,2,65535");
@@ -29,22 +30,22 @@ void PrintTo(Wire wire, std::ostream *out);
 
 constexpr int briefMs = 50; ///< long enough where nothing will come
 
-class Bench : public DriverTest
+class ExchangeTest : public DriverTest
 {
 protected:
-    Bench();
+    ExchangeTest();
     void TearDown() override;
 
     /// Starts the PLC with these switches and opens the line to it.
     void begin(Wire wire, const QStringList &switches = {});
 
-    /// Opens the line anew, as a host does after it was closed.
+    /// Opens the line again, as a host does after it was closed.
     void reopen();
 
-    /// The link of station 1 is opened: the first exchange of a test whose requests do not matter yet.
+    /// Expects the exchange that opens the link of station 1.
     void expectOpening();
 
-    // --- the PLC, past the driver ---
+    // --- the PLC, without the driver ---
 
     /// plcSet("DM100=1,2")
     void plcSet(const std::string &assignment);
@@ -78,9 +79,10 @@ protected:
 
     // --- the host's loop ---
 
-    /// One turn: "WRS DM1.U 1 00005 -> OK = 1", frame, answer and result of DataCom; "idle" if there was
-    /// nothing to send. No answer at all shows as "(nothing)", one without CR LF as "000 (no end)". Frames of
-    /// remote areas show as hexadecimal, requests that expect no answer as "... -> (not waited for) = 100".
+    /// One turn: "WRS DM1.U 1 00005 -> OK = 1", frame, answer and result of DataCom; "idle" if
+    /// there was nothing to send. No answer at all shows as "(nothing)", one without CR LF as "000
+    /// (no end)". Frames of remote areas show as hexadecimal, requests that expect no answer as
+    /// "... -> (not waited for) = 100".
     /// \param timeoutMs  briefMs where the test knows that nothing will come (any more)
     /// \param awaited    bytes that come before that
     std::string exchange(int timeoutMs = patienceMs, int awaited = 0);
@@ -90,7 +92,7 @@ protected:
 
     std::unique_ptr<Line> line;
     bool keepsStaleBytes =
-        false; ///< a careless host: what is left of the last answer answers the next request
+        false; ///< a careless host: leftovers of the last answer count as the answer to the next request
 
     /// Debug lines other than those of the handshake since the last call.
     std::vector<std::string> takeOtherLines();
@@ -101,15 +103,15 @@ private:
     void hearLines();
     std::string shownFrame(const QByteArray &frame) const;
 
-    Wire wire_ = Wire::Tcp;
-    QString terminal_;
-    std::unique_ptr<SimProcess> plc_;
-    std::unique_ptr<Client> control_;
-    std::vector<std::string> otherLines_;
+    Wire m_wire = Wire::Tcp;
+    QString m_terminal;
+    std::unique_ptr<SimProcess> m_plc;
+    std::unique_ptr<Client> m_control;
+    std::vector<std::string> m_otherLines;
 };
 
 /// The same test over both lines of the text protocol.
-class OverBothLines : public Bench, public testing::WithParamInterface<Wire>
+class OverBothLines : public ExchangeTest, public testing::WithParamInterface<Wire>
 {
 };
 
@@ -119,7 +121,7 @@ inline std::string nameOfWire(const testing::TestParamInfo<Wire> &info)
 }
 
 /// Rows that are tested over both lines.
-template <class Row, class Base = Bench>
+template <class Row, class Base = ExchangeTest>
 class RowsOverBothLines : public Base, public testing::WithParamInterface<std::tuple<Row, Wire>>
 {
 protected:

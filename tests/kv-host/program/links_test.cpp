@@ -170,7 +170,7 @@ TEST(Traces, showEveryByte)
 {
     const SimulatedPlc plc({"--set", "DM0=5"});
     const Ended r = run({"--plc", plc.url(), "-vv", "read", "DM0"});
-    for (const char *bytes : {" > CR\\r\n", " < CC\\r\\n\n", " > RDS DM0.U 1\\r\n", " < 00005\\r\\n\n"})
+    for (const char *bytes : {" > CR\\r\\n\n", " < CC\\r\\n\n", " > RDS DM0.U 1\\r\n", " < 00005\\r\\n\n"})
         EXPECT_TRUE(r.err.contains(plc.url().toLatin1() + bytes)) << bytes << r.err.toStdString();
 }
 
@@ -178,8 +178,8 @@ TEST(Traces, showWhatAnotherServiceAnswered)
 {
     QTcpServer web;
     ASSERT_TRUE(web.listen(QHostAddress::LocalHost));
-    HostProcess host({"--plc", QStringLiteral("127.0.0.1:%1").arg(web.serverPort()), "-vv", "--timeout", "200ms",
-                      "--retries", "0", "read", "DM0"});
+    HostProcess host({"--plc", QStringLiteral("127.0.0.1:%1").arg(web.serverPort()), "-vv", "--timeout",
+                      "200ms", "--retries", "0", "read", "DM0"});
     ASSERT_TRUE(web.waitForNewConnection(10000));
     QTcpSocket *client = web.nextPendingConnection();
     client->write("HTTP/1.1 400\r\n");

@@ -108,7 +108,7 @@ void addLogOptions(CLI::App *log, RawOptions &raw)
     log->add_flag("--local-time", raw.hasLocalTime, "time of the local clock in place of UTC");
 }
 
-/// What the words after a command are; null: it takes none.
+// What the words after a command are; null: it takes none.
 const char *wordsOf(const std::string &command)
 {
     if (command == "areas" || command == "info")

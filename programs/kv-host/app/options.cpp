@@ -192,8 +192,8 @@ int refuse(const QString &problem)
     return exitUsage;
 }
 
-/// The word that stands where a command is expected: what nobody expected, or the first that is no
-/// option.
+// The word that stands where a command is expected: what nobody expected, or the first that
+// is no option.
 QString mistypedCommand(const CLI::App &app)
 {
     for (const std::string &word : app.remaining()) {

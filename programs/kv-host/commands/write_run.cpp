@@ -26,8 +26,8 @@ namespace
 
 constexpr kvlink::Duration longestInQueue = std::chrono::minutes(10);
 constexpr int mostAttempts = 10;
-constexpr int deliverTurns =
-    100; ///< of the event loop, for results that wait there when the links have stopped
+// Of the event loop, for results that wait there when the links have stopped.
+constexpr int deliverTurns = 100;
 constexpr int deliverMs = 10;
 
 QString joined(const Variable &variable, const kvlink::Value &value)
@@ -106,8 +106,8 @@ void WriteRun::takeResult(const Station &station, const kvlink::WriteResult &res
     handOutWhatMay();
 }
 
-// Writes to places that overlap go out in the order in which they were typed, whatever becomes of
-// the first.
+// Writes to places that overlap go out in the order in which they were typed, whatever becomes
+// of the first.
 bool WriteRun::mayBeHandedOut(std::size_t i) const
 {
     for (std::size_t before = 0; before < i; ++before) {

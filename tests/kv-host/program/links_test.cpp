@@ -58,9 +58,9 @@ TEST(Proxies, areNotAskedForThePlc)
 struct LinkRow {
     const char *row;
     const char *url;
-    QList<QByteArray> breaks; ///< control commands that break the link
+    QList<QByteArray> breaks; // control commands that break the link
     QList<QByteArray> heals = {};
-    int longestMs = 5000; ///< from then on
+    int longestMs = 5000; // from then on
 };
 
 class LinkMatrix : public testing::TestWithParam<LinkRow>
@@ -116,7 +116,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, LinkMatrix, testing::ValuesIn(linkRows),
 
 struct AnswerRow {
     const char *row;
-    const char *fault; ///< strikes again and again, every few answers
+    const char *fault; // strikes again and again, every few answers
 };
 
 class WrongAnswers : public testing::TestWithParam<std::tuple<AnswerRow, const char *>>
@@ -217,8 +217,8 @@ TEST_F(Stations, areReadThroughTheirOwnLinks)
     EXPECT_EQ(rows[3].value, "1"); // without a number: the first that was named
 }
 
-// What a dead PLC costs the others is a measurement; that they are read while it is asked is
-// certain.
+// What a dead PLC costs the others is a measurement; that they are read while it is
+// asked is certain.
 TEST_F(Stations, oneThatIsSilentDoesNotHoldUpTheOthers)
 {
     QTcpServer blackHole; // connections are made, nobody ever answers

@@ -19,7 +19,6 @@ using kvlink::LinkStatistics;
 namespace
 {
 
-constexpr Duration defaultTime{5000000};
 constexpr int readsInHand = 2; // of bench: one is answered while the next is on its way
 
 QString number(double value, int digits)
@@ -206,8 +205,7 @@ int measure(App &app, bool isFlatOut)
     std::vector<Measure> measures;
     for (const Station &station : app.stations.all())
         measures.push_back({station.plc->statistics(), {}});
-    const Duration duration = app.options.duration.count() == 0 ? defaultTime : app.options.duration;
-    app.wait.pause(begin + duration);
+    app.wait.pause(endOf(app.options));
     const double seconds = std::max(double((steadyNow() - begin).count()) / 1e6, 0.001);
     Table table({"measure", "value", "unit", "plc"});
     std::vector<int> codes;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Answers from the line: however the bytes are cut, answer and surplus are the same, and nothing is
-// lost.
+// Answers from the line: however the bytes are cut, answer and surplus are the same, and
+// nothing is lost.
 #include "engine/answer_splitter.h"
 
 #include "input.h"

@@ -9,8 +9,8 @@
 namespace kvlink
 {
 
-/// Plays one write with a driver that has nothing in hand, giving it the answers that a PLC would: zeros to a read, OK to
-/// a write. \return the frames without their line ends
+/// Plays one write with a driver that has nothing in hand, giving it the answers that a PLC would:
+/// zeros to a read, OK to a write. \return the frames without their line ends
 QStringList framesOf(Driver &driver, const WriteUnits &write);
 
 } // namespace kvlink

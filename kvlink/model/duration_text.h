@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Times as people write them. Declared in the public header, since programs take times on their
-// command lines.
+// Times as people write them. Declared in the public header, since programs take times on
+// their command lines.
 #pragma once
 
 #include <kvlink/text.h>

@@ -13,7 +13,7 @@ namespace
 
 constexpr int bitsOfWord = 16;
 
-/// Which bits or elements of which image a place covers.
+// Which bits or elements of which image a place covers.
 struct Span {
     int area = 0;
     Field field = Field::Whole;

@@ -72,8 +72,8 @@ public:
     /// has ever written, and is not to be blamed for that later.
     std::vector<Write> drawAll();
 
-    /// Writes to some slots, each at most once but for now and then one that is written twice in a
-    /// row.
+    /// Writes to some slots, each at most once but for now and then one that is written twice
+    /// in a row.
     std::vector<Write> draw(int writes);
 
     /// Looks into the PLCs. \return what is not as it must be, one line each
@@ -99,8 +99,8 @@ private:
     std::vector<int> m_stations;
     std::mt19937 m_dice;
     std::vector<Slot> m_slots; ///< of this round
-    /// At the end of the last round. All places from the beginning: what watches for growth must
-    /// not grow.
+    /// At the end of the last round. All places from the beginning: what watches for growth
+    /// must not grow.
     std::map<Element, unsigned> m_held;
     long m_compared = 0;
 };

@@ -82,7 +82,7 @@ struct Count {
     long strikes = 0, disconnections = 0;
 };
 
-/// One simulated PLC and its control connection.
+// One simulated PLC and its control connection.
 class SimulatedPlc
 {
 public:
@@ -108,7 +108,7 @@ private:
     Client m_control;
 };
 
-/// A write of a round, handed out.
+// A write of a round, handed out.
 struct Handed {
     kvlink::WriteId id = 0;
     kvlink::Tag tag;
@@ -157,7 +157,7 @@ protected:
         EXPECT_TRUE(watch->waitForFinished(5000)) << "kv-host watch does not end";
     }
 
-    /// A long-lived link: it reads all the time, while it writes.
+    // A long-lived link: it reads all the time, while it writes.
     void link(int station)
     {
         kvlink::LinkSettings settings;
@@ -201,7 +201,7 @@ protected:
 
     // --- a round ---
 
-    /// Everything once, while nothing is wrong yet.
+    // Everything once, while nothing is wrong yet.
     void firstRound()
     {
         const std::vector<soak::Write> writes = places.drawAll();
@@ -239,7 +239,7 @@ protected:
         }
     }
 
-    /// Takes the faults away, and waits until both links are ready again.
+    // Takes the faults away, and waits until both links are ready again.
     void heal()
     {
         for (int station = 1; station <= 2; ++station) {
@@ -340,8 +340,8 @@ protected:
         count.expired += result.reason == kvlink::Reason::Expired ? 1 : 0;
     }
 
-    /// Pulses a relay of each PLC under the faults that are left: the PLC counts at most one edge
-    /// for each pulse.
+    // Pulses a relay of each PLC under the faults that are left: the PLC counts at most one edge
+    // for each pulse.
     void pulse(bool isCalm)
     {
         for (int i = 0; i < pulsesARound; ++i) {
@@ -374,7 +374,7 @@ protected:
         }
     }
 
-    /// Nothing is on its way any more once this is done.
+    // Nothing is on its way any more once this is done.
     void fence()
     {
         for (int station = 1; station <= 2; ++station) {
@@ -389,7 +389,7 @@ protected:
         }
     }
 
-    /// The program shows each value in a line of its own: once, with the outcome of its write.
+    // The program shows each value in a line of its own: once, with the outcome of its write.
     std::vector<End> writeByProgram(const std::vector<soak::Write> &writes)
     {
         QStringList arguments = host() + QStringList{"write", "--yes"};
@@ -487,8 +487,8 @@ protected:
         ProcessSize here, watch;
     };
 
-    /// While nothing goes on but the reading: all links are ready, those of the watching program
-    /// too.
+    // While nothing goes on but the reading: all links are ready, those of the
+    // watching program too.
     Sizes sizes()
     {
         const auto isLinked = [this] { return soak::sizeOf(watch->processId()).sockets == 2; };
@@ -531,9 +531,9 @@ protected:
     soak::FaultDice dice;
     std::vector<std::unique_ptr<kvlink::Plc>> links;
     std::unique_ptr<QProcess> watch;
-    QHash<int, QHash<kvlink::WriteId, Handed *>> open; ///< by station: writes without an end
+    QHash<int, QHash<kvlink::WriteId, Handed *>> open; // by station: writes without an end
     Count count;
-    QByteArray inForce; ///< faults of this round
+    QByteArray inForce; // faults of this round
 };
 
 TEST_F(Soak, everyWriteEndsOnceAndThePlcBearsItOut)

@@ -33,7 +33,7 @@ struct LinkSettings {
     WordOrder wordOrder = WordOrder::LowFirst;
     TextEncoding textEncoding = TextEncoding::Utf8;
     LinkTrace trace; ///< for those who look for a fault; empty: none
-    QString driver; ///< path of the driver library; empty: where it was installed
+    QString driver;  ///< path of the driver library; empty: where it was installed
 };
 
 enum class LinkState : quint8 { Stopped, Resolving, Connecting, Greeting, Ready, Waiting };

@@ -108,8 +108,9 @@ public:
     /// without an event loop. In the thread of the Plc only.
     /// \return false after \a longest without a change
     bool waitForChange(Duration longest);
-    /// Reads tags now and waits for them: first for the link, then for the answers, together at
-    /// most \a longest. readFinished is not emitted for it. Any thread, with or without an event loop.
+    /// Reads tags now and waits for them: first for the link, then for the answers, together
+    /// at most \a longest. readFinished is not emitted for it. Any thread, with or without
+    /// an event loop.
     /// \return the samples in the order of the tags; what was not read in time is not good, or
     ///         shows its older time
     /// Example: const double level = plc.read({tank}, 2s).front().toDouble();

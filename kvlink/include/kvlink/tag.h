@@ -37,7 +37,8 @@ struct TagSettings {
     bool command = false; ///< a relay that starts something: never sent twice, whatever a write asks for
 };
 
-/// A handle on a tag of one Plc; cheap to copy, comparable. Handles of removed tags are never given out again.
+/// A handle on a tag of one Plc; cheap to copy, comparable. Handles of removed tags are never
+/// given out again.
 class Tag
 {
 public:

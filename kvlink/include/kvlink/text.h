@@ -66,8 +66,8 @@ private:
 ///   none
 KVLINK_API Value valueAt(const Value &value, int i);
 
-/// A device for a help page: {"DM", "DM100 DM100.5 ...", "U; .S .D ...", "DM0 to DM65534", "data
-/// memory", true}.
+/// A device for a help page: {"DM", "DM100 DM100.5 ...", "U; .S .D ...", "DM0 to DM65534",
+/// "data memory", true}.
 struct DeviceInfo {
     QString name;
     QString writtenAs; ///< examples

@@ -39,7 +39,7 @@ bool loadTags(App &app, QString &problem)
     return true;
 }
 
-/// A PLC for each station that is named, for commands that send nothing.
+// A PLC for each station that is named, for commands that send nothing.
 QStringList placeholders(const App &app)
 {
     std::set<int> numbers;
@@ -106,7 +106,7 @@ bool findStation(App &app, Variable &variable, const QString &word, QString &pro
     return true;
 }
 
-/// \return how many tags were added
+// \return how many tags were added
 int addMatching(App &app, const QString &pattern, QStringList &words)
 {
     const auto before = words.size();

@@ -77,12 +77,6 @@ void addCommonOptions(CLI::App *app, RawOptions &raw)
     app->add_flag("-v,--verbose", raw.verbosity, "say more; -vv shows every frame");
 }
 
-void addCycleOptions(CLI::App *command, RawOptions &raw)
-{
-    addTime(command, "--every", raw.every, "time from the start of one pass to that of the next");
-    addTime(command, "--for", raw.duration, "how long; 0: until Ctrl-C");
-}
-
 void addWriteOptions(CLI::App *write, RawOptions &raw)
 {
     write->add_flag("-y,--yes", raw.isConfirmed, "do not ask");
@@ -108,7 +102,7 @@ void addLogOptions(CLI::App *log, RawOptions &raw)
     log->add_flag("--local-time", raw.hasLocalTime, "time of the local clock in place of UTC");
 }
 
-/// What the words after a command are; null: it takes none.
+// What the words after a command are; null: it takes none.
 const char *wordsOf(const std::string &command)
 {
     if (command == "areas" || command == "info")
@@ -131,14 +125,14 @@ void describeCommandLine(CLI::App &app, RawOptions &raw)
             command->add_option("what", raw.words, words)->type_name("WORD")->required(name == "write");
         if (name == "write")
             addWriteOptions(command, raw);
-        if (name == "watch" || name == "log" || name == "stats")
-            addCycleOptions(command, raw);
-        if (name == "plan")
+        if (name == "watch" || name == "log")
+            addTime(command, "--for", raw.duration, "how long; 0: until Ctrl-C");
+        if (name == "stats" || name == "bench")
+            addTime(command, "--for", raw.measured, "how long; 0: until Ctrl-C");
+        if (name == "watch" || name == "log" || name == "stats" || name == "plan")
             addTime(command, "--every", raw.every, "time from the start of one pass to that of the next");
         if (name == "log")
             addLogOptions(command, raw);
-        if (name == "bench")
-            addTime(command, "--for", raw.duration, "how long");
     }
 }
 

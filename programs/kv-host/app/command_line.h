@@ -15,7 +15,8 @@ struct RawOptions {
     bool isSimulated = false, isQuiet = false, isReadOnly = false;
     int retries = 3, maxBlock = 128, verbosity = 0;
     std::string driver, tagFile, output, sqlite;
-    std::string timeout = "1s", gap = "0", every = "500ms", duration = "0", rotate = "0", keep = "0", pulse;
+    std::string timeout = "1s", gap = "0", every = "500ms", duration = "0", measured = "5s", rotate = "0",
+                keep = "0", pulse;
     std::string order = "low", format = "text", open = "cr", text = "utf-8", encoding = "utf-8",
                 layout = "long";
     std::string separator;

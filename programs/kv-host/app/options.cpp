@@ -107,7 +107,8 @@ void takeCommand(const RawOptions &raw, Options &options)
     if (!raw.pulse.empty())
         options.pulse = timeOf(raw.pulse);
     options.every = timeOf(raw.every);
-    options.duration = timeOf(raw.duration);
+    const bool isMeasuring = options.command == "stats" || options.command == "bench";
+    options.duration = timeOf(isMeasuring ? raw.measured : raw.duration);
     options.output = textOf(raw.output);
     options.sqlite = textOf(raw.sqlite);
     options.rotate = timeOf(raw.rotate);
@@ -192,8 +193,8 @@ int refuse(const QString &problem)
     return exitUsage;
 }
 
-/// The word that stands where a command is expected: what nobody expected, or the first that is no
-/// option.
+// The word that stands where a command is expected: what nobody expected, or the first that
+// is no option.
 QString mistypedCommand(const CLI::App &app)
 {
     for (const std::string &word : app.remaining()) {

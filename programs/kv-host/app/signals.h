@@ -24,7 +24,7 @@ public:
     /// From now on HUP does not end the program but calls this, as often as it comes.
     void reopenOnHup(std::function<void()> reopen);
 
-    /// Readable from the signal on, for ever.
+    /// Readable from the signal on, forever.
     int stopDescriptor() const;
 
 private:

@@ -16,8 +16,8 @@ constexpr int startMs = 10000;
 constexpr int endMs = 1000;
 constexpr int killMs = 500;
 
-// A process group of its own: Ctrl-C ends kv-host, which then ends the simulated PLC after its own
-// last words.
+// A process group of its own: Ctrl-C ends kv-host, which then ends the simulated PLC after its
+// own last words.
 #if QT_VERSION_MAJOR >= 6
 std::unique_ptr<QProcess> makeProcess()
 {

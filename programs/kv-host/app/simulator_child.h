@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// --simulate: a kv-sim of our own on a free port. It ends with us, whatever happens: when its stdin
-// closes.
+// --simulate: a kv-sim of our own on a free port. It ends with us, whatever happens: when
+// its stdin closes.
 #pragma once
 
 #include <QProcess>

@@ -22,7 +22,7 @@ QString errorsOf(const kvlink::LinkStatistics &s)
     return kinds.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(kinds.join(QStringLiteral(", ")));
 }
 
-/// What was said last of one link.
+// What was said last of one link.
 struct Said {
     bool wasReady = false;
     bool isLost = false;
@@ -90,8 +90,8 @@ void noteLinks(App &app)
                     app.out.problem(QStringLiteral("kv-host: %1 %2: %3").arg(now, station.url, text));
                 };
                 if (status.isReady()) {
-                    // The first link that goes well, and the same trouble again, are said on demand
-                    // only.
+                    // The first link that goes well, and the same trouble again, are said
+                    // on demand only.
                     if (said.isLost || (!said.wasReady && app.options.verbosity > 0))
                         say(QStringLiteral("linked"));
                     said = {true, false, QString()};

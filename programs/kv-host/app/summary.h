@@ -9,8 +9,8 @@ namespace kvhost
 
 /// As ping gives it, two lines for each PLC; with several, its URL in front.
 QString summaryOf(const Stations &stations);
-/// Pure. Example: "4 requests, 2 answers, 2 errors (no answer 1, refused 1), 25.0% lost\nanswer
-/// time min/median/..."
+/// Pure. Example: "4 requests, 2 answers, 2 errors (no answer 1, refused 1), 25.0%
+/// lost\nanswer time min/median/..."
 QString summaryOf(const kvlink::LinkStatistics &statistics);
 
 /// Share of requests without a usable answer, in percent; 100 on a link that never was ready.

@@ -13,17 +13,17 @@ namespace
 {
 
 struct Fault {
-    QString where; ///< "tags.csv:7", or the word
+    QString where; // "tags.csv:7", or the word
     QString why;
 };
 
-/// Good and bad of one run.
+// Good and bad of one run.
 class Checker
 {
 public:
     explicit Checker(App &app) : m_app(app) {}
 
-    /// \return false if the file cannot be read at all
+    // \return false if the file cannot be read at all
     bool checkFile()
     {
         const QString &path = m_app.options.tagFile;

@@ -51,7 +51,7 @@ QString errorOf(const QString &answer)
     return answer.toInt(&ok) == 0 && ok ? QStringLiteral("none") : answer;
 }
 
-/// The answer in words, or why there is none.
+// The answer in words, or why there is none.
 QString shown(const kvlink::QueryResult &result, QString (*words)(const QString &))
 {
     if (!result.answered)
@@ -61,13 +61,13 @@ QString shown(const kvlink::QueryResult &result, QString (*words)(const QString 
                    : words(result.answer.trimmed());
 }
 
-/// The three answers of one PLC.
+// The three answers of one PLC.
 class Interview
 {
 public:
     Interview(App &app, Station &station) : m_app(app), m_station(station) {}
 
-    /// \return false if a signal came
+    // \return false if a signal came
     bool hold()
     {
         kvlink::Plc *plc = m_station.plc.get();

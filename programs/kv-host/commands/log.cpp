@@ -26,7 +26,7 @@ namespace
 constexpr kvlink::Duration collectForFiles = 1s;
 constexpr kvlink::Duration longestLastWrite = 2s;
 
-/// Samples on their way to rows.
+// Samples on their way to rows.
 class Rows
 {
 public:
@@ -57,11 +57,11 @@ public:
         }
     }
 
-    /// The row that was being gathered.
+    // The row that was being gathered.
     void finish() { add(m_wide.flush()); }
 
 private:
-    /// What was logged last of one value.
+    // What was logged last of one value.
     struct Logged {
         QString value, error;
         kvlink::Quality quality = kvlink::Quality::Never;
@@ -104,7 +104,7 @@ private:
     const Subscription &m_all;
     LogWriter &m_writer;
     WideRows m_wide;
-    QTimer m_wideTimer; ///< a pass in which some tags are not read ends too
+    QTimer m_wideTimer; // a pass in which some tags are not read ends too
     std::vector<int> m_firstCell;
     std::vector<Logged> m_logged;
 };
@@ -156,7 +156,7 @@ bool isToFile(const Options &options)
     return !options.output.isEmpty() || !options.sqlite.isEmpty();
 }
 
-/// Says once that the target fails, and once that it works again.
+// Says once that the target fails, and once that it works again.
 class ProblemNotes
 {
 public:
@@ -182,7 +182,7 @@ private:
     QString m_said;
 };
 
-/// \return exitSomeBad if rows were lost
+// \return exitSomeBad if rows were lost
 int summarise(App &app, const LogWriter &writer)
 {
     const QString text = QStringLiteral("%1 row(s) logged, %2 lost").arg(writer.written()).arg(writer.lost());

@@ -19,20 +19,19 @@ using kvlink::LinkStatistics;
 namespace
 {
 
-constexpr Duration defaultTime{5000000};
-constexpr int readsInHand = 2; ///< of bench: one is answered while the next is on its way
+constexpr int readsInHand = 2; // of bench: one is answered while the next is on its way
 
 QString number(double value, int digits)
 {
     return QString::number(value, 'f', digits);
 }
 
-/// What one link did between two moments.
+// What one link did between two moments.
 struct Measure {
     LinkStatistics begin, end;
     bool isReady = false;
-    qint64 words = 0;  ///< read
-    qint64 passes = 0; ///< completed
+    qint64 words = 0;  // read
+    qint64 passes = 0; // completed
     double seconds = 0.001;
 };
 
@@ -82,7 +81,7 @@ void addRows(Table &table, const QString &url, const Measure &measure)
     add("errors: refused", QString::number(s.plcErrors), "");
 }
 
-/// What all links did together; times of answers do not add up.
+// What all links did together; times of answers do not add up.
 void addTotals(Table &table, const std::vector<Measure> &measures)
 {
     quint64 requests = 0, answers = 0, lost = 0;
@@ -122,7 +121,7 @@ qint64 passesOf(const LinkStatistics &statistics)
     return passes;
 }
 
-/// Words that a pass over the tags of this station brings.
+// Words that a pass over the tags of this station brings.
 qint64 wordsOfPass(const Subscription &all, const Station &station)
 {
     qint64 words = 0;
@@ -131,7 +130,7 @@ qint64 wordsOfPass(const Subscription &all, const Station &station)
     return words;
 }
 
-/// Reads the tags of each PLC again and again, as fast as its link goes.
+// Reads the tags of each PLC again and again, as fast as its link goes.
 class FlatOut
 {
 public:
@@ -177,7 +176,7 @@ private:
     std::deque<Loop> m_loops;
 };
 
-/// \param passes that were counted; below 0: those of the tags' period
+// \param passes that were counted; below 0: those of the tags' period
 void finish(Measure &measure, const Station &station, const Subscription &all, qint64 passes)
 {
     measure.end = station.plc->statistics();
@@ -206,8 +205,7 @@ int measure(App &app, bool isFlatOut)
     std::vector<Measure> measures;
     for (const Station &station : app.stations.all())
         measures.push_back({station.plc->statistics(), {}});
-    const Duration duration = app.options.duration.count() == 0 ? defaultTime : app.options.duration;
-    app.wait.pause(begin + duration);
+    app.wait.pause(endOf(app.options));
     const double seconds = std::max(double((steadyNow() - begin).count()) / 1e6, 0.001);
     Table table({"measure", "value", "unit", "plc"});
     std::vector<int> codes;

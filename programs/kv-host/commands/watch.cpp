@@ -24,7 +24,7 @@ constexpr kvlink::Duration refresh = 200ms;
 constexpr kvlink::Duration changedFor = 1s;
 constexpr kvlink::Duration rateOver = 1s;
 
-/// What was shown last of one value.
+// What was shown last of one value.
 struct Shown {
     QString value, error;
     kvlink::Quality quality = kvlink::Quality::Never;
@@ -41,7 +41,7 @@ public:
             m_shown.emplace_back(std::size_t(variable.address.values()));
     }
 
-    /// \param changed called with each row that differs from what was shown last
+    // \param changed called with each row that differs from what was shown last
     template <typename Changed>
     void take(int i, const Sample &sample, Changed changed)
     {
@@ -107,7 +107,7 @@ private:
     std::vector<std::vector<Shown>> m_shown;
 };
 
-/// Exchanges a second and cycles, over all links.
+// Exchanges a second and cycles, over all links.
 class Rates
 {
 public:

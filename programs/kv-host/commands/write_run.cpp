@@ -26,8 +26,8 @@ namespace
 
 constexpr kvlink::Duration longestInQueue = std::chrono::minutes(10);
 constexpr int mostAttempts = 10;
-constexpr int deliverTurns =
-    100; ///< of the event loop, for results that wait there when the links have stopped
+// Of the event loop, for results that wait there when the links have stopped.
+constexpr int deliverTurns = 100;
 constexpr int deliverMs = 10;
 
 QString joined(const Variable &variable, const kvlink::Value &value)
@@ -106,8 +106,8 @@ void WriteRun::takeResult(const Station &station, const kvlink::WriteResult &res
     handOutWhatMay();
 }
 
-// Writes to places that overlap go out in the order in which they were typed, whatever becomes of
-// the first.
+// Writes to places that overlap go out in the order in which they were typed, whatever becomes
+// of the first.
 bool WriteRun::mayBeHandedOut(std::size_t i) const
 {
     for (std::size_t before = 0; before < i; ++before) {
@@ -139,15 +139,42 @@ bool WriteRun::isEveryEnded() const
                        [](const auto &result) { return result.has_value(); });
 }
 
-void WriteRun::handOut()
+void WriteRun::listen()
 {
     for (Station &station : m_app.stations.all()) {
         QObject::connect(
             station.plc.get(), &kvlink::Plc::writeFinished, station.plc.get(),
             [this, &station](const kvlink::WriteResult &result) { takeResult(station, result); });
     }
-    handOutWhatMay();
-    m_app.wait.until([this] { return isEveryEnded(); });
+}
+
+// What met a link that was just lost may be handed out again, since nothing of it was sent.
+bool WriteRun::forgetOffline()
+{
+    bool isAny = false;
+    for (std::size_t i = 0; i < m_results.size(); ++i) {
+        const bool isOffline =
+            m_results[i] && m_results[i]->outcome == Outcome::NotSent &&
+            (m_results[i]->reason == Reason::Offline || m_results[i]->reason == Reason::NoLink);
+        if (isOffline) {
+            m_results[i].reset();
+            m_ids[i] = 0;
+        }
+        isAny = isAny || isOffline;
+    }
+    return isAny;
+}
+
+void WriteRun::handOut()
+{
+    listen();
+    for (int attempt = 0; attempt <= m_app.options.retries; ++attempt) {
+        handOutWhatMay();
+        const bool isEnded = m_app.wait.until([this] { return isEveryEnded(); });
+        const bool isLast = attempt == m_app.options.retries;
+        if (!isEnded || isLast || !forgetOffline() || !m_all.waitForLinks())
+            return;
+    }
 }
 
 // Stopping ends every write that was handed out: as not sent, or as unknown.

@@ -34,6 +34,8 @@ private:
     bool isOutOfReach() const;
     void showPlan();
     bool isConfirmed();
+    void listen();
+    bool forgetOffline();
     void handOut();
     void handOutWhatMay();
     bool mayBeHandedOut(std::size_t i) const;

@@ -92,7 +92,7 @@ private:
     qint64 m_begin = -1;
 };
 
-/// Rows to stdout, without a file's ways.
+// Rows to stdout, without a file's ways.
 class StdoutSink : public LogSink
 {
 public:

@@ -17,21 +17,21 @@ using namespace std::chrono_literals;
 namespace
 {
 
-constexpr Duration tryAgainAfter = 1s; ///< after the target refused a batch
+constexpr Duration tryAgainAfter = 1s; // after the target refused a batch
 
 } // namespace
 
 struct LogWriter::State {
-    std::unique_ptr<LogSink> sink; ///< of the thread alone
+    std::unique_ptr<LogSink> sink; // of the thread alone
     Duration collect{};
     std::function<void()> onNews;
     std::size_t most = 0;
 
-    mutable std::mutex mutex; ///< of all that follows
+    mutable std::mutex mutex; // of all that follows
     std::condition_variable wake;
     std::condition_variable ended;
     std::deque<LogRow> waiting;
-    std::size_t inHand = 0; ///< rows that the thread is writing
+    std::size_t inHand = 0; // rows that the thread is writing
     qint64 written = 0, lost = 0;
     QString problem;
     bool isGone = false;

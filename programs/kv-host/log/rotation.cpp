@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Local time on purpose: people look for "yesterday's file", and shifts begin by the clock on the
-// wall.
+// Local time on purpose: people look for "yesterday's file", and shifts begin by the clock
+// on the wall.
 #include "rotation.h"
 
 #include <QDateTime>
@@ -20,7 +20,7 @@ qint64 inMs(kvlink::Duration time)
     return std::chrono::duration_cast<std::chrono::milliseconds>(time).count();
 }
 
-/// "values-" and ".csv"
+// "values-" and ".csv"
 struct NameParts {
     QString before, after;
 };

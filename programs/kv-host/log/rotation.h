@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Files of a log by the clock on the wall: when one begins, what it is called, which are too old.
-// Pure.
+// Files of a log by the clock on the wall: when one begins, what it is called, which are
+// too old. Pure.
 #pragma once
 
 #include <kvlink/time.h>

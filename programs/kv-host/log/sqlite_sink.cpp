@@ -23,7 +23,7 @@ constexpr char insertRow[] =
 // Readers then stop no writer; and a power cut loses the last second, but never the database.
 constexpr char setWal[] = "PRAGMA journal_mode=WAL";
 constexpr char setSynchronous[] = "PRAGMA synchronous=NORMAL";
-constexpr int busyMs = 2000; ///< another program's lock is waited for: this thread does nothing else
+constexpr int busyMs = 2000; // another program's lock is waited for: this thread does nothing else
 constexpr qint64 removeEveryMs = 3600 * 1000;
 
 class SqliteSink : public LogSink

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Writes to a descriptor that may be a full pipe, without being held up by it when the program is
-// to end.
+// Writes to a descriptor that may be a full pipe, without being held up by it when the program
+// is to end.
 #pragma once
 
 #include <QByteArray>

@@ -44,8 +44,8 @@ private:
     QStringList m_last;
 };
 
-/// The keys of what a terminal sent at once: escape sequences and characters of UTF-8 stay whole.
-/// Pure.
+/// The keys of what a terminal sent at once: escape sequences and characters of UTF-8
+/// stay whole. Pure.
 QList<QByteArray> keysOf(const QByteArray &bytes);
 
 } // namespace kvhost

@@ -31,11 +31,11 @@ public:
     /// An error, on stderr.
     void problem(const QString &text);
 
-    /// Nothing more can be written: the reader has gone, the disk is full, or the program is to
-    /// end.
+    /// Nothing more can be written: the reader has gone, the disk is full, or the program
+    /// is to end.
     bool isBroken() const { return m_state != Written::All; }
-    /// Something was not written, and that is nobody's wish: a full disk. The reason has gone to
-    /// stderr.
+    /// Something was not written, and that is nobody's wish: a full disk. The reason has
+    /// gone to stderr.
     bool hasFailed() const { return m_state == Written::Failed; }
     OutputFormat format() const { return m_format; }
     bool isQuiet() const { return m_isQuiet; }

@@ -48,8 +48,8 @@ QString csvLine(const Row &row);
 QString csvLine(const WriteRow &row);
 QString jsonLine(const Row &row);
 QString jsonLine(const WriteRow &row);
-/// Quoted where the separator, a quote or a line end stands in it; without other control
-/// characters.
+/// Quoted where the separator, a quote or a line end stands in it; without
+/// other control characters.
 QString csvField(const QString &text, QChar separator = ',');
 /// "2026-02-01T00:00:00.123Z"
 QString isoTime(qint64 timeMs);

@@ -17,7 +17,7 @@ namespace
 
 constexpr uint ellipsis = 0x2026;
 
-/// For the calls of this thread, as long as it lives.
+// For the calls of this thread, as long as it lives.
 class Utf8Locale
 {
 public:

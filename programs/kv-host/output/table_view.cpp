@@ -84,7 +84,7 @@ bool passes(const QString &filter, const QString &name)
     return matchesPattern(filter.toLower(), name.toLower());
 }
 
-/// Worst first.
+// Worst first.
 int rankOf(Quality quality)
 {
     switch (quality) {
@@ -120,7 +120,7 @@ std::vector<const TableRow *> chosen(const std::vector<TableRow> &rows, const Ta
     return chosen;
 }
 
-/// How wide the cells of all rows are, so that columns stand below each other.
+// How wide the cells of all rows are, so that columns stand below each other.
 struct Widths {
     int name = 4, value = 5, reason = 0;
 
@@ -239,8 +239,8 @@ QStringList tableLines(const std::vector<TableRow> &rows, const std::vector<Tabl
     const int room = std::max(1, height - int(lines.size()) - 2);
     if (state.isHelp)
         return (lines + helpLines()).mid(0, height);
-    // As many columns as fit, filled from top to bottom; only where one column does not hold all
-    // rows.
+    // As many columns as fit, filled from top to bottom; only where one column does not
+    // hold all rows.
     const int fit = std::max(1, (width + gapBetweenColumns) / (widths.ofCell() + gapBetweenColumns));
     const int columns = std::clamp((int(shown.size()) + room - 1) / room, 1, fit);
     const int perScreen = room * columns;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The live table of `watch` as lines: what is filtered, sorted, scrolled to, and in which colours.
-// Pure.
+// The live table of `watch` as lines: what is filtered, sorted, scrolled to, and in
+// which colours. Pure.
 #pragma once
 
 #include "row.h"

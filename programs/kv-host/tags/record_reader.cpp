@@ -18,7 +18,7 @@ bool isSeparator(QChar c)
     return std::find(std::begin(separators), std::end(separators), c) != std::end(separators);
 }
 
-/// The first line that says something.
+// The first line that says something.
 QString firstLine(const QString &text, int begin)
 {
     for (int at = begin; at < int(text.size());) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The header of a tag file: a misspelt column must not be ignored, since its values would be shown
-// unscaled.
+// The header of a tag file: a misspelt column must not be ignored, since its values would
+// be shown unscaled.
 #include "tag_columns.h"
 
 #include <kvlink/text.h>

@@ -73,7 +73,7 @@ QString withType(const QString &address, const QString &type, QString &why)
     return place + suffix + count;
 }
 
-/// One line on its way to a variable.
+// One line on its way to a variable.
 class LineReader
 {
 public:
@@ -168,8 +168,8 @@ bool hasDigit(const QString &text)
     return std::any_of(text.begin(), text.end(), [](QChar c) { return c.isDigit(); });
 }
 
-/// A first line that is neither a tag nor a header with the names that are known:
-/// "Bezeichnung;Adresse".
+// A first line that is neither a tag nor a header with the names that are known:
+// "Bezeichnung;Adresse".
 QString foreignHeader(const Record &record)
 {
     const QString address = record.fields.value(1);
@@ -179,7 +179,7 @@ QString foreignHeader(const Record &record)
         .arg(address, columnNames().join(QStringLiteral(", ")));
 }
 
-/// All records, one after the other.
+// All records, one after the other.
 class FileReader
 {
 public:
@@ -220,7 +220,7 @@ private:
     TagColumns m_columns = TagColumns::usual();
     QSet<QString> m_names;
     bool m_isFirst = true;
-    bool m_isHopeless = false; ///< without columns no further line makes sense
+    bool m_isHopeless = false; // without columns no further line makes sense
 };
 
 } // namespace

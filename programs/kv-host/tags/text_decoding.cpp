@@ -21,7 +21,7 @@ constexpr const char *ownUtf16 = Q_BYTE_ORDER == Q_LITTLE_ENDIAN ? "UTF-16LE" : 
 constexpr ushort firstPrintable = 0x20;
 constexpr ushort deleteCharacter = 0x7F;
 
-/// Which name iconv has for it, and where the text begins.
+// Which name iconv has for it, and where the text begins.
 struct Source {
     const char *encoding;
     int begin = 0;
@@ -50,7 +50,7 @@ Source sourceOf(const QByteArray &bytes, FileEncoding encoding)
     return {"UTF-8"};
 }
 
-/// \return how many bytes were taken; all of them if everything is text
+// \return how many bytes were taken; all of them if everything is text
 qint64 convert(const QByteArray &bytes, const Source &source, std::u16string &text)
 {
     const iconv_t converter = iconv_open(ownUtf16, source.encoding);

@@ -11,8 +11,8 @@
 namespace kvhost
 {
 
-/// How a file without a byte order mark is written. A mark at the beginning decides whatever is
-/// given here.
+/// How a file without a byte order mark is written. A mark at the beginning decides whatever
+/// is given here.
 enum class FileEncoding { Utf8, Utf16, Windows1252, Latin1, ShiftJis };
 
 /// \param line    of the first byte that is no text; set on failure only

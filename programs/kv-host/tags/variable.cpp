@@ -10,7 +10,7 @@ namespace
 
 constexpr int highestStation = 255;
 
-/// Takes "2/" away from the front. \return false with a problem if it is not a station
+// Takes "2/" away from the front. \return false with a problem if it is not a station
 bool takeStation(QString &address, Variable &variable, QString &problem)
 {
     const auto slash = address.indexOf('/');
@@ -65,8 +65,8 @@ std::optional<Variable> parseVariable(const QString &typed, QString &problem)
     const auto slash = typed.indexOf('/');
     const auto address = kvlink::AddressInfo::parse(slash < 0 ? typed : typed.mid(slash + 1), why);
     if (!address) {
-        // The library names the address in front of what is wrong with it: the station is put
-        // before it.
+        // The library names the address in front of what is wrong with it: the station is
+        // put before it.
         problem = slash < 0 ? why : typed.left(slash + 1) + why;
         return std::nullopt;
     }

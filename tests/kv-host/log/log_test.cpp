@@ -47,7 +47,7 @@ QByteArray contentOf(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(none)");
 }
 
-/// Rows are dated by the local clock: the same everywhere.
+// Rows are dated by the local clock: the same everywhere.
 class Logs : public testing::Test
 {
 protected:
@@ -298,7 +298,7 @@ TEST_F(Logs, inADatabaseAreRemovedWhenTheyAreTooOld)
 
 // --- the writing thread ---
 
-/// Takes rows only while it is told to.
+// Takes rows only while it is told to.
 class FickleSink : public LogSink
 {
 public:

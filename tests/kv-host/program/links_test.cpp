@@ -58,9 +58,9 @@ TEST(Proxies, areNotAskedForThePlc)
 struct LinkRow {
     const char *row;
     const char *url;
-    QList<QByteArray> breaks; ///< control commands that break the link
+    QList<QByteArray> breaks; // control commands that break the link
     QList<QByteArray> heals = {};
-    int longestMs = 5000; ///< from then on
+    int longestMs = 5000; // from then on
 };
 
 class LinkMatrix : public testing::TestWithParam<LinkRow>
@@ -116,7 +116,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, LinkMatrix, testing::ValuesIn(linkRows),
 
 struct AnswerRow {
     const char *row;
-    const char *fault; ///< strikes again and again, every few answers
+    const char *fault; // strikes again and again, every few answers
 };
 
 class WrongAnswers : public testing::TestWithParam<std::tuple<AnswerRow, const char *>>
@@ -170,7 +170,7 @@ TEST(Traces, showEveryByte)
 {
     const SimulatedPlc plc({"--set", "DM0=5"});
     const Ended r = run({"--plc", plc.url(), "-vv", "read", "DM0"});
-    for (const char *bytes : {" > CR\\r\n", " < CC\\r\\n\n", " > RDS DM0.U 1\\r\n", " < 00005\\r\\n\n"})
+    for (const char *bytes : {" > CR\\r\\n\n", " < CC\\r\\n\n", " > RDS DM0.U 1\\r\n", " < 00005\\r\\n\n"})
         EXPECT_TRUE(r.err.contains(plc.url().toLatin1() + bytes)) << bytes << r.err.toStdString();
 }
 
@@ -178,8 +178,8 @@ TEST(Traces, showWhatAnotherServiceAnswered)
 {
     QTcpServer web;
     ASSERT_TRUE(web.listen(QHostAddress::LocalHost));
-    HostProcess host({"--plc", QStringLiteral("127.0.0.1:%1").arg(web.serverPort()), "-vv", "--timeout", "200ms",
-                      "--retries", "0", "read", "DM0"});
+    HostProcess host({"--plc", QStringLiteral("127.0.0.1:%1").arg(web.serverPort()), "-vv", "--timeout",
+                      "200ms", "--retries", "0", "read", "DM0"});
     ASSERT_TRUE(web.waitForNewConnection(10000));
     QTcpSocket *client = web.nextPendingConnection();
     client->write("HTTP/1.1 400\r\n");
@@ -217,8 +217,8 @@ TEST_F(Stations, areReadThroughTheirOwnLinks)
     EXPECT_EQ(rows[3].value, "1"); // without a number: the first that was named
 }
 
-// What a dead PLC costs the others is a measurement; that they are read while it is asked is
-// certain.
+// What a dead PLC costs the others is a measurement; that they are read while it is
+// asked is certain.
 TEST_F(Stations, oneThatIsSilentDoesNotHoldUpTheOthers)
 {
     QTcpServer blackHole; // connections are made, nobody ever answers

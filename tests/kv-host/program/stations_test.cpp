@@ -25,7 +25,7 @@ QStringList arguments()
     return all;
 }
 
-/// So many PLCs in one kv-sim. In each, DM0 and the two words after it say which one it is.
+// So many PLCs in one kv-sim. In each, DM0 and the two words after it say which one it is.
 class Network
 {
 public:
@@ -36,7 +36,7 @@ public:
                       << QStringLiteral("%1=tcp://127.0.0.1:%2").arg(plc).arg(m_simulator.port("tcp", plc));
     }
 
-    /// --plc for each of them.
+    // --plc for each of them.
     const QStringList &options() const { return m_options; }
 
 private:
@@ -44,7 +44,7 @@ private:
     QStringList m_options;
 };
 
-/// The last value of each name; all of them good.
+// The last value of each name; all of them good.
 QMap<QByteArray, QByteArray> lastGood(const QByteArray &csv)
 {
     QMap<QByteArray, QByteArray> values;

@@ -21,9 +21,9 @@ std::string nameOf(int signal)
 
 struct StopRow {
     const char *row;
-    const char *fault; ///< of the simulated PLC
+    const char *fault; // of the simulated PLC
     QStringList command;
-    const char *after; ///< what is waited for before the signal; empty: 150 ms
+    const char *after; // what is waited for before the signal; empty: 150 ms
 };
 
 class Stops : public testing::TestWithParam<std::tuple<StopRow, int>>
@@ -66,7 +66,7 @@ INSTANTIATE_TEST_SUITE_P(
         return std::string(std::get<0>(row.param).row) + "_" + nameOf(std::get<1>(row.param));
     });
 
-/// Commands whose output goes into a full pipe that nobody empties.
+// Commands whose output goes into a full pipe that nobody empties.
 class FullPipe : public testing::TestWithParam<std::tuple<const char *, int>>
 {
 };

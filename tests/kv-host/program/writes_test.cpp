@@ -10,8 +10,8 @@ namespace
 struct RequestRow {
     const char *row;
     const char *assignment;
-    const char *command;     ///< whose answer is wrong
-    const char *look, *held; ///< what the PLC must hold after success
+    const char *command;     // whose answer is wrong
+    const char *look, *held; // what the PLC must hold after success
 };
 
 const RequestRow requestRows[] = {
@@ -59,7 +59,7 @@ struct OutcomeRow {
     const char *assignment;
     int code;
     const char *outcome;
-    const char *value; ///< read back
+    const char *value; // read back
     const char *text;
 };
 

@@ -35,9 +35,8 @@ int Ethernetcontains(int station)
 int firstReachable(const QList<RW_VAR> &list)
 {
     const Held stations(PLC_driver.stationMutex, Rank::Stations);
-    const QMap<int, int> &switchedOff = PLC_driver.stationMap;
-    const auto reachable = std::find_if(list.begin(), list.end(), [&switchedOff](const RW_VAR &entry) {
-        return !switchedOff.contains(entry.station);
+    const auto reachable = std::find_if(list.begin(), list.end(), [](const RW_VAR &entry) {
+        return !PLC_driver.stationMap.contains(entry.station);
     });
     return int(std::distance(list.begin(), reachable));
 }

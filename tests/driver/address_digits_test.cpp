@@ -1,5 +1,6 @@
-// The numbers in address texts convert as Qt converts them: a few digits alone take a shorter way than all other
-// texts, and nobody may be able to tell which way was taken.
+// SPDX-License-Identifier: MIT
+// The numbers in address texts convert as Qt converts them: a few digits alone take a shorter way
+// than all other texts, and nobody may be able to tell which way was taken.
 #include "driver_test.h"
 
 #include <QStringList>
@@ -9,7 +10,7 @@
 
 namespace
 {
-/// A number as Qt has it.
+// A number as Qt has it.
 std::optional<qint64> qtNumber(const QString &text, int base)
 {
     bool ok = false;
@@ -74,8 +75,8 @@ class AddressForm : public DriverTest, public testing::WithParamInterface<FormRo
 {
 };
 
-// Digits of both bases and the characters next to them, the prefix of hexadecimal numbers, a point, signs,
-// blanks, and a digit that is none of ours: the Arabic 5.
+// Digits of both bases and the characters next to them, the prefix of hexadecimal numbers, a point,
+// signs, spaces, and a digit that is none of ours: the Arabic 5.
 const QString characters = QString::fromUtf8("05/:aFgx.-+ \xD9\xA5");
 
 // All texts of up to four characters.

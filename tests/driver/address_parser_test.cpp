@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Address texts as operators type them, and the integer addresses they stand for.
 #include "driver_test.h"
 
@@ -11,8 +12,8 @@ constexpr int highest = std::numeric_limits<int>::max();
 class AddressParser : public DriverTest
 {
 protected:
-    /// Asks the parser and the host call for one address: same result, same line, the caller's text
-    /// untouched. \param shown the text in the debug line; null: no line
+    // Asks the parser and the host call for one address: same result, same line, the caller's text
+    // untouched. \param shown the text in the debug line; null: no line
     void expectAddress(int area, const char *typed, int address, const char *shown)
     {
         SCOPED_TRACE("area " + std::to_string(area) + ", text \"" + typed + "\"");
@@ -122,7 +123,8 @@ protected:
 
 constexpr auto formName = [](const auto &row) { return std::string(row.param.name); };
 
-// Relays: a decimal channel and two bit digits. "00" is put before the text, so short texts have a channel.
+// Relays: a decimal channel and two bit digits. "00" is put before the text, so short texts
+// have a channel.
 class ChannelAndBit : public AddressForm
 {
 };
@@ -154,8 +156,8 @@ INSTANTIATE_TEST_SUITE_P(Relays, ChannelAndBit, testing::Values(
     FormRow{"blankAfterOneDigit",      "5 ",      5, nullptr},
     FormRow{"blankAfterShiftsTheBit",  "105 ",  165, nullptr}, // channel 10, bit 5
     FormRow{"blankBetween",            "1 5",    21, nullptr},
-    FormRow{"blanksOnly",              "  ",     -1, "00  "},
-    FormRow{"blanksForBit",            "1  ",    -1, "001  "},
+    FormRow{"spacesOnly",              "  ",     -1, "00  "},
+    FormRow{"spacesForBit",            "1  ",    -1, "001  "},
     FormRow{"plusSign",                "+5",      5, nullptr},
     FormRow{"plusSignInChannel",       "+105",   -1, "00+105"},
     FormRow{"minusSignInChannel",      "-105",   -1, "00-105"},
@@ -194,10 +196,10 @@ INSTANTIATE_TEST_SUITE_P(HexDevices, WholeHex, testing::Values(
     FormRow{"plusPrefix",      "+0x1F3", 499, nullptr},
     FormRow{"prefixAlone",     "0x",      -1, "0x"},
     FormRow{"halfAPrefix",     "x1F",     -1, "x1F"},
-    FormRow{"blanksAround",    " 1F ",    31, nullptr},
+    FormRow{"spacesAround",    " 1F ",    31, nullptr},
     FormRow{"tabAround",       "\t1F\t",  31, nullptr},
     FormRow{"blankInside",     "1 F",     -1, "1 F"},
-    FormRow{"blanksOnly",      "   ",     -1, "   "},
+    FormRow{"spacesOnly",      "   ",     -1, "   "},
     FormRow{"empty",           "",        -1, ""},
     FormRow{"plusSign",        "+1F",     31, nullptr},
     FormRow{"minus1",          "-1",      -1, "-1"},
@@ -231,10 +233,10 @@ INSTANTIATE_TEST_SUITE_P(DecimalDevices, WholeDecimal, testing::Values(
     FormRow{"oneDigit",        "5",         5, nullptr},
     FormRow{"fiveDigits",      "65534", 65534, nullptr},
     FormRow{"leadingZeroIsNotOctal", "010", 10, nullptr},
-    FormRow{"blanksAround",    " 100 ",   100, nullptr},
+    FormRow{"spacesAround",    " 100 ",   100, nullptr},
     FormRow{"lineEndAfter",    "100\r\n", 100, nullptr},
     FormRow{"blankInside",     "1 00",     -1, "1 00"},
-    FormRow{"blanksOnly",      " ",        -1, " "},
+    FormRow{"spacesOnly",      " ",        -1, " "},
     FormRow{"empty",           "",         -1, ""},
     FormRow{"plusSign",        "+100",    100, nullptr},
     FormRow{"signAlone",       "-",        -1, "-"},
@@ -338,7 +340,7 @@ INSTANTIATE_TEST_SUITE_P(WordBits, WordPointBit, testing::Values(
     FormRow{"bit15",               "10.15",    175, nullptr},
     FormRow{"twoBitDigits",        "2.05",      37, nullptr},
     FormRow{"bitIsNotChecked",     "100.99",  1699, nullptr},
-    FormRow{"blanksAround",        " 100 . 5 ", 1605, nullptr},
+    FormRow{"spacesAround",        " 100 . 5 ", 1605, nullptr},
     FormRow{"plusSigns",           "+1.+2",     18, nullptr},
     FormRow{"bitMinus5",           "100.-5",  1595, nullptr},
     FormRow{"wordMinus1",          "-1.0",     -16, nullptr},
@@ -392,7 +394,7 @@ INSTANTIATE_TEST_SUITE_P(WBits, HexWordPointBit, testing::Values(
     FormRow{"bit15",            "0.15",     15, nullptr},
     FormRow{"bitIsNotChecked",  "1.99",    115, nullptr},
     FormRow{"prefixedWord",     "0x10.3",  259, nullptr},
-    FormRow{"blanksAround",     " 1A . 3 ", 419, nullptr},
+    FormRow{"spacesAround",     " 1A . 3 ", 419, nullptr},
     FormRow{"wordMinusF",       "-F.0",   -240, nullptr},
     FormRow{"minus1FromBoth",   "-1.15",    -1, "-1.15"},
     FormRow{"hexBit",           "1A.A",     -1, "1A.A"},

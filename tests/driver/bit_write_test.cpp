@@ -1,5 +1,6 @@
-// The write of one bit of a word: the word just read is completed and patched into the write frame that waits
-// behind it (SpecialRegisterSave).
+// SPDX-License-Identifier: MIT
+// The write of one bit of a word: the word just read is completed and patched into the write frame
+// that waits behind it (SpecialRegisterSave).
 #include "driver_test.h"
 
 #include <ostream>
@@ -9,7 +10,8 @@ namespace
 class BitWrite : public DriverTest
 {
 protected:
-    /// A read and a word write in the queue, and the bit write that they serve at the head of writeList.
+    // A read and a word write in the queue, and the bit write that they serve at the
+    // head of writeList.
     static void pending(int bitAddress, const char *dataHex, const char *writeFrame = "WRS DM10.U 1 00000\r")
     {
         PLC_driver.writeList.append(write(AREA_DM_BIT, bitAddress, 1, dataHex));
@@ -126,7 +128,8 @@ INSTANTIATE_TEST_SUITE_P(
                     BitRow{"noDataClears", "65535\r\n", 160, "", "WRS DM10.U 1 65534\r"}),
     rowName<BitRow>);
 
-// The remainder of a negative address is negative: there is no such bit, and the word goes back as it came.
+// The remainder of a negative address is negative: there is no such bit, and the word goes back
+// as it came.
 INSTANTIATE_TEST_SUITE_P(
     Addresses, PatchedWord,
     testing::Values(BitRow{"negativeBitSetsNothing", "00005\r\n", -3, "01", "WRS DM10.U 1 00005\r"},
@@ -137,9 +140,9 @@ INSTANTIATE_TEST_SUITE_P(
                     BitRow{"highestAddress", "00000\r\n", 2147483647, "01", "WRS DM10.U 1 32768\r"}),
     rowName<BitRow>);
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Frames
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 TEST_F(BitWrite, onlyTheSecondFrameIsPatched)
 {
@@ -208,9 +211,9 @@ TEST_F(BitWrite, anEmptyFrameStaysEmpty)
     EXPECT_EQ(writeFrame(), "");
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Something is missing
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 TEST_F(BitWrite, withoutASecondFrameNothingIsPatched)
 {
@@ -242,9 +245,9 @@ TEST_F(BitWrite, withoutAReplyNothingIsPatched)
     EXPECT_EQ(frames(), (Lines{"RDS DM10.U 1\r", "WRS DM10.U 1 00000\r"}));
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Through the decoder and through a whole exchange
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 TEST_F(BitWrite, theDecoderPatchesAndStoresNothing)
 {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The two steps of a rebuilding by themselves: sorting a group, and laying it into blocks.
 #include "list_test.h"
 #include "random_input.h"
@@ -21,7 +22,7 @@ std::string allOf(const QList<RW_VAR> &list, std::string (*text)(const RW_VAR &)
 class Sorting : public ListTest
 {
 protected:
-    /// Variables at these addresses; each knows its place in the input by its owner.
+    // Variables at these addresses; each knows its place in the input by its owner.
     static QList<RW_VAR> at(std::initializer_list<int> addresses)
     {
         QList<RW_VAR> list;
@@ -33,7 +34,7 @@ protected:
         return list;
     }
 
-    /// Addresses with the places they had: "1@2 5@0 5@1".
+    // Addresses with the places they had: "1@2 5@0 5@1".
     static std::string order(const QList<RW_VAR> &list)
     {
         std::string text;
@@ -161,8 +162,8 @@ enum class Fault {
 class BlockModel
 {
 public:
-    BlockModel(QList<RW_VAR> &readList, int maxLength, Fault planted)
-        : blocks(readList), length(maxLength), fault(planted)
+    BlockModel(QList<RW_VAR> &readList, int maxLength, Fault fault)
+        : m_blocks(readList), m_length(maxLength), m_fault(fault)
     {
     }
 
@@ -181,30 +182,30 @@ public:
 private:
     bool isWithinReach(const RW_VAR &element) const
     {
-        if (!opened && fault != Fault::GrowsTheGroupBefore)
+        if (!m_opened && m_fault != Fault::GrowsTheGroupBefore)
             return false;
-        if (fault == Fault::GapsAreNotRead && element.address > lastStart + lastCount)
+        if (m_fault == Fault::GapsAreNotRead && element.address > m_lastStart + m_lastCount)
             return false;
-        const int reach = fault == Fault::ReachIsOneTooLong ? length + 1 : length;
-        return element.address < lastStart + reach;
+        const int reach = m_fault == Fault::ReachIsOneTooLong ? m_length + 1 : m_length;
+        return element.address < m_lastStart + reach;
     }
 
     void extend(const RW_VAR &element)
     {
         const int end = element.address + element.count;
-        if (lastStart + lastCount >= end || blocks.isEmpty())
+        if (m_lastStart + m_lastCount >= end || m_blocks.isEmpty())
             return;
-        int need = end - lastStart;
-        RW_VAR current = blocks.last();
+        int need = end - m_lastStart;
+        RW_VAR current = m_blocks.last();
         for (bool first = true; need > 0; first = false) {
-            const int piece = length > need ? need : length;
+            const int piece = m_length > need ? need : m_length;
             if (first) {
-                blocks.last().count = piece;
-                current = fault == Fault::RestBearsTheVariable ? element : blocks.last();
-                current.address = blocks.last().address;
+                m_blocks.last().count = piece;
+                current = m_fault == Fault::RestBearsTheVariable ? element : m_blocks.last();
+                current.address = m_blocks.last().address;
             } else {
                 current.count = piece;
-                blocks.append(current);
+                m_blocks.append(current);
             }
             need -= piece;
             current.address += piece;
@@ -216,10 +217,10 @@ private:
         RW_VAR current = element;
         int remaining = element.count;
         while (remaining > 0) {
-            const int piece = length > remaining ? remaining : length;
+            const int piece = m_length > remaining ? remaining : m_length;
             current.count = piece;
-            blocks.append(current);
-            opened = true;
+            m_blocks.append(current);
+            m_opened = true;
             remaining -= piece;
             current.address += piece;
         }
@@ -227,24 +228,24 @@ private:
 
     void remember()
     {
-        if (blocks.isEmpty() || (fault == Fault::BlockIsNotRemembered && lastCount != 0))
+        if (m_blocks.isEmpty() || (m_fault == Fault::BlockIsNotRemembered && m_lastCount != 0))
             return;
-        lastStart = blocks.last().address;
-        lastCount = blocks.last().count;
+        m_lastStart = m_blocks.last().address;
+        m_lastCount = m_blocks.last().count;
     }
 
-    QList<RW_VAR> &blocks;
-    const int length;
-    const Fault fault;
-    bool opened = false;
-    int lastStart = 0;
-    int lastCount = 0;
+    QList<RW_VAR> &m_blocks;
+    const int m_length;
+    const Fault m_fault;
+    bool m_opened = false;
+    int m_lastStart = 0;
+    int m_lastCount = 0;
 };
 
 class BlockSplit : public ListTest
 {
 protected:
-    /// A DM variable with an owner of its own.
+    // A DM variable with an owner of its own.
     static RW_VAR element(int address, int count, int ownerId)
     {
         RW_VAR var = distinct(AREA_DM, address, count);
@@ -252,7 +253,7 @@ protected:
         return var;
     }
 
-    /// Lays the group and tells the read list: "0 +64 (7)" with the owner in brackets.
+    // Lays the group and tells the read list: "0 +64 (7)" with the owner in brackets.
     static std::string laid(QList<RW_VAR> group, int maxLength)
     {
         BitVarReCreat_3(&group, maxLength);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Block checks over bytes, and the digit converters.
 #include "queued_frames.h"
 
@@ -8,8 +9,8 @@ using Check = quint16 (*)(const quint8 *, quint16);
 struct CheckRow {
     const char *name;
     Check check;
-    const char *data; ///< hexadecimal
-    int length;       ///< number of bytes handed to the check
+    const char *data; // hexadecimal
+    int length;       // number of bytes handed to the check
     int expected;
 
     friend void PrintTo(const CheckRow &row, std::ostream *out) { *out << row.name; }
@@ -62,7 +63,8 @@ INSTANTIATE_TEST_SUITE_P(Lrc, Checksum,
                                          CheckRow{"sumWrapsToZero", CalLRC, "01 FF", 2, 256},
                                          CheckRow{"sumWrapsToOne", CalLRC, "FF 02", 2, 255},
                                          CheckRow{"lengthEndsIt", CalLRC, "01 02 03 40", 3, 250},
-                                         // digits: sum 477 = 0x1DD, complement of 0xDD is 0x22, plus 1
+                                         // digits: sum 477 = 0x1DD, complement of 0xDD is
+                                         // 0x22, plus 1
                                          CheckRow{"digits", CalLRC, "31 32 33 34 35 36 37 38 39", 9, 0x23}),
                          rowName<CheckRow>);
 

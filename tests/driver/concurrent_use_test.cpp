@@ -1,6 +1,7 @@
-// One exchange thread and several screen threads at once, against three PLCs that lose frames and refuse
-// writes. Every value written must end where it belongs, or be reported as failed, and nothing may be written
-// elsewhere.
+// SPDX-License-Identifier: MIT
+// One exchange thread and several screen threads at once, against three PLCs that lose frames and
+// refuse writes. Every value written must end where it belongs, or be reported as failed, and
+// nothing may be written elsewhere.
 #include "driver_test.h"
 
 #include <atomic>
@@ -10,13 +11,14 @@
 
 namespace
 {
-// --- the PLCs ------------------------------------------------------------------------------------------
+// --- the PLCs ------------------------------------------------------------------------------------
 
-/// A PLC with words and relays. It knows the few commands that this test leads to; all others are "strange".
+// A PLC with words and relays. It knows the few commands that this test leads to; all
+// others are "strange".
 class Plc
 {
 public:
-    std::map<std::string, std::map<int, int>> words; ///< "DM" -> number -> value; relays as "R" -> channel
+    std::map<std::string, std::map<int, int>> words; // "DM" -> number -> value; relays as "R" -> channel
     std::vector<std::string> strange;
 
     std::string answerTo(const std::string &frame)
@@ -41,7 +43,7 @@ public:
         return refuse(frame);
     }
 
-    static constexpr int refusedFrom = 20000; ///< DM from here on cannot be written
+    static constexpr int refusedFrom = 20000; // DM from here on cannot be written
 
 private:
     std::string refuse(const std::string &frame)
@@ -82,9 +84,9 @@ private:
     }
 };
 
-// --- what is written, and what was reported -------------------------------------------------------------
+// --- what is written, and what was reported -----------------------------------------------------
 
-/// The one value that may ever stand in a word of a station.
+// The one value that may ever stand in a word of a station.
 int valueOf(int station, int word)
 {
     return (word * 7 + station * 1000 + 1) % 65536;
@@ -121,7 +123,8 @@ protected:
     static constexpr int wordWrites = 10000, bitWrites = 20000, relayWrites = 30000, onceReads = 40000;
     static constexpr int repeatedWrite = 7;
     static constexpr int repeatedWord = 15000;
-    // What the screens write: DM 0.. of station 1, DM 3000.. bit by bit of station 2, R 2000.. of station 3.
+    // What the screens write: DM 0.. of station 1, DM 3000.. bit by bit of station 2, R 2000..
+    // of station 3.
     static constexpr int firstBitWord = 3000, firstChannel = 20;
 
     ConcurrentUse()
@@ -179,7 +182,8 @@ protected:
         return PLC_driver.writeList.isEmpty() && PLC_driver.onceReadList.isEmpty();
     }
 
-    /// Screens do not fill the lists to their limit: beyond it entries are dropped, which is not the subject.
+    // Screens do not fill the lists to their limit: beyond it entries are dropped, which is
+    // not the subject.
     void waitForRoom() const
     {
         for (;;) {
@@ -220,8 +224,8 @@ protected:
         }
     }
 
-    /// Switches its station off for five rounds in ten. It waits for room only while the station is on:
-    /// writes to a station that is off make none.
+    // Switches its station off for five rounds in ten. It waits for room only while the station is
+    // on: writes to a station that is off make none.
     void writeRelaysAndSwitchTheStation() const
     {
         for (int round = 0; round < rounds; ++round) {
@@ -313,7 +317,7 @@ protected:
         return expected;
     }
 
-    /// Lines of rebuilt lists ("1 10 0 64") and of handshakes are part of the run.
+    // Lines of rebuilt lists ("1 10 0 64") and of handshakes are part of the run.
     Lines takeOtherLines()
     {
         Lines others;
@@ -326,7 +330,7 @@ protected:
     }
 
     std::map<int, Plc> plcs;
-    std::map<int, int> results; ///< result of DataCom -> how often
+    std::map<int, int> results; // result of DataCom -> how often
     int exchanges = 0;
     std::atomic<bool> screensDone = false;
     std::atomic<bool> exchangeEnded = false;
@@ -364,7 +368,7 @@ TEST_F(ConcurrentUse, everyValueArrivesWhereItBelongsOrIsReportedAsFailed)
     EXPECT_EQ(wrongWordsShown, 0) << "words that screens saw and nobody had written";
 }
 
-// --- the store alone -----------------------------------------------------------------------------------
+// --- the store alone ----------------------------------------------------------------------------
 
 class ConcurrentStore : public DriverTest
 {
@@ -390,7 +394,8 @@ protected:
     }
 };
 
-// Ranges are made without storeMutex: what keeps them apart from the values is the store's own lock.
+// Ranges are made without storeMutex: what keeps them apart from the values is the
+// store's own lock.
 TEST_F(ConcurrentStore, holdsEveryValueAndRangeThatTwoThreadsMadeAtOnce)
 {
     std::thread writing(writeValues);

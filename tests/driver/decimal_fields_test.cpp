@@ -1,5 +1,6 @@
-// The numbers of a reply convert as Qt converts them, whatever stands in their fields: a field of digits takes
-// a shorter way than all others, and nobody may be able to tell which way was taken.
+// SPDX-License-Identifier: MIT
+// The numbers of a reply convert as Qt converts them, whatever stands in their fields: a field of
+// digits takes a shorter way than all others, and nobody may be able to tell which way was taken.
 #include "driver_test.h"
 
 #include <QtEndian>
@@ -9,7 +10,8 @@ namespace
 class DecimalFields : public DriverTest
 {
 protected:
-    /// The bytes that fields of station 1 are stored as: one field after the other, a separator behind each.
+    // The bytes that fields of station 1 are stored as: one field after the other, a
+    // separator behind each.
     static QByteArray stored(int area, int key, QByteArray fields, int width)
     {
         Protocol frame;
@@ -32,13 +34,13 @@ protected:
     }
 };
 
-// Digits and the characters next to them, three kinds of blank, signs, the end of a C string, what hexadecimal
-// and floating-point numbers have, separators, and bytes beyond ASCII.
+// Digits and the characters next to them, three kinds of blank, signs, the end of a C string, what
+// hexadecimal and floating-point numbers have, separators, and bytes beyond ASCII.
 const char characters[] = {'0', '1', '9', '/', ':',  ' ', '\t', '\r',
                            '+', '-', '.', ',', '\0', 'x', 'A',  char(0xB2)};
 constexpr int kinds = sizeof characters;
 
-/// The text of as many characters as the width that stands at this place among all such texts.
+// The text of as many characters as the width that stands at this place among all such texts.
 QByteArray textNumber(int number, int width)
 {
     QByteArray text(width, '0');

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Whole exchanges between host, driver and PLC, from the first handshake on.
 #include "transcript.h"
 
@@ -37,7 +38,7 @@ protected:
     }
 };
 
-// --- opening and cyclic reads --------------------------------------------------------------------------
+// --- opening and cyclic reads -------------------------------------------------------------------
 
 TEST_F(Exchange, theFirstReadOpensTheLink)
 {
@@ -141,7 +142,7 @@ TEST_F(Exchange, aListOfScreenVariablesIsReadInBlocks)
     EXPECT_EQ(get(AREA_DM, "200", 2), "C8 00 C9 00");
 }
 
-// --- one-shot reads ------------------------------------------------------------------------------------
+// --- one-shot reads -----------------------------------------------------------------------------
 
 TEST_F(Exchange, aOneShotReadIsMadeOnceAndReported)
 {
@@ -183,7 +184,7 @@ TEST_F(Exchange, aLongOneShotReadIsReportedWithItsLastPiece)
     EXPECT_EQ(get(AREA_W, "FE", 5), "01 00 02 00 03 00 04 00 05 00");
 }
 
-// --- writes --------------------------------------------------------------------------------------------
+// --- writes -------------------------------------------------------------------------------------
 
 TEST_F(Exchange, aWordWriteIsAcknowledgedAndReported)
 {
@@ -361,7 +362,7 @@ TEST_F(Exchange, newWritesWaitWhileAFrameIsInFlight)
     )");
 }
 
-// --- failures ------------------------------------------------------------------------------------------
+// --- failures -----------------------------------------------------------------------------------
 
 TEST_F(Exchange, aReadIsTriedThreeTimesAndTheLinkOpenedAgain)
 {
@@ -492,7 +493,7 @@ TEST_F(Exchange, aOneShotReadGivenUpIsReportedAndForgotten)
     )");
 }
 
-// --- several stations ----------------------------------------------------------------------------------
+// --- several stations ---------------------------------------------------------------------------
 
 TEST_F(Exchange, eachStationOpensItsOwnLinkAndKeepsItsOwnValues)
 {
@@ -583,7 +584,7 @@ TEST_F(Exchange, whileEveryStationIsOffTheDriverIsIdle)
     play("> WRS DM1.U 1 00001\\r");
 }
 
-// --- remote areas --------------------------------------------------------------------------------------
+// --- remote areas -------------------------------------------------------------------------------
 
 TEST_F(Exchange, remoteRequestsGoOutWithoutAHandshake)
 {
@@ -624,12 +625,12 @@ TEST_F(Exchange, remoteRequestsGoOutWithoutAHandshake)
     EXPECT_EQ(image(2, 23), "absent");
 }
 
-// --- the player itself: it must fail when it should -----------------------------------------------------
+// --- the player itself: it must fail when it should ---------------------------------------------
 
 class TranscriptPlayer : public Exchange
 {
 protected:
-    /// How many failures the script gives, with their texts run together.
+    // How many failures the script gives, with their texts run together.
     int failures(const char *script)
     {
         testing::TestPartResultArray results;

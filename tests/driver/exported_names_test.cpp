@@ -1,4 +1,6 @@
-// What the shared object offers by name: host calls under plain names, everything else under C++ names.
+// SPDX-License-Identifier: MIT
+// What the shared object offers by name: host calls under plain names, everything else
+// under C++ names.
 #include "driver_test.h"
 #include "rows.h"
 
@@ -8,26 +10,26 @@
 
 namespace
 {
-/// The shared object, opened the way a host opens it.
+// The shared object, opened the way a host opens it.
 class ExportedNames : public DriverTest
 {
 protected:
-    ExportedNames() : library(QStringLiteral(KV_DRIVER_PATH)) { EXPECT_TRUE(library.load()) << error(); }
+    ExportedNames() : m_library(QStringLiteral(KV_DRIVER_PATH)) { EXPECT_TRUE(m_library.load()) << error(); }
 
-    bool offers(const char *name) { return library.resolve(name) != nullptr; }
+    bool offers(const char *name) { return m_library.resolve(name) != nullptr; }
 
     template <class Function>
     Function *call(const char *name)
     {
-        const QFunctionPointer found = library.resolve(name);
+        const QFunctionPointer found = m_library.resolve(name);
         EXPECT_NE(found, nullptr) << name;
         return reinterpret_cast<Function *>(found);
     }
 
-    std::string error() const { return library.errorString().toStdString(); }
+    std::string error() const { return m_library.errorString().toStdString(); }
 
 private:
-    QLibrary library;
+    QLibrary m_library;
 };
 
 struct NameRow {
@@ -37,7 +39,7 @@ struct NameRow {
     friend std::ostream &operator<<(std::ostream &out, const NameRow &row) { return out << row.name; }
 };
 
-// --- host calls ----------------------------------------------------------------------------------------
+// --- host calls ---------------------------------------------------------------------------------
 
 class HostCallName : public ExportedNames, public testing::WithParamInterface<const char *>
 {
@@ -57,7 +59,7 @@ INSTANTIATE_TEST_SUITE_P(Calls, HostCallName,
                                          "KvDriverQtMajor", "KvDriverAbi"),
                          [](const auto &row) { return std::string(row.param); });
 
-// --- process-wide objects ------------------------------------------------------------------------------
+// --- process-wide objects -----------------------------------------------------------------------
 
 class ObjectName : public ExportedNames, public testing::WithParamInterface<const char *>
 {
@@ -72,7 +74,7 @@ INSTANTIATE_TEST_SUITE_P(Objects, ObjectName,
                          testing::Values("PLC_driver", "DataStorage", "handshake", "LB", "LW", "RWI"),
                          [](const auto &row) { return std::string(row.param); });
 
-// --- inside functions ----------------------------------------------------------------------------------
+// --- inside functions ---------------------------------------------------------------------------
 
 class CppName : public ExportedNames, public testing::WithParamInterface<NameRow>
 {
@@ -121,7 +123,7 @@ INSTANTIATE_TEST_SUITE_P(Functions, CppName, testing::Values(
     nameOfRow<NameRow>);
 // clang-format on
 
-// --- a host that knows nothing but names ---------------------------------------------------------------
+// --- a host that knows nothing but names --------------------------------------------------------
 
 TEST_F(ExportedNames, setUpCallsReachTheDriver)
 {
@@ -187,23 +189,23 @@ TEST_F(ExportedNames, aValueGoesOutAndComesBack)
     EXPECT_EQ(hex(out), "34 12");
 }
 
-// --- who the driver is ----------------------------------------------------------------------------------
+// --- who the driver is --------------------------------------------------------------------------
 
-/// The library as a host loads that knows nothing of Qt.
+// The library as a host loads that knows nothing of Qt.
 class Identity : public testing::Test
 {
 protected:
-    void SetUp() override { ASSERT_NE(library, nullptr) << dlerror(); }
-    void TearDown() override { dlclose(library); }
+    void SetUp() override { ASSERT_NE(m_library, nullptr) << dlerror(); }
+    void TearDown() override { dlclose(m_library); }
 
     template <class Function>
     Function *call(const char *name) const
     {
-        return reinterpret_cast<Function *>(dlsym(library, name));
+        return reinterpret_cast<Function *>(dlsym(m_library, name));
     }
 
 private:
-    void *library = dlopen(KV_DRIVER_PATH, RTLD_NOW | RTLD_LOCAL);
+    void *m_library = dlopen(KV_DRIVER_PATH, RTLD_NOW | RTLD_LOCAL);
 };
 
 TEST_F(Identity, namesTheLibraryItsVersionItsQtAndItsAbi)
@@ -235,7 +237,7 @@ TEST_F(Identity, isTheSameForAProgramThatIsLinkedWithTheDriver)
     EXPECT_EQ(KvDriverAbi(), kvDriverAbi);
 }
 
-// --- a program that is linked with it -------------------------------------------------------------------
+// --- a program that is linked with it -----------------------------------------------------------
 
 TEST_F(ExportedNames, everyInsideFunctionCanBeCalled)
 {

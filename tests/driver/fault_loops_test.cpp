@@ -1,10 +1,12 @@
-// One scripted session, played again and again with another of its exchanges broken each time, in every way a
-// line or a PLC breaks one: once, each time that frame goes out, or from there on altogether. Then the line is
-// repaired, and everything must come to its end as if nothing had been.
+// SPDX-License-Identifier: MIT
+// One scripted session, played again and again with another of its exchanges broken each
+// time, in every way a line or a PLC breaks one: once, each time that frame goes out, or from
+// there on altogether. Then the line is repaired, and everything must come to its end as if
+// nothing had been.
 //
-// After every single answer: the lists hold nothing that was not put there and lose nothing that was not
-// reported, nobody is told of an end twice, counters are in their range, and the store holds nothing but what
-// good answers brought and what was written.
+// After every single answer: the lists hold nothing that was not put there and lose nothing that
+// was not reported, nobody is told of an end twice, counters are in their range, and the store
+// holds nothing but what good answers brought and what was written.
 #include "list_test.h"
 
 #include <algorithm>
@@ -17,17 +19,17 @@ enum class Part { Opening, Write, OnceRead, Cyclic, Unanswered };
 enum class Break { Silent, Short, Long, Garbled, Error, InOne, Apart };
 enum class Lasting { Once, ThisFrame, FromHere };
 
-/// One exchange of the session as it goes when nothing is wrong.
+// One exchange of the session as it goes when nothing is wrong.
 struct Exchange {
     const char *name;
-    const char *frame;  ///< text; of the remote variant hexadecimal
-    const char *answer; ///< without its CR LF
+    const char *frame;  // text; of the remote variant hexadecimal
+    const char *answer; // without its CR LF
     Part part;
-    int owner;  ///< the requester whose request it serves
-    bool tells; ///< its answer ends the last pending request of the owner, who is told of it
+    int owner;  // the requester whose request it serves
+    bool tells; // its answer ends the last pending request of the owner, who is told of it
 };
 
-/// What an element of the store may hold besides 0, which stands for "not known yet".
+// What an element of the store may hold besides 0, which stands for "not known yet".
 struct Element {
     int key, position;
     const char *value;
@@ -37,17 +39,18 @@ struct Element {
 struct Variant {
     const char *name;
     bool remote;
-    std::vector<Exchange> exchanges; ///< in the order of the undisturbed session
-    std::vector<Exchange> later;     ///< never broken; sent after the repair, or as a consequence of a fault
+    std::vector<Exchange> exchanges; // in the order of the undisturbed session
+    std::vector<Exchange> later;     // never broken; sent after the repair, or as a consequence of a fault
     std::vector<Element> elements;
-    /// What reads must have brought in the end. On purpose without writes: one that is built while the last
-    /// request has failed is not put into the store.
+    // What reads must have brought in the end. On purpose without writes: one that is built while
+    // the last request has failed is not put into the store.
     std::vector<Element> read;
 };
 
 // clang-format off
-// Requester 70 writes twice and is told once; so does requester 60 with its two one-shot reads. Five turns for
-// writes, of which opening the link takes the first; then one-shot reads; then one cyclic read and writes again.
+// Requester 70 writes twice and is called once; so does requester 60 with its two one-shot reads.
+// Five turns for writes, of which opening the link takes the first; then one-shot reads; then one
+// cyclic read and writes again.
 const Variant local{"local", false, {
     {"opening",    "CR\r\n",                        "CC",                      Part::Opening,   0, false},
     {"words",      "WRS DM100.U 2 04660 22136\r",   "OK",                      Part::Write,    70, false},
@@ -64,7 +67,7 @@ const Variant local{"local", false, {
     {"cyclicDouble", "RDS Z1.D 1\r",                "0000070001",              Part::Cyclic,    0, false},
     {"cyclicChannel", "RDS R1200.U 1\r",            "00258",                   Part::Cyclic,    0, false},
 }, {
-    // 0 read instead of 5: the line's doing. A host that looks at answers hands in none for such a one.
+    // 0 read instead of 5: the line's doing. A host that looks at answers hands in none for it.
     {"patchedFromGarbled", "WRS DM200.U 1 00008\r", "OK",                      Part::Write,    72, true},
     {"lateWord",    "WRS DM300.U 1 00009\r",        "OK",                      Part::Write,    90, true},
     {"latePreRead", "RDS EM30.U 1\r",               "00002",                   Part::Write,    91, false},
@@ -81,8 +84,8 @@ const Variant local{"local", false, {
     {16, 4, "71 11 01 00"}, {0, 24, "02 01"}, {11, 80, "0E 00"},
 }};
 
-// Frames of remote areas end in the low byte of the sum of all bytes before. Answers to reads are not decoded,
-// one-shot reads are told to nobody, and a write to station 0 has no answer.
+// Frames of remote areas end in the low byte of the sum of all bytes before. Answers to reads are
+// not decoded, one-shot reads are reported to nobody, and a write to station 0 has no answer.
 const Variant remote{"remote", true, {
     {"words", "1A 05 01 04 01 00 0A 00 00 00 64 00 02 00 00 00 00 00 00 00 00 34 12 78 56 A9",
                                                     "OK",                      Part::Write,    70, false},
@@ -113,7 +116,7 @@ const Variant remote{"remote", true, {
 struct Fault {
     const char *name;
     Break kind;
-    const char *code; ///< of an error answer
+    const char *code; // of an error answer
 };
 
 const Fault faults[] = {
@@ -125,14 +128,21 @@ const Fault faults[] = {
 
 struct LoopRow {
     const Variant *variant;
-    std::size_t broken; ///< which exchange
+    std::size_t broken; // which exchange
     Fault fault;
     Lasting lasting;
 };
 
 std::string nameOf(Lasting lasting)
 {
-    return lasting == Lasting::Once ? "once" : lasting == Lasting::ThisFrame ? "always" : "fromHereOn";
+    switch (lasting) {
+    case Lasting::Once:
+        return "once";
+    case Lasting::ThisFrame:
+        return "always";
+    default:
+        return "fromHereOn";
+    }
 }
 
 std::string nameOfLoop(const testing::TestParamInfo<LoopRow> &info)
@@ -157,7 +167,7 @@ std::vector<LoopRow> allRows(const Variant &variant)
     return rows;
 }
 
-/// The answer as it arrives, and how many bytes the host says it has got.
+// The answer as it arrives, and how many bytes the host says it has got.
 struct Arrival {
     QByteArray bytes;
     int length;
@@ -167,7 +177,7 @@ class FaultLoop : public ListTest, public testing::WithParamInterface<LoopRow>
 {
 protected:
     static constexpr int retries = 2;
-    static constexpr int disturbedTurns = 40; ///< each exchange has come by then, and most of them twice
+    static constexpr int disturbedTurns = 40; // each exchange has come by then, and most of them twice
 
     void begin(const Variant &session)
     {
@@ -245,7 +255,7 @@ protected:
 
     // --- the host's loop ---
 
-    /// One turn: asks for a frame, answers it. \return false if there was nothing to send
+    // One turn: asks for a frame, answers it. \return false if there was nothing to send
     bool turn()
     {
         const quintptr head = ComCommunication();
@@ -262,7 +272,7 @@ protected:
         sent.push_back(exchange->name);
         expectNotTooOften(*exchange);
         EXPECT_TRUE(exchange->part == Part::Opening || variant->remote || !lastWasGivenUp)
-            << "the link is opened anew after a give-up";
+            << "the link is opened again after a give-up";
         if (strikes(*exchange))
             answerBadly(*exchange);
         else
@@ -277,9 +287,11 @@ protected:
             return false;
         const bool isIt = &exchange == &variant->exchanges[row.broken];
         const bool hasBegun = strokes > 0;
-        const bool does = row.lasting == Lasting::Once        ? isIt && !hasBegun
-                          : row.lasting == Lasting::ThisFrame ? isIt
-                                                              : isIt || hasBegun;
+        bool does = isIt;
+        if (row.lasting == Lasting::Once)
+            does = isIt && !hasBegun;
+        else if (row.lasting != Lasting::ThisFrame)
+            does = isIt || hasBegun;
         strokes += does ? 1 : 0;
         return does;
     }
@@ -290,7 +302,7 @@ protected:
         expectEnd(exchange, handIn(good), successCode(exchange));
     }
 
-    /// A code of failure is 0 as long as the request is tried again.
+    // A code of failure is 0 as long as the request is tried again.
     void answerBadly(const Exchange &exchange)
     {
         if (row.fault.kind == Break::Apart) {
@@ -351,8 +363,8 @@ protected:
         return variant->remote && exchange.part != Part::Opening ? 100 : 1;
     }
 
-    /// By the bands of failures: 10 error answer, 40 none, 70 wrong length, 100 more for remote areas; then
-    /// the owner type, 5, and 1.
+    // By the bands of failures: 10 error answer, 40 none, 70 wrong length, 100 more for remote
+    // areas; then the owner type, 5, and 1.
     int failureCode(const Exchange &exchange) const
     {
         const int band = variant->remote ? 100 : 0;
@@ -374,7 +386,7 @@ protected:
 
     // --- what must hold ---
 
-    /// The result, and exactly the callbacks that belong to it.
+    // The result, and exactly the callbacks that belong to it.
     void expectEnd(const Exchange &exchange, int result, int expected)
     {
         EXPECT_EQ(result, expected);
@@ -400,7 +412,7 @@ protected:
         }
     }
 
-    /// The second copy finds nothing in flight, or a frame of the same request that it does not fit.
+    // The second copy finds nothing in flight, or a frame of the same request that it does not fit.
     void expectCopyDoesNoHarm(const Exchange &exchange)
     {
         const bool finds = !PLC_driver.frameQueue.isEmpty();
@@ -456,7 +468,7 @@ protected:
                   true);
     }
 
-    /// Each element holds its value or 0, everything between them is 0.
+    // Each element holds its value or 0, everything between them is 0.
     void expectStoreSound() const
     {
         for (auto station = DataStorage.constBegin(); station != DataStorage.constEnd(); ++station) {
@@ -479,7 +491,8 @@ protected:
             image.replace(element.position, value.size(), QByteArray(value.size(), '\0'));
     }
 
-    /// After the repair: the first exchange is good at once, all that waited is served, all is read again.
+    // After the repair: the first exchange is good at once, all that waited is served, all
+    // is read again.
     void expectRecovery()
     {
         isRepaired = true;
@@ -530,7 +543,7 @@ protected:
         return has(variant->exchanges) || has(variant->later);
     }
 
-    /// In any order; which block is which does not depend on the whole record.
+    // In any order; which block is which does not depend on the whole record.
     static std::vector<std::tuple<int, int, int>> sorted(const QList<RW_VAR> &list)
     {
         std::vector<std::tuple<int, int, int>> all;
@@ -550,7 +563,7 @@ protected:
     LoopRow row{};
     std::vector<std::tuple<int, int, int>> readEntries;
     std::vector<std::string> sent;
-    std::map<int, int> reports; ///< by owner
+    std::map<int, int> reports; // by owner
     const Exchange *lastFrame = nullptr;
     int timesInARow = 0;
     bool lastWasGivenUp = false;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The gate in front of every local request: whose link is open, and the frame that opens it.
 #include "queued_frames.h"
 

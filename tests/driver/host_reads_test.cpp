@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The host's reads out of the store: GetRegisterData.
 #include "driver_test.h"
 
@@ -11,8 +12,8 @@ namespace
 class HostReads : public DriverTest
 {
 protected:
-    /// GetRegisterData into a buffer that is not empty beforehand; the answer as hexadecimal is left in
-    /// `read`.
+    // GetRegisterData into a buffer that is not empty beforehand; the answer as hexadecimal is
+    // left in `read`.
     int get(int area, const char *addressText, int count, int station = 1)
     {
         QByteArray out("before");
@@ -34,9 +35,9 @@ std::string rowName(const testing::TestParamInfo<Row> &row)
     return row.param.name;
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Every area: out of which image, and in which layout
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 struct AreaRow {
     const char *name;
@@ -54,7 +55,8 @@ void PrintTo(const AreaRow &row, std::ostream *out)
 class ReadArea : public HostReads, public testing::WithParamInterface<AreaRow>
 {
 protected:
-    /// Station 1 holds eight bytes under every key: byte i of key k is 8 * k + i, so no two bytes are alike.
+    // Station 1 holds eight bytes under every key: byte i of key k is 8 * k + i, so no two
+    // bytes are alike.
     ReadArea()
     {
         for (int key = 0; key <= 25; ++key)
@@ -102,8 +104,8 @@ INSTANTIATE_TEST_SUITE_P(Contacts, ReadArea,
                                          AreaRow{"CTC", 9, "1", 3, "49 4A 4B"}),
                          rowName<AreaRow>);
 
-// Bits 11 to 17. Byte 1 is 8 * key + 1, so its bits 3 to 7 are the key in binary, lowest digit first; byte 2
-// is 8 * key + 2, so its bits 0 and 1 are 0 and 1.
+// Bits 11 to 17. Byte 1 is 8 * key + 1, so its bits 3 to 7 are the key in binary, lowest digit
+// first; byte 2 is 8 * key + 2, so its bits 0 and 1 are 0 and 1.
 INSTANTIATE_TEST_SUITE_P(Bits, ReadArea,
                          testing::Values(AreaRow{"R", 0, "11", 7, "00 00 00 00 00 00 01"},
                                          AreaRow{"B", 1, "B", 7, "01 00 00 00 00 00 01"},
@@ -163,9 +165,9 @@ TEST_F(HostReads, anAreaThatIsNoneIsLoggedWithTheGivenStation)
     EXPECT_EQ(takeLines(), Lines{"GetRegisterData default 40 \"100\" 9"});
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // What was never read is 0, and its range exists from then on
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 struct BlankRow {
     const char *name;
@@ -209,14 +211,15 @@ INSTANTIATE_TEST_SUITE_P(
                     // Relays are sized as if the bit number were a word number.
                     BlankRow{"R_bits", 0, "103", 2, "00 00", 0, 42},
                     BlankRow{"DM_bits", 32, "1.3", 2, "00 00", 10, 4},
-                    // The range of these two bits comes out one word short; the second one is 0 all the same.
+                    // The range of these two bits comes out one word short; the second one is 0
+                    // all the same.
                     BlankRow{"DM_bitsPastTheImage", 32, "0.15", 2, "00 00", 10, 2},
                     BlankRow{"DM_bitsNoElements", 32, "0.0", 0, "", 10, 2}),
     rowName<BlankRow>);
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Elements past the end of an image
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 TEST_F(HostReads, aRangeThatIsLongerThanItsImageGrowsItWithZeros)
 {
@@ -226,7 +229,8 @@ TEST_F(HostReads, aRangeThatIsLongerThanItsImageGrowsItWithZeros)
     EXPECT_EQ(image(1, 10), "01 02 03 00 00 00");
 }
 
-// The image has one byte of two words: the read waits for the other one who makes an image grow just now.
+// The image has one byte of two words: the read waits for the other one who makes an image
+// grow just now.
 TEST_F(HostReads, whatIsWrittenWhileTheRangeIsMadeIsRead)
 {
     DataStorage[1][10] = bytes("00");
@@ -267,9 +271,9 @@ TEST_F(HostReads, aBitNumberAboveFifteenCarriesIntoTheNextChannels)
     EXPECT_EQ(read, "01");
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Texts that are no address
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 struct TextRow {
     const char *name;
@@ -321,9 +325,9 @@ TEST_F(HostReads, bitsBehindTheLastOneAreNotHandedOut)
     EXPECT_EQ(out.constData()[3], '\0') << "the byte that ends every byte array";
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Station
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 TEST_F(HostReads, withSeveralStationsTheGivenOneIsRead)
 {
@@ -353,9 +357,9 @@ TEST_F(HostReads, anyValueButZeroMeansSeveralStations)
     EXPECT_EQ(read, "05 00");
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // The ceiling of 64 MiB
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 TEST_F(HostReads, theLastWordBelowTheCeiling)
 {
@@ -419,7 +423,8 @@ INSTANTIATE_TEST_SUITE_P(
                     PastRow{"hexadecimalBitsHighest", 1, "7FFFFFFF", 2, "00 00", 1}),
     rowName<PastRow>);
 
-// A range of a few elements that is past the ceiling only at its end still gives what its image holds.
+// A range of a few elements that is past the ceiling only at its end still gives what
+// its image holds.
 TEST_F(HostReads, aRangeThatEndsPastTheCeilingGivesWhatIsThere)
 {
     DataStorage[1][10] = bytes("01 02 03 04");
@@ -459,7 +464,8 @@ INSTANTIATE_TEST_SUITE_P(OneElementTooMany, HugeAnswer,
                                          HugeRow{"highestCountOfBits", 1, "0", 2147483647},
                                          HugeRow{"highestCountOfWords", 10, "0", 2147483647},
                                          HugeRow{"highestCountOfDoubleWords", 23, "0", 2147483647},
-                                         // 1073741824 double words are 4 GiB, which wraps to 0 in 32 bits.
+                                         // 1073741824 double words are 4 GiB, which wraps to 0
+                                         // in 32 bits.
                                          HugeRow{"doubleWordsThatWrapToNothing", 16, "0", 1073741824}),
                          rowName<HugeRow>);
 
@@ -497,9 +503,9 @@ TEST_F(HostReads, theLargestAnswersAreServed)
     EXPECT_EQ(read.substr(0, 23), "01 02 03 04 05 00 00 00");
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Something is missing
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 // The range exists after the call, although nothing of it was asked for and it needs no bytes.
 TEST_F(HostReads, aReadOfNothingMakesTheImage)
@@ -535,9 +541,9 @@ TEST_F(HostReads, withoutASettingsBlockNothingIsServed)
     EXPECT_TRUE(DataStorage.isEmpty());
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Together with what fills the store
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 TEST_F(HostReads, aDecodedTimerIsReadByItsThreeViews)
 {

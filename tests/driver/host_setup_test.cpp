@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Records, set-up calls and the state in which the driver begins.
 #include "driver_test.h"
 #include "rows.h"
@@ -9,26 +10,26 @@
 
 namespace
 {
-// --- records -------------------------------------------------------------------------------------------
+// --- records -------------------------------------------------------------------------------------
 
-/// A record as `Record record;` makes it where memory held something else before.
+// A record as `Record record;` makes it where memory held something else before.
 template <class Record>
 class OnUsedMemory
 {
 public:
     OnUsedMemory()
     {
-        memory.fill(0xA5);
-        record = new (memory.data()) Record;
+        m_memory.fill(0xA5);
+        m_record = new (m_memory.data()) Record;
     }
-    ~OnUsedMemory() { record->~Record(); }
+    ~OnUsedMemory() { m_record->~Record(); }
     OnUsedMemory(const OnUsedMemory &) = delete;
     OnUsedMemory &operator=(const OnUsedMemory &) = delete;
-    const Record &operator*() const { return *record; }
+    const Record &operator*() const { return *m_record; }
 
 private:
-    alignas(Record) std::array<unsigned char, sizeof(Record)> memory;
-    Record *record = nullptr;
+    alignas(Record) std::array<unsigned char, sizeof(Record)> m_memory;
+    Record *m_record = nullptr;
 };
 
 class Records : public DriverTest
@@ -133,7 +134,7 @@ TEST_F(Records, aStoreRangeHasFourNumbers)
     EXPECT_EQ(filled.count, 4);
 }
 
-// --- the settings block, word by word ------------------------------------------------------------------
+// --- the settings block, word by word -----------------------------------------------------------
 
 struct WordRow {
     const char *name;
@@ -180,9 +181,10 @@ INSTANTIATE_TEST_SUITE_P(
         WordRow{"callbackContext", &ComInfo::callbackContext, 18}),
     nameOfRow<WordRow>);
 
-// --- the driver object ---------------------------------------------------------------------------------
+// --- the driver object --------------------------------------------------------------------------
 
-/// What stood in the process-wide objects before anything was called; taken while this program starts.
+// What stood in the process-wide objects before anything was called; taken while
+// this program starts.
 struct StateAtLoad {
     bool listsEmpty = PLC_driver.readList.isEmpty() && PLC_driver.writeList.isEmpty() &&
                       PLC_driver.onceReadList.isEmpty() && PLC_driver.spareList.isEmpty() &&
@@ -287,12 +289,12 @@ TEST_F(DriverObject, hasFourMutexesThatAThreadTakesOnce)
     }
 }
 
-// --- set-up calls --------------------------------------------------------------------------------------
+// --- set-up calls -------------------------------------------------------------------------------
 
 class HostSetUp : public DriverTest
 {
 protected:
-    /// One write to the linked station 1 that gets no answer and is given up at once.
+    // One write to the linked station 1 that gets no answer and is given up at once.
     static void giveUpAWrite()
     {
         link(1);
@@ -303,7 +305,8 @@ protected:
     }
 };
 
-// A host that replaces the fixture's callbacks: it counts, and answers with a number that nobody may look at.
+// A host that replaces the fixture's callbacks: it counts, and answers with a number that nobody
+// may look at.
 int otherNotified = 0;
 int otherErrors = 0;
 

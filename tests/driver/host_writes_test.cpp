@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Writes from a screen: cut into requests for the PLC, or put straight into the store.
 #include "list_test.h"
 
@@ -10,7 +11,7 @@ constexpr auto rowName = [](const auto &row) { return std::string(row.param.name
 class HostWrite : public ListTest
 {
 protected:
-    /// A write of screen 3 / 7; the result of the call.
+    // A write of screen 3 / 7; the result of the call.
     static int set(int area, const char *text, int count, const QByteArray &data, int station = 1)
     {
         return SetRegisterData("extra", area, text, station, data, count, 3, 7);
@@ -23,7 +24,7 @@ protected:
 
     static std::string pending() { return entriesWithData(PLC_driver.writeList); }
 
-    /// Bytes that repeat only after 251, so that a piece cut at the wrong place shows.
+    // Bytes that repeat only after 251, so that a piece cut at the wrong place shows.
     static QByteArray pattern(int length)
     {
         QByteArray data;
@@ -251,8 +252,8 @@ INSTANTIATE_TEST_SUITE_P(Given, WriteData, testing::Values(
     DataRow{"bitsAreKeptAsTheyAre", AREA_R, "0", 2, "FF 80", "0 0 +1 [FF], 0 1 +1 [80]"}), rowName);
 // clang-format on
 
-// No device reaches as far as int does: what would lie behind it is dropped, never wrapped to a negative
-// address.
+// No device reaches as far as int does: what would lie behind it is dropped, never wrapped to
+// a negative address.
 TEST_F(HostWrite, aWriteEndsWithTheHighestAddress)
 {
     settings.maxBlockLength = 2;
@@ -475,7 +476,8 @@ TEST_P(LocalWrite, changesTheStoreAndQueuesNothing)
     EXPECT_EQ(settings.maxBlockLength, 200);
 }
 
-// Bits 172 and 174 set, 173 clear; words from 5 on; double words from 2 on, as many as the count says.
+// Bits 172 and 174 set, 173 clear; words from 5 on; double words from 2 on, as many as
+// the count says.
 // clang-format off
 INSTANTIATE_TEST_SUITE_P(Areas, LocalWrite, testing::Values(
     StoreRow{"R",          0, "1012",  3,  0, 21, 1, "50"},
@@ -553,7 +555,8 @@ TEST_F(HostWrite, aLocalWriteTakesNoMoreThanItsCount)
     EXPECT_EQ(image(1, 10), "11 22");
 }
 
-// Screens count double words in registers; a write that stays local takes the count as elements all the same.
+// Screens count double words in registers; a write that stays local takes the count as elements
+// all the same.
 TEST_F(HostWrite, aLocalWriteOfDoubleWordsLeavesElementsThatWereNotGiven)
 {
     settings.commMode = 1;
@@ -653,7 +656,8 @@ TEST_F(HostWrite, aCountGoneAstrayFillsTheListAndEnds)
     EXPECT_EQ(PLC_driver.writeList.at(1023).area, AREA_R);
 }
 
-// 1022 other bits, and R 2000 behind the head: of R 0 to 2999 one more finds room, and R 2000 is overwritten.
+// 1022 other bits, and R 2000 behind the head: of R 0 to 2999 one more finds room, and R
+// 2000 is overwritten.
 TEST_F(HostWrite, piecesBehindTheFullListStillReplacePendingOnes)
 {
     set(AREA_B, "0", 1022, "");
@@ -675,7 +679,8 @@ TEST_F(HostWrite, theEntryNextToTheHeadOfTheFullListIsReplacedToo)
     EXPECT_EQ(hex(PLC_driver.writeList.at(1).data), "00");
 }
 
-// 3000 bits set, 1024 of them queued: after a failed request screens see all of them (375 bytes of FF).
+// 3000 bits set, 1024 of them queued: after a failed request screens see all of them (375
+// bytes of FF).
 TEST_F(HostWrite, whatFindsTheListFullIsShownAfterAFailure)
 {
     PLC_driver.lastFailed = 1;
@@ -692,7 +697,8 @@ TEST_F(HostWrite, aSingleElementBehindTheFullListIsShownAfterAFailureToo)
     EXPECT_EQ(image(1, AREA_R), "03"); // the piece that was dropped, and the one bit behind it
 }
 
-// Six words and three double words, of which the list has taken nothing: each stands where its address says.
+// Six words and three double words, of which the list has taken nothing: each stands where
+// its address says.
 TEST_F(HostWrite, wordsBehindTheFullListAreShownAtTheirAddressesAfterAFailure)
 {
     PLC_driver.lastFailed = 1;

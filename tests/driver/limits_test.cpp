@@ -1,6 +1,8 @@
-// Both sides of the limits that more than one part of the driver has to keep: the longest write frame of every
-// device, the block length in all three calls that read it, lists at and past their bound up to the last
-// answer, the first address and the one before it, the last element of an image and the first past it.
+// SPDX-License-Identifier: MIT
+// Both sides of the limits that more than one part of the driver has to keep: the longest write
+// frame of every device, the block length in all three calls that read it, lists at and past their
+// bound up to the last answer, the first address and the one before it, the last element of an
+// image and the first past it.
 #include "list_test.h"
 
 #include <ostream>
@@ -11,15 +13,15 @@ class Limits : public ListTest
 {
 };
 
-// --- the longest write frame of every device, and one value more ------------------------------------------
+// --- the longest write frame of every device, and one value more --------------------------------
 
-/// Text up to 1024 bytes is what a PLC's line buffer is made for; a count that passes it is a slip of the
-/// caller, and then the frame is built whole all the same.
+// Text up to 1024 bytes is what a PLC's line buffer is made for; a count that passes it is a slip
+// of the caller, and then the frame is built whole all the same.
 struct FrameRow {
     const char *name;
     int area, address;
-    const char *begin; ///< of the frame, up to the count
-    int most;          ///< values in the longest frame of at most 1024 bytes
+    const char *begin; // of the frame, up to the count
+    int most;          // values in the longest frame of at most 1024 bytes
     int length, lengthWithOneMore;
 };
 
@@ -33,7 +35,7 @@ class LongestWrite : public Limits, public testing::WithParamInterface<FrameRow>
 protected:
     static constexpr bool isDouble(int area) { return area >= AREA_Z && area <= AREA_AT; }
 
-    /// Queues the write as a host does, and answers it. \return the frame
+    // Queues the write as a host does, and answers it. \return the frame
     std::string written(int count, const QByteArray &value)
     {
         RW_VAR var = write(GetParam().area, GetParam().address, count, "");
@@ -74,7 +76,8 @@ TEST_P(LongestWrite, isBuiltWholeAndSoIsALongerOne)
 }
 
 // clang-format off
-// The head, 6 characters a word or 11 a double word, the CR. Addresses are the last ones of the largest model.
+// The head, 6 characters a word or 11 a double word, the CR. Addresses are the last of the largest
+// model with such a device.
 INSTANTIATE_TEST_SUITE_P(Words, LongestWrite, testing::Values(
     FrameRow{"DM",      AREA_DM,       65534, "WRS DM65534.U ",   167, 17 + 1002 + 1, 1026},
     FrameRow{"EM",      AREA_EM,       65534, "WRS EM65534.U ",   167, 17 + 1002 + 1, 1026},
@@ -224,13 +227,13 @@ INSTANTIATE_TEST_SUITE_P(Devices, WordBitWrite, testing::Values(
     [](const auto &test) { return std::string(test.param.name); });
 // clang-format on
 
-// --- block length 0, 1, 128, 129 in every call that reads it ----------------------------------------------
+// --- block length 0, 1, 128, 129 in every call that reads it ------------------------------------
 
 struct BlockRow {
     const char *name;
     int length, count;
-    const char *reads;  ///< blocks from address 0 on, in the read list and in the list of one-shot reads
-    const char *writes; ///< pieces of a host's write
+    const char *reads;  // blocks from address 0 on, in the read list and in the list of one-shot reads
+    const char *writes; // pieces of a host's write
     int lengthAfterWrite;
 };
 
@@ -244,7 +247,7 @@ class BlockLength : public Limits, public testing::WithParamInterface<BlockRow>
 protected:
     void SetUp() override { settings.maxBlockLength = GetParam().length; }
 
-    /// "0 +128, 128 +1"
+    // "0 +128, 128 +1"
     static std::string blocks(const QList<RW_VAR> &list, int area)
     {
         std::string text;
@@ -310,13 +313,13 @@ INSTANTIATE_TEST_SUITE_P(Of, BlockLength, testing::Values(
     [](const auto &test) { return std::string(test.param.name); });
 // clang-format on
 
-// --- lists of 1023, 1024 and 1025 entries, up to the last answer ------------------------------------------
+// --- lists of 1023, 1024 and 1025 entries, up to the last answer --------------------------------
 
 struct ListRow {
     const char *name;
-    int entries; ///< before
-    int added;   ///< list size that a further one finds
-    int forced;  ///< and one that is appended whatever the size
+    int entries; // before
+    int added;   // list size that a further one finds
+    int forced;  // and one that is appended whatever the size
 };
 
 void PrintTo(const ListRow &row, std::ostream *out)
@@ -329,7 +332,7 @@ class ListLength : public Limits, public testing::WithParamInterface<ListRow>
 protected:
     void SetUp() override { link(1); }
 
-    /// The exchanges until nothing is left. \return frames sent
+    // The exchanges until nothing is left. \return frames sent
     static std::vector<std::string> drained(const char *reply)
     {
         std::vector<std::string> sent;
@@ -351,7 +354,7 @@ protected:
         return all;
     }
 
-    /// As many reports as entries: each has an owner of its own.
+    // As many reports as entries: each has an owner of its own.
     Lines toldTo(int last) { return framesTo(last, "notify 77 5 ", " 1"); }
 };
 
@@ -422,14 +425,14 @@ TEST_F(Limits, theReadListPasses1025)
     EXPECT_EQ(takeLines().size(), 3U + 1023 + 1024 + 1025);
 }
 
-// --- address 0 and the one before it ----------------------------------------------------------------------
+// --- address 0 and the one before it ------------------------------------------------------------
 
 struct EdgeRow {
     const char *name;
     int area;
-    const char *reply; ///< two elements from -1 on, or one from 0 on
+    const char *reply; // two elements from -1 on, or one from 0 on
     const char *second;
-    std::vector<const char *> images; ///< afterwards: "key: bytes"
+    std::vector<const char *> images; // afterwards: "key: bytes"
 };
 
 void PrintTo(const EdgeRow &row, std::ostream *out)
@@ -519,10 +522,10 @@ INSTANTIATE_TEST_SUITE_P(DoubleWords, FirstAddress, testing::Values(
 struct TextRow {
     const char *name;
     int area;
-    const char *zero, *before; ///< address texts of element 0 and of the one before it
-    const char *logged;        ///< text in the parser's line about the latter
-    int bytes;                 ///< of one element
-    const char *queued;        ///< the write to element 0, as area, address and count
+    const char *zero, *before; // address texts of element 0 and of the one before it
+    const char *logged;        // text in the parser's line about the latter
+    int bytes;                 // of one element
+    const char *queued;        // the write to element 0, as area, address and count
 };
 
 void PrintTo(const TextRow &row, std::ostream *out)
@@ -595,7 +598,7 @@ INSTANTIATE_TEST_SUITE_P(Texts, AddressBeforeZero, testing::Values(
     [](const auto &test) { return std::string(test.param.name); });
 // clang-format on
 
-// --- the last element of an image of 64 MiB, and the first past it -----------------------------------------
+// --- the last element of an image of 64 MiB, and the first past it ------------------------------
 
 struct CeilingRow {
     const char *name;
@@ -651,9 +654,9 @@ INSTANTIATE_TEST_SUITE_P(Of, ReadAtTheCeiling, testing::Values(
 struct LastReadRow {
     const char *name;
     int area, key;
-    const char *last, *next; ///< address texts
+    const char *last, *next; // address texts
     const char *value;
-    qint64 sized; ///< the image that a read of the last element makes, where there was none
+    qint64 sized; // the image that a read of the last element makes, where there was none
 };
 
 void PrintTo(const LastReadRow &row, std::ostream *out)
@@ -684,7 +687,7 @@ TEST_P(HostReadAtTheCeiling, theLastElementIsThereAndTheNextIs0)
 }
 
 // clang-format off
-// Bits of relays and contacts are sized with 2 bytes for each, which passes the ceiling long before they do.
+// Bits of relays and contacts are sized with 2 bytes each, so they pass the ceiling far too early.
 INSTANTIATE_TEST_SUITE_P(Of, HostReadAtTheCeiling, testing::Values(
     LastReadRow{"words",       AREA_DM,      10, "33554431",     "33554432",     "FF FF", 67108864},
     LastReadRow{"channels",    AREA_R_WORD,   0, "3355443100",   "3355443200",   "FF FF", 67108864},

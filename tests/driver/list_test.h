@@ -1,5 +1,6 @@
-// What the tests of the variable lists share: entries as readable text, and a look at the locks after each
-// test.
+// SPDX-License-Identifier: MIT
+// What the tests of the variable lists share: entries as readable text, and a look at the locks
+// after each test.
 #pragma once
 
 #include "driver_test.h"

@@ -1,4 +1,6 @@
-// The check of the order of locks, in builds with assertions: what would be a deadlock ends the program with a line.
+// SPDX-License-Identifier: MIT
+// The check of the order of locks, in builds with assertions: what would be a deadlock ends the
+// program with a line.
 #include "in_flight.h"
 
 #include <csignal>

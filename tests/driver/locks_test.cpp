@@ -1,5 +1,6 @@
-// Which call waits for which mutex. A call that is said to take a mutex must wait while another thread holds
-// it, and every other call must come through.
+// SPDX-License-Identifier: MIT
+// Which call waits for which mutex. A call that is said to take a mutex must wait while another
+// thread holds it, and every other call must come through.
 #include "driver_test.h"
 
 #include <chrono>
@@ -12,7 +13,7 @@ constexpr std::chrono::seconds longEnough{10};
 
 struct CallRow {
     const char *name;
-    const char *takes; ///< letters of the mutexes: L lists, S store, N station, G growing of an image
+    const char *takes; // letters of the mutexes: L lists, S store, N station, G growing of an image
     void (*prepare)();
     void (*call)();
 
@@ -27,7 +28,7 @@ struct MutexRow {
     friend std::ostream &operator<<(std::ostream &out, const MutexRow &row) { return out << row.name; }
 };
 
-/// What the rows do before and during their calls; the station 1 is linked.
+// What the rows do before and during their calls; the station 1 is linked.
 class Locks : public DriverTest, public testing::WithParamInterface<std::tuple<CallRow, MutexRow>>
 {
 public:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Long random sessions of host calls and replies, compared step by step with a plain second driver.
 //
 // A failure names its seed; KV_TEST_SEED=<number> makes RandomSeed repeat that session.
@@ -23,15 +24,15 @@ using model::inQuotes;
 using model::shown;
 using model::versus;
 
-// ---------------------------------------------------------------------------------------------------------
-// Planted faults: one value of the model is spoiled, and the comparison must find it
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
+// The comparison itself: one value of the model is spoiled, and the comparison must find it
+// -------------------------------------------------------------------------------------------------
 
 struct Fault {
     const char *name;
-    const char *found; ///< what the mismatch must begin with
-    /// Spoils one value; false if there is none to spoil yet.
-    std::function<bool(model::Driver &)> plant;
+    const char *found; // what the mismatch must begin with
+    // Spoils one value; false if there is none to spoil yet.
+    std::function<bool(model::Driver &)> spoil;
 };
 
 void PrintTo(const Fault &fault, std::ostream *out)
@@ -39,25 +40,25 @@ void PrintTo(const Fault &fault, std::ostream *out)
     *out << fault.name;
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Sessions
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 class Model : public DriverTest
 {
 protected:
-    Model() : notify(PLC_driver.notifyCallback), error(PLC_driver.errorCallback)
+    Model() : m_notify(PLC_driver.notifyCallback), m_error(PLC_driver.errorCallback)
     {
         std::memcpy(plain.settings.data(), &settings, sizeof plain.settings);
     }
 
-    /// Runs a session: "" or the first difference with seed, step and the calls that led to it.
+    // Runs a session: "" or the first difference with seed, step and the calls that led to it.
     std::string run(unsigned seed, int steps, const Fault *fault = nullptr)
     {
-        random.seed(seed);
+        m_random.seed(seed);
         for (int i = 0; i < steps; ++i) {
             std::string found = step();
-            if (found.empty() && fault != nullptr && i >= 200 && fault->plant(plain)) {
+            if (found.empty() && fault != nullptr && i >= 200 && fault->spoil(plain)) {
                 fault = nullptr;
                 found = compare();
             }
@@ -68,7 +69,7 @@ protected:
         return "";
     }
 
-    /// Fills the lists of writes and once-reads up to two entries below their bound.
+    // Fills the lists of writes and once-reads up to two entries below their bound.
     void fillLists()
     {
         for (int i = 0; i < 1022; ++i) {
@@ -92,7 +93,7 @@ protected:
     model::Driver plain;
     bool longListsAllowed = false;
     std::size_t longestWriteList = 0, longestOnceReadList = 0;
-    std::map<int, int> resultsSeen; ///< return codes of DataCom, with their number
+    std::map<int, int> resultsSeen; // return codes of DataCom, with their number
     std::map<std::string, int> callsSeen;
 
 private:
@@ -100,7 +101,7 @@ private:
 
     // --- chance ---
 
-    int below(int bound) { return int(random() % unsigned(bound)); }
+    int below(int bound) { return int(m_random() % unsigned(bound)); }
     bool chance(int percent) { return below(100) < percent; }
     int between(int first, int last) { return first + below(last - first + 1); }
 
@@ -141,7 +142,7 @@ private:
         return (this->*(crowded() ? &Model::relieve : calls[i].call))();
     }
 
-    /// Long lists make slow sessions in which little happens.
+    // Long lists make slow sessions in which little happens.
     bool crowded() const
     {
         return !longListsAllowed &&
@@ -157,15 +158,15 @@ private:
 
     void log(const std::string &call)
     {
-        history.push_back(call);
-        if (history.size() > 25)
-            history.pop_front();
+        m_history.push_back(call);
+        if (m_history.size() > 25)
+            m_history.pop_front();
     }
 
     std::string lastCalls() const
     {
         std::string text;
-        for (const std::string &call : history)
+        for (const std::string &call : m_history)
             text += "  " + call + "\n";
         return text;
     }
@@ -251,9 +252,21 @@ private:
         return bytes;
     }
 
-    int anyCount() { return chance(90) ? between(1, 8) : chance(80) ? between(-4, 0) : between(9, 320); }
+    int anyCount()
+    {
+        if (chance(90))
+            return between(1, 8);
+        return chance(80) ? between(-4, 0) : between(9, 320);
+    }
 
-    /// A variable as it stands in a list, with fields that make sense or nearly so.
+    int anyStoreAddress()
+    {
+        if (chance(88))
+            return below(300);
+        return chance(50) ? between(-40, -1) : below(5000);
+    }
+
+    // A variable as it stands in a list, with fields that make sense or nearly so.
     model::Var anyVar()
     {
         model::Var var;
@@ -266,7 +279,7 @@ private:
         var.extraText = oneOf({"", "pump", "valve 3"});
         var.area = anyArea();
         var.addressText = anyAddress(var.area);
-        var.address = chance(88) ? below(300) : chance(50) ? between(-40, -1) : below(5000);
+        var.address = anyStoreAddress();
         var.station = anyStation();
         var.count = anyCount();
         var.preReadMark = chance(92) ? 0 : oneOf({-1, -1, 1});
@@ -348,8 +361,8 @@ private:
         return compareReturned("GetRegisterData", returned, expectedReturn);
     }
 
-    /// Areas in which the address 99999999 and a count of 70000000 are past the ceiling, so that no image
-    /// grows.
+    // Areas in which the address 99999999 and a count of 70000000 are past the ceiling, so that
+    // no image grows.
     static bool isHugeAllowed(int area) { return area >= 10 && area <= 25; }
 
     std::string parse()
@@ -447,14 +460,14 @@ private:
         return compare();
     }
 
-    /// How well the PLC answers from now on.
+    // How well the PLC answers from now on.
     std::string changeWeather()
     {
-        goodPercent = oneOf({97, 90, 90, 60, 20});
+        m_goodPercent = oneOf({97, 90, 90, 60, 20});
         return "";
     }
 
-    /// Set-up calls in the middle of a session.
+    // Set-up calls in the middle of a session.
     std::string handOver()
     {
         if (chance(50)) {
@@ -466,7 +479,8 @@ private:
         }
         plain.callbacksSet = chance(75);
         log(plain.callbacksSet ? "callbacks set" : "callbacks null");
-        RegistCallBackFuncIntf(plain.callbacksSet ? notify : nullptr, plain.callbacksSet ? error : nullptr);
+        RegistCallBackFuncIntf(plain.callbacksSet ? m_notify : nullptr,
+                               plain.callbacksSet ? m_error : nullptr);
         return compare();
     }
 
@@ -515,7 +529,7 @@ private:
             return oneOf({"", "OK\r\n", "CC\r\n", "00001\r\n"});
         const model::Frame &frame = plain.queue.front();
         const std::string good = goodReply(frame);
-        if (chance(goodPercent))
+        if (chance(m_goodPercent))
             return good;
         switch (below(9)) {
         case 0:
@@ -541,15 +555,17 @@ private:
         }
     }
 
-    /// What a PLC that serves everything would send, in exactly the length that is waited for.
+    // What a PLC that serves everything would send, in exactly the length that is waited for.
     std::string goodReply(const model::Frame &frame)
     {
         const model::Var &var = frame.var;
         const bool linked = plain.linked.count(var.station) != 0 && plain.linked[var.station];
         if (!linked && var.linkId == plain.settings[model::localLinkId])
             return "CC\r\n";
+        if (frame.replyLength == 0)
+            return "OK";
         if (frame.replyLength <= 4)
-            return frame.replyLength == 4 ? "OK\r\n" : frame.replyLength == 0 ? "OK" : "\r\n";
+            return frame.replyLength == 4 ? "OK\r\n" : "\r\n";
         std::string reply;
         while (int(reply.size()) < frame.replyLength)
             reply += oneValue(frame) + " ";
@@ -572,16 +588,16 @@ private:
         return text;
     }
 
-    std::mt19937 random;
-    std::deque<std::string> history;
-    int goodPercent = 90;
-    NotifyCallback notify;
-    ErrorCallback error;
+    std::mt19937 m_random;
+    std::deque<std::string> m_history;
+    int m_goodPercent = 90;
+    NotifyCallback m_notify;
+    ErrorCallback m_error;
 };
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Tests
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 class FixedSeed : public Model, public testing::WithParamInterface<unsigned>
 {
@@ -636,17 +652,17 @@ TEST_F(Model, sessionsMeetEveryOutcome)
     EXPECT_EQ(callsSeen.size(), 14U);
 }
 
-class PlantedFault : public Model, public testing::WithParamInterface<Fault>
+class SpoiledValue : public Model, public testing::WithParamInterface<Fault>
 {
 };
 
-TEST_P(PlantedFault, isFound)
+TEST_P(SpoiledValue, isFound)
 {
     const std::string found = run(1, 3000, &GetParam());
     EXPECT_EQ(found.substr(0, std::string(GetParam().found).size()), GetParam().found);
 }
 
-/// Spoils the first element of a list.
+// Spoils the first element of a list.
 template <typename List, typename Spoil>
 bool spoilFirst(List &list, Spoil spoil)
 {
@@ -657,7 +673,7 @@ bool spoilFirst(List &list, Spoil spoil)
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Values, PlantedFault,
+    Values, SpoiledValue,
     testing::Values(
         Fault{"debugLine", "debug lines", [](model::Driver &m) { return m.lines.emplace_back("x"), true; }},
         Fault{"callback", "callbacks", [](model::Driver &m) { return m.callbacks.emplace_back("x"), true; }},

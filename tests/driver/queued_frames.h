@@ -1,5 +1,7 @@
-// What the tests of the frame builders share: the fixture in which a built frame leaves its traces, records
-// with a mark in every field, and records as text, so that all fifteen fields are compared at once.
+// SPDX-License-Identifier: MIT
+// What the tests of the frame builders share: the fixture in which a built frame leaves its
+// traces, records with a mark in every field, and records as text, so that all fifteen fields are
+// compared at once.
 #pragma once
 
 #include "driver_test.h"
@@ -29,7 +31,8 @@ protected:
         settings.framesDone = 8;
     }
 
-    /// A record of station 6 whose other fields all differ from each other and from a fresh record's.
+    /// A record of station 6 whose other fields all differ from each other and from
+    /// a fresh record's.
     static RW_VAR marked(int area, int address, int count, const char *dataHex = "A1 00 B2")
     {
         RW_VAR var;
@@ -90,7 +93,8 @@ protected:
         EXPECT_EQ(found.extra3, 0);
     }
 
-    /// The queue holds this one frame, it carries all of \a var, and the settings say: one frame, none done.
+    /// The queue holds this one frame, it carries all of \a var, and the settings say: one
+    /// frame, none done.
     void expectOnly(const Queued &expected, const RW_VAR &var) const
     {
         ASSERT_EQ(PLC_driver.frameQueue.size(), 1);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Random input for tests, from a seed that is printed and can be given again.
 #pragma once
 
@@ -18,9 +19,9 @@ inline unsigned chosenSeed()
 class Dice
 {
 public:
-    explicit Dice(unsigned seed) : engine(seed) {}
-    int between(int low, int high) { return std::uniform_int_distribution<int>(low, high)(engine); }
+    explicit Dice(unsigned seed) : m_engine(seed) {}
+    int between(int low, int high) { return std::uniform_int_distribution<int>(low, high)(m_engine); }
 
 private:
-    std::mt19937 engine;
+    std::mt19937 m_engine;
 };

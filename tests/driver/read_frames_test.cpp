@@ -1,4 +1,6 @@
-// Read requests: the command of every area, the reply it announces, and what is queued when there is none.
+// SPDX-License-Identifier: MIT
+// Read requests: the command of every area, the reply it announces, and what is queued when
+// there is none.
 #include "queued_frames.h"
 
 namespace
@@ -6,7 +8,7 @@ namespace
 struct ReadRow {
     const char *name;
     int area, address, count;
-    Queued expected; ///< frame, frameLength, replyLength, replyOffset, payloadLength
+    Queued expected; // frame, frameLength, replyLength, replyOffset, payloadLength
 
     friend void PrintTo(const ReadRow &row, std::ostream *out) { *out << row.name; }
 };
@@ -16,8 +18,8 @@ class ReadFrame : public FrameTest, public testing::WithParamInterface<ReadRow>
 protected:
     ReadFrame() : var(marked(GetParam().area, GetParam().address, GetParam().count)), given(var) {}
 
-    RW_VAR var;         ///< what the builder gets
-    const RW_VAR given; ///< the same, out of its reach
+    RW_VAR var;         // what the builder gets
+    const RW_VAR given; // the same, out of its reach
 };
 
 TEST_P(ReadFrame, isQueuedByReadAnalog)
@@ -45,7 +47,7 @@ TEST_P(ReadFrame, leavesTheStoreAndTheListsAlone)
 }
 
 // clang-format off
-// Reply: the values, a blank between, and CR LF; 5 digits a word, 10 a double word, 23 characters a timer.
+// Reply: the values with spaces between, and CR LF; 5 digits a word, 10 a double word, 23 a timer.
 INSTANTIATE_TEST_SUITE_P(Areas, ReadFrame, testing::Values(
     ReadRow{"R_channel12",    AREA_R,            12,   3, {"RDS R1200.U 3\r",    14,  19, 0,  17}},
     ReadRow{"B_upperHex",     AREA_B,          0x1A,   2, {"RDS B1A0.U 2\r",     13,  13, 0,  11}},
@@ -146,7 +148,8 @@ TEST_P(AreaWithoutReadFrame, isQueuedEmptyWhateverTheCount)
     expectQueued(0, empty);
 }
 
-// Relay channels and bits of words are read by their device's code, current and set values with their timer.
+// Relay channels and bits of words are read by their device's code, current and set values
+// with their timer.
 INSTANTIATE_TEST_SUITE_P(Read, AreaWithoutReadFrame,
                          testing::Values(8, 9, 17, 18, 19, 20, 26, 27, 28, 29, 30, 31, 32, 33, 34, 35, 36, 37,
                                          38, 39),

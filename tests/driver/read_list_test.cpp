@@ -1,4 +1,6 @@
-// Rebuilding the cyclic read list: conversion, grouping, blocks, and the listing of what came of it.
+// SPDX-License-Identifier: MIT
+// Rebuilding the cyclic read list: conversion, grouping, blocks, and the listing of what
+// came of it.
 #include "list_test.h"
 #include "random_input.h"
 
@@ -41,7 +43,7 @@ class ReadList : public ListTest
 protected:
     void TearDown() override
     {
-        EXPECT_EQ(complaints, Lines()) << "lines that came before the listing";
+        EXPECT_EQ(m_complaints, Lines()) << "lines that came before the listing";
         ListTest::TearDown();
     }
 
@@ -63,8 +65,8 @@ protected:
         variables.append(hostVariable(areaOf(device), address, count, station));
     }
 
-    /// Rebuilds, checks result and listing, and tells the blocks: "DM 100 +32, 2: R 10 +1" (station 1
-    /// unsaid).
+    // Rebuilds, checks result and listing, and tells the blocks: "DM 100 +32, 2: R 10 +1"
+    // (station 1 unsaid).
     std::string rebuilt()
     {
         const int result = ReCreatReadVarList(&variables);
@@ -76,11 +78,11 @@ protected:
     Lines takeComplaints()
     {
         Lines taken;
-        taken.swap(complaints);
+        taken.swap(m_complaints);
         return taken;
     }
 
-    /// The blocks of the read list, by the device whose name their read key bears.
+    // The blocks of the read list, by the device whose name their read key bears.
     static std::string blocks()
     {
         std::string text;
@@ -119,11 +121,11 @@ private:
         }
         Lines lines = takeLines();
         const std::size_t before = lines.size() < listing.size() ? 0 : lines.size() - listing.size();
-        complaints.insert(complaints.end(), lines.begin(), lines.begin() + std::ptrdiff_t(before));
+        m_complaints.insert(m_complaints.end(), lines.begin(), lines.begin() + std::ptrdiff_t(before));
         EXPECT_EQ(Lines(lines.begin() + std::ptrdiff_t(before), lines.end()), listing);
     }
 
-    Lines complaints;
+    Lines m_complaints;
 };
 
 // --- each of the 40 areas ---
@@ -502,7 +504,8 @@ TEST_F(ReadList, aGroupOfCountsOf0LeavesTheGroupBeforeAlone)
     EXPECT_EQ(rebuilt(), "R 10 +1");
 }
 
-// On purpose: a variable without elements that starts behind the block still pulls the block up to its start.
+// On purpose: a variable without elements that starts behind the block still pulls the block up
+// to its start.
 TEST_F(ReadList, aCountOf0WithinReachGrowsTheBlockToItsAddress)
 {
     add("DM", "0", 1);
@@ -549,8 +552,8 @@ TEST_F(ReadList, theHighestAddressesAreMerged)
     EXPECT_EQ(rebuilt(), "DM 2147483600 +48");
 }
 
-// No device reaches as far as int does: what would lie behind it is dropped, never wrapped to a negative
-// address.
+// No device reaches as far as int does: what would lie behind it is dropped, never wrapped to
+// a negative address.
 TEST_F(ReadList, blocksEndWithTheHighestAddress)
 {
     settings.maxBlockLength = 2;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Requests to a remote area: the binary frame byte by byte, its length byte and its check byte.
 #include "queued_frames.h"
 
@@ -5,12 +6,12 @@ namespace
 {
 // Bytes of a request:
 //   0 length (writes)   1 ownerType   2 accessMode   3 linkId   4 station   5-6 area   7-10 address
-//   11-12 count   13-16 preReadMark   17-20 field13   21.. data (writes)   last: low byte of the sum of all
-//   before
+//   11-12 count   13-16 preReadMark   17-20 field13   21.. data (writes)
+//   last: low byte of the sum of all bytes before
 class RemoteFrameTest : public FrameTest
 {
 protected:
-    /// A record with nothing in it but what the frame's variable needs.
+    // A record with nothing in it but what the frame's variable needs.
     static RW_VAR plain(int station, int area, int address, int count)
     {
         RW_VAR var;
@@ -21,7 +22,7 @@ protected:
         return var;
     }
 
-    /// The only frame in the queue, as hexadecimal, with these announcements and all of \a var.
+    // The only frame in the queue, as hexadecimal, with these announcements and all of \a var.
     void expectOnlyBytes(const std::string &frame, int replyLength, int payloadLength,
                          const RW_VAR &var) const
     {
@@ -112,7 +113,7 @@ INSTANTIATE_TEST_SUITE_P(Fields, RemoteRead, testing::Values(
     // FF + FF + 01 + 01 + 0A + F6 = 300: the check byte is 0 again
     FieldsRow{"sumWrapsToZero", 0xFF, 0xFF, 1, 1, AREA_DM, 0xF6, 0, 0, 0,
               "00 FF FF 01 01 00 0A 00 00 00 F6 00 00 00 00 00 00 00 00 00 00 00", 1, -1},
-    // the area decides about the reply as a whole number: 65552 is not Z, though both pack as 00 10; 10 + 02
+    // the whole area number decides about the reply: 65552 is not Z, though both pack as 00 10
     FieldsRow{"areaIsComparedWhole", 0, 0, 0, 0, 65552, 0, 2, 0, 0,
               "00 00 00 00 00 00 10 00 00 00 00 00 02 00 00 00 00 00 00 00 00 12", 13, 11},
     // 01 + FF + FF + FF + FF + 01 = 3FE
@@ -126,7 +127,7 @@ INSTANTIATE_TEST_SUITE_P(Fields, RemoteRead, testing::Values(
 struct ReplyRow {
     int area;
     const char *areaBytes;
-    const char *check; ///< 01 station + area bytes + 02 count
+    const char *check; // 01 station + area bytes + 02 count
     int replyLength, payloadLength;
 
     friend void PrintTo(const ReplyRow &row, std::ostream *out) { *out << areaName(row.area); }
@@ -147,7 +148,7 @@ TEST_P(RemoteReadOfArea, announcesItsReply)
 }
 
 // clang-format off
-// Two elements: words 5 + 1 + 5, double words 10 + 1 + 10, timers and counters 23 + 1 + 23 characters.
+// Two elements: words 5 + 1 + 5, double words 10 + 1 + 10, timers 23 + 1 + 23 characters.
 INSTANTIATE_TEST_SUITE_P(Areas, RemoteReadOfArea, testing::Values(
     ReplyRow{ 0, "00 00", "03", 13, 11}, ReplyRow{ 1, "00 01", "04", 13, 11},
     ReplyRow{ 2, "00 02", "05", 13, 11}, ReplyRow{ 3, "00 03", "06", 13, 11},
@@ -210,7 +211,7 @@ struct WriteRow {
     const char *frame;
     int replyLength;
     int key, position;
-    const char *stored; ///< from the position to the image's end
+    const char *stored; // from the position to the image's end
 
     friend void PrintTo(const WriteRow &row, std::ostream *out) { *out << row.name; }
 };
@@ -256,7 +257,7 @@ INSTANTIATE_TEST_SUITE_P(Fields, RemoteWrite, testing::Values(
     WriteRow{"fourDataBytes", 5, 1, 0, 1, AREA_DM, 100, 2, 0, 0, "34 12 01 00",
              "1A 05 01 00 01 00 0A 00 00 00 64 00 02 00 00 00 00 00 00 00 00 34 12 01 00 D8", 4,
              10, 200, "34 12 01 00"},
-    // 18 length, AA ownerType to station, 0E area, 15 address, 01 count, 28A mark, 32 field13, FD data: 49F
+    // 18 length, AA owner to station, 0E area, 15 address, 01 count, 28A mark, 32 field13, FD data
     WriteRow{"everyFieldDifferent", 0x11, 0x22, 0x33, 0x44, AREA_W, 0x00000A0B, 1, -1583176796, 0x0B0C0D0E, "7E 7F",
              "18 11 22 33 44 00 0E 00 00 0A 0B 00 01 A1 A2 A3 A4 0B 0C 0D 0E 7E 7F 9F", 4,
              14, 5142, "7E 7F"},
@@ -288,7 +289,7 @@ INSTANTIATE_TEST_SUITE_P(Fields, RemoteWrite, testing::Values(
     WriteRow{"dataShort", 0, 1, 0, 1, AREA_DM, 5, 3, 0, 0, "34 12",
              "18 00 01 00 01 00 0A 00 00 00 05 00 03 00 00 00 00 00 00 00 00 34 12 72", 4,
              10, 10, "34 12"},
-    // data longer than count goes out whole, count elements are stored: 1A + 01 + 01 + 0A + 05 + 01 + 06 = 32
+    // data longer than count goes out whole, but only count elements are stored
     WriteRow{"dataLong", 0, 1, 0, 1, AREA_DM, 5, 1, 0, 0, "01 00 05 00",
              "1A 00 01 00 01 00 0A 00 00 00 05 00 01 00 00 00 00 00 00 00 00 01 00 05 00 32", 4,
              10, 10, "01 00"},
@@ -304,9 +305,9 @@ INSTANTIATE_TEST_SUITE_P(Fields, RemoteWrite, testing::Values(
 struct StoreRow {
     int area;
     const char *areaBytes;
-    const char *check; ///< 1A length + 01 station + area bytes + 02 address + 01 count + 01 data
+    const char *check; // 1A length + 01 station + area bytes + 02 address + 01 count + 01 data
     int key, position;
-    const char *stored; ///< from the position to the image's end; "" when the value is refused
+    const char *stored; // from the position to the image's end; "" when the value is refused
 
     friend void PrintTo(const StoreRow &row, std::ostream *out) { *out << areaName(row.area); }
 };
@@ -397,8 +398,9 @@ TEST_P(RemoteWriteLength, wrapsAsItsBytesDo)
     EXPECT_EQ(found.payloadLength, 0);
 }
 
-// Without data the bytes 1 to 20 sum up to 0C. The check runs over a 16-bit number of bytes, so that a frame
-// of 65536 bytes and its check byte is checked over none, one byte more over its length byte alone.
+// Without data the bytes 1 to 20 sum up to 0C. The check runs over a 16-bit number of bytes, so
+// that a frame of 65536 bytes and its check byte is checked over none, one byte more over its
+// length byte alone.
 INSTANTIATE_TEST_SUITE_P(Bytes, RemoteWriteLength,
                          testing::Values(LengthRow{"frame22", 0, '\0', 22, "16", "22"},
                                          LengthRow{"frame254", 232, '\0', 254, "FE", "0A"},

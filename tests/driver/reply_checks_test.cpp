@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: MIT
 // Reply checks: is it an answer to the frame in flight, and does it carry data?
 #include "in_flight.h"
 #include "rows.h"
 
 namespace
 {
-// --- the handshake's answer ----------------------------------------------------------------------------
+// --- the handshake's answer ----------------------------------------------------------------------
 
 struct AnswerRow {
     const char *name;
@@ -44,13 +45,13 @@ class ReplyChecks : public InFlight
 {
 };
 
-// --- what kind of reply it is --------------------------------------------------------------------------
+// --- what kind of reply it is -------------------------------------------------------------------
 
 struct KindRow {
     const char *name;
     const char *reply;
     int accessMode;
-    int kind; ///< 0 error, 1 data, 2 accepted without data
+    int kind; // 0 error, 1 data, 2 accepted without data
 
     friend std::ostream &operator<<(std::ostream &out, const KindRow &row) { return out << row.name; }
 };
@@ -121,7 +122,7 @@ TEST_F(ReplyChecks, withNothingInFlightNoReplyIsTakenForAnything)
     EXPECT_TRUE(DataStorage.isEmpty());
 }
 
-// --- checks and decoding -------------------------------------------------------------------------------
+// --- checks and decoding ------------------------------------------------------------------------
 
 struct ReplyRow {
     const char *name;
@@ -130,7 +131,7 @@ struct ReplyRow {
     int replyLength;
     int accessMode;
     int code;
-    const char *stored; ///< DM of station 1 afterwards
+    const char *stored; // DM of station 1 afterwards
 
     friend std::ostream &operator<<(std::ostream &out, const ReplyRow &row) { return out << row.name; }
 };

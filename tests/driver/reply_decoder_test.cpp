@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Decoding of replies into the store: SaveToLocalDataErea.
 #include "driver_test.h"
 
@@ -9,7 +10,7 @@ namespace
 class ReplyDecoder : public DriverTest
 {
 protected:
-    /// A frame in flight whose reply has its data part at \a offset, \a length bytes long.
+    // A frame in flight whose reply has its data part at \a offset, \a length bytes long.
     static void flying(const RW_VAR &var, int offset, int length)
     {
         Protocol frame;
@@ -22,7 +23,8 @@ protected:
         PLC_driver.frameQueue.append(frame);
     }
 
-    /// Decodes a data part, followed by the line end that every reply has, for a variable of station 1.
+    // Decodes a data part, followed by the line end that every reply has, for a variable
+    // of station 1.
     static void decode(int area, int address, int count, const char *data)
     {
         QByteArray reply(data);
@@ -33,7 +35,7 @@ protected:
         EXPECT_EQ(reply, before);
     }
 
-    /// The images that hold bytes: "station/key: bytes", in the order of station and key.
+    // The images that hold bytes: "station/key: bytes", in the order of station and key.
     static Lines store()
     {
         Lines images;
@@ -54,9 +56,9 @@ std::string rowName(const testing::TestParamInfo<Row> &row)
     return row.param.name;
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Every area: where one record goes and how large the images are afterwards
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 struct AreaRow {
     const char *name;
@@ -108,8 +110,8 @@ INSTANTIATE_TEST_SUITE_P(
                     AreaRow{"AT", 23, "0000000258", {"1/23: 00 00 00 00 02 01 00 00"}, {}}),
     rowName<AreaRow>);
 
-// The image of the code that was asked for is sized beforehand (contacts like words); the others grow to
-// reach what is written.
+// The image of the code that was asked for is sized beforehand (contacts like words); the others
+// grow to reach what is written.
 INSTANTIATE_TEST_SUITE_P(
     Triples, DecodedArea,
     testing::Values(
@@ -193,9 +195,9 @@ INSTANTIATE_TEST_SUITE_P(
                             {"**** ERROR checkTheStorage default", "SaveToLocalDataErea default 1 -1"}}),
     rowName<AreaRow>);
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // One field: what its text is worth
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 struct FieldRow {
     const char *name;
@@ -277,9 +279,9 @@ INSTANTIATE_TEST_SUITE_P(Digits, ContactField,
                                          FieldRow{"letter", "x", "00"}, FieldRow{"minus", "-", "00"}),
                          rowName<FieldRow>);
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Several records
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 TEST_F(ReplyDecoder, wordsStandSixCharactersApart)
 {
@@ -425,9 +427,9 @@ TEST_F(ReplyDecoder, aBlockOf512Timers)
     EXPECT_EQ(DataStorage[1][18], bytes("04 03 00 00").repeated(512));
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Where the data part lies
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 TEST_F(ReplyDecoder, theDataPartBeginsAtTheOffset)
 {
@@ -517,8 +519,9 @@ TEST_F(ReplyDecoder, anEmptyReplyStoresNothingButTheRangeIsSized)
     EXPECT_EQ(store(), Lines{"1/6: 00 00 00 00"});
 }
 
-// A read of no elements announces a data part of -1 bytes, which takes the whole reply, line end included:
-// here "00012\r", whose last character is a separator, and the record "\n", which is worth 0.
+// A read of no elements announces a data part of -1 bytes, which takes the whole reply, line
+// end included: here "00012\r", whose last character is a separator, and the record "\n", which
+// is worth 0.
 TEST_F(ReplyDecoder, aDataPartOfMinusOneIsTheWholeReply)
 {
     QByteArray reply("00012\r\n");
@@ -535,9 +538,9 @@ TEST_F(ReplyDecoder, aDataPartOfMinusOneBeginsAtTheOffset)
     EXPECT_EQ(store(), Lines{"1/10: 0C 00"});
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // What is left alone
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 TEST_F(ReplyDecoder, onlyTheDecodedElementsChange)
 {
@@ -602,9 +605,9 @@ TEST_F(ReplyDecoder, withoutAReplyNothingIsDecoded)
     EXPECT_EQ(store(), Lines());
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Negative addresses and the ceiling of 64 MiB
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 TEST_F(ReplyDecoder, wordsBeforeZeroArePassedOver)
 {

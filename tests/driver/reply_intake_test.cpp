@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: MIT
 // Reply intake: what one reply, or its absence, does to frames, counters and the link.
 #include "in_flight.h"
 #include "rows.h"
 
 namespace
 {
-// --- nothing to take -----------------------------------------------------------------------------------
+// --- nothing to take -----------------------------------------------------------------------------
 
 class ReplyIntake : public Intake
 {
@@ -67,7 +68,7 @@ TEST_F(ReplyIntake, everyOutcomeReturnsTheSameRecord)
     EXPECT_EQ(result(), 201);
 }
 
-// --- handshake -----------------------------------------------------------------------------------------
+// --- handshake ----------------------------------------------------------------------------------
 
 class HandshakeIntake : public Intake
 {
@@ -157,8 +158,8 @@ TEST_F(HandshakeIntake, aRemoteFrameOfAnUnlinkedStationIsNoHandshake)
     EXPECT_EQ(handshake, (QMap<int, bool>{{1, false}})) << "looking it up inserts it";
 }
 
-// On purpose: the steps ask for link and linkId alone, so a remote-area frame of a local variable is taken so
-// too.
+// On purpose: the steps ask for link and linkId alone, so a remote-area frame of a local variable
+// is taken so too.
 TEST_F(HandshakeIntake, inRemoteModeALocalVariableOfAnUnlinkedStationIsTakenForTheHandshake)
 {
     settings.remoteMode = 1;
@@ -182,7 +183,7 @@ TEST_F(HandshakeIntake, theLocalLinkIsTheOneOfTheSettings)
     EXPECT_EQ(handshake, (QMap<int, bool>{{1, true}}));
 }
 
-// --- good replies --------------------------------------------------------------------------------------
+// --- good replies -------------------------------------------------------------------------------
 
 TEST_F(ReplyIntake, aGoodReplyEndsItsRequest)
 {
@@ -255,7 +256,8 @@ TEST_F(ReplyIntake, aReplyThatOverstepsTheRequestEndsItToo)
     EXPECT_TRUE(PLC_driver.frameQueue.isEmpty());
 }
 
-// A host may have left any number in the block: adding to the highest one must not make the lowest one of it.
+// A host may have left any number in the block: adding to the highest one must not make the lowest
+// one of it.
 TEST_F(ReplyIntake, framesDoneAtTheEndOfIntStaysThereAndEndsTheRequest)
 {
     readInFlight();
@@ -266,7 +268,7 @@ TEST_F(ReplyIntake, framesDoneAtTheEndOfIntStaysThereAndEndsTheRequest)
     EXPECT_EQ(PLC_driver.readsThisCycle, 1); // the request was finished
 }
 
-// --- counting a pass over the read list ----------------------------------------------------------------
+// --- counting a pass over the read list ---------------------------------------------------------
 
 TEST_F(ReplyIntake, aPassIsOverWhenMoreRequestsAreFinishedThanTheReadListHolds)
 {
@@ -336,7 +338,7 @@ TEST_F(ReplyIntake, aFailureBeginsThePassAnew)
     EXPECT_EQ(settings.cycleDone, 0);
 }
 
-// --- failures within the retries -----------------------------------------------------------------------
+// --- failures within the retries ----------------------------------------------------------------
 
 TEST_F(ReplyIntake, aFailedRequestIsKeptForAnotherTry)
 {
@@ -359,7 +361,7 @@ struct FailureRow {
     const char *name;
     const char *reply;
     int length;
-    int code; ///< once the retries are used up
+    int code; // once the retries are used up
 
     friend std::ostream &operator<<(std::ostream &out, const FailureRow &row) { return out << row.name; }
 };
@@ -431,7 +433,8 @@ TEST_F(ReplyIntake, aRetryThatSucceedsIsASuccess)
     EXPECT_EQ(takeCallbacks(), Lines{"notify 77 5 50 1"});
 }
 
-// On purpose: only giving up clears the count. A host that counts failures per request clears it itself.
+// On purpose: only giving up clears the count. A host that counts failures per request
+// clears it itself.
 TEST_F(ReplyIntake, successDoesNotClearTheFailuresCountedSoFar)
 {
     for (const int failures : {1, 2}) {
@@ -458,7 +461,7 @@ TEST_F(ReplyIntake, aHostThatClearsTheCountGetsAllRetriesForEachRequest)
     }
 }
 
-// --- giving up -----------------------------------------------------------------------------------------
+// --- giving up ----------------------------------------------------------------------------------
 
 TEST_F(ReplyIntake, givingUpEmptiesTheWholeQueueAndUnlinksThatStation)
 {

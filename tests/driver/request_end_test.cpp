@@ -1,10 +1,13 @@
+// SPDX-License-Identifier: MIT
 // The end of a request: lists, requesters told, entries purged.
 #include "in_flight.h"
 #include "rows.h"
 
+#include <map>
+
 namespace
 {
-// --- lists and callbacks at the end of a request -------------------------------------------------------
+// --- lists and callbacks at the end of a request -------------------------------------------------
 
 struct Requester {
     int ownerType, ownerId, station;
@@ -12,16 +15,16 @@ struct Requester {
 
 struct EndRow {
     const char *name;
-    std::vector<Requester> list; ///< the first has just been answered
-    Lines whenDone;              ///< callbacks
+    std::vector<Requester> list; // the first has just been answered
+    Lines whenDone;              // callbacks
     Lines whenFailed;
-    const char *keptByStation; ///< after a failure with multiStation 1
-    const char *keptAtAll;     ///< after a failure with multiStation 0
+    const char *keptByStation; // after a failure with multiStation 1
+    const char *keptAtAll;     // after a failure with multiStation 0
 
     friend std::ostream &operator<<(std::ostream &out, const EndRow &row) { return out << row.name; }
 };
 
-/// Writes (opKind 1) and one-shot reads (opKind 2) end in the same way while they are local.
+// Writes (opKind 1) and one-shot reads (opKind 2) end in the same way while they are local.
 class RequestEnd : public Intake, public testing::WithParamInterface<std::tuple<int, EndRow>>
 {
 protected:
@@ -46,7 +49,7 @@ protected:
     static QList<RW_VAR> &list() { return isWrite() ? PLC_driver.writeList : PLC_driver.onceReadList; }
     static QList<RW_VAR> &otherList() { return isWrite() ? PLC_driver.onceReadList : PLC_driver.writeList; }
 
-    /// "5/50@1 6/50@2": type, id and station of the entries of a list.
+    // "5/50@1 6/50@2": type, id and station of the entries of a list.
     static std::string requesters(const QList<RW_VAR> &entries)
     {
         std::string text;
@@ -138,12 +141,12 @@ class RequestEndAlone : public Intake
 
 TEST_F(RequestEndAlone, theHostGetsTheEntryOfTheListWithoutItsData)
 {
-    for (const int opKind : {1, 2, 0}) {
+    const std::map<int, QList<RW_VAR> *> lists{{kvWrite, &PLC_driver.writeList},
+                                               {kvOnceRead, &PLC_driver.onceReadList},
+                                               {kvCyclicRead, &PLC_driver.readList}};
+    for (const auto &[opKind, list] : lists) {
         PLC_driver.currentVar = RW_VAR();
-        QList<RW_VAR> &list = opKind == 1   ? PLC_driver.writeList
-                              : opKind == 2 ? PLC_driver.onceReadList
-                                            : PLC_driver.readList;
-        list.append(numbered());
+        list->append(numbered());
         add(write(AREA_EM, 3, 1, "AA"), 4);
         PLC_driver.opKind = opKind;
         EXPECT_EQ(answer("OK\r\n"), 1);
@@ -201,7 +204,7 @@ TEST_F(RequestEndAlone, listsEmptiedMeanwhileAreNoHarm)
     }
 }
 
-// --- callbacks -----------------------------------------------------------------------------------------
+// --- callbacks ----------------------------------------------------------------------------------
 
 bool listMutexWasHeld = false;
 int errorsSeen = 0;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Driver return codes: outcome kind and owner type of the frame in flight make one number.
 #include "driver_test.h"
 #include "rows.h"
@@ -13,7 +14,7 @@ void putInFlight(int ownerType)
     PLC_driver.frameQueue.append(frame);
 }
 
-// --- failures: a band of twelve codes each -------------------------------------------------------------
+// --- failures: a band of twelve codes each ------------------------------------------------------
 
 struct OwnerRow {
     const char *name;
@@ -82,7 +83,7 @@ INSTANTIATE_TEST_SUITE_P(Owners, FailureCode, testing::Values(
     nameOfRow<OwnerRow>);
 // clang-format on
 
-// --- the other outcomes --------------------------------------------------------------------------------
+// --- the other outcomes -------------------------------------------------------------------------
 
 struct KindRow {
     const char *name;
@@ -111,7 +112,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, OutcomeCode,
                                          KindRow{"kindSmallest", std::numeric_limits<int>::min(), 200}),
                          nameOfRow<KindRow>);
 
-// --- which frame counts --------------------------------------------------------------------------------
+// --- which frame counts -------------------------------------------------------------------------
 
 class ReturnCodes : public DriverTest
 {

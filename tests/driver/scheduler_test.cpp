@@ -1,11 +1,13 @@
+// SPDX-License-Identifier: MIT
 // Scheduler: which request goes out next.
 #include "driver_test.h"
 #include "rows.h"
 
 namespace
 {
-// In these tests the address of an entry is also the number of its station, and each list has a device of its
-// own: writes go to DM, one-shot reads to EM, cyclic reads to FM. So a frame tells where it came from.
+// In these tests the address of an entry is also the number of its station, and each list has a
+// device of its own: writes go to DM, one-shot reads to EM, cyclic reads to FM. So a frame tells
+// where it came from.
 class Scheduler : public DriverTest
 {
 protected:
@@ -27,7 +29,7 @@ protected:
     }
     static void queueRead(int station) { PLC_driver.readList.append(variable(AREA_FM, station, 1, station)); }
 
-    /// The same for several: "198" queues stations 1, 9 and 8.
+    // The same for several: "198" queues stations 1, 9 and 8.
     static void queue(const char *writes, const char *onceReads, const char *reads)
     {
         for (const char *digit = writes; *digit != '\0'; ++digit)
@@ -46,7 +48,8 @@ protected:
         return digits;
     }
 
-    /// One request from its choice to its end; the end is done by hand here, without the reply intake.
+    // One request from its choice to its end; the end is done by hand here, without
+    // the reply intake.
     static std::string turn()
     {
         const std::string frame = send();
@@ -71,17 +74,17 @@ protected:
     }
 };
 
-// --- one call ------------------------------------------------------------------------------------------
+// --- one call -----------------------------------------------------------------------------------
 
-/// Lists as strings of stations, of which 8 and 9 are switched off.
+// Lists as strings of stations, of which 8 and 9 are switched off.
 struct PassRow {
     const char *name;
     struct {
         const char *writes, *onceReads, *reads;
         int writeTurns, onceReadTurns;
     } before;
-    const char *frame; ///< "" nothing to send
-    int opKind;        ///< 100: no list was considered
+    const char *frame; // "" nothing to send
+    int opKind;        // 100: no list was considered
     int cycleDone;
     struct {
         const char *writes, *onceReads, *reads;
@@ -172,9 +175,10 @@ INSTANTIATE_TEST_SUITE_P(SwitchedOff, SchedulerPass, testing::Values(
     nameOfRow<PassRow>);
 // clang-format on
 
-// --- long lists ----------------------------------------------------------------------------------------
+// --- long lists ---------------------------------------------------------------------------------
 
-/// Blocks of switched-off stations before and after those that are on, which a pass finds in order 0, 1, 2...
+// Blocks of switched-off stations before and after those that are on, which a pass finds in order
+// 0, 1, 2...
 struct LongListRow {
     int offBefore;
     int on;
@@ -189,7 +193,7 @@ struct LongListRow {
 class LongList : public Scheduler, public testing::WithParamInterface<LongListRow>
 {
 protected:
-    /// Addresses 0 up to number, so that the list shows its order.
+    // Addresses 0 up to number, so that the list shows its order.
     static void queueReads(int number, int station)
     {
         for (int i = 0; i < number; ++i) {
@@ -247,7 +251,7 @@ TEST_F(Scheduler, aLongListWithoutAReachableStationStaysAsItIs)
         ASSERT_EQ(PLC_driver.readList.at(address).address, address);
 }
 
-// --- several calls -------------------------------------------------------------------------------------
+// --- several calls ------------------------------------------------------------------------------
 
 TEST_F(Scheduler, sixWritesLetOneCyclicReadThrough)
 {
@@ -340,7 +344,7 @@ TEST_F(Scheduler, writesOfSwitchedOffStationsCountTurnsOnlyUntilTheLimit)
     EXPECT_EQ(PLC_driver.writeTurns, 0);
 }
 
-// --- what is handed out --------------------------------------------------------------------------------
+// --- what is handed out -------------------------------------------------------------------------
 
 TEST_F(Scheduler, theHeadOfTheQueueIsHandedOutInPlace)
 {
@@ -444,7 +448,7 @@ TEST_F(Scheduler, idleTurnsLeaveTheKindOfTheLastRequest)
     EXPECT_EQ(PLC_driver.opKind, 2);
 }
 
-// --- stations without a link ---------------------------------------------------------------------------
+// --- stations without a link --------------------------------------------------------------------
 
 TEST_F(Scheduler, anUnlinkedStationGetsTheHandshakeInPlaceOfItsRequest)
 {
@@ -470,7 +474,7 @@ TEST_F(Scheduler, eachStationHasItsOwnLink)
     EXPECT_EQ(PLC_driver.frameQueue.at(0).var.station, 2);
 }
 
-// --- entries that no frame can be built from -----------------------------------------------------------
+// --- entries that no frame can be built from ----------------------------------------------------
 
 TEST_F(Scheduler, aWriteThatCannotBeBuiltIsDroppedAndNothingIsSent)
 {
@@ -499,7 +503,7 @@ TEST_F(Scheduler, aReadThatCannotBeBuiltGoesOutAsAnEmptyFrame)
     EXPECT_EQ(stations(PLC_driver.readList), "1");
 }
 
-// --- remote mode ---------------------------------------------------------------------------------------
+// --- remote mode --------------------------------------------------------------------------------
 
 class SchedulerRemote : public Scheduler
 {

@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: MIT
 // One exchange thread and four screen threads, on local and on remote stations, while
-// stations are switched. It runs for one second; KV_TEST_SECONDS=60 makes it the long run that the
-// sanitizers watch.
+// stations are switched. It runs for one second; KV_TEST_SECONDS=60 makes it the long run that
+// the sanitizers watch.
 //
-// Every device of a station has one value that may ever be written to it. So a word on a screen may lack bits
-// of it, but must hold no others, and a frame that carries another value is wrong.
+// Every device of a station has one value that may ever be written to it. So a word on a screen may
+// lack bits of it, but must hold no others, and a frame that carries another value is wrong.
 #include "driver_test.h"
 
 #include <QtEndian>
@@ -77,7 +78,7 @@ protected:
 
     // --- the PLCs ---
 
-    /// What a station that holds its values answers. Frames are kept by what they begin with.
+    // What a station that holds its values answers. Frames are kept by what they begin with.
     QByteArray answerTo(const Protocol &frame)
     {
         const RW_VAR &var = frame.var;
@@ -88,10 +89,12 @@ protected:
             return "CC\r\n";
         }
         if (remote ? var.accessMode == 0 : command == "RDS") {
-            kinds.insert(remote ? "remote read" : var.preReadMark == -1 ? "pre-read" : "read");
+            const char *localKind = var.preReadMark == kvPreRead ? "pre-read" : "read";
+            kinds.insert(remote ? "remote read" : localKind);
             return wordsOf(var);
         }
-        kinds.insert(remote ? "remote write" : command == "WRS" ? "write" : "relay");
+        const char *localKind = command == "WRS" ? "write" : "relay";
+        kinds.insert(remote ? "remote write" : localKind);
         if (remote ? !remoteWriteIsRight(var) : !writeIsRight(frame.frame.toStdString(), var))
             wrongFrames.push_back(frame.frame.toStdString());
         return "OK\r\n";
@@ -159,7 +162,7 @@ protected:
         }
     }
 
-    /// Long lists make every call slow, and the exchange thread waits meanwhile.
+    // Long lists make every call slow, and the exchange thread waits meanwhile.
     static bool listsAreLong()
     {
         const QMutexLocker lists(&PLC_driver.listMutex);
@@ -230,7 +233,7 @@ protected:
         }
     }
 
-    std::set<std::string> kinds; ///< what the exchange thread sent
+    std::set<std::string> kinds; // what the exchange thread sent
     std::vector<std::string> wrongFrames;
     int exchanges = 0;
     std::atomic<bool> timeIsUp = false;

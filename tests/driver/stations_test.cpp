@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Switching stations off and on: one operation under two names.
 #include "driver_test.h"
 #include "rows.h"
@@ -20,7 +21,7 @@ class StationSwitch : public DriverTest, public testing::WithParamInterface<Name
 protected:
     static void switchStation(int station, int flag) { GetParam().call(station, flag); }
 
-    /// The switched-off stations with their map values: "3:0 7:0".
+    // The switched-off stations with their map values: "3:0 7:0".
     static std::string switchedOff()
     {
         std::string text;

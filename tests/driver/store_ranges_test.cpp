@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Keys of the store and the sizing of its images: getPlcReg, checkTheStorage.
 #include "driver_test.h"
 
@@ -41,7 +42,7 @@ void PrintTo(const RangeRow &row, std::ostream *out)
 class StoreRanges : public DriverTest
 {
 protected:
-    /// checkTheStorage of this range; the record must come back as it went in.
+    // checkTheStorage of this range; the record must come back as it went in.
     static void need(int station, int area, int address, int count)
     {
         ControlInformationM range;
@@ -56,10 +57,10 @@ protected:
         EXPECT_EQ(range.count, count);
     }
 
-    /// Bytes of an image; a missing one has none. Creates nothing.
+    // Bytes of an image; a missing one has none. Creates nothing.
     static qint64 imageSize(int station, int key) { return DataStorage.value(station).value(key).size(); }
 
-    /// All bytes of an image are zero.
+    // All bytes of an image are zero.
     static bool isBlank(int station, int key)
     {
         const QByteArray held = DataStorage.value(station).value(key);
@@ -67,9 +68,9 @@ protected:
     }
 };
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Keys
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 class ReadKey : public StoreRanges, public testing::WithParamInterface<KeyRow>
 {
@@ -106,9 +107,9 @@ TEST_F(StoreRanges, aCodeThatIsNoAreaIsLoggedAndIsItsOwnKey)
                                   "getPlcReg default 2147483647", "getPlcReg default -2147483648"}));
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Sizes
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 class RangeSize : public StoreRanges, public testing::WithParamInterface<RangeRow>
 {
@@ -150,8 +151,8 @@ INSTANTIATE_TEST_SUITE_P(
                     RangeRow{"CM_bit", 38, 100, 5, 24, 14}, RangeRow{"VM_bit", 39, 100, 5, 25, 14}),
     rowName<RangeRow>);
 
-// Bits of words count the words of the address and of the count apart, each rounded toward zero, and one
-// more: a range that starts late in a word may come out one word short.
+// Bits of words count the words of the address and of the count apart, each rounded toward zero,
+// and one more: a range that starts late in a word may come out one word short.
 INSTANTIATE_TEST_SUITE_P(BitsOfWords, RangeSize,
                          testing::Values(RangeRow{"lastBitOfWordAndOneMore", 32, 15, 2, 10, 2},
                                          RangeRow{"firstBitOfNextWord", 32, 16, 1, 10, 4},
@@ -209,9 +210,9 @@ TEST_F(StoreRanges, aRangeThatEndsBeforeZeroLeavesAnImageAsItIs)
     EXPECT_EQ(image(2, 10), "AA BB");
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Growing
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 TEST_F(StoreRanges, anImageOnlyGrows)
 {
@@ -278,9 +279,9 @@ TEST_F(StoreRanges, anyNumberIsAStation)
     EXPECT_EQ(image(highest, 10), "00 00 00 00");
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Ceiling: an image never passes 64 MiB, 67108864 bytes
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 class Ceiling : public StoreRanges, public testing::WithParamInterface<RangeRow>
 {

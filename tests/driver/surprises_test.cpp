@@ -8,7 +8,7 @@
 
 namespace
 {
-// --- the record that DataCom returns ---------------------------------------------------------------------
+// --- the record that DataCom returns -------------------------------------------------------------
 
 class Record : public DriverTest
 {
@@ -77,15 +77,15 @@ TEST_F(Record, isOfTheFirstNewBlockWhenTheListWasRebuiltMeanwhile)
     EXPECT_EQ(send(), "RDS FM6.U 1\r");
 }
 
-// --- a call that becomes two pieces ----------------------------------------------------------------------
+// --- a call that becomes two pieces -------------------------------------------------------------
 
 class TwoPieces : public DriverTest
 {
 protected:
     static constexpr std::chrono::seconds longEnough{10};
 
-    /// Two relays. After a failure each piece is mirrored into the store before the next is queued, so that whoever
-    /// holds storeMutex stops the call between its pieces.
+    // Two relays. After a failure each piece is mirrored into the store before the next is queued,
+    // so that whoever holds storeMutex stops the call between its pieces.
     static std::future<int> writeElsewhere()
     {
         return std::async(std::launch::async, [] {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // From host units to store units: which device, which word, how many words or double words.
 #include "driver_test.h"
 
@@ -10,7 +11,7 @@ constexpr int highest = std::numeric_limits<int>::max();
 class UnitConversion : public DriverTest
 {
 protected:
-    /// Converts one variable; everything but area, address and count must stay as it is.
+    // Converts one variable; everything but area, address and count must stay as it is.
     void expectUnits(int area, int address, int count, int key, int unit, int units)
     {
         SCOPED_TRACE("area " + std::to_string(area) + ", address " + std::to_string(address) + ", count " +

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Registering variables: cyclic reads, writes and one-shot reads.
 #include "list_test.h"
 
@@ -5,7 +6,7 @@ namespace
 {
 constexpr int mostEntries = 1024;
 
-/// Entries 0 +1, 1 +1, ... of CM (area 24), which no other test row uses, straight into a list.
+// Entries 0 +1, 1 +1, ... of CM (area 24), which no other test row uses, straight into a list.
 QList<RW_VAR> filled(int entries)
 {
     QList<RW_VAR> list;
@@ -93,7 +94,7 @@ TEST_F(ReadRegistration, doesNothingWithoutARecord)
 class WriteRegistration : public ListTest
 {
 protected:
-    /// Registers a write of DM words; the result of the call.
+    // Registers a write of DM words; the result of the call.
     static int add(int address, int count, const char *dataHex, int mode = 0)
     {
         RW_VAR var = write(AREA_DM, address, count, dataHex);
@@ -301,7 +302,7 @@ TEST_F(WriteRegistration, touchesNeitherTheStoreNorTheOtherLists)
 class OnceReadRegistration : public ListTest
 {
 protected:
-    /// Registers a one-shot read as a screen does; the result of the call.
+    // Registers a one-shot read as a screen does; the result of the call.
     static int add(int area, const char *text, int count, int ownerId = 50, int station = 1)
     {
         RW_VAR var = variable(area, 0, count, station);
@@ -379,8 +380,8 @@ INSTANTIATE_TEST_SUITE_P(Of, OnceReadPieces, testing::Values(
     [](const auto &row) { return std::string(row.param.name); });
 // clang-format on
 
-// No device reaches as far as int does: what would lie behind it is dropped, never wrapped to a negative
-// address.
+// No device reaches as far as int does: what would lie behind it is dropped, never wrapped to
+// a negative address.
 TEST_F(OnceReadRegistration, endsWithTheHighestAddress)
 {
     settings.maxBlockLength = 2;

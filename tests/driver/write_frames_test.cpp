@@ -1,5 +1,6 @@
-// Write requests: the command of every area, the two frames of a bit inside a word, writes that cannot be
-// sent, and the copy of a written value in the store.
+// SPDX-License-Identifier: MIT
+// Write requests: the command of every area, the two frames of a bit inside a word, writes that
+// cannot be sent, and the copy of a written value in the store.
 #include "queued_frames.h"
 
 namespace
@@ -8,7 +9,7 @@ struct WriteRow {
     const char *name;
     int area, address, count;
     const char *data;
-    Queued expected; ///< frame, frameLength, replyLength, replyOffset, payloadLength
+    Queued expected; // frame, frameLength, replyLength, replyOffset, payloadLength
 
     friend void PrintTo(const WriteRow &row, std::ostream *out) { *out << row.name; }
 };
@@ -22,8 +23,8 @@ protected:
         PLC_driver.writeList.append(given);
     }
 
-    RW_VAR var;         ///< what the builder gets
-    const RW_VAR given; ///< the same, out of its reach
+    RW_VAR var;         // what the builder gets
+    const RW_VAR given; // the same, out of its reach
 };
 
 TEST_P(WriteFrame, isQueuedByWriteAnalog)
@@ -145,7 +146,7 @@ INSTANTIATE_TEST_SUITE_P(DataLength, WriteFrame, testing::Values(
 struct LongRow {
     const char *name;
     int area, address, count, elementSize;
-    const char *begin; ///< of the frame; the values are 1, 2, 3 ...
+    const char *begin; // of the frame; the values are 1, 2, 3 ...
     const char *end;
     int frameLength;
 
@@ -155,7 +156,7 @@ struct LongRow {
 class LongWrite : public FrameTest, public testing::WithParamInterface<LongRow>
 {
 protected:
-    /// The numbers 1 to count, low byte first.
+    // The numbers 1 to count, low byte first.
     static QByteArray ascending(int count, int elementSize)
     {
         QByteArray data(count * elementSize, '\0');
@@ -189,7 +190,7 @@ TEST_P(LongWrite, isBuiltWhole)
 }
 
 // clang-format off
-// Head, then 6 characters a word or 11 a double word, then CR; around the usual limit of 1024 bytes.
+// Head, 6 characters a word or 11 a double word, CR: around the usual limit of 1024 bytes.
 INSTANTIATE_TEST_SUITE_P(Values, LongWrite, testing::Values(
     LongRow{"words_1022",       AREA_DM,    0, 168, 2, "WRS DM0.U 168 00001 00002 ",    " 00167 00168\r", 1022},
     LongRow{"words_1023",       AREA_DM,   10, 168, 2, "WRS DM10.U 168 00001 00002 ",   " 00167 00168\r", 1023},
@@ -351,8 +352,8 @@ INSTANTIATE_TEST_SUITE_P(Contacts, AreaWithoutWriteFrame, testing::Values(6, 7, 
 INSTANTIATE_TEST_SUITE_P(BitsOfWords, AreaWithoutWriteFrame, testing::Range(32, 40), areaRowName);
 INSTANTIATE_TEST_SUITE_P(NoArea, AreaWithoutWriteFrame, testing::ValuesIn(notAreas), areaRowName);
 
-// On purpose: the state of a timer or counter cannot be sent, but goes out as an empty frame and into the
-// store.
+// On purpose: the state of a timer or counter cannot be sent, but goes out as an empty frame and
+// into the store.
 TEST_F(WriteRequest, ofTimerContactsIsEmptyAndStored)
 {
     RW_VAR var = marked(AREA_T, 3, 3, "01 02 FF");
@@ -400,7 +401,7 @@ struct BitRow {
 class BitWriteFrames : public FrameTest, public testing::WithParamInterface<BitRow>
 {
 protected:
-    /// The record of station 6 as both frames carry it; the mark and the mode tell them apart.
+    // The record of station 6 as both frames carry it; the mark and the mode tell them apart.
     static std::string wordRecord(int accessMode, int preReadMark)
     {
         return "ownerType 7 ownerId 1001 access " + std::to_string(accessMode) +
@@ -584,7 +585,7 @@ struct StoreRow {
     int area, address, count;
     const char *data;
     int key, position;
-    const char *stored; ///< from the position to the image's end
+    const char *stored; // from the position to the image's end
 
     friend void PrintTo(const StoreRow &row, std::ostream *out) { *out << row.name; }
 };

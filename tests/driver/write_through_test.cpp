@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Writes that show in the store at once: WriteDataToLocal.
 #include "driver_test.h"
 
@@ -16,7 +17,7 @@ protected:
         EXPECT_EQ(var.data, bytes(dataHex));
     }
 
-    /// The images that hold bytes: "station/key: bytes", in the order of station and key.
+    // The images that hold bytes: "station/key: bytes", in the order of station and key.
     static Lines store()
     {
         Lines images;
@@ -62,23 +63,23 @@ TEST_P(Written, showsInTheStore)
     EXPECT_EQ(takeLines(), row.lines);
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Every area: into which image, and how long it is afterwards
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
-/// Two words from number 1 on.
+// Two words from number 1 on.
 WriteRow words(const char *name, int area, const char *stored)
 {
     return WriteRow{name, area, 1, 2, "01 02 03 04", {stored}, {}};
 }
 
-/// One double word, number 1.
+// One double word, number 1.
 WriteRow doubleWord(const char *name, int area, const char *stored)
 {
     return WriteRow{name, area, 1, 1, "01 02 03 04", {stored}, {}};
 }
 
-/// Bits 11 and 12 set: the image ends with the byte that holds them.
+// Bits 11 and 12 set: the image ends with the byte that holds them.
 WriteRow bits(const char *name, int area, const char *stored)
 {
     return WriteRow{name, area, 11, 2, "01 01", {stored}, {}};
@@ -150,9 +151,9 @@ TEST_F(WriteThrough, theLineNamesTheStationOfTheVariable)
     EXPECT_EQ(takeLines(), Lines{"WriteDataToLocal default 31 9 12"});
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Growth: exactly to the last byte written
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 INSTANTIATE_TEST_SUITE_P(
     Growth, Written,
@@ -183,9 +184,9 @@ INSTANTIATE_TEST_SUITE_P(
         WriteRow{"doubleWordsCountMinusOne", 16, 3, -1, "01 02 03 04", {}, {}}),
     rowName);
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Into an image that is there already
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 TEST_F(WriteThrough, wordsReplaceOnlyThemselves)
 {
@@ -259,9 +260,9 @@ TEST_F(WriteThrough, withoutAVariableNothingIsDone)
     EXPECT_TRUE(DataStorage.isEmpty());
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // Less data than elements
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 INSTANTIATE_TEST_SUITE_P(
     ShortData, Written,
@@ -300,9 +301,9 @@ TEST_F(WriteThrough, elementsPastTheDataKeepTheirValues)
               (Lines{"1/0: FE", "1/6: 00 01", "1/10: 01 02 03 00 A4 A5", "1/16: 01 02 00 00 B4 B5 B6 B7"}));
 }
 
-// ---------------------------------------------------------------------------------------------------------
-// Elements before 0 are passed over
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
+// Elements before 0 are skipped
+// -------------------------------------------------------------------------------------------------
 
 INSTANTIATE_TEST_SUITE_P(
     BeforeZero, Written,
@@ -326,14 +327,14 @@ TEST_F(WriteThrough, bitsBeforeZeroLeaveTheFirstByteAsItIs)
     EXPECT_EQ(store(), Lines{"1/10: FF FF"});
 }
 
-// ---------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------
 // The ceiling: an image never passes 64 MiB, 67108864 bytes
-// ---------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 struct LastRow {
     const char *name;
     int area;
-    int last; ///< the last element that fits
+    int last; // the last element that fits
     const char *dataHex;
     int key;
     const char *lastFourBytes;
@@ -372,7 +373,8 @@ INSTANTIATE_TEST_SUITE_P(
                     LastRow{"bitOfWord", 32, 536870911, "01", 10, "00 00 00 80"}),
     [](const testing::TestParamInfo<LastRow> &row) { return std::string(row.param.name); });
 
-// A write that only ends past the ceiling does not grow the image either; what the image holds is written.
+// A write that only ends past the ceiling does not grow the image either; what the image
+// holds is written.
 TEST_F(WriteThrough, aWriteAcrossTheCeilingDoesNotGrowTheImage)
 {
     DataStorage[1][10] = bytes("AA");
@@ -385,7 +387,8 @@ TEST_F(WriteThrough, aWriteAcrossTheCeilingDoesNotGrowTheImage)
     EXPECT_EQ(image(1, 10, 67108860, 4), "00 00 01 02");
 }
 
-// One byte short of the ceiling: bit 536870911 lies just behind the image, the next one past the ceiling.
+// One byte short of the ceiling: bit 536870911 lies just behind the image, the next one
+// past the ceiling.
 TEST_F(WriteThrough, bitsAcrossTheCeilingAreDroppedWhereTheImageEnds)
 {
     DataStorage[1][0] = QByteArray(67108863, '\0');

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "driver_compare.h"
 
 #include <cstring>
@@ -139,7 +140,8 @@ bool same(const Protocol &driver, const Frame &expected)
            driver.extra1 == 0 && driver.extra2 == 0 && driver.extra3 == 0;
 }
 
-/// A list of the driver with one of the model, entry by entry without converting those that are alike.
+// A list of the driver with one of the model, entry by entry without converting those
+// that are alike.
 template <typename QtEntry, typename Entry>
 std::string compareQtList(const std::string &name, const QList<QtEntry> &driver,
                           const std::vector<Entry> &expected)
@@ -177,7 +179,7 @@ std::string compareImage(int station, int key, const QByteArray &driver, const s
            std::to_string(expected.size()) + "\n";
 }
 
-/// An image without bytes and none at all are the same to every caller.
+// An image without bytes and none at all are the same to every caller.
 std::string compareStore(const std::map<int, std::map<int, std::string>> &expected)
 {
     std::map<int, std::map<int, bool>> seen;

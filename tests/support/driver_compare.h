@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Compares the driver with the plain model: what both show must be alike after each call.
 //
 // A comparison gives "" or the first difference, which begins with the name of what differs.

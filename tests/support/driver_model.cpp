@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "driver_model.h"
 
 #include <algorithm>
@@ -11,7 +12,7 @@ namespace
 constexpr long long ceiling = 64LL * 1024 * 1024;
 constexpr std::size_t listBound = 1024;
 
-// --- areas -----------------------------------------------------------------------------------------------
+// --- areas --------------------------------------------------------------------------------------
 
 bool isRelay(int area)
 {
@@ -33,6 +34,14 @@ bool isDoubleWord(int area)
     return area >= 16 && area <= 23;
 }
 
+// Of one element as a host hands it over or gets it.
+int bytesOfElement(int area)
+{
+    if (isDoubleWord(area))
+        return 4;
+    return isWord(area) ? 2 : 1;
+}
+
 bool isBitOfWord(int area)
 {
     return area >= 32 && area <= 39;
@@ -48,7 +57,7 @@ bool isArea(int area)
     return area >= 0 && area <= 39;
 }
 
-/// The device whose data an area shares.
+// The device whose data an area shares.
 int deviceOf(int area)
 {
     static const std::map<int, int> aliases{
@@ -58,7 +67,7 @@ int deviceOf(int area)
     return alias == aliases.end() ? area : alias->second;
 }
 
-/// Where an area's values are kept: contacts and double words under their own code.
+// Where an area's values are kept: contacts and double words under their own code.
 int imageOf(int area)
 {
     return isContact(area) || isDoubleWord(area) ? area : deviceOf(area);
@@ -97,7 +106,7 @@ const std::map<int, Command> &writeCommands()
     return commands;
 }
 
-/// Characters of one value in a reply, its separator included.
+// Characters of one value in a reply, its separator included.
 int replyWidth(int area)
 {
     if (area == 16 || area == 23)
@@ -107,7 +116,7 @@ int replyWidth(int area)
     return 6;
 }
 
-// --- texts -----------------------------------------------------------------------------------------------
+// --- texts --------------------------------------------------------------------------------------
 
 std::string text(const char *format, int value)
 {
@@ -145,15 +154,15 @@ int digitValue(char c)
     return 99;
 }
 
-/// A whole number: blanks around it are ignored, one sign may stand before it and "0x" before hexadecimal digits,
-/// it must fit 32 bits with sign.
+// A whole number: spaces around it are ignored, one sign may stand before it and "0x" before
+// hexadecimal digits, it must fit 32 bits with sign.
 bool toNumber(std::string digits, int base, int &result)
 {
-    const char *const blanks = " \t\n\v\f\r";
-    const std::size_t first = digits.find_first_not_of(blanks);
+    const char *const spaces = " \t\n\v\f\r";
+    const std::size_t first = digits.find_first_not_of(spaces);
     if (first == std::string::npos)
         return false;
-    digits = digits.substr(first, digits.find_last_not_of(blanks) - first + 1);
+    digits = digits.substr(first, digits.find_last_not_of(spaces) - first + 1);
     const bool negative = digits[0] == '-';
     if (negative || digits[0] == '+')
         digits.erase(0, 1);
@@ -172,7 +181,7 @@ bool toNumber(std::string digits, int base, int &result)
     return true;
 }
 
-/// A bit address; one past 32 bits is no address.
+// A bit address; false past 32 bits.
 bool toBitAddress(int channel, int bit, int &result)
 {
     const long long address = channel * 16LL + bit;
@@ -180,16 +189,16 @@ bool toBitAddress(int channel, int bit, int &result)
     return address <= std::numeric_limits<int>::max() && address >= std::numeric_limits<int>::min();
 }
 
-/// A field of a reply; one that is no number counts as 0.
+// A field of a reply; one that is not a number counts as 0.
 int field(const std::string &digits)
 {
     int value = 0;
     return toNumber(digits, 10, value) ? value : 0;
 }
 
-// --- bytes -----------------------------------------------------------------------------------------------
+// --- bytes --------------------------------------------------------------------------------------
 
-/// Little-endian number; bytes past the end of the data are 0.
+// Little-endian number; bytes past the end of the data are 0.
 unsigned valueAt(const std::string &data, std::size_t position, int bytes)
 {
     unsigned value = 0;
@@ -213,7 +222,7 @@ char sumOf(const std::string &bytes)
     return char(sum & 0xFF);
 }
 
-/// Fields that a remote-area frame packs behind its first byte.
+// Fields that a remote-area frame packs behind its first byte.
 std::string packed(const Var &var)
 {
     std::string frame;
@@ -239,7 +248,7 @@ bool sameRequest(const Var &a, const Var &b)
     return a.station == b.station && a.area == b.area && a.address == b.address && a.count == b.count;
 }
 
-/// A host may have left any number in its block: the end of int is not passed.
+// A host may have left any number in its block: the end of int is not passed.
 int plusOne(int number)
 {
     return number == std::numeric_limits<int>::max() ? number : number + 1;
@@ -251,7 +260,7 @@ bool sameRequester(const Var &a, const Var &b)
 }
 } // namespace
 
-// --- set-up and addresses --------------------------------------------------------------------------------
+// --- set-up and addresses -----------------------------------------------------------------------
 
 void Driver::setComInfo()
 {
@@ -316,7 +325,7 @@ void Driver::toStoreUnits(Var &var)
     var.area = deviceOf(var.area);
 }
 
-// --- lists -----------------------------------------------------------------------------------------------
+// --- lists --------------------------------------------------------------------------------------
 
 int Driver::addListReadVar(const Var &var)
 {
@@ -370,8 +379,8 @@ int Driver::addListOnceReadVar(Var var, int mode)
     return int(onceReadList.size());
 }
 
-/// Queues `units` elements of `width` bytes in pieces of at most a block; returns what the last call
-/// returned.
+// Queues `units` elements of `width` bytes in pieces of at most a block; returns what the
+// last call returned.
 int Driver::queuePieces(Var var, int units, int width, const std::string &data)
 {
     const int length = isBit(var.area) ? 1 : blockLength();
@@ -488,9 +497,9 @@ void Driver::layBlocks(const std::vector<Var> &group, int length)
     }
 }
 
-// --- scheduler -------------------------------------------------------------------------------------------
+// --- scheduler ----------------------------------------------------------------------------------
 
-/// Moves entries of switched-off stations to the end; false if there are no others.
+// Moves entries of switched-off stations to the end; false if there are no others.
 bool Driver::bringUpLiveStation(std::vector<Var> &list)
 {
     const auto live = std::find_if(list.begin(), list.end(),
@@ -541,7 +550,7 @@ void Driver::scheduleOne()
     settings[cycleDone] = 1;
 }
 
-// --- frames ----------------------------------------------------------------------------------------------
+// --- frames -------------------------------------------------------------------------------------
 
 void Driver::append(Frame frame, const Var &var)
 {
@@ -678,9 +687,9 @@ void Driver::remoteWrite(const Var &var)
     writeLocal(var);
 }
 
-// --- replies ---------------------------------------------------------------------------------------------
+// --- replies ------------------------------------------------------------------------------------
 
-/// 0 error, 1 data to store, 2 accepted without data.
+// 0 error, 1 data to store, 2 accepted without data.
 int Driver::checkReply(const std::string &reply) const
 {
     if (reply.empty() || (reply.size() == 4 && (reply[0] == 'E' || reply[0] == 'e')))
@@ -688,7 +697,9 @@ int Driver::checkReply(const std::string &reply) const
     if (reply.substr(0, 2) == "OK")
         return 2;
     const int mode = queue.front().var.accessMode;
-    return mode == 0 ? 1 : mode == 1 ? 2 : 0;
+    if (mode == 0)
+        return 1;
+    return mode == 1 ? 2 : 0;
 }
 
 int Driver::failure(int base) const
@@ -773,10 +784,13 @@ void Driver::dataCom(const std::string &reply, int length)
 
 void Driver::finishRequest(int code, bool local)
 {
-    std::vector<Var> *const list = opKind == 1   ? &writeList
-                                   : opKind == 2 ? &onceReadList
-                                   : opKind == 0 ? &readList
-                                                 : nullptr;
+    std::vector<Var> *list = nullptr;
+    if (opKind == 1)
+        list = &writeList;
+    else if (opKind == 2)
+        list = &onceReadList;
+    else if (opKind == 0)
+        list = &readList;
     if (opKind == 1 || (opKind == 2 && local))
         tellRequester(*list);
     if (list != nullptr && !list->empty()) {
@@ -796,7 +810,7 @@ void Driver::finishRequest(int code, bool local)
     currentVar.result = code;
 }
 
-/// While the requester has more entries, it hears of failures only.
+// While the requester has more entries, it hears of failures only.
 void Driver::tellRequester(const std::vector<Var> &list)
 {
     if (list.empty() || !callbacksSet)
@@ -820,7 +834,7 @@ void Driver::purge(std::vector<Var> &list)
     list = kept;
 }
 
-// --- store -----------------------------------------------------------------------------------------------
+// --- store --------------------------------------------------------------------------------------
 
 void Driver::sizeRange(int station, int area, int address, int count)
 {
@@ -892,7 +906,9 @@ void Driver::decode(const std::string &reply)
         return;
     }
     long long n = var.address;
-    const std::size_t stride = triple != triples.end() ? 24 : pair ? 11 : 6;
+    std::size_t stride = pair ? 11 : 6;
+    if (triple != triples.end())
+        stride = 24;
     for (std::size_t at = 0; at < data.size(); at += stride, ++n) {
         if (word) {
             putNumber(var.station, var.area, 2 * n, 2, unsigned(field(piece(data, at, 5))));
@@ -933,7 +949,7 @@ void Driver::writeLocal(const Var &var)
         return;
     }
     const int key = imageOf(var.area);
-    const int width = isDoubleWord(var.area) ? 4 : isWord(var.area) ? 2 : 1;
+    const int width = bytesOfElement(var.area);
     for (int k = 0; k < var.count; ++k) {
         const long long n = static_cast<long long>(var.address) + k;
         const std::size_t from = std::size_t(k) * std::size_t(width);
@@ -961,7 +977,7 @@ int Driver::getRegisterData(int area, const std::string &addressText, int statio
         return 1;
     }
     const int address = parseAddress(area, addressText);
-    const int width = address < 0 ? 2 : isDoubleWord(area) ? 4 : isWord(area) ? 2 : 1;
+    const int width = address < 0 ? 2 : bytesOfElement(area);
     if (static_cast<long long>(count) * width > ceiling)
         return 0;
     if (address < 0) {

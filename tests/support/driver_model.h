@@ -1,8 +1,11 @@
-// A second driver, written as plainly as possible, that the real one is compared with: what a host sees after
-// each call (return values, frames, lists, settings block, store, callbacks, debug lines).
+// SPDX-License-Identifier: MIT
+// A second driver, written as plainly as possible, that the real one is compared with: what
+// a host sees after each call (return values, frames, lists, settings block, store,
+// callbacks, debug lines).
 //
-// It shares nothing with the driver but the numbers of the area codes, which stand here as literals. It is
-// slow and has no locks; one object is one freshly loaded driver with its host's settings block.
+// It shares nothing with the driver but the numbers of the area codes, which stand here as
+// literals. It is slow and has no locks; one object is one freshly loaded driver with its
+// host's settings block.
 #pragma once
 
 #include <array>
@@ -38,22 +41,20 @@ struct HostVar {
 };
 
 /// Words of the settings block by number.
-enum Word {
-    maxBlockLength = 4,
-    defaultStation = 6,
-    maxRetries = 7,
-    retryCount = 8,
-    multiStation = 9,
-    stateWord10 = 10,
-    framesPerRequest = 11,
-    framesDone = 12,
-    stateWord13 = 13,
-    remoteMode = 14,
-    localLinkId = 15,
-    commMode = 16,
-    cycleDone = 17,
-    callbackContext = 18
-};
+constexpr int maxBlockLength = 4;
+constexpr int defaultStation = 6;
+constexpr int maxRetries = 7;
+constexpr int retryCount = 8;
+constexpr int multiStation = 9;
+constexpr int stateWord10 = 10;
+constexpr int framesPerRequest = 11;
+constexpr int framesDone = 12;
+constexpr int stateWord13 = 13;
+constexpr int remoteMode = 14;
+constexpr int localLinkId = 15;
+constexpr int commMode = 16;
+constexpr int cycleDone = 17;
+constexpr int callbackContext = 18;
 
 class Driver
 {

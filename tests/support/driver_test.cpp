@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "driver_test.h"
 
 #include <mutex>
@@ -29,7 +30,9 @@ int recordNotify(int context, int ownerType, int ownerId, int status)
 int recordError(QList<RW_VAR> *list, int ownerType, int flag)
 {
     const std::lock_guard<std::mutex> guard(recordMutex);
-    const char *shape = list == nullptr ? "null" : list->isEmpty() ? "empty" : "filled";
+    const char *shape = "null";
+    if (list != nullptr)
+        shape = list->isEmpty() ? "empty" : "filled";
     recordedCallbacks.push_back("error " + std::to_string(ownerType) + " " + std::to_string(flag) + " " +
                                 shape);
     return 0;
@@ -78,7 +81,7 @@ void PrintTo(const QString &text, std::ostream *out)
     *out << '"' << text.toStdString() << '"';
 }
 
-DriverTest::DriverTest() : previousHandler(qInstallMessageHandler(recordLine))
+DriverTest::DriverTest() : m_previousHandler(qInstallMessageHandler(recordLine))
 {
     resetDriver();
     take(recordedLines);
@@ -96,7 +99,7 @@ DriverTest::DriverTest() : previousHandler(qInstallMessageHandler(recordLine))
 DriverTest::~DriverTest()
 {
     resetDriver();
-    qInstallMessageHandler(previousHandler);
+    qInstallMessageHandler(m_previousHandler);
 }
 
 void DriverTest::TearDown()

@@ -1,6 +1,7 @@
-// Base fixture of all driver tests: every test begins with a freshly reset driver, a settings block of its
-// own and recording callbacks, and ends with a failure if a debug line or a callback came that it did not
-// take.
+// SPDX-License-Identifier: MIT
+// Base fixture of all driver tests: every test begins with a freshly reset driver, a settings block
+// of its own and recording callbacks, and ends with a failure if a debug line or a callback came
+// that it did not take.
 #pragma once
 
 #include <Communication_Protocol.h>
@@ -24,8 +25,9 @@ protected:
 
     // --- what the test sets up ---
 
-    /// The settings block. Starts as: maxBlockLength 64, defaultStation 1, maxRetries 2, multiStation 1,
-    /// commMode 2, callbackContext 77, all others 0 (so localLinkId 0: a plain RW_VAR is local).
+    /// The settings block. Starts as: maxBlockLength 64, defaultStation 1, maxRetries 2,
+    /// multiStation 1, commMode 2, callbackContext 77, all others 0 (so localLinkId 0: a plain
+    /// RW_VAR is local).
     ComInfo settings;
 
     /// Marks a station's link as open, so that requests to it need no handshake.
@@ -34,10 +36,11 @@ protected:
     /// A variable as it stands in the lists: owner 5 / 50, station 1, read (accessMode 0).
     static RW_VAR variable(int area, int address, int count, int station = 1);
 
-    /// A write as it stands in writeList: as variable(), with accessMode 1 and data from hexadecimal digits.
+    /// A write as it stands in writeList: as variable(), with accessMode 1 and data
+    /// from hexadecimal digits.
     static RW_VAR write(int area, int address, int count, const char *dataHex, int station = 1);
 
-    /// Bytes from hexadecimal digits, blanks ignored: bytes("0C 00 FF").
+    /// Bytes from hexadecimal digits, spaces ignored: bytes("0C 00 FF").
     static QByteArray bytes(const char *hex);
 
     /// A variable in which no two fields hold the same value:
@@ -58,10 +61,11 @@ protected:
     /// Frames waiting in frameQueue, as they stand.
     static std::vector<std::string> frames();
 
-    /// Upper-case hexadecimal of bytes, a blank between: "0C 00 FF".
+    /// Upper-case hexadecimal of bytes, with spaces between: "0C 00 FF".
     static std::string hex(const QByteArray &bytes);
 
-    /// An image of the store as hexadecimal; "absent" if station or key is missing. Creates nothing.
+    /// An image of the store as hexadecimal; "absent" if station or key is
+    /// missing. Creates nothing.
     static std::string image(int station, int key);
 
     /// Part of an image as hexadecimal: length bytes from position first; "absent" as above.
@@ -79,7 +83,7 @@ protected:
     static int noAnswer();
 
 private:
-    QtMessageHandler previousHandler;
+    QtMessageHandler m_previousHandler;
 };
 
 using Lines = std::vector<std::string>;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Fixtures for replies: a frame is in flight, put there by hand instead of by a frame builder.
 #pragma once
 
@@ -50,7 +51,8 @@ inline constexpr int elsewhere = 4; // a linkId that is not the local one
 class Intake : public InFlight
 {
 protected:
-    /// A cyclic read of DM 0 as the scheduler leaves it: the entry in its list, its frame in the queue.
+    /// A cyclic read of DM 0 as the scheduler leaves it: the entry in its list, its frame
+    /// in the queue.
     static void readInFlight(int linkId = 0)
     {
         RW_VAR var = variable(AREA_DM, 0, 1);

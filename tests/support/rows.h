@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What all tables of test rows share: a row begins with its name, and that name names the test.
 #pragma once
 

@@ -1,17 +1,18 @@
-// Whole exchanges as transcripts. A script tells, line by line, what goes over the wire and what the host
-// hears; a frame, callback or debug line that stands in no script fails the test.
+// SPDX-License-Identifier: MIT
+// Whole exchanges as transcripts. A script says, line by line, what goes over the wire and what the
+// host is told. A frame, callback or debug line that is not in the script fails the test.
 //
 //     # a remark
-//     > RDS DM100.U 3\r -> 19           the driver hands out this frame and expects a reply of so many bytes
+//     > RDS DM100.U 3\r -> 19           the driver hands out this frame and expects 19 bytes
 //     < 00001 00002 65535\r\n = 1       this reply comes; DataCom reports 1
 //     silence = 46                      no reply comes before the time-out
 //     callback notify 77 5 50 1         the next callback since the last step
 //     line init handshake               the next debug line since the last step
 //     idle                              there is nothing to send
 //
-// Texts may hold \r, \n, \\ and \xHH; "> (empty)" is a frame of no bytes, "> hex 18 05" a binary one.
-// "-> 19" may be left out.
-// Debug lines and callbacks stand after the step in which they come, each kind in its order.
+// Texts may hold \r, \n, \\ and \xHH; "> (empty)" is a frame of no bytes, "> hex 18 05" a binary
+// one. "-> 19" may be left out.
+// Debug lines and callbacks come after the step that caused them, each kind in its order.
 #pragma once
 
 #include "driver_test.h"
@@ -38,8 +39,8 @@ protected:
     }
 
 private:
-    std::deque<std::string> lines;
-    std::deque<std::string> callbacks;
+    std::deque<std::string> m_lines;
+    std::deque<std::string> m_callbacks;
 
     static std::string trimmed(const std::string &text)
     {
@@ -49,7 +50,7 @@ private:
         return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
     }
 
-    /// What stands behind a word at the beginning of a line; false if the line begins otherwise.
+    /// What follows a word at the beginning of a line; false if the line begins otherwise.
     static bool after(const std::string &line, const std::string &word, std::string &rest)
     {
         if (line.compare(0, word.size(), word) != 0)
@@ -58,7 +59,7 @@ private:
         return true;
     }
 
-    /// "text = 46" is cut into text and 46; false if no number stands there.
+    /// "text = 46" is cut into text and 46; false if there is no number.
     static bool cut(std::string &text, const std::string &sign, int &number)
     {
         const std::size_t at = text.rfind(sign);
@@ -69,6 +70,14 @@ private:
             return false;
         text = trimmed(text.substr(0, at));
         return true;
+    }
+
+    /// The character that is meant by a letter after a backslash.
+    static char controlCharacter(char letter)
+    {
+        if (letter == 'r')
+            return '\r';
+        return letter == 'n' ? '\n' : letter;
     }
 
     static std::string unescaped(const std::string &text)
@@ -84,7 +93,7 @@ private:
                 bytes += char(std::stoi(text.substr(at + 1, 2), nullptr, 16));
                 at += 2;
             } else {
-                bytes += kind == 'r' ? '\r' : kind == 'n' ? '\n' : kind;
+                bytes += controlCharacter(kind);
             }
         }
         return bytes;
@@ -115,9 +124,9 @@ private:
     void hear()
     {
         for (const std::string &line : takeLines())
-            lines.push_back(line);
+            m_lines.push_back(line);
         for (const std::string &callback : takeCallbacks())
-            callbacks.push_back(callback);
+            m_callbacks.push_back(callback);
     }
 
     static void expectNext(std::deque<std::string> &heard, const std::string &expected)
@@ -132,21 +141,21 @@ private:
 
     void expectNothingMore(const std::string &before)
     {
-        for (const std::string &line : lines)
+        for (const std::string &line : m_lines)
             ADD_FAILURE() << "debug line that stands in no script, before " << before << ": " << line;
-        for (const std::string &callback : callbacks)
+        for (const std::string &callback : m_callbacks)
             ADD_FAILURE() << "callback that stands in no script, before " << before << ": " << callback;
-        lines.clear();
-        callbacks.clear();
+        m_lines.clear();
+        m_callbacks.clear();
     }
 
     bool told(const std::string &line)
     {
         std::string rest;
         if (after(line, "line ", rest))
-            expectNext(lines, rest);
+            expectNext(m_lines, rest);
         else if (after(line, "callback ", rest))
-            expectNext(callbacks, rest);
+            expectNext(m_callbacks, rest);
         else
             return false;
         return true;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The public header alone, twice, in the oldest C++ that Qt allows and under strict warnings: a host may have no newer
-// compiler settings than these.
+// The public header alone, twice, in the oldest C++ that Qt allows and under strict warnings: a
+// host may have no newer compiler settings than these.
 #include <Communication_Protocol.h>
 // NOLINTNEXTLINE(readability-duplicate-include)
 #include <Communication_Protocol.h>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The variables and functions of the host. The program exports them all, as a host with plug-ins does, so that
-// the loader finds them before those of the driver.
+// The variables and functions of the host. The program exports them all, as a host with plug-ins
+// does, so that the loader finds them before those of the driver.
 #include "host_names.h"
 
 #include <cstring>
@@ -47,13 +47,13 @@ int EnableEthernet()
 }
 }
 
-bool HostNames::areUntouched()
+bool hostnames::areUntouched()
 {
     return handshake == 7 && LB == &handshake && LW == &LB && RWI == &LW &&
            std::strcmp(PLC_driver, "PLC 1") == 0 && DataStorage == 9;
 }
 
-int HostNames::callsTaken()
+int hostnames::callsTaken()
 {
     return taken;
 }

@@ -4,11 +4,11 @@
 // Not together with Communication_Protocol.h, which declares the same names otherwise.
 #pragma once
 
-namespace HostNames
+namespace hostnames
 {
 /// \return true if all variables of the host still hold what they held when the program started
 bool areUntouched();
 
 /// How often one of the host's functions was called in place of the driver's.
 int callsTaken();
-} // namespace HostNames
+} // namespace hostnames

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The driver in a host that loads it at run time: beside names of the host's own, and beside a second copy.
+// The driver in a host that loads it at run time: beside names of the host's own, and beside
+// a second copy.
 #include "host_names.h"
 
 #include <Communication_Protocol.h>
@@ -16,7 +17,7 @@ namespace
 constexpr int linkedStation = 1;
 constexpr int otherStation = 3;
 
-/// One loaded copy of the driver. It stays loaded, as in a host.
+// One loaded copy of the driver. It stays loaded, as in a host.
 class Driver
 {
 public:
@@ -70,7 +71,7 @@ public:
 
     void link() const { links()[linkedStation] = true; }
 
-    /// The next frame, for a list of the first station off and the second one on.
+    // The next frame, for a list of the first station off and the second one on.
     QByteArray frameOfTheStationThatIsOn() const
     {
         RW_VAR off;
@@ -98,7 +99,7 @@ QString driverFile()
     return QStringLiteral(KV_DRIVER_PATH);
 }
 
-/// A copy of the library's file, for a second driver in the same process.
+// A copy of the library's file, for a second driver in the same process.
 class DriverCopy
 {
 public:
@@ -112,14 +113,14 @@ private:
 
 TEST(Loading, leavesVariablesOfTheHostWithTheSameNamesAlone)
 {
-    ASSERT_TRUE(HostNames::areUntouched());
+    ASSERT_TRUE(hostnames::areUntouched());
     const Driver driver(driverFile(), RTLD_LOCAL);
     driver.link();
     int areas[3] = {};
     driver.call<void(void *, void *, void *)>("FlashLocalRegister")(&areas[0], &areas[1], &areas[2]);
     driver.write("5", "\x34\x12");
     EXPECT_EQ(driver.read("5"), QByteArray("\x34\x12"));
-    EXPECT_TRUE(HostNames::areUntouched());
+    EXPECT_TRUE(hostnames::areUntouched());
     EXPECT_EQ(*static_cast<void **>(driver.symbol("LB")), &areas[0]);
 }
 
@@ -128,10 +129,10 @@ TEST(Loading, callsNoFunctionOfTheHostWithTheSameName)
     const Driver driver(driverFile(), RTLD_LOCAL);
     driver.link();
     EXPECT_EQ(driver.frameOfTheStationThatIsOn(), QByteArray("RDS DM200.U 1\r"));
-    EXPECT_EQ(HostNames::callsTaken(), 0);
+    EXPECT_EQ(hostnames::callsTaken(), 0);
 }
 
-/// How the first and the second copy of the driver are loaded.
+// How the first and the second copy of the driver are loaded.
 struct VisibilityRow {
     const char *name;
     int first;

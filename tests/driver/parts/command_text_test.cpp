@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Pieces of commands. None that the driver builds comes near the longest: it is the last defence.
 #include "frames/command_text.h"
 

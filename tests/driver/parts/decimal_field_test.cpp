@@ -1,5 +1,6 @@
-// The fast path of the reply decoder. What it declines goes the slow way and comes out right all the same, so that
-// nothing but these rows tells a fast path that declines what it should convert.
+// SPDX-License-Identifier: MIT
+// The fast path of the reply decoder. What it declines goes the slow way and comes out right all
+// the same, so that nothing but these rows tells a fast path that declines what it should convert.
 #include "replies/decimal_field.h"
 
 #include <gtest/gtest.h>
@@ -20,7 +21,7 @@ struct FieldRow {
 
 constexpr auto fieldName = [](const auto &row) { return std::string(row.param.name); };
 
-/// What the fast path makes of a field; nothing where it leaves it to the slow way.
+// What the fast path makes of a field; nothing where it leaves it to the slow way.
 template <int width>
 qint64 converted(const char *text)
 {

@@ -18,7 +18,7 @@ protected:
 
     static void given(const QByteArray &bytes) { DataStorage[station][key] = bytes; }
 
-    /// What is read into a buffer that held 'x' before.
+    // What is read into a buffer that held 'x' before.
     static std::string read(qint64 position, int length)
     {
         QByteArray bytes(length, 'x');

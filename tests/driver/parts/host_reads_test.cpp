@@ -14,13 +14,13 @@ namespace
 constexpr int station = 1;
 constexpr std::chrono::seconds longEnough{10};
 
-/// The length of the image of DM, which another thread may be growing.
+// The length of the image of DM, which another thread may be growing.
 qint64 imageLength()
 {
     return DeviceImage(station, AREA_DM).size();
 }
 
-/// Waits for another thread to bring the image to this length. \return false if it took too long
+// Waits for another thread to bring the image to this length. \return false if it took too long
 bool imageReaches(qint64 length)
 {
     const auto until = std::chrono::steady_clock::now() + longEnough;
@@ -49,7 +49,7 @@ protected:
     HostRead(const HostRead &) = delete;
     HostRead &operator=(const HostRead &) = delete;
 
-    /// Reads DM 100 on a thread of its own.
+    // Reads DM 100 on a thread of its own.
     static std::future<QByteArray> readElsewhere()
     {
         return std::async(std::launch::async, [] {

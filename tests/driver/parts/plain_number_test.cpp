@@ -1,5 +1,6 @@
-// The fast path of the address parser. What it declines goes the slow way and comes out right all the same, so that
-// nothing but these rows tells a fast path that declines what it should convert.
+// SPDX-License-Identifier: MIT
+// The fast path of the address parser. What it declines goes the slow way and comes out right all
+// the same, so that nothing but these rows tells a fast path that declines what it should convert.
 #include "addresses/plain_number.h"
 
 #include <gtest/gtest.h>
@@ -36,7 +37,8 @@ INSTANTIATE_TEST_SUITE_P(Digits, HexDigit,
                                          CharacterRow{u'D', 13}, CharacterRow{u'E', 14},
                                          CharacterRow{u'F', 15}));
 
-// Those beside the digits, what the letters fold onto, and digits that are none of ours: Arabic 5, full-width 1.
+// Those beside the digits, what the letters fold onto, and digits that are none of ours: Arabic
+// 5, full-width 1.
 INSTANTIATE_TEST_SUITE_P(OtherCharacters, HexDigit,
                          testing::Values(CharacterRow{u'/', 16}, CharacterRow{u':', 16},
                                          CharacterRow{u'@', 16}, CharacterRow{u'G', 16},

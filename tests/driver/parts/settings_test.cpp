@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Words of the settings block while the host has set none.
 #include "base/settings.h"
 

@@ -1,14 +1,15 @@
 #!/usr/bin/env python3
-"""Plants single faults in the driver's sources, one at a time, and tells which of them the driver's tests notice.
+# SPDX-License-Identifier: MIT
+"""Mutation testing of the driver: changes its sources in one place at a time, and reports which mutants its tests kill.
 
-    python3 scripts/mutants                                  all faults (hours of one core)
+    python3 scripts/mutants                                  all mutants (hours of one core)
     python3 scripts/mutants --jobs 2 --files 'store/*'       two at a time, some files
-    python3 scripts/mutants --kinds named --sample 200       200 faults of the kinds that count most
-    python3 scripts/mutants --list --files base/settings.h   what would be planted
+    python3 scripts/mutants --kinds named --sample 200       200 mutants of the kinds that count most
+    python3 scripts/mutants --list --files base/settings.h   the mutants of a file
 
 The sources are never touched. What has been judged is kept in the build folder and not judged again while the source file
-stays as it is; a survivor is tried again when the tests have changed. Survivors that no test can notice stand with their
-reasons in scripts/mutants/explained.txt. Exit status 1: under 95 % noticed, a survivor without a reason, or a reason
+stays as it is; a survivor is tried again when the tests have changed. Equivalent mutants, which no test can kill, are
+listed with their reasons in scripts/mutants/equivalent.txt. Exit status 1: under 95 % killed, a survivor, or a reason
 without a survivor.
 """
 
@@ -19,14 +20,14 @@ import sys
 from pathlib import Path
 
 from build_tree import BuildTree
-from explained import read_explanations
-from faults import FURTHER_KINDS, NAMED_KINDS, faults_in
+from equivalent import read_equivalents
+from mutations import FURTHER_KINDS, NAMED_KINDS, mutants_in
 from judge import Judge
 from report import Report
 from trial import THREAD_TESTS, Trials
 
 ROOT = Path(__file__).resolve().parents[2]
-EXPLANATIONS = Path(__file__).with_name("explained.txt")
+EQUIVALENTS = Path(__file__).with_name("equivalent.txt")
 KINDS = {"all": NAMED_KINDS + FURTHER_KINDS, "named": NAMED_KINDS, "further": FURTHER_KINDS}
 CLANG = ["-DCMAKE_CXX_COMPILER=clang++-14", "-DCMAKE_CXX_FLAGS=-O1"]
 MEMORY_SANITIZERS = [*CLANG, "-DKV_QT_MAJOR=5", "-DKV_SANITIZE=address,undefined"]
@@ -36,14 +37,14 @@ THREAD_SANITIZER = [*CLANG, "-DKV_QT_MAJOR=6", "-DKV_SANITIZE=thread"]
 def options():
     parser = argparse.ArgumentParser(prog="mutants", description=__doc__, formatter_class=argparse.RawTextHelpFormatter)
     parser.add_argument("--folder", type=Path, default=ROOT / "build" / "mutants", help="build folder (build/mutants)")
-    parser.add_argument("--jobs", type=int, default=1, help="faults tried at a time (1)")
+    parser.add_argument("--jobs", type=int, default=1, help="mutants tried at a time (1)")
     parser.add_argument("--files", nargs="+", default=["*"], help="patterns under Communication_Protocol/, in this order")
     parser.add_argument("--kinds", nargs="+", default=["all"], help="all, named, further, or kinds by name")
     parser.add_argument("--sample", type=int, help="so many of them, chosen at random")
     parser.add_argument("--seed", type=int, default=1, help="for --sample (1)")
-    parser.add_argument("--again", action="store_true", help="judge afresh what has been judged")
-    parser.add_argument("--trust", action="store_true", help="do not try what explained.txt explains, which takes longest")
-    parser.add_argument("--list", action="store_true", help="only tell what would be planted")
+    parser.add_argument("--again", action="store_true", help="judge everything again")
+    parser.add_argument("--trust", action="store_true", help="do not try what equivalent.txt lists, which takes longest")
+    parser.add_argument("--list", action="store_true", help="only list the mutants")
     chosen = parser.parse_args()
     chosen.folder = chosen.folder.resolve()
     chosen.kinds = [name for kind in chosen.kinds for name in KINDS.get(kind, (kind,))]
@@ -60,15 +61,15 @@ def chosen_files(patterns):
     return list(dict.fromkeys(files))
 
 
-def planted(chosen):
-    """Pairs of a file and a fault in it."""
+def chosen_mutants(chosen):
+    """Pairs of a file and a mutant in it."""
     pairs = [
-        (path, fault)
+        (path, mutant)
         for path in chosen_files(chosen.files)
-        for fault in faults_in((ROOT / "Communication_Protocol" / path).read_text(), chosen.kinds)
+        for mutant in mutants_in((ROOT / "Communication_Protocol" / path).read_text(), chosen.kinds)
     ]
     if not pairs:
-        raise SystemExit(f"mutants: no fault to plant in {' '.join(chosen.files)}")
+        raise SystemExit(f"mutants: nothing to change in {' '.join(chosen.files)}")
     if chosen.sample is not None and chosen.sample < len(pairs):
         keep = set(random.Random(chosen.seed).sample(range(len(pairs)), chosen.sample))
         pairs = [pair for index, pair in enumerate(pairs) if index in keep]
@@ -86,16 +87,16 @@ def all_trials(folder):
 
 def main():
     chosen = options()
-    pairs = planted(chosen)
+    pairs = chosen_mutants(chosen)
     texts = {path: (ROOT / "Communication_Protocol" / path).read_text() for path, _ in pairs}
-    report = Report(texts, read_explanations(EXPLANATIONS.read_text()))
+    report = Report(texts, read_equivalents(EQUIVALENTS.read_text()))
     if chosen.list:
-        for path, fault in pairs:
-            print(report.line_for(path, fault))
+        for path, mutant in pairs:
+            print(report.line_for(path, mutant))
         return 0
     judge = Judge(*all_trials(chosen.folder), chosen.folder, chosen.again)
     if chosen.trust:
-        pairs = report.take_explained(pairs)
+        pairs = report.take_equivalent(pairs)
     judge.judge_all(pairs, texts, chosen.jobs, report.tell)
     return report.finish(whole=chosen.sample is None and chosen.kinds == list(KINDS["all"]))
 

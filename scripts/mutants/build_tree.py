@@ -1,9 +1,10 @@
+# SPDX-License-Identifier: MIT
 """A build of the driver and its tests, and private builds of the driver with one file changed.
 
-A fault costs what it must: the files that see it are compiled afresh (with a precompiled header of all that the driver
+A mutant costs no more than it must: the files that see it are compiled again (with a precompiled header of all that the driver
 includes from elsewhere), one shared object is linked, and the one test program, which stays as it is, loads it. Files
 that tests/driver/parts looks into are linked into its program, too; the public header is every host's, so that the
-tests of its records are compiled afresh with it.
+tests of its records are compiled again with it.
 """
 
 import json
@@ -37,7 +38,7 @@ class BuildTree:
         self._build_tests()
         commands = json.loads((self.folder / "compile_commands.json").read_text())
         self.compile_commands = {
-            Path(entry["file"]): shlex.split(entry["command"]) for entry in commands if self._is_compiled_afresh(entry)
+            Path(entry["file"]): shlex.split(entry["command"]) for entry in commands if self._is_compiled_again(entry)
         }
         strip = ["-Wl,--strip-debug"] + (["-fuse-ld=gold"] if shutil.which("ld.gold") else [])  # four times as fast
         self.link_commands = {
@@ -79,14 +80,14 @@ class BuildTree:
         command += ["-x", "c++-header", str(self.foreign_header), "-o", f"{self.foreign_header}.gch"]
         _run(command, "precompiling", cwd=self.folder)
 
-    def _is_compiled_afresh(self, entry):
+    def _is_compiled_again(self, entry):
         path = Path(entry["file"])
         if path in self.tests_of_public_header:
             return "driver_tests.dir" in entry["command"]
         return self.sources in path.parents or self.parts in path.parents
 
     def any_source(self):
-        """One that the tests of tests/driver/parts look into, so that compiling it afresh makes their program, too."""
+        """One that the tests of tests/driver/parts look into, so that compiling it again makes their program, too."""
         sources = [path for path in self.compile_commands if self.sources in path.parents]
         return next(path for path in sources if self.only_tests or self.has_parts_tests(path.relative_to(self.sources)))
 
@@ -166,7 +167,7 @@ class BuildTree:
 
     def _link(self, place, output, objects):
         (place / output).parent.mkdir(exist_ok=True)
-        """The changed objects stand first: of an inline function in several objects, the linker takes the first."""
+        """The changed objects come first: of an inline function in several objects, the linker takes the first."""
         words = self.link_commands[output]
         first = next(at for at, word in enumerate(words) if word.endswith(".o"))
         command = words[:first] + [objects[word] for word in words if word in objects]

@@ -1,4 +1,5 @@
-"""C++ text as a row of tokens, as far as planting faults needs it."""
+# SPDX-License-Identifier: MIT
+"""C++ text as a row of tokens, as far as making mutants needs it."""
 
 import re
 from typing import NamedTuple

@@ -1,4 +1,5 @@
-"""Tries faults, several at a time, and keeps what came of each."""
+# SPDX-License-Identifier: MIT
+"""Tries mutants, several at a time, and keeps what came of each."""
 
 import hashlib
 import json
@@ -10,12 +11,12 @@ from typing import NamedTuple
 
 from build_tree import TEST_PROGRAM
 
-NOTICED, SURVIVED, NOT_COMPILED = "noticed", "survived", "does not compile"
+KILLED, SURVIVED, NOT_COMPILED = "killed", "survived", "does not compile"
 
 
 class Outcome(NamedTuple):
     verdict: str
-    noticed_by: str = ""  # of what was noticed: which trials did
+    killed_by: str = ""  # which trials did, if any
 
 
 class Judge:
@@ -35,7 +36,7 @@ class Judge:
         return {entry["key"]: entry for entry in entries}
 
     def judge_all(self, pairs, texts, jobs, tell):
-        """Calls tell(path, fault, outcome, seconds) for each pair, from this thread."""
+        """Calls tell(path, mutant, outcome, seconds) for each pair, from this thread."""
         self._make_ready(self.plain)
         self.tests = self._version_of_the_tests()
         self.places = queue.Queue()
@@ -44,9 +45,9 @@ class Judge:
             place.mkdir(parents=True, exist_ok=True)
             self.places.put(place)
         with ThreadPoolExecutor(jobs) as workers:
-            running = [(path, fault, workers.submit(self._judge, path, fault, texts[path])) for path, fault in pairs]
-            for path, fault, future in running:
-                tell(path, fault, *future.result())
+            running = [(path, mutant, workers.submit(self._judge, path, mutant, texts[path])) for path, mutant in pairs]
+            for path, mutant, future in running:
+                tell(path, mutant, *future.result())
 
     def _version_of_the_tests(self):
         tree = self.plain.tree
@@ -75,32 +76,32 @@ class Judge:
         if trials.passes(place, trials.all_stages()[-1]):
             raise SystemExit("mutants: the tests do not load the driver that they are given")
 
-    def _judge(self, path, fault, text):
-        key = hashlib.sha1(f"{path}\0{text}\0{fault.start} {fault.end} {fault.replacement}".encode()).hexdigest()
+    def _judge(self, path, mutant, text):
+        key = hashlib.sha1(f"{path}\0{text}\0{mutant.start} {mutant.end} {mutant.replacement}".encode()).hexdigest()
         known = self.kept.get(key)
         if known and "by" in known and (known["verdict"] != SURVIVED or known["tests"] == self.tests):
             return Outcome(known["verdict"], known["by"]), known["seconds"]
         place = self.places.get()
         try:
             began = time.monotonic()
-            outcome = self._try(place, path, fault, text)
+            outcome = self._try(place, path, mutant, text)
             seconds = round(time.monotonic() - began, 1)
         finally:
             self.places.put(place)
-        self._keep({"key": key, "file": str(path), "line": fault.line_in(text), "kind": fault.kind,
-                    "change": fault.change_in(text), "verdict": outcome.verdict, "by": outcome.noticed_by, "seconds": seconds,
+        self._keep({"key": key, "file": str(path), "line": mutant.line_in(text), "kind": mutant.kind,
+                    "change": mutant.change_in(text), "verdict": outcome.verdict, "by": outcome.killed_by, "seconds": seconds,
                     "tests": self.tests})
         return outcome, seconds
 
-    def _try(self, place, path, fault, text):
-        changed = fault.planted_in(text)
-        for trials in (self.plain, self.threads if fault.kind == "lock" else self.memory):
+    def _try(self, place, path, mutant, text):
+        changed = mutant.made_in(text)
+        for trials in (self.plain, self.threads if mutant.kind == "lock" else self.memory):
             self._make_ready(trials)
             if not trials.tree.build_changed(place, path, changed):
                 return Outcome(NOT_COMPILED)
-            for stage in trials.stages_for(path, fault.kind):
+            for stage in trials.stages_for(path, mutant.kind):
                 if not trials.passes(place, stage):
-                    return Outcome(NOTICED, stage.limit if trials is self.plain and stage.limit == "parts" else trials.name)
+                    return Outcome(KILLED, stage.limit if trials is self.plain and stage.limit == "parts" else trials.name)
         return Outcome(SURVIVED)
 
     def _keep(self, entry):

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Which faults are planted in a few lines of code, and what counts as an explanation."""
+"""Which mutants a few lines of code have, and what counts as equivalent."""
 
 import sys
 import unittest
@@ -9,9 +9,9 @@ sys.path.insert(0, str(Path(__file__).resolve().parents[3] / "scripts" / "mutant
 
 from build_tree import BuildTree  # noqa: E402
 from cpp_tokens import tokens_of  # noqa: E402
-from explained import read_explanations  # noqa: E402
-from faults import faults_in  # noqa: E402
-from judge import NOT_COMPILED, NOTICED, SURVIVED, Outcome  # noqa: E402
+from equivalent import read_equivalents  # noqa: E402
+from mutations import mutants_in  # noqa: E402
+from judge import NOT_COMPILED, KILLED, SURVIVED, Outcome  # noqa: E402
 from report import Report  # noqa: E402
 from trial import Trials  # noqa: E402
 
@@ -19,8 +19,8 @@ ROOT = Path(__file__).resolve().parents[3]
 
 
 def changes(text, *kinds):
-    """Each fault as "line: what stood there -> what stands there"."""
-    return [f"{fault.line_in(text)}: {fault.change_in(text)}" for fault in faults_in(text, kinds)]
+    """Each mutant as "line: before -> after"."""
+    return [f"{mutant.line_in(text)}: {mutant.change_in(text)}" for mutant in mutants_in(text, kinds)]
 
 
 class Tokens(unittest.TestCase):
@@ -35,7 +35,7 @@ class Tokens(unittest.TestCase):
         self.assertEqual([token.text for token in tokens_of("1'000 + '0'")], ["1'000", "+", "'0'"])
 
 
-class TokenFaults(unittest.TestCase):
+class TokenMutants(unittest.TestCase):
     def test_a_comparison_is_moved_by_one_and_negated(self):
         self.assertEqual(changes("bool f(int a) { return a < b; }", "comparison"), ["1: < -> <=", "1: < -> >="])
         self.assertEqual(changes("bool f(int a) { return a >= b; }", "comparison"), ["1: >= -> <", "1: >= -> >"])
@@ -76,7 +76,7 @@ class TokenFaults(unittest.TestCase):
         self.assertEqual(changes('extern "C" { int a; }', "text"), [])
 
 
-class ReturnFaults(unittest.TestCase):
+class ReturnMutants(unittest.TestCase):
     def test_a_return_before_the_end_is_removed(self):
         text = "int f(int a)\n{\n    if (a < 0)\n        return -1;\n    return a;\n}"
         self.assertEqual(changes(text, "early-return"), ["4: return -1; -> ;"])
@@ -101,7 +101,7 @@ class ReturnFaults(unittest.TestCase):
         self.assertEqual(changes(text, "break"), [])
 
 
-class StatementFaults(unittest.TestCase):
+class StatementMutants(unittest.TestCase):
     def test_calls_and_assignments_are_removed_and_declarations_are_not(self):
         text = "void f()\n{\nint a = 1;\nRW_VAR var;\nQList<int> &list = d.list;\nvar.a = 2;\nlist[a] = 3;\nstd::abort();\n*b = 4;\n}"
         self.assertEqual(
@@ -112,7 +112,7 @@ class StatementFaults(unittest.TestCase):
     def test_a_loop_s_step_is_no_statement(self):
         self.assertEqual(changes("void f() { for (i = 0; i < 3; i += 2)\ng(); }", "statement"), ["2: g(); -> ;"])
 
-    def test_conditions_are_negated_behind_their_declaration(self):
+    def test_conditions_are_negated_after_their_declaration(self):
         text = "void f() { if (const A *a = g(); a && b) h(); }"
         self.assertEqual(changes(text, "condition"), ["1: a && b -> !(a && b)"])
 
@@ -121,7 +121,7 @@ class StatementFaults(unittest.TestCase):
         self.assertEqual(changes("void f() { if (a(b)) h(); }", "condition"), ["1: a(b) -> !(a(b))"])
 
 
-class LockFaults(unittest.TestCase):
+class LockMutants(unittest.TestCase):
     def test_a_lock_is_removed_or_another_one_taken(self):
         text = "void f()\n{\nconst Held lists(PLC_driver.listMutex, Rank::Lists);\n}"
         self.assertEqual(
@@ -135,11 +135,11 @@ class LockFaults(unittest.TestCase):
         )
 
     def test_the_one_place_that_locks(self):
-        text = "void enter() { LockOrder::enter(rank); mutex.lock(); }"
-        self.assertEqual(changes(text, "lock"), ["1: LockOrder::enter(rank); -> ;", "1: mutex.lock(); -> ;"])
+        text = "void enter() { LockOrder::enter(m_rank); m_mutex.lock(); }"
+        self.assertEqual(changes(text, "lock"), ["1: LockOrder::enter(m_rank); -> ;", "1: m_mutex.lock(); -> ;"])
 
 
-class TableFaults(unittest.TestCase):
+class TableMutants(unittest.TestCase):
     TABLE = 'constexpr Area areas[] = {\n{A, "R", 6, nullptr},\n{B, "MR", 6, "%d"},\n{C, "MR", 0, nullptr},\n};'
 
     def test_fields_take_another_value_of_their_column_and_numbers_their_neighbours(self):
@@ -155,58 +155,58 @@ class TableFaults(unittest.TestCase):
 
 class Verdicts(unittest.TestCase):
     TEXT = "bool f(int a)\n{\n    return a < 1;\n}\n"
-    EXPLAINED = "# comment\nfile: a.cpp\nline: return a < 1;\nchange: < -> ...\nwhy: because\n"
+    EQUIVALENT = "# comment\nfile: a.cpp\nline: return a < 1;\nchange: < -> ...\nwhy: because\n"
 
-    def report(self, verdicts, explained=EXPLAINED):
-        report = Report({"a.cpp": self.TEXT}, read_explanations(explained))
-        for fault, verdict in zip(faults_in(self.TEXT), verdicts):
-            report.tell("a.cpp", fault, Outcome(verdict, "tests" if verdict == NOTICED else ""), 1.0)
+    def report(self, verdicts, equivalents=EQUIVALENT):
+        report = Report({"a.cpp": self.TEXT}, read_equivalents(equivalents))
+        for mutant, verdict in zip(mutants_in(self.TEXT), verdicts):
+            report.tell("a.cpp", mutant, Outcome(verdict, "tests" if verdict == KILLED else ""), 1.0)
         return report
 
-    def test_the_faults_of_the_text(self):
+    def test_the_mutants_of_the_text(self):
         self.assertEqual(changes(self.TEXT, "comparison", "boundary"), ["3: < -> <=", "3: < -> >=", "3: 1 -> 0", "3: 1 -> 2"])
 
-    def test_an_explained_survivor_is_counted_apart(self):
-        report = self.report([SURVIVED, NOTICED, NOT_COMPILED, NOTICED])
-        self.assertEqual(dict(report.counts[("all", "all")]), {"explained": 1, NOTICED: 2, NOT_COMPILED: 1})
+    def test_an_equivalent_mutant_is_counted_apart(self):
+        report = self.report([SURVIVED, KILLED, NOT_COMPILED, KILLED])
+        self.assertEqual(dict(report.counts[("all", "all")]), {"equivalent": 1, KILLED: 2, NOT_COMPILED: 1})
 
-    def test_what_noticed_is_counted(self):
-        self.assertEqual(dict(self.report([SURVIVED, NOTICED, NOT_COMPILED, NOTICED]).noticed_by), {"tests": 2})
+    def test_what_killed_is_counted(self):
+        self.assertEqual(dict(self.report([SURVIVED, KILLED, NOT_COMPILED, KILLED]).killed_by), {"tests": 2})
 
-    def test_explained_survivors_are_not_among_the_noticed(self):
-        self.assertEqual(self.report([SURVIVED, NOTICED, NOT_COMPILED, NOTICED]).finish(whole=True), 1)
+    def test_equivalent_mutants_are_not_among_the_killed(self):
+        self.assertEqual(self.report([SURVIVED, KILLED, NOT_COMPILED, KILLED]).finish(whole=True), 1)
 
-    def test_all_noticed_is_enough_and_a_reason_without_a_survivor_is_not(self):
-        self.assertEqual(self.report([NOTICED] * 4, "").finish(whole=True), 0)
-        self.assertEqual(self.report([NOTICED] * 4).finish(whole=True), 1)
-        self.assertEqual(self.report([NOTICED] * 4).finish(whole=False), 0)
+    def test_all_killed_is_enough_and_a_reason_without_a_survivor_is_not(self):
+        self.assertEqual(self.report([KILLED] * 4, "").finish(whole=True), 0)
+        self.assertEqual(self.report([KILLED] * 4).finish(whole=True), 1)
+        self.assertEqual(self.report([KILLED] * 4).finish(whole=False), 0)
 
-    def test_an_unexplained_survivor_is_not_enough(self):
-        self.assertEqual(self.report([SURVIVED, NOTICED, NOTICED, NOTICED], "").finish(whole=True), 1)
+    def test_a_survivor_is_not_enough(self):
+        self.assertEqual(self.report([SURVIVED, KILLED, KILLED, KILLED], "").finish(whole=True), 1)
 
-    def test_explained_faults_can_be_taken_on_trust(self):
-        report = self.report([], self.EXPLAINED)
-        others = report.take_explained([("a.cpp", fault) for fault in faults_in(self.TEXT)])
-        self.assertEqual([fault.kind for _, fault in others], ["boundary", "boundary"])
-        self.assertEqual(dict(report.counts[("all", "all")]), {"explained": 2})
+    def test_equivalent_mutants_can_be_taken_on_trust(self):
+        report = self.report([], self.EQUIVALENT)
+        others = report.take_equivalent([("a.cpp", mutant) for mutant in mutants_in(self.TEXT)])
+        self.assertEqual([mutant.kind for _, mutant in others], ["boundary", "boundary"])
+        self.assertEqual(dict(report.counts[("all", "all")]), {"equivalent": 2})
 
-    def test_a_bare_break_is_shown_and_explained_with_the_line_before(self):
+    def test_a_bare_break_is_shown_and_listed_with_the_line_before(self):
         text = "void f(int a)\n{\nswitch (a) {\ncase 1:\ng();\nbreak;\ncase 2:\nh();\nbreak;\ncase 3:\ni();\n}\n}"
-        explained = read_explanations("file: a.cpp\nline: h(); break;\nchange: break; -> ;\nwhy: because\n")
-        report = Report({"a.cpp": text}, explained)
-        first, second = faults_in(text, ["break"])
+        equivalents = read_equivalents("file: a.cpp\nline: h(); break;\nchange: break; -> ;\nwhy: because\n")
+        report = Report({"a.cpp": text}, equivalents)
+        first, second = mutants_in(text, ["break"])
         self.assertEqual(report.line_for("a.cpp", second), "a.cpp:9: break: break; -> ;\n    h(); break;")
         report.tell("a.cpp", first, Outcome(SURVIVED), 1.0)
         report.tell("a.cpp", second, Outcome(SURVIVED), 1.0)
-        self.assertEqual(dict(report.counts[("all", "all")]), {SURVIVED: 1, "explained": 1})
+        self.assertEqual(dict(report.counts[("all", "all")]), {SURVIVED: 1, "equivalent": 1})
 
     def test_an_explanation_without_a_reason_is_refused(self):
         with self.assertRaises(SystemExit):
-            read_explanations("file: a.cpp\nline: b\nchange: c -> d\n")
+            read_equivalents("file: a.cpp\nline: b\nchange: c -> d\n")
 
 
 class Stages(unittest.TestCase):
-    """In which stages a fault is tried; the tests' sources are the real ones, nothing is built."""
+    """In which stages a mutant is tried; the tests' sources are the real ones, nothing is built."""
 
     def stages(self, path, kind="boundary", **options):
         trials = Trials("tests", BuildTree(ROOT, ROOT / "nowhere"), **options)
@@ -225,7 +225,7 @@ class Stages(unittest.TestCase):
     def test_under_the_memory_sanitizers_only_fitting_tests_run(self):
         self.assertEqual(self.stages("frames/checksums.cpp", fitting_only=True), self.stages("frames/checksums.cpp")[:1])
 
-    def test_a_header_is_compiled_afresh_in_whatever_includes_it(self):
+    def test_a_header_is_compiled_again_in_whatever_includes_it(self):
         users = BuildTree(ROOT, ROOT / "nowhere").users_of(Path("addresses/plain_number.h"))
         self.assertEqual([path.name for path in users], ["address_parser.cpp", "plain_number_test.cpp"])
 

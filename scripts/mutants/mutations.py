@@ -1,4 +1,5 @@
-"""Which single faults can be planted in a source file.
+# SPDX-License-Identifier: MIT
+"""The mutants of a source file: one change each.
 
 table        a field of a row of the area table becomes another value of its column, or one more or one less
 comparison   off by one, and negated
@@ -36,20 +37,20 @@ NAMED_KINDS = ("table", "comparison", "boundary", "lock", "early-return")
 FURTHER_KINDS = ("logic", "arithmetic", "condition", "break", "text", "statement")
 
 
-class Fault(NamedTuple):
+class Mutant(NamedTuple):
     kind: str
     start: int
     end: int
     replacement: str
 
-    def planted_in(self, source):
+    def made_in(self, source):
         return source[: self.start] + self.replacement + source[self.end :]
 
     def line_in(self, source):
         return source.count("\n", 0, self.start) + 1
 
     def change_in(self, source):
-        """On one line: what stood there -> what stands there now."""
+        """On one line: before -> after."""
         before = " ".join(source[self.start : self.end].split())
         after = " ".join(self.replacement.split())
         return f"{before or 'nothing'} -> {after or 'nothing'}"
@@ -86,7 +87,7 @@ class Source:
         return index
 
     def is_binary(self, index):
-        """The formatted sources have blanks around binary operators, and around them alone."""
+        """The formatted sources have spaces around binary operators, and around them alone."""
         token = self.tokens[index]
         return self.text[token.start - 1].isspace() and self.text[token.end].isspace()
 
@@ -109,18 +110,18 @@ class Source:
         return False
 
 
-def faults_in(text, kinds=NAMED_KINDS + FURTHER_KINDS):
-    """All faults of these kinds, in the order of the text."""
+def mutants_in(text, kinds=NAMED_KINDS + FURTHER_KINDS):
+    """All mutants of these kinds, in the order of the text."""
     source = Source(text)
     table = _area_table(source)
     found = []
-    for finder in (_table_faults, _token_faults, _lock_faults, _return_faults, _condition_faults, _statement_faults):
+    for finder in (_table_mutants, _token_mutants, _lock_mutants, _return_mutants, _condition_mutants, _statement_mutants):
         found += finder(source, table)
-    unique = {(fault.start, fault.end, fault.replacement): fault for fault in reversed(found)}
-    return sorted((fault for fault in unique.values() if fault.kind in kinds), key=lambda fault: fault[1:])
+    unique = {(mutant.start, mutant.end, mutant.replacement): mutant for mutant in reversed(found)}
+    return sorted((mutant for mutant in unique.values() if mutant.kind in kinds), key=lambda mutant: mutant[1:])
 
 
-# --- the area table -------------------------------------------------------------------------------------------------
+# --- the area table -----------------------------------------------------------------------------
 
 
 def _area_table(source):
@@ -152,13 +153,13 @@ def _fields_of_row(source, brace):
     return fields
 
 
-def _table_faults(source, table):
+def _table_mutants(source, table):
     rows = list(_table_rows(source, table))
     for column in zip(*rows):
         values = list(dict.fromkeys(text for text, _, _ in column))
         for text, start, end in column:
             for other in _other_values(text, values):
-                yield Fault("table", start, end, other)
+                yield Mutant("table", start, end, other)
 
 
 def _other_values(text, values):
@@ -167,15 +168,15 @@ def _other_values(text, values):
     return [values[(values.index(text) + 1) % len(values)]]
 
 
-# --- single tokens --------------------------------------------------------------------------------------------------
+# --- single tokens ------------------------------------------------------------------------------
 
 
-def _token_faults(source, table):
+def _token_mutants(source, table):
     for index, token in enumerate(source.tokens):
         if table[0] < index < table[1]:
             continue
         for kind, replacement in _changes_of_token(source, index):
-            yield Fault(kind, token.start, token.end, replacement)
+            yield Mutant(kind, token.start, token.end, replacement)
 
 
 def _changes_of_token(source, index):
@@ -215,28 +216,28 @@ def _is_arithmetic(source, index):
     return source.is_binary(index)
 
 
-# --- locks ----------------------------------------------------------------------------------------------------------
+# --- locks --------------------------------------------------------------------------------------
 
 OWN_MUTEX = "[]() -> {type} & {{ static thread_local {type} own; return own; }}()"
 
 
-def _lock_faults(source, _table):
+def _lock_mutants(source, _table):
     for match in re.finditer(r"PLC_driver\.(\w+Mutex), Rank::(\w+)", source.text):
         mutex = match.start(), match.start() + len("PLC_driver.") + len(match[1])
-        yield Fault("lock", *mutex, OWN_MUTEX.format(type="QMutex"))
+        yield Mutant("lock", *mutex, OWN_MUTEX.format(type="QMutex"))
         for other, rank in MUTEXES.items():
             if other != match[1]:
-                yield Fault("lock", *match.span(), f"PLC_driver.{other}, Rank::{rank}")
+                yield Mutant("lock", *match.span(), f"PLC_driver.{other}, Rank::{rank}")
     for match in re.finditer(r"\b(storeInnerLock), Rank::", source.text):
-        yield Fault("lock", *match.span(1), OWN_MUTEX.format(type="std::mutex"))
-    for match in re.finditer(r"\bmutex\.(?:un)?lock\(\);|LockOrder::(?:enter|leave)\(rank\);", source.text):
-        yield Fault("lock", *match.span(), ";")
+        yield Mutant("lock", *match.span(1), OWN_MUTEX.format(type="std::mutex"))
+    for match in re.finditer(r"\bm_mutex\.(?:un)?lock\(\);|LockOrder::(?:enter|leave)\(m_rank\);", source.text):
+        yield Mutant("lock", *match.span(), ";")
 
 
-# --- early returns, and cases that run on ---------------------------------------------------------------------------
+# --- early returns, and cases that run on -------------------------------------------------------
 
 
-def _return_faults(source, _table):
+def _return_mutants(source, _table):
     for index, token in enumerate(source.tokens):
         if token.text not in ("return", "continue", "break") or not source.begins_statement(index):
             continue
@@ -246,7 +247,7 @@ def _return_faults(source, _table):
         if token.text == "break" and _next_case_only_breaks(source, end):
             continue
         kind = "break" if token.text == "break" else "early-return"
-        yield Fault(kind, token.start, source.tokens[end].end, ";")
+        yield Mutant(kind, token.start, source.tokens[end].end, ";")
 
 
 def _is_last_of_its_body(source, index, end):
@@ -265,10 +266,10 @@ def _next_case_only_breaks(source, semicolon):
     return index > semicolon + 1 and source.tokens[index].text == "break"
 
 
-# --- conditions and statements --------------------------------------------------------------------------------------
+# --- conditions and statements ------------------------------------------------------------------
 
 
-def _condition_faults(source, _table):
+def _condition_mutants(source, _table):
     for index, token in enumerate(source.tokens):
         if token.text != "if" or source.tokens[index + 1].text != "(":
             continue
@@ -279,7 +280,7 @@ def _condition_faults(source, _table):
         if _is_single_comparison(source, first, past):
             continue  # negated already
         start, end = source.tokens[first].start, source.tokens[past - 1].end
-        yield Fault("condition", start, end, f"!({source.text[start:end]})")
+        yield Mutant("condition", start, end, f"!({source.text[start:end]})")
 
 
 def _is_single_comparison(source, first, past):
@@ -290,12 +291,12 @@ def _is_single_comparison(source, first, past):
     return (compares or negated) and "&&" not in texts and "||" not in texts
 
 
-def _statement_faults(source, _table):
+def _statement_mutants(source, _table):
     for index, token in enumerate(source.tokens):
         if not source.begins_statement(index) or not _calls_or_assigns(source, index):
             continue
         end = source.next_of(index, ";")
-        yield Fault("statement", token.start, source.tokens[end].end, ";")
+        yield Mutant("statement", token.start, source.tokens[end].end, ";")
 
 
 def _calls_or_assigns(source, index):

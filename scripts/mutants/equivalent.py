@@ -1,10 +1,11 @@
-"""The survivors that no test can notice, each with its reason."""
+# SPDX-License-Identifier: MIT
+"""The equivalent mutants: no test can kill them. Each has its reason."""
 
 import re
 from typing import NamedTuple
 
 
-class Explanation(NamedTuple):
+class Equivalent(NamedTuple):
     file: str
     line: str
     change: str
@@ -15,14 +16,14 @@ class Explanation(NamedTuple):
 
 
 def _fits(pattern, text):
-    """Letter by letter, runs of blanks counting as one; only ... stands for anything."""
+    """Letter by letter, runs of spaces counting as one; only ... matches anything."""
     pattern, text = " ".join(pattern.split()), " ".join(text.split())
     return re.fullmatch(".*".join(re.escape(part) for part in pattern.split("...")), text) is not None
 
 
-def read_explanations(text):
+def read_equivalents(text):
     """Blocks of "file:", "line:" and "why:" with one or more "change:", separated by empty lines; # begins a comment."""
-    explanations = []
+    equivalents = []
     for block in re.split(r"\n\s*\n", text):
         fields = {}
         for line in block.splitlines():
@@ -30,12 +31,12 @@ def read_explanations(text):
                 name, _, value = line.partition(":")
                 fields.setdefault(name.strip(), []).append(value.strip())
         if fields:
-            explanations += _explanations_of(fields, block)
-    return explanations
+            equivalents += _equivalents_of(fields, block)
+    return equivalents
 
 
-def _explanations_of(fields, block):
+def _equivalents_of(fields, block):
     if set(fields) != {"file", "line", "change", "why"}:
         raise SystemExit(f"mutants: an explanation needs file, line, change and why:\n{block}")
     file, line, why = fields["file"][0], fields["line"][0], fields["why"][0]
-    return [Explanation(file, line, change, why) for change in fields["change"]]
+    return [Equivalent(file, line, change, why) for change in fields["change"]]

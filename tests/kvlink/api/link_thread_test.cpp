@@ -177,7 +177,9 @@ TEST_F(LinkThreadTest, itsStackIsSmall)
         pthread_attr_destroy(&attributes);
         size.set_value(bytes);
     });
-    EXPECT_EQ(size.get_future().get(), 256U * 1024);
+    const std::size_t bytes = size.get_future().get();
+    EXPECT_GE(bytes, 256U * 1024);
+    EXPECT_LE(bytes, 1024U * 1024); // the thread sanitizer adds some of its own; 8 MiB is usual
 }
 
 TEST_F(LinkThreadTest, signalsOfTheProgramAreNotForIt)

@@ -28,8 +28,9 @@ QStringList shownNames()
 
 // The C++ face: classes, and functions beside them.
 const QRegularExpression cppFace(
-    QStringLiteral("^(typeinfo (name )?for |vtable for )?kvlink::(Plc|Momentary|Sample)(::.*)?$|"
-                   "^kvlink::(version|driverPlaces|qualityName|reasonText|outcomeName|linkStateName)\\("));
+    QStringLiteral("^(typeinfo (name )?for |vtable for )?kvlink::(Plc|Momentary|Sample|AddressInfo)(::.*)?$|"
+                   "^kvlink::(version|driverPlaces|qualityName|reasonText|outcomeName|linkStateName)\\(|"
+                   "^kvlink::(deviceInfos|nearestName|durationText|durationFromText|valueAt)\\("));
 
 TEST(ExportedNames, areThePublicFacesAlone)
 {

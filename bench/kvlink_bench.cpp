@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 // What kvlink costs: one scenario a run, one line of JSON as its result.
 //
-//   kvlink_bench pass    SECONDS URL...      all PLCs, 120 words each, again as soon as all have answered
-//   kvlink_bench rate    SECONDS PERIOD_MS WORDS URL...   updates of each PLC, against those that were due
-//   kvlink_bench addresses   SECONDS PERIOD_MS URL ADDRESS...     passes over some addresses of one PLC
-//   kvlink_bench floats  SECONDS FLOATS WRITES URL...     32-bit floats of each PLC once a second, and writes among them
-//   kvlink_bench flat    SECONDS URL         120 words of one PLC without a pause
-//   kvlink_bench tags    COUNT URL           registering many tags, and one more while they are read
+//   pass SECONDS URL...                        120 words of each PLC, again when all have answered
+//   rate SECONDS PERIOD_MS WORDS URL...        updates of each PLC, against those that were due
+//   addresses SECONDS PERIOD_MS URL ADDRESS... passes over some addresses of one PLC
+//   floats SECONDS FLOATS WRITES URL...        32-bit floats once a second, and writes among them
+//   flat SECONDS URL                           120 words of one PLC without a pause
+//   tags COUNT URL                             registering many tags, and one more while they run
 //
 // CPU time is that of this process, memory its resident set at the end; the PLCs are processes
 // of their own.

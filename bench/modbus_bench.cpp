@@ -2,8 +2,8 @@
 // What a user would pick instead: libmodbus reading 120 registers from its own server, over
 // the same loopback.
 //
-//   modbus_bench SECONDS [REGISTERS]     prints "exchanges N seconds S cpu C", C being the client's CPU time in seconds
-//   modbus_bench --serve                 prints "port P" and serves one client after the other until it is killed
+//   modbus_bench SECONDS [REGISTERS]  prints "exchanges N seconds S cpu C"; C: client's CPU seconds
+//   modbus_bench --serve              prints "port P", serves client after client until killed
 //
 // The server runs in a process of its own, as kv-sim does. libmodbus sets TCP_NODELAY on
 // both ends itself.

@@ -62,7 +62,7 @@ kvlink_error errorOf(kvlink::PlcCore::Fault fault)
     return KVLINK_EINVAL;
 }
 
-/// Fills a record with its beginning.
+// Fills a record with its beginning.
 template <class Record>
 int initialise(Record *record, uint32_t version, const Record &init)
 {
@@ -74,7 +74,7 @@ int initialise(Record *record, uint32_t version, const Record &init)
     return KVLINK_OK;
 }
 
-/// An enumerator, if the number is one; its first is 0.
+// An enumerator, if the number is one; its first is 0.
 template <class Enum>
 bool take(int32_t number, Enum last, Enum &to)
 {
@@ -82,7 +82,7 @@ bool take(int32_t number, Enum last, Enum &to)
     return number >= 0 && number <= int(last);
 }
 
-/// \return false for numbers that are none
+// \return false for numbers that are none
 bool translate(const kvlink_link_settings &from, kvlink::LinkSettings &to)
 {
     const auto timeout = duration(from.timeout);

@@ -14,7 +14,7 @@ double secondsOfDay(WallTime time)
     return seconds(time.time_since_epoch());
 }
 
-/// One scalar; a text goes to \a text.
+// One scalar; a text goes to \a text.
 kvlink_scalar scalarOf(const Scalar &given, QString &text)
 {
     kvlink_scalar scalar{KVLINK_NOTHING, 0, 0, std::nan(""), ""};
@@ -31,7 +31,7 @@ kvlink_scalar scalarOf(const Scalar &given, QString &text)
     return scalar;
 }
 
-/// A value as the scalars that it is made of.
+// A value as the scalars that it is made of.
 std::vector<Scalar> scalarsOf(const Value &value)
 {
     if (const auto *list = std::get_if<std::vector<Scalar>>(&value))

@@ -45,7 +45,7 @@ std::vector<kvlink::Tag> tagsOf(const kvlink_tag *tags, size_t count)
     return all;
 }
 
-/// KVLINK_OK if all of them exist.
+// KVLINK_OK if all of them exist.
 int checkTags(kvlink_plc *plc, const kvlink_tag *tags, size_t count)
 {
     if (plc == nullptr || (tags == nullptr && count > 0))
@@ -57,8 +57,8 @@ int checkTags(kvlink_plc *plc, const kvlink_tag *tags, size_t count)
     return KVLINK_OK;
 }
 
-/// Options of the C++ face, and who gets the end. An expiry that is no time is refused by the core,
-/// as an end of the write.
+// Options of the C++ face, and who gets the end. An expiry that is no time is refused by the core,
+// as an end of the write.
 struct Options {
     kvlink::WriteOptions options;
     End end = End::AsEvent;
@@ -77,7 +77,7 @@ Options translate(const kvlink_write_options &from)
     return to;
 }
 
-/// Hands out a write by \a hand, which gets the options.
+// Hands out a write by \a hand, which gets the options.
 template <class Hand>
 int64_t handOut(kvlink_plc *plc, const kvlink_write_options *options, Hand hand)
 {
@@ -110,7 +110,7 @@ int64_t writeList(kvlink_plc *plc, kvlink_tag tag, const Number *values, size_t 
     return write(plc, tag, list, options);
 }
 
-/// False for events that the C face does not have.
+// False for events that the C face does not have.
 bool fill(kvlink_event &out, const kvlink::Event &event, Handed &handed)
 {
     out = kvlink_event{};

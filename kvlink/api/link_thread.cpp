@@ -49,7 +49,7 @@ bool LinkThread::start(QString &problem)
     return false;
 }
 
-/// \return 0, or what the system says
+// \return 0, or what the system says
 int LinkThread::startThread()
 {
     pthread_attr_t attributes;
@@ -121,7 +121,7 @@ void LinkThread::run()
     }
 }
 
-/// \return false when it was the last
+// \return false when it was the last
 bool LinkThread::step(Events &events, SteadyTime &deadline)
 {
     const std::lock_guard engine(m_engineMutex);
@@ -134,7 +134,7 @@ bool LinkThread::step(Events &events, SteadyTime &deadline)
     return isOpen;
 }
 
-/// The caller holds the engine. \return false when these were the last
+// The caller holds the engine. \return false when these were the last
 bool LinkThread::takeCommands()
 {
     bool isOpen = true;

@@ -128,7 +128,7 @@ void Mailbox::addLink(LinkStatus &status)
         addEntry(Kind::Link);
 }
 
-/// The end of a write, read or query: to the caller who waits for it, else into the row.
+// The end of a write, read or query: to the caller who waits for it, else into the row.
 template <class Record>
 void Mailbox::addEnd(Kind kind, std::deque<Record> &queue, Record &record)
 {
@@ -187,7 +187,7 @@ std::optional<Event> Mailbox::take()
     return event;
 }
 
-/// The first entry. Nothing if what it stood for is gone.
+// The first entry. Nothing if what it stood for is gone.
 std::optional<Event> Mailbox::takeEntry()
 {
     const Entry first = m_entries.front();

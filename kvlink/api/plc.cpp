@@ -136,9 +136,9 @@ bool Plc::waitForChange(Duration longest)
     return true;
 }
 
-/// Emits what waits now. What comes meanwhile is a later event of the loop, so that a receiver
-/// that is slow, or opens a dialog with a loop of its own, neither stops the program's other
-/// events nor misses ours.
+// Emits what waits now. What comes meanwhile is a later event of the loop, so that a receiver
+// that is slow, or opens a dialog with a loop of its own, neither stops the program's other
+// events nor misses ours.
 void Plc::deliver()
 {
     const QPointer<Plc> alive(this); // a slot may destroy this

@@ -15,7 +15,7 @@ namespace kvlink
 {
 namespace
 {
-/// What the engine needs of a tag. \return nothing with a problem
+// What the engine needs of a tag. \return nothing with a problem
 std::optional<EngineTag> engineTag(const TagSettings &settings, QString &problem)
 {
     const std::optional<Place> place = parsePlace(settings.address, problem);
@@ -106,7 +106,7 @@ void PlcCore::stop()
     m_mailbox.setLink(LinkState::Stopped);
 }
 
-/// False while the link is stopped.
+// False while the link is stopped.
 bool PlcCore::post(LinkThread::Command command)
 {
     return m_thread && m_thread->post(std::move(command));

@@ -14,8 +14,8 @@ namespace
 constexpr Duration shortestPulse = 10ms;
 constexpr Duration longestPulse = 60s;
 
-/// An end that never comes would be a bug of the engine; nobody waits for it longer than any
-/// write can take.
+// An end that never comes would be a bug of the engine; nobody waits for it longer than any
+// write can take.
 constexpr Duration longestWrite = 48h;
 
 bool isOneBit(const Place &place)
@@ -34,7 +34,7 @@ WriteId PlcCore::newWrite(End end)
     return id;
 }
 
-/// \param what of InvalidValue: what is wrong
+// \param what of InvalidValue: what is wrong
 void PlcCore::endUnsent(WriteId id, Tag tag, Reason reason, const QString &what)
 {
     const SystemClock clock;

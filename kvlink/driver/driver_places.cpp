@@ -23,7 +23,7 @@ QString folderOfProgram()
     return QFileInfo(QFileInfo(QStringLiteral("/proc/self/exe")).canonicalFilePath()).path();
 }
 
-/// Of libkvlink, or of whatever kvlink was linked into.
+// Of libkvlink, or of whatever kvlink was linked into.
 QString folderOfKvlink()
 {
     Dl_info info = {};

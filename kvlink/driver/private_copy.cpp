@@ -61,7 +61,7 @@ bool isForThisMachine(const ElfW(Ehdr) & header)
     return header.e_ident[EI_CLASS] == ownClass && header.e_phentsize == sizeof(ElfW(Phdr));
 }
 
-/// End of the last segment that is loaded; 0 if there is none within the file.
+// End of the last segment that is loaded; 0 if there is none within the file.
 quint64 endOfSegments(const QByteArray &bytes, const ElfW(Ehdr) & header)
 {
     quint64 end = 0;
@@ -75,7 +75,7 @@ quint64 endOfSegments(const QByteArray &bytes, const ElfW(Ehdr) & header)
     return end <= quint64(bytes.size()) ? end : 0;
 }
 
-/// The copy's library, or null with what the loader says; \a file stands for the copy's name in it.
+// The copy's library, or null with what the loader says; \a file stands for the copy's name in it.
 void *loadFrom(const CopyPlace &place, const QString &file, QString &problem)
 {
     void *handle = ::dlopen(place.path.constData(), RTLD_NOW | RTLD_LOCAL);
@@ -83,7 +83,8 @@ void *loadFrom(const CopyPlace &place, const QString &file, QString &problem)
         problem = QString::fromLocal8Bit(::dlerror());
         problem.replace(QString::fromLocal8Bit(place.path), file);
     }
-    // What is mapped lasts without its name. A descriptor lasts too: its number is the name of the copy.
+    // What is mapped lasts without its name. A descriptor lasts too: its number is the name
+    // of the copy.
     if (place.isTemporary)
         ::unlink(place.path.constData());
     if (place.isTemporary || handle == nullptr)

@@ -82,7 +82,8 @@ bool isGood(AnswerShape shape, const QByteArray &answer)
     return isValues(shapeOfValue(shape), answer);
 }
 
-/// Stores the number at \a digits in element \a i of \a image if it is one that the driver cannot hold.
+// Stores the number at \a digits in element \a i of \a image if it is one that the
+// driver cannot hold.
 void takeLarge(QByteArray &image, int i, const char *digits)
 {
     const std::string_view text(digits, largestStored.size());

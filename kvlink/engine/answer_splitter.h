@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Where an answer ends: at the length that was asked for, or at CR LF, whichever comes first.
 //
-// An error answer has 4 bytes whatever was asked, so waiting for the asked length alone would wait for the time-out. Bytes
-// are fed as they come, in any pieces; the same bytes give the same answer however they are cut.
+// An error answer has 4 bytes whatever was asked, so waiting for the asked length alone would wait
+// for the time-out. Bytes are fed as they come, in any pieces; the same bytes give the same answer
+// however they are cut.
 #pragma once
 
 #include <QByteArray>

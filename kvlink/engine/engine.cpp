@@ -64,7 +64,7 @@ SteadyTime Engine::nextDeadline(SteadyTime now) const
     return std::min(next, m_reader.nextDeadline());
 }
 
-// --- tags ---------------------------------------------------------------------------------------------------------
+// --- tags ----------------------------------------------------------------------------------------
 
 void Engine::addTags(const std::vector<EngineTag> &tags)
 {

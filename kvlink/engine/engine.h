@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: MIT
 // The engine: one link to one PLC as a deterministic machine.
 //
-// Time, bytes and calls go in by small interfaces; bytes and events come out. Nothing here waits, starts a thread or asks the
-// system for anything: with a fake clock and a fake transport a whole run follows from its seed.
+// Time, bytes and calls go in by small interfaces; bytes and events come out. Nothing here waits,
+// starts a thread or asks the system for anything: with a fake clock and a fake transport a whole
+// run follows from its seed.
 //
 // Threads: none. The link's thread makes all calls, one after the other.
 //
 // Where to read on: step() in engine.cpp, the table in link_life.cpp, and from there
 //   exchange      one frame out, one answer in         write_queue   writes and their ends
-//   answer_check  what an answer must look like        push_buttons  a 1 that is always followed by its 0
+//   answer_check  what an answer must look like        push_buttons  a 1 and the 0 that ends it
 //   planner       which requests read a set of tags    reader        what is read when
 //   value_book    values and how far to trust them     pass_clock    the rhythm of a period
 #pragma once
@@ -44,22 +45,24 @@ public:
 
     /// Starting twice does nothing, nor does stopping twice.
     void start();
-    /// Writes end: those that wait as NotSent, the one in flight as Unknown. The next step() brings the ends.
+    /// Writes end: those that wait as NotSent, the one in flight as Unknown. The next step()
+    /// brings the ends.
     void stop();
 
     void addTags(const std::vector<EngineTag> &tags);
     /// Its unsent writes end as NotSent, Cancelled.
     void removeTag(Tag tag);
     void setPeriod(Tag tag, Duration period);
-    /// Reads tags whatever their period; each is told as a change, changed or not, and the id when all are done. While no
-    /// link comes to be the id follows at once, since all tags are bad.
+    /// Reads tags whatever their period; each is told as a change, changed or not, and the id when
+    /// all are done. While no link comes to be the id follows at once, since all tags are bad.
     void readNow(ReadId id, const std::vector<Tag> &tags);
 
     void write(EngineWrite write);
     void pulse(WriteId id, Tag relay, Duration length);
     bool cancel(WriteId id);
     int cancelAll();
-    /// A push button; see Momentary. Press and release together are one write with this id: it ends with the release.
+    /// A push button; see Momentary. Press and release together are one write with this id: it ends
+    /// with the release.
     void press(WriteId id, Tag relay);
     void renew(WriteId press);
     void release(WriteId press);
@@ -68,7 +71,8 @@ public:
     void query(QueryId id, const QByteArray &command);
 
     /// Does what is due now and what has come; never blocks. Appends what happened to \a out.
-    /// \return when it must be called again at the latest; earlier when bytes come or a call was made
+    /// \return when it must be called again at the latest; earlier when bytes come or a
+    /// call was made
     SteadyTime step(Events &out);
 
     LinkStatus link() const { return m_status; }

@@ -14,7 +14,8 @@ namespace
 const QByteArray greeting("CR\r\n");
 constexpr int greetingReply = 4; // "CC\r\n"
 
-// A serial line has to be silent for so long before it is used again, but it is not waited for longer than this.
+// A serial line has to be silent for so long before it is used again, but it is not waited for
+// longer than this.
 constexpr Duration silence = 100ms;
 constexpr Duration longestSilence = 10s;
 
@@ -63,7 +64,7 @@ void Engine::moveLink(SteadyTime now)
     }
 }
 
-/// True if the state has changed. Waiting takes time, so this comes to an end.
+// True if the state has changed. Waiting takes time, so this comes to an end.
 bool Engine::moveOnce(SteadyTime now)
 {
     switch (m_life.state()) {
@@ -101,7 +102,7 @@ bool Engine::moveOpening(SteadyTime now)
     return true;
 }
 
-/// With an exchange open, that one finds out.
+// With an exchange open, that one finds out.
 bool Engine::moveReady(SteadyTime now)
 {
     if (m_errand != Errand::None)
@@ -117,7 +118,8 @@ bool Engine::moveReady(SteadyTime now)
 
 bool Engine::moveWaiting(SteadyTime now)
 {
-    // A serial line stays open while it is waited silent: what still comes belongs to a request that was given up.
+    // A serial line stays open while it is waited until idle: what still comes belongs to a request
+    // that was given up.
     if (m_transport.state() == Transport::State::Open && !m_exchange.drain())
         m_stateUntil = std::min(std::max(m_stateUntil, now + silence), m_latestTry);
     if (now < m_stateUntil)
@@ -203,7 +205,8 @@ void Engine::enterReady(SteadyTime now)
     m_reader.linkReady(now);
 }
 
-/// A serial line stays open after a time-out; sockets are closed, and with them goes every late answer.
+// A serial line stays open after a time-out; sockets are closed, and with them goes
+// every late answer.
 void Engine::close()
 {
     dropRequest();

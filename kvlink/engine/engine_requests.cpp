@@ -37,7 +37,7 @@ Reason reasonOf(Exchange::End end)
 
 } // namespace
 
-// --- out ----------------------------------------------------------------------------------------------------------
+// --- out -----------------------------------------------------------------------------------------
 
 void Engine::beginNext(SteadyTime now)
 {
@@ -86,7 +86,7 @@ void Engine::askRead(SteadyTime now)
     sendDriverFrame(now);
 }
 
-/// Sends the next frame of the request in the driver's hands.
+// Sends the next frame of the request in the driver's hands.
 void Engine::sendDriverFrame(SteadyTime now)
 {
     const QByteArray frame = m_driver.frame();
@@ -114,7 +114,7 @@ void Engine::send(Errand errand, const QByteArray &frame, int replyLength, Stead
     m_exchange.begin(frame, replyLength, now);
 }
 
-// --- in -----------------------------------------------------------------------------------------------------------
+// --- in ------------------------------------------------------------------------------------------
 
 void Engine::takeAnswer(SteadyTime now)
 {
@@ -132,7 +132,8 @@ void Engine::takeAnswer(SteadyTime now)
     if (greetsAgain(*ended, now))
         return;
     endErrand(*ended, now);
-    // Without an answer the link starts afresh: the true one may still come, and be taken for that of the next request.
+    // Without an answer the link starts afresh: the true one may still come, and be taken for that
+    // of the next request.
     if (!ended->isAnswer())
         go(LinkEvent::Failed, now, problemOf(*ended, m_settings, m_transport));
 }
@@ -158,7 +159,8 @@ void Engine::count(const Ended &ended)
     m_life.backOff().reset();
 }
 
-/// A PLC that was restarted answers E1 until it is greeted again: the request is then asked once more. A second E1 is meant.
+// A PLC that was restarted answers E1 until it is greeted again: the request is then asked once
+// more. A second E1 is meant.
 bool Engine::greetsAgain(const Ended &ended, SteadyTime now)
 {
     const bool isNotKnown = ended.end == Exchange::End::PlcError && ended.plcError == notKnown;
@@ -225,7 +227,8 @@ void Engine::endWrite(const Ended &ended, SteadyTime now)
     } else if (ended.end == Exchange::End::Answered && result == Driver::Result::Done) {
         m_writes.confirmed();
     } else if (ended.end == Exchange::End::Answered && result == Driver::Result::NextFrame) {
-        // On purpose without the pause between requests: the PLC's program may change the word until it is written.
+        // On purpose without the pause between requests: the PLC's program may change the word
+        // until it is written.
         m_errand = Errand::Write;
         sendDriverFrame(now);
     } else {
@@ -245,7 +248,7 @@ void Engine::endQuery(const Ended &ended)
     m_events.queries.push_back(result);
 }
 
-/// The request in hand, if any, ends without an answer; the driver's lists are empty afterwards.
+// The request in hand, if any, ends without an answer; the driver's lists are empty afterwards.
 void Engine::dropRequest()
 {
     const Errand errand = m_askedAgain == Errand::None ? m_errand : m_askedAgain;

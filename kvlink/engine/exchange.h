@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // One exchange: a frame out, its answer in, or the time-out.
 //
-// Only one is open at a time. What comes when nothing was asked, and what comes beside an answer, is never an answer: whole
-// copies of the last answer are passed over, anything else puts the link in doubt, since an answer may by then have been
-// taken for that of another request.
+// Only one is open at a time. What comes when nothing was asked, and what comes beside an answer,
+// is never an answer: whole copies of the last answer are skipped, anything else puts the link
+// in doubt, since an answer may by then have been taken for that of another request.
 #pragma once
 
 #include "engine/answer_check.h"
@@ -20,10 +20,10 @@ class Exchange
 public:
     enum class End : quint8 {
         Answered,
-        PlcError,  ///< "E0", "E1", ...
+        PlcError, ///< "E0", "E1", ...
         Corrupted, ///< complete, but of the wrong shape or with other bytes behind it: it may be another request's
-        NoAnswer,  ///< not complete within the time-out
-        LinkLost,  ///< the transport failed
+        NoAnswer, ///< not complete within the time-out
+        LinkLost, ///< the transport failed
     };
     /// An end without an answer puts the link in doubt: the true answer may still come.
     struct Ended {
@@ -42,7 +42,8 @@ public:
     /// Takes what has come while nothing was asked. False: it puts the link in doubt.
     bool drain();
 
-    /// Sends. Right after a drain() that found nothing. \param replyLength below 1: the line end decides
+    /// Sends. Right after a drain() that found nothing. \param replyLength below 1: the
+    /// line end decides
     void begin(const QByteArray &frame, int replyLength, SteadyTime now);
     bool isOpen() const { return m_open; }
     /// When the answer is given up. With an open exchange only.

@@ -39,7 +39,8 @@ constexpr Row rows[] = {
 
 Duration BackOff::next()
 {
-    // By hand, not by std::uniform_real_distribution: the same seed gives the same pauses with every standard library.
+    // By hand, not by std::uniform_real_distribution: the same seed gives the same pauses with
+    // every standard library.
     const double chance = double(m_random() >> 11) / double(1ULL << 53);
     const auto pause = Duration(qint64(double(m_pause.count()) * (0.75 + 0.5 * chance)));
     m_pause = std::min(m_pause * 2, longest);

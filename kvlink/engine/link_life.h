@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
-// The life of a link, as a table: in which state which event leads where, and what has to be done then.
+// The life of a link, as a table: in which state which event leads where, and what has to
+// be done then.
 //
-// A link that is to be up is tried for ever. Between two attempts it waits, longer each time; only an answered request,
-// not a mere connection, makes the waiting short again: a PLC that accepts connections and says nothing is lost.
+// A link that is to be up is tried forever. Between two attempts it waits, longer each time; only
+// an answered request, not a mere connection, makes the waiting short again: a PLC that accepts
+// connections and says nothing is lost.
 #pragma once
 
 #include <kvlink/link.h>
@@ -33,8 +35,8 @@ enum class LinkAction : quint8 {
     Close,      ///< stopped
 };
 
-/// The pause before the next attempt: 0.2 s, doubled each time up to 5 s, a quarter more or less by chance, so that many
-/// hosts do not come back to a PLC in step.
+/// The pause before the next attempt: 0.2 s, doubled each time up to 5 s, a quarter more or less by
+/// chance, so that many hosts do not come back to a PLC in step.
 class BackOff
 {
 public:
@@ -59,7 +61,8 @@ public:
     LinkState state() const { return m_state; }
     bool isReady() const { return m_state == LinkState::Ready; }
 
-    /// Goes where the table leads. A pair of state and event without a row is a defect of the engine and asserts.
+    /// Goes where the table leads. A pair of state and event without a row is a defect of the
+    /// engine and asserts.
     LinkAction on(LinkEvent event);
 
     BackOff &backOff() { return m_backOff; }
@@ -69,7 +72,8 @@ private:
     BackOff m_backOff;
 };
 
-/// Longest time for a name to be resolved; a slow name server is waited for by nobody but this link.
+/// Longest time for a name to be resolved; a slow name server is waited for by nobody
+/// but this link.
 constexpr Duration longestResolving = 5s;
 
 /// Longest time for a connection: twice the time-out, 0.5 to 3 s.

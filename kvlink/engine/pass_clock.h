@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// When the tags of one period are due: in a fixed rhythm from the first pass on. A pass that could not be made is counted
-// as missed, and never made up for.
+// When the tags of one period are due: in a fixed rhythm from the first pass on. A pass that could
+// not be made is counted as missed, and never made up for.
 #pragma once
 
 #include <kvlink/time.h>
@@ -19,9 +19,11 @@ public:
 
     Duration period() const { return m_period; }
 
-    /// A pass now, beside the rhythm: the link is ready, and all is to be read at once. The first one begins the rhythm.
+    /// A pass now, beside the rhythm: the link is ready, and all is to be read at once. The first
+    /// one begins the rhythm.
     void passNow(SteadyTime now);
-    /// Begins the pass that is due, if there is one and the last one has ended; otherwise it is missed.
+    /// Begins the pass that is due, if there is one and the last one has ended; otherwise
+    /// it is missed.
     /// \param canRead the link is ready
     void tick(SteadyTime now, bool canRead);
     void ended(SteadyTime now);

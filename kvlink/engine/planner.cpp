@@ -9,7 +9,7 @@ namespace kvlink
 namespace
 {
 
-/// A block that grows tag by tag.
+// A block that grows tag by tag.
 class Planner
 {
 public:

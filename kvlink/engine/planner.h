@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Which requests read a set of tags of one device: as few as pay.
 //
-// Two tags share a request when reading across the gap between them costs less than a request more. All units of a tag come
-// in one request, so that no 32-bit value and no text is ever made of two answers. Only a tag that is larger than the
-// largest request is read in several; they end between its values, never inside one. A text is one value: a longer one than
-// the largest request is still asked for in one.
+// Two tags share a request when reading across the gap between them costs less than a request more.
+// All units of a tag come in one request, so that no 32-bit value and no text is ever made of two
+// answers. Only a tag that is larger than the largest request is read in several; they end between
+// its values, never inside one. A text is one value: a longer one than the largest request is still
+// asked for in one.
 #pragma once
 
 #include <QtGlobal>
@@ -27,7 +28,8 @@ struct UnitRange {
 
     int end() const { return first + count; }
     friend bool operator<(const UnitRange &one, const UnitRange &other) { return one.key() < other.key(); }
-    /// Tags with the same key ask for the same units: what the PLC refuses of one it refuses of all.
+    /// Tags with the same key ask for the same units: what the PLC refuses of one it
+    /// refuses of all.
     std::pair<int, int> key() const { return {first, count}; }
 };
 

@@ -50,7 +50,7 @@ std::optional<WriteEnd> PushButtons::ended(const WriteEnd &end, SteadyTime now)
     return whole;
 }
 
-/// Done only if both are.
+// Done only if both are.
 WriteEnd PushButtons::together(const WriteEnd &press, const WriteEnd &release)
 {
     WriteEnd end = press;

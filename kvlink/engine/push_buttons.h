@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Push buttons and pulses: a 1 that is always followed by its 0.
 //
-// The stroke, the 1 and the 0 together, is one write to whoever asked for it: it ends with the end of the 0. A 1 that the
-// PLC did not get takes its 0 with it; a 1 that may have been carried out is followed by its 0 at once.
+// The stroke, the 1 and the 0 together, is one write to whoever asked for it: it ends with the end
+// of the 0. A 1 that the PLC did not get takes its 0 with it; a 1 that may have been carried out is
+// followed by its 0 at once.
 #pragma once
 
 #include "engine/write_queue.h"
@@ -20,7 +21,8 @@ public:
     static constexpr Duration lease = 500ms;
 
     /// A stroke begins: \a press has been handed to the queue; \a release follows.
-    /// \param length of a pulse, from the confirmation of the 1; nothing: until release(), or the end of the lease
+    /// \param length of a pulse, from the confirmation of the 1; nothing: until release(), or the
+    /// end of the lease
     void begin(QueuedWrite release, std::optional<Duration> length, SteadyTime now);
     void renew(WriteId id, SteadyTime now);
     void release(WriteId id, SteadyTime now);

@@ -23,7 +23,7 @@ bool bySlot(const UnitRange &one, const UnitRange &other)
 
 } // namespace
 
-// --- tags and plan ------------------------------------------------------------------------------------------------
+// --- tags and plan -------------------------------------------------------------------------------
 
 void ReadGroup::add(const UnitRange &tag, SteadyTime staleAt)
 {
@@ -76,7 +76,7 @@ void ReadGroup::replan(const PlanLimits &limits)
     m_hint = 0;
 }
 
-/// Tags that are refused stand alone.
+// Tags that are refused stand alone.
 std::set<RangeKey> ReadGroup::allCuts() const
 {
     std::set<RangeKey> cuts = m_cuts;
@@ -89,7 +89,8 @@ std::set<RangeKey> ReadGroup::allCuts() const
 
 void ReadGroup::carryOver(const std::vector<ReadBlock> &old)
 {
-    // Tags of a block that was cut or joined may have been read by any of the old ones: the earliest time is safe.
+    // Tags of a block that was cut or joined may have been read by any of the old ones: the
+    // earliest time is safe.
     SteadyTime earliest = std::exchange(m_addedStaleAt, SteadyTime::max());
     const SteadyTime added = earliest;
     for (const ReadBlock &block : old)
@@ -109,7 +110,7 @@ void ReadGroup::carryOver(const std::vector<ReadBlock> &old)
     }
 }
 
-// --- asking -------------------------------------------------------------------------------------------------------
+// --- asking --------------------------------------------------------------------------------------
 
 const ReadBlock *ReadGroup::next(quint64 pass, SteadyTime now)
 {
@@ -137,7 +138,7 @@ void ReadGroup::answered(const PlannedBlock &block, SteadyTime staleAt)
 {
     ReadBlock *now = find(block);
     if (now == nullptr) {
-        ageAtLatest(staleAt); // planned anew since: its tags are in other requests now
+        ageAtLatest(staleAt); // planned again since: its tags are in other requests now
         return;
     }
     now->staleAt = staleAt;
@@ -157,7 +158,7 @@ bool ReadGroup::refused(const PlannedBlock &block, quint8 plcError, SteadyTime n
 {
     const ReadBlock *found = find(block);
     if (found == nullptr)
-        return true; // planned anew since: its tags are asked in other requests
+        return true; // planned again since: its tags are asked in other requests
     const std::span<const UnitRange> tags = tagsOf(*found);
     m_isPlanned = false;
     // The middle, or the next place where one key ends and another begins.

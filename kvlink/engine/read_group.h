@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The tags of one device that are read together, and the requests that read them.
 //
-// A request that the PLC refuses is cut in two until the bad tags are alone. Cuts last a minute, as do refusals: then
-// everything is asked in large requests again.
+// A request that the PLC refuses is cut in two until the bad tags are alone. Cuts last a minute, as
+// do refusals: then everything is asked in large requests again.
 #pragma once
 
 #include "engine/planner.h"
@@ -37,7 +37,8 @@ public:
     bool isEmpty() const { return m_tags.size() + m_added.size() == m_removed.size(); }
     int tagCount() const { return int(m_tags.size() + m_added.size() - m_removed.size()); }
 
-    /// Plans anew, if tags came or went or the limits have changed. Requests that stay as they were keep their state.
+    /// Plans again, if tags came or went or the limits have changed. Requests that stay as they
+    /// were keep their state.
     void replan(const PlanLimits &limits);
     /// replan() will plan.
     void invalidate() { m_isPlanned = false; }
@@ -49,14 +50,16 @@ public:
         return std::span(m_tags).subspan(block.begin, block.end - block.begin);
     }
 
-    /// The next request that pass \a pass has not asked yet; it is marked as asked. Null: none is left.
+    /// The next request that pass \a pass has not asked yet; it is marked as asked. Null:
+    /// none is left.
     const ReadBlock *next(quint64 pass, SteadyTime now);
 
-    // --- how it went. \a block is a copy of what next() gave; the group may have been planned anew since ------------
+    // --- how it went. \a block: a copy of what next() gave; the group may have a new plan since --
 
     void answered(const PlannedBlock &block, SteadyTime staleAt);
     void failed(const PlannedBlock &block);
-    /// \return true: cut in two, both to be asked in this pass; false: the tags of the block are alone and bad
+    /// \return true: cut in two, both to be asked in this pass; false: the tags of the block are
+    /// alone and bad
     bool refused(const PlannedBlock &block, quint8 plcError, SteadyTime now);
 
     /// Forgets cuts and refusals, as after a loss of the link: another PLC may be there.
@@ -64,7 +67,8 @@ public:
     /// Forgets the cuts when their minute is over. Before replan().
     void forgetOldCuts(SteadyTime now);
 
-    /// Calls \a act for each block whose tags are stale now, and marks it. \return when the next one will be
+    /// Calls \a act for each block whose tags are stale now, and marks it. \return when the next
+    /// one will be
     template <typename Act>
     SteadyTime age(SteadyTime now, Act act)
     {

@@ -8,7 +8,7 @@ namespace kvlink
 namespace
 {
 
-/// Device whose letters stand in the frame: all values of a timer come with T.
+// Device whose letters stand in the frame: all values of a timer come with T.
 const Device &deviceOfFrame(const Device &device)
 {
     for (const Device &one : devices()) {

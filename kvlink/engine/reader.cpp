@@ -29,7 +29,7 @@ Reader::Reader(ValueBook &book, const LinkSettings &settings, double secondsPerB
 {
 }
 
-// --- tags ---------------------------------------------------------------------------------------------------------
+// --- tags ----------------------------------------------------------------------------------------
 
 UnitRange Reader::rangeOf(ValueBook::Slot slot) const
 {
@@ -94,7 +94,7 @@ void Reader::readNow(ReadId id, std::vector<ValueBook::Slot> tagSlots, SteadyTim
     m_asked.push_back(std::move(asked));
 }
 
-// --- the link -----------------------------------------------------------------------------------------------------
+// --- the link ------------------------------------------------------------------------------------
 
 void Reader::linkReady(SteadyTime now)
 {
@@ -131,7 +131,7 @@ void Reader::endReads()
     m_asked.clear();
 }
 
-// --- time ---------------------------------------------------------------------------------------------------------
+// --- time ----------------------------------------------------------------------------------------
 
 void Reader::tick(SteadyTime now, bool online)
 {
@@ -181,7 +181,7 @@ SteadyTime Reader::nextDeadline() const
     return next;
 }
 
-// --- reading ------------------------------------------------------------------------------------------------------
+// --- reading -------------------------------------------------------------------------------------
 
 PlanLimits Reader::limitsOf(const Device &device) const
 {
@@ -251,7 +251,7 @@ bool Reader::nextOf(Groups &groups, quint64 pass, ReadRequest &request, SteadyTi
     return false;
 }
 
-/// Where a request came from; null if its tags have gone since.
+// Where a request came from; null if its tags have gone since.
 ReadGroup *Reader::groupOf(const ReadRequest &request)
 {
     Groups *groups = nullptr;
@@ -265,7 +265,7 @@ ReadGroup *Reader::groupOf(const ReadRequest &request)
     return group == groups->end() ? nullptr : &group->second;
 }
 
-/// What somebody asked for is told even if it has not changed.
+// What somebody asked for is told even if it has not changed.
 bool Reader::isTold(const ReadRequest &request) const
 {
     return request.period == Duration(0) && !m_asked.empty() && m_asked.front().id != 0;
@@ -290,7 +290,7 @@ void Reader::answered(const ReadRequest &request, const UnitBlock &block, const 
         group->answered(request.block, staleAt);
 }
 
-/// Tags that somebody asked for and that have a period as well age by it.
+// Tags that somebody asked for and that have a period as well age by it.
 void Reader::ageAsked(const ReadRequest &request)
 {
     Duration last{};

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-// What is read when: the tags by period and device, passes over them, and reads that somebody asked for.
+// What is read when: the tags by period and device, passes over them, and reads that
+// somebody asked for.
 //
-// Of all that is due, the pass goes first that has to end first; so a short period is not held up by a long one, and a late
-// long one not for ever by short ones.
+// Of all that is due, the pass goes first that has to end first; so a short period is not held up
+// by a long one, and a late long one not forever by short ones.
 #pragma once
 
 #include "engine/pass_clock.h"
@@ -36,7 +37,7 @@ class Reader
 public:
     Reader(ValueBook &book, const LinkSettings &settings, double secondsPerByte);
 
-    // --- tags ---------------------------------------------------------------------------------------------------
+    // --- tags ------------------------------------------------------------------------------------
 
     /// \param online the link is ready: the tags are read as soon as can be
     void add(const std::vector<ValueBook::Slot> &tagSlots, bool online, SteadyTime now);
@@ -44,14 +45,14 @@ public:
     void remove(ValueBook::Slot slot);
     void readNow(ReadId id, std::vector<ValueBook::Slot> tagSlots, SteadyTime now);
 
-    // --- the link -----------------------------------------------------------------------------------------------
+    // --- the link --------------------------------------------------------------------------------
 
     void linkReady(SteadyTime now);
     void linkLost();
     /// Ends all reads that somebody asked for: their tags are bad.
     void endReads();
 
-    // --- reading ------------------------------------------------------------------------------------------------
+    // --- reading ---------------------------------------------------------------------------------
 
     /// Begins passes that are due, counts the missed, ages values.
     void tick(SteadyTime now, bool online);

@@ -9,7 +9,8 @@ namespace kvlink
 
 namespace
 {
-// PLCs on Ethernet take about this long for each character of an answer, however fast the network is.
+// PLCs on Ethernet take about this long for each character of an answer, however fast
+// the network is.
 constexpr double leastPerByte = 0.5e-6;
 constexpr double guessOnEthernet = 0.005;
 constexpr double guessOnSerial = 0.010;

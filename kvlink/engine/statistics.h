@@ -14,7 +14,8 @@ class AnswerTimes
 public:
     void add(Duration took);
 
-    /// Sets the five answer times: nearest ranks of the last 10,000. Nothing while there was no answer.
+    /// Sets the five answer times: nearest ranks of the last 10,000. Nothing while there
+    /// was no answer.
     void fill(LinkStatistics &statistics) const;
 
 private:

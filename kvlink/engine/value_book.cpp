@@ -43,7 +43,7 @@ bool isCloser(const Value &one, const Value &other, double distance)
 
 } // namespace
 
-// --- tags ---------------------------------------------------------------------------------------------------------
+// --- tags ----------------------------------------------------------------------------------------
 
 ValueBook::Slot ValueBook::add(const EngineTag &tag)
 {
@@ -93,7 +93,7 @@ quint32 ValueBook::roomFor(quint32 bytes)
     return at;
 }
 
-// --- values -------------------------------------------------------------------------------------------------------
+// --- values --------------------------------------------------------------------------------------
 
 void ValueBook::take(Slot slot, const UnitBlock &block, const Moment &at, bool tell)
 {
@@ -137,7 +137,8 @@ std::optional<Value> ValueBook::valueAt(const Row &row, const char *raw) const
     return decode(row.tag.place, raw, m_coding, row.tag.scale, row.tag.offset);
 }
 
-/// Compared with what was reported last, not with what was read last: many small steps are a large one in the end.
+// Compared with what was reported last, not with what was read last: many small steps are a large
+// one in the end.
 bool ValueBook::isWithinDeadband(const Row &row, const Value &value) const
 {
     if (row.tag.deadband <= 0.0 || !row.hasValue)

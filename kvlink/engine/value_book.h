@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-// The tags and their values: raw bytes as the PLC gave them, how far they may be trusted, and since when.
+// The tags and their values: raw bytes as the PLC gave them, how far they may be trusted,
+// and since when.
 //
-// Raw bytes of all tags stand in one array; values are made of them only when somebody is to see them. So a pass over
-// 100,000 tags of which nothing has changed takes nothing from the heap.
+// Raw bytes of all tags stand in one array; values are made of them only when somebody is to see
+// them. So a pass over 100,000 tags of which nothing has changed takes nothing from the heap.
 #pragma once
 
 #include "engine/events.h"
@@ -32,7 +33,7 @@ public:
     void setPeriod(Slot slot, Duration period) { m_rows[slot].tag.period = period; }
     Slot size() const { return Slot(m_rows.size()); }
 
-    // --- what a read brought. Each reports a change, if it is one ---------------------------------------------------
+    // --- what a read brought. Each reports a change, if it is one --------------------------------
 
     /// The value out of a good answer. Does nothing if the block does not cover the tag.
     /// \param tell report it even if nothing has changed: somebody asked
@@ -44,7 +45,8 @@ public:
     void age(Slot slot);
     /// Written, and not read since.
     void setPending(Slot slot);
-    /// All tags are bad for want of a link; those whose request has just failed may keep their reason.
+    /// All tags are bad for want of a link; those whose request has just failed may
+    /// keep their reason.
     void loseAll(bool keepReasons);
 
     Sample sample(Slot slot) const;

@@ -15,7 +15,7 @@ namespace
 constexpr int mostRefusedReleases = 3;
 } // namespace
 
-// --- coming in --------------------------------------------------------------------------------------------------
+// --- coming in -----------------------------------------------------------------------------------
 
 void WriteQueue::add(QueuedWrite write, bool online, SteadyTime now)
 {
@@ -47,7 +47,8 @@ bool WriteQueue::isUntouched(const QueuedWrite &write) const
     return write.tries == 0 && write.part == 0 && !isHeld(write);
 }
 
-/// In its place, not at the end: a slider that moves faster than writes go out would never get to the front.
+// In its place, not at the end: a slider that moves faster than writes go out would never get
+// to the front.
 bool WriteQueue::takesPlaceOfOlder(QueuedWrite &write)
 {
     const auto newest = std::find_if(m_waiting.rbegin(), m_waiting.rend(),
@@ -59,7 +60,7 @@ bool WriteQueue::takesPlaceOfOlder(QueuedWrite &write)
     return true;
 }
 
-/// A release waits for nothing but the writes of its own tag.
+// A release waits for nothing but the writes of its own tag.
 void WriteQueue::insertRelease(QueuedWrite write)
 {
     const auto sameTag = [&](const QueuedWrite &older) { return older.tag == write.tag; };
@@ -76,7 +77,7 @@ void WriteQueue::watchExpiry(const QueuedWrite &write)
         m_nextExpiry = std::min(m_nextExpiry, write.expiresAt);
 }
 
-// --- the first write ----------------------------------------------------------------------------------------------
+// --- the first write -----------------------------------------------------------------------------
 
 bool WriteQueue::isSentOnce() const
 {
@@ -164,7 +165,7 @@ void WriteQueue::unanswered(Reason reason)
     m_waiting.pop_front();
 }
 
-// --- ends ---------------------------------------------------------------------------------------------------------
+// --- ends ----------------------------------------------------------------------------------------
 
 void WriteQueue::end(const QueuedWrite &write, Outcome outcome, Reason reason, const QString &what)
 {
@@ -204,7 +205,7 @@ QString WriteQueue::detail(const QueuedWrite &write, Reason reason) const
     return {};
 }
 
-// --- all ----------------------------------------------------------------------------------------------------------
+// --- all -----------------------------------------------------------------------------------------
 
 template <typename Which>
 int WriteQueue::endAll(Reason ifUnsent, Which which)

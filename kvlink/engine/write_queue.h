@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Writes on their way: in the order in which they were handed out, the first one in hand. Each ends in exactly one outcome.
+// Writes on their way: in the order in which they were handed out, the first one in hand. Each ends
+// in exactly one outcome.
 //
-// One queue for all tags keeps the order of each tag, and of tags that share a place. A write whose last request was not
-// confirmed stays first until it is sent again or ends.
+// One queue for all tags keeps the order of each tag, and of tags that share a place. A write whose
+// last request was not confirmed stays first until it is sent again or ends.
 #pragma once
 
 #include "model/units.h"
@@ -64,7 +65,7 @@ public:
     /// Ends a write that never gets here.
     void refuse(const QueuedWrite &write, Reason reason, const QString &what);
 
-    // --- the first write ----------------------------------------------------------------------------------------
+    // --- the first write -------------------------------------------------------------------------
 
     bool isEmpty() const { return m_waiting.empty(); }
     /// True if it may be sent once only: then not even an answer E1 is reason to send it again.
@@ -72,12 +73,14 @@ public:
     /// Begins its next request.
     const WriteUnits &begin();
     bool isInHand() const { return m_inHand; }
-    /// The PLC has refused the request in hand because the link was not open there: it is asked once more.
+    /// The PLC has refused the request in hand because the link was not open there: it is
+    /// asked once more.
     void refusedForNow(quint8 plcError);
     const WriteUnits &inHand() const { return m_waiting.front().requests[m_waiting.front().part]; }
     /// The driver has no frame for it.
     void impossible();
-    /// A frame that changes the PLC is about to leave. False: the write has expired meanwhile; letGo() must follow.
+    /// A frame that changes the PLC is about to leave. False: the write has expired meanwhile;
+    /// letGo() must follow.
     bool sending(SteadyTime now);
     /// The request in hand is dropped before its frame left.
     void letGo();
@@ -86,7 +89,7 @@ public:
     /// \param reason NoAnswer, Corrupted or LinkLost
     void unanswered(Reason reason);
 
-    // --- all ----------------------------------------------------------------------------------------------------
+    // --- all -------------------------------------------------------------------------------------
 
     /// Ends what does not wait for a link. After unanswered() for the one in hand.
     void linkLost();

@@ -31,7 +31,8 @@ constexpr int lastBit(int channels)
 
 // clang-format off
 constexpr Device table[] = {
-    // name  notation    element    area word bit read  field           write lowest highest     most
+    // The last number is the most units in one request.
+    // name  notation    element    area word bit read  field           write lowest highest
     {"R",    channelBit, bit,          0,  26, -1,  0, Field::Whole,   true,   0, lastBit(2000), 1000, "relay (inputs, outputs, internal)",    "R0 to R199915"},
     {"B",    hexBit,     bit,          1,  27, -1,  1, Field::Whole,   true,   0, 0x7FFF,        1000, "link relay",                           "B0 to B7FFF"},
     {"MR",   channelBit, bit,          2,  28, -1,  2, Field::Whole,   true,   0, lastBit(4000), 1000, "internal auxiliary relay",             "MR0 to MR399915"},

@@ -21,7 +21,7 @@ constexpr Unit units[] = {
     {"s", 1'000'000},      {"ms", 1'000},        {"us", 1},
 };
 
-/// A hundred years: above every time-out, and far from the end of the clock.
+// A hundred years: above every time-out, and far from the end of the clock.
 constexpr double longest = 36500.0 * 86'400'000'000.0;
 
 bool belongsToNumber(QChar c)

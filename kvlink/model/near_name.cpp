@@ -14,8 +14,8 @@ namespace
 
 constexpr int lettersForOneSlip = 3;
 
-/// Slips between two names; rows of a table of which three are kept, since swapped neighbours look
-/// two rows back.
+// Slips between two names; rows of a table of which three are kept, since swapped neighbours look
+// two rows back.
 int slipsBetween(const QString &one, const QString &other)
 {
     const int width = int(other.size()) + 1;

@@ -17,7 +17,7 @@ namespace
 constexpr double smallestPlain = double(1e-4F);
 constexpr double largestPlain = 1e15;
 
-/// Scaled values are exact to 15 digits: 3 * 0.1 is 0.3 for people.
+// Scaled values are exact to 15 digits: 3 * 0.1 is 0.3 for people.
 constexpr int digitsOfReal = 15;
 
 bool isFloat(double number)

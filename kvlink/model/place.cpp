@@ -8,7 +8,7 @@ namespace kvlink
 namespace
 {
 
-/// Units of a format in words: two of them make one value.
+// Units of a format in words: two of them make one value.
 bool takesTwoWords(Format format)
 {
     return format == Format::Double || format == Format::Long || format == Format::Float;

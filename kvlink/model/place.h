@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // A place: a range of a PLC's devices as an engineer writes it, and what it is to the driver.
 //
-//   DEVICE[.FORMAT][:COUNT]   DM100  DM100:10  R1015  DM100.5  W1A.3  R1000.U  T5  TC5.L  DM10.STR:8
+//   DEVICE[.FORMAT][:COUNT]   DM100  DM100:10  R1015  DM100.5  W1A.3  R1000.U  TC5.L  DM10.STR:8
 //   FIRST-LAST                DM100-DM109  R1000-R1015
 //
-// Upper or lower case. An engineer never writes an area code; the one table in device_table.cpp
-// knows them.
+// Upper or lower case. An engineer never writes an area code; the one table in
+// device_table.cpp knows them.
 #pragma once
 
 #include "model/device_table.h"

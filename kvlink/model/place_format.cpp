@@ -36,7 +36,7 @@ QString placeText(const Reading &r, int number)
     return deviceName(r) + driverText(*r.place.device, r.place.device->area, number);
 }
 
-/// R1000.5: the bit of a relay's channel is a relay itself.
+// R1000.5: the bit of a relay's channel is a relay itself.
 bool refuseBitOfRelay(Reading &r, int bit)
 {
     const QString problem = QStringLiteral("a relay has no bits; ");
@@ -45,7 +45,7 @@ bool refuseBitOfRelay(Reading &r, int bit)
     return fail(r, problem + QStringLiteral("did you mean %1?").arg(placeText(r, r.first + bit)));
 }
 
-/// DM100.5
+// DM100.5
 bool applyBit(Reading &r, int bit)
 {
     const Device &device = *r.place.device;
@@ -63,7 +63,7 @@ bool applyBit(Reading &r, int bit)
     return true;
 }
 
-/// .C: the contact of a timer or counter.
+// .C: the contact of a timer or counter.
 bool applyContact(Reading &r)
 {
     const Device &device = *r.place.device;
@@ -74,7 +74,7 @@ bool applyContact(Reading &r)
     return true;
 }
 
-/// R1000.U: relays as words of 16.
+// R1000.U: relays as words of 16.
 bool applyChannel(Reading &r, Format format)
 {
     const Device &device = *r.place.device;

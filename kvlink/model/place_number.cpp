@@ -17,7 +17,7 @@ namespace kvlink
 namespace
 {
 
-constexpr int channelStep = 100; ///< R1000 and R1100 are neighbouring channels
+constexpr int channelStep = 100; // R1000 and R1100 are neighbouring channels
 
 bool isLetter(char c)
 {

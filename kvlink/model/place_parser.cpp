@@ -12,7 +12,7 @@ namespace
 {
 
 constexpr int highestCount = 65536;
-constexpr int highestCharacters = 2000; ///< two in each word of the longest read
+constexpr int highestCharacters = 2000; // two in each word of the longest read
 bool unknownDevice(Reading &r)
 {
     const std::string_view text = r.text.first;
@@ -41,7 +41,7 @@ bool isNumberOf(const Device &device, std::string_view digits)
     return plainNumber(digits, device.isHexadecimal() ? 16 : 10).has_value();
 }
 
-/// "DM109" or "109" after "DM100-".
+// "DM109" or "109" after "DM100-".
 bool readLast(Reading &r)
 {
     if (!r.text.hasLast)
@@ -60,7 +60,7 @@ bool readLast(Reading &r)
     return r.last >= r.first || fail(r, QStringLiteral("the range ends before it begins"));
 }
 
-/// The number after the colon; 1 if there is none.
+// The number after the colon; 1 if there is none.
 bool takeCount(Reading &r, int highest, int &count)
 {
     count = 1;
@@ -106,7 +106,7 @@ bool readCount(Reading &r)
     return true;
 }
 
-/// Lowest and highest element of the place's own area.
+// Lowest and highest element of the place's own area.
 int inArea(const Place &place, int number, bool highest)
 {
     const Device &device = *place.device;

@@ -28,8 +28,8 @@ inline QString deviceName(const Reading &r)
     return QString::fromLatin1(r.place.device->name);
 }
 
-/// What the letters or digits after the dot make of the device: sets area, element, format and
-/// number.
+/// What the letters or digits after the dot make of the device: sets area, element,
+/// format and number.
 bool readFormat(Reading &r);
 
 } // namespace kvlink

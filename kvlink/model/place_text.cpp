@@ -16,7 +16,7 @@ char capital(char c)
     return c >= 'a' && c <= 'z' ? char(c - 'a' + 'A') : c;
 }
 
-/// Cuts \a text at the first \a separator. \return false if there is none
+// Cuts \a text at the first \a separator. \return false if there is none
 bool cut(std::string_view &text, char separator, std::string_view &rest)
 {
     const size_t at = text.find(separator);

@@ -11,8 +11,8 @@ namespace kvlink
 {
 
 /// The parts of "DM100-DM109.S" or "DM100.STR:20" in capital letters. Holds its own text, so that
-/// 100,000 addresses are taken apart without a heap; neither copied nor moved, since the parts look
-/// into it.
+/// 100,000 addresses are taken apart without a heap; neither copied nor moved, since the
+/// parts look into it.
 class PlaceText
 {
 public:

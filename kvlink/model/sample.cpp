@@ -31,7 +31,7 @@ Scalar firstOf(const Value &value)
     return {};
 }
 
-/// NaN for what is not a number; a text counts as the number that it spells.
+// NaN for what is not a number; a text counts as the number that it spells.
 double numberOf(const Scalar &scalar)
 {
     if (const bool *bit = std::get_if<bool>(&scalar))
@@ -46,7 +46,7 @@ double numberOf(const Scalar &scalar)
     return good ? number : std::numeric_limits<double>::quiet_NaN();
 }
 
-/// To the nearest; what no qint64 holds becomes the nearest that it does.
+// To the nearest; what no qint64 holds becomes the nearest that it does.
 qint64 nearestWhole(double number)
 {
     constexpr double limit = 9223372036854775808.0; // 2^63

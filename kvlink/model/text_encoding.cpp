@@ -16,11 +16,11 @@ namespace
 constexpr char shiftJis[] = "CP932";
 constexpr char utf8[] = "UTF-8";
 
-/// No encoding here needs more bytes than this for one byte of another.
+// No encoding here needs more bytes than this for one byte of another.
 constexpr int mostGrowth = 4;
 
-/// One direction of a conversion. Opening one takes longer than hundreds of conversions, so each
-/// thread keeps its own.
+// One direction of a conversion. Opening one takes longer than hundreds of conversions, so each
+// thread keeps its own.
 class Converter
 {
 public:

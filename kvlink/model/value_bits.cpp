@@ -17,13 +17,13 @@ namespace
 {
 
 constexpr quint32 topBit = 0x80000000U;
-constexpr double largestHexadecimal = 0x1p53; ///< up to here a double holds every whole number
+constexpr double largestHexadecimal = 0x1p53; // up to here a double holds every whole number
 
 struct Span {
     double lowest, highest;
 };
 
-/// What the raw value of a whole-number format may be.
+// What the raw value of a whole-number format may be.
 Span spanOf(const Place &place)
 {
     const bool wide = place.element == Element::DoubleWord || place.elementsPerValue() == 2;
@@ -37,7 +37,7 @@ Span spanOf(const Place &place)
     }
 }
 
-/// As it is typed into this place.
+// As it is typed into this place.
 QString typedText(const Writing &w, double number)
 {
     const bool hexadecimal = w.place.format == Format::Hex && !w.isScaled();
@@ -80,8 +80,8 @@ std::optional<quint32> bitsOfWhole(Writing &w, const QString &name, double numbe
 
 std::optional<quint32> bitsOfFloat(Writing &w, const QString &name, double number, double raw)
 {
-    // Half a step above the largest float: "3.4028235e+38", as that float is shown, is a little
-    // above it.
+    // Half a step above the largest float: "3.4028235e+38", as that float is shown, is
+    // a little above it.
     constexpr double beyond = 0x1.ffffffp127;
     const double largest = double(std::numeric_limits<float>::max());
     if (std::abs(raw) < beyond)

@@ -19,7 +19,7 @@ namespace kvlink
 namespace
 {
 
-/// The part of the answer that holds the place's elements.
+// The part of the answer that holds the place's elements.
 const QByteArray &bytesOf(const Place &place, const UnitBlock &block)
 {
     if (place.element == Element::Contact)
@@ -62,7 +62,7 @@ quint32 unsignedAt(const char *raw, int bytes)
     return number;
 }
 
-/// The bits of value i, as wide as its format takes.
+// The bits of value i, as wide as its format takes.
 quint32 bitsOfValue(const Place &place, const char *raw, int i, WordOrder order)
 {
     const int bytes = bytesOfElement(place.element) * place.elementsPerValue();
@@ -71,7 +71,7 @@ quint32 bitsOfValue(const Place &place, const char *raw, int i, WordOrder order)
     return swapped ? std::rotl(bits, bitsOfWord) : bits;
 }
 
-/// Monostate for what is not a number. On purpose not computed without a scale: -0 would become 0.
+// Monostate for what is not a number. On purpose not computed without a scale: -0 would become 0.
 Scalar realOf(double raw, double scale, double offset)
 {
     const double real = isScaled(scale, offset) ? raw * scale + offset : raw;
@@ -104,7 +104,7 @@ Scalar scalarOf(Format format, quint32 bits, double scale, double offset)
     return {};
 }
 
-/// Two characters in a word, the first in the high byte; the text ends at a zero.
+// Two characters in a word, the first in the high byte; the text ends at a zero.
 std::optional<Value> decodeText(const Place &place, const char *raw, TextEncoding encoding)
 {
     QByteArray bytes;

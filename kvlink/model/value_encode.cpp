@@ -16,8 +16,8 @@ namespace kvlink
 namespace
 {
 
-constexpr int mostWords = 128;      ///< the driver cuts longer writes apart
-constexpr int mostDoubleWords = 80; ///< eleven characters each: as long a frame as that of the words
+constexpr int mostWords = 128;      // the driver cuts longer writes apart
+constexpr int mostDoubleWords = 80; // eleven characters each: as long a frame as that of the words
 std::optional<double> numberOf(const Scalar &scalar)
 {
     if (const bool *bit = std::get_if<bool>(&scalar))
@@ -61,7 +61,7 @@ std::optional<QByteArray> encodeNumbers(Writing &w, const std::vector<Scalar> &s
     return data;
 }
 
-/// Two characters in a word, the first in the high byte; the rest is zero.
+// Two characters in a word, the first in the high byte; the rest is zero.
 std::optional<QByteArray> encodeText(Writing &w, const Scalar &scalar, TextEncoding encoding)
 {
     const QString name = w.place.name();
@@ -90,7 +90,7 @@ std::optional<QByteArray> encodeText(Writing &w, const Scalar &scalar, TextEncod
     return data;
 }
 
-/// Nothing for no value.
+// Nothing for no value.
 std::vector<Scalar> scalarsOf(const Value &value)
 {
     if (const auto *list = std::get_if<std::vector<Scalar>>(&value))
@@ -118,7 +118,7 @@ QString givenText(size_t values)
     return values == 1 ? QStringLiteral("1 was") : QStringLiteral("%1 were").arg(values);
 }
 
-/// Elements of one request.
+// Elements of one request.
 int longestPiece(const Place &place, int maxUnits)
 {
     switch (place.element) {

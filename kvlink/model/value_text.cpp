@@ -17,11 +17,11 @@ namespace kvlink
 namespace
 {
 
-/// What a typed number means.
+// What a typed number means.
 struct Typing {
     const Place &place;
-    bool hexadecimal; ///< digits without 0x
-    bool real;        ///< a float, or whatever has a scale
+    bool hexadecimal; // digits without 0x
+    bool real;        // a float, or whatever has a scale
     QString problem;
 };
 
@@ -42,7 +42,7 @@ std::optional<Scalar> fromDigits(const QString &typed, int base)
     return good ? std::optional<Scalar>(whole) : std::nullopt;
 }
 
-/// After 0x a sign has no meaning.
+// After 0x a sign has no meaning.
 std::optional<Scalar> fromPrefixed(const QString &digits)
 {
     const bool isSigned = digits.startsWith(QLatin1Char('-')) || digits.startsWith(QLatin1Char('+'));

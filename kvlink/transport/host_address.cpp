@@ -25,13 +25,13 @@ bool matches(const QString &text, const char *pattern)
         .hasMatch();
 }
 
-/// The system reads such a last label as a number, whatever stands before it. No name ends in one.
+// The system reads such a last label as a number, whatever stands before it. No name ends in one.
 bool isNumber(const QString &label)
 {
     return matches(label, "[0-9]+|0[xX][0-9a-fA-F]*");
 }
 
-/// "010" as it was probably meant: "10".
+// "010" as it was probably meant: "10".
 QString withoutLeadingZeros(const QString &digits)
 {
     int zeros = 0;

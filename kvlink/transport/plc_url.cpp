@@ -16,7 +16,7 @@ namespace
 const char *const forms = "tcp://HOST[:8501], udp://HOST[:8501] or serial:///dev/ttyUSB0?baud=9600";
 constexpr int highestPort = 65535;
 
-/// One or more digits, no sign, no spaces, at most \a highest.
+// One or more digits, no sign, no spaces, at most \a highest.
 std::optional<int> plainNumber(const QString &text, int highest)
 {
     constexpr int mostDigits = 7;
@@ -44,7 +44,7 @@ bool takePort(const QString &text, PlcUrl &url, QString &problem)
     return true;
 }
 
-/// "[::1]" or "[::1]:8501"
+// "[::1]" or "[::1]:8501"
 bool takeBracketed(const QString &text, PlcUrl &url, QString &problem)
 {
     const int end = int(text.indexOf(QLatin1Char(']')));

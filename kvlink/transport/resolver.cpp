@@ -87,7 +87,7 @@ Resolved numericAddress(const QString &host, int port)
     return result;
 }
 
-/// All that the thread touches. It lives as long as the thread or the resolver needs it.
+// All that the thread touches. It lives as long as the thread or the resolver needs it.
 struct Resolver::Job {
     QString host;
     int port = 0;

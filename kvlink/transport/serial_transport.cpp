@@ -42,7 +42,7 @@ QString problemOfOpening(int error)
     }
 }
 
-/// It has a speed, but neither parity nor stop bits.
+// It has a speed, but neither parity nor stop bits.
 bool isPseudoTerminal(int line)
 {
     constexpr unsigned lowest = 136; // device numbers that the system keeps for them
@@ -52,15 +52,15 @@ bool isPseudoTerminal(int line)
            gnu_dev_major(facts.st_rdev) <= highest;
 }
 
-/// \return 0, or the error; EINVAL if the device does not know the settings
+// \return 0, or the error; EINVAL if the device does not know the settings
 int setUp(int line, const PlcUrl &url)
 {
     termios settings = {};
     if (::tcgetattr(line, &settings) != 0)
         return errno;
     const termios wanted = serialSettings(url, settings);
-    // On purpose: what the call says is not looked at. It is content when part could be done, and not when a
-    // pseudo-terminal ignores the parity; what counts is what came of it.
+    // On purpose: what the call says is not looked at. It is content when part could be done, and
+    // not when a pseudo-terminal ignores the parity; what counts is what came of it.
     ::tcsetattr(line, TCSANOW, &wanted);
     if (::tcgetattr(line, &settings) != 0)
         return errno;

@@ -14,7 +14,7 @@ namespace kvlink
 namespace
 {
 
-/// A descriptor that becomes readable after this time.
+// A descriptor that becomes readable after this time.
 Descriptor timerOf(Duration time)
 {
     Descriptor timer(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
@@ -98,7 +98,7 @@ void SocketTransport::connectNext()
     fail(m_problem); // of the last attempt
 }
 
-/// \return false with a problem if it failed at once
+// \return false with a problem if it failed at once
 bool SocketTransport::connectTo(const SocketAddress &address)
 {
     m_timer.reset();

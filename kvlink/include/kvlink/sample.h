@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A sample: the value of a tag, how far it may be trusted, and the time of the answer that brought it.
+// A sample: the value of a tag, how far it may be trusted, and the time of the answer
+// that brought it.
 #pragma once
 
 #include "export.h"
@@ -15,7 +16,8 @@
 namespace kvlink
 {
 
-/// One value: nothing, a bit, a whole number, a real number (floats, and whatever has a scale), or a text.
+/// One value: nothing, a bit, a whole number, a real number (floats, and whatever has a scale),
+/// or a text.
 using Scalar = std::variant<std::monostate, bool, qint64, double, QString>;
 
 /// The value of a tag: a scalar, or one scalar for each place of a tag such as "DM100:10".
@@ -56,7 +58,8 @@ enum class Reason : quint8 {
 /// "good", "stale", "bad", "never", "pending".
 KVLINK_API QString qualityName(Quality quality);
 
-/// A sentence's worth for people: "no link", "no answer", ... Example: Reason::OutOfRange -> "out of range".
+/// A sentence's worth for people: "no link", "no answer", ... Example: Reason::OutOfRange ->
+/// "out of range".
 KVLINK_API QString reasonText(Reason reason);
 
 struct KVLINK_API Sample {
@@ -75,8 +78,8 @@ struct KVLINK_API Sample {
     bool toBool() const;
     qint64 toInt() const;
     double toDouble() const;
-    /// As kv-host shows it: "65535", "-1", "1.5", "text"; scalars of a list are separated by commas.
-    /// A float has as many digits as bring back the same float.
+    /// As kv-host shows it: "65535", "-1", "1.5", "text"; scalars of a list are separated by
+    /// commas. A float has as many digits as bring back the same float.
     QString toText() const;
     /// bool, qlonglong, double, QString or QVariantList; invalid while there is no value.
     QVariant toVariant() const;

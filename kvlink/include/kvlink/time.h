@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Times and durations, as kvlink uses them everywhere: microseconds, typed by the clock they come from.
+// Times and durations, as kvlink uses them everywhere: microseconds, typed by the clock
+// they come from.
 #pragma once
 
 #include <chrono>

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Writes: what may be asked for, and how each one ends.
 //
-// A write ends in exactly one outcome. Nothing is sent after its end, and nothing is sent twice where attempts is 1.
+// A write ends in exactly one outcome. Nothing is sent after its end, and nothing is sent twice
+// where attempts is 1.
 #pragma once
 
 #include "sample.h"

@@ -27,7 +27,7 @@ constexpr const char *none = nullptr;
 // neither has AT.
 // clang-format off
 constexpr std::array<Device, deviceCount> table{{
-    // name kind    notat. std first   KV-8000   KV-5000   KV-1000  KV-700   Nano       count  (32) ST
+    // name kind    notat. std first   KV-8000   KV-5000   KV-1000  KV-700   Nano       count  32  S
     { "R",   relay,  chbit, bit, "0", { "199915", "99915",  "59915", "59915", "59915" },  1000,  500,   true  },
     { "B",   relay,  hex,   bit, "0", { "7FFF",   "3FFF",   none,    none,    "1FFF"  },  1000,  500,   true  },
     { "MR",  relay,  chbit, bit, "0", { "399915", "99915",  "99915", none,    "59915" },  1000,  500,   true  },

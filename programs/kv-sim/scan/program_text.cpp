@@ -71,7 +71,7 @@ bool looksLikeNumber(std::string_view word)
     return !word.empty() && (word[0] == '+' || word[0] == '-' || (word[0] >= '0' && word[0] <= '9'));
 }
 
-/// One row, word by word. Each step returns what is wrong, or nothing.
+// One row, word by word. Each step returns what is wrong, or nothing.
 class RowReader
 {
 public:

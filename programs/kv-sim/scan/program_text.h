@@ -3,9 +3,10 @@
 //
 //   when CONDITION [and CONDITION...] then ACTION[, ACTION...] [after N scans]
 //
-// CONDITION: always, R0 on, R0 off, R0 rises, R0 falls, DM0 changes, DM0 = 5 (or !=, <, <=, >, >=;
-// 5 or DM1)
-// ACTION:    set R0, reset R0, toggle R0, count DM0, copy 5 DM0, copy DM1 DM0, add 5 DM0, add DM1 DM0
+// CONDITION: always, R0 on, R0 off, R0 rises, R0 falls, DM0 changes, DM0 = 5
+//            (or !=, <, <=, >, >=; 5 or DM1)
+// ACTION:    set R0, reset R0, toggle R0, count DM0, copy 5 DM0, copy DM1 DM0,
+//            add 5 DM0, add DM1 DM0
 #pragma once
 
 #include "requests/rules.h"

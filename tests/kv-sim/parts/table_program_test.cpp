@@ -26,14 +26,14 @@ protected:
             bench.simulator.plc().scan();
     }
 
-    /// Lines without their CR: the answer without CR LF.
+    // Lines without their CR: the answer without CR LF.
     std::string ask(const std::string &line)
     {
         const std::string answer = bench.send(line + "\r");
         return answer.substr(0, answer.size() - 2);
     }
 
-    /// The answers after each of so many scans.
+    // The answers after each of so many scans.
     std::string overScans(const std::string &line, int times)
     {
         std::string all;

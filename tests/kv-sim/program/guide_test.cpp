@@ -3,7 +3,7 @@
 //
 // In a block marked "session":
 //   $ kv-sim OPTIONS   starts the program (once, first)
-//   > TEXT             is sent with CR over the first TCP line;        < TEXT  must come back, with CR LF
+//   > TEXT             is sent with CR over the first TCP line;   < TEXT  must come back, CR LF
 //   2> TEXT            the same over a second connection;              2< TEXT
 //   s> TEXT            over the serial line (its path is $DIR/plc);    s< TEXT
 //   r> HEX             bytes over the remote-area line;                r< TEXT
@@ -97,13 +97,18 @@ private:
         ASSERT_TRUE(m_sim->isReady()) << m_sim->errors();
     }
 
+    static const char *lineOf(const QString &who)
+    {
+        if (who == "c")
+            return "control";
+        return who == "r" ? "remote" : "tcp";
+    }
+
     Client &client(const QString &who)
     {
         auto &client = m_clients[who];
         if (!client)
-            client = std::make_unique<Client>(m_sim->port(who == "c"   ? "control"
-                                                          : who == "r" ? "remote"
-                                                                       : "tcp"));
+            client = std::make_unique<Client>(m_sim->port(lineOf(who)));
         return *client;
     }
 

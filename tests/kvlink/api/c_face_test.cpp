@@ -17,7 +17,7 @@ namespace
 {
 constexpr double patience = 10.0; // s
 
-/// A started link to a kv-sim of its own.
+// A started link to a kv-sim of its own.
 class CFace : public testing::Test
 {
 protected:
@@ -49,7 +49,7 @@ protected:
         EXPECT_EQ(kvlink_sample_of(&sample, plc, which), KVLINK_OK);
         return sample;
     }
-    /// The end of an awaited write: "done", "not sent: the value does not fit".
+    // The end of an awaited write: "done", "not sent: the value does not fit".
     std::string end(int64_t id)
     {
         kvlink_write_result result{};
@@ -60,7 +60,7 @@ protected:
         return result.reason == KVLINK_REASON_NONE ? outcome
                                                    : outcome + ": " + kvlink_reason_text(result.reason);
     }
-    /// Takes events until one is of this type, waiting on the descriptor.
+    // Takes events until one is of this type, waiting on the descriptor.
     bool next(kvlink_event &event, int type)
     {
         int fd = -1;

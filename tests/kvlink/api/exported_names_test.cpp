@@ -9,7 +9,7 @@
 
 namespace
 {
-/// Names that the shared library defines for others, as a programmer writes them.
+// Names that the shared library defines for others, as a programmer writes them.
 QStringList shownNames()
 {
     QProcess nm;

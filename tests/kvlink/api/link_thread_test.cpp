@@ -18,8 +18,8 @@ using namespace kvlink;
 
 namespace
 {
-/// A transport without a wire that counts how often it is worked, and can have a descriptor that
-/// is always readable.
+// A transport without a wire that counts how often it is worked, and can have a descriptor that
+// is always readable.
 class CountedTransport final : public Transport
 {
 public:

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The mailbox between a link's thread and its watchers: what waits, in which order, and who is
-// told.
+// The mailbox between a link's thread and its watchers: what waits, in which order, and
+// who hears of it.
 #include "api/mailbox.h"
 
 #include <gtest/gtest.h>
@@ -48,7 +48,7 @@ protected:
         mailbox.put(events);
     }
 
-    /// Takes one entry: "tag 1", "write 7", "link waiting", "read 8", "query 9", or "-".
+    // Takes one entry: "tag 1", "write 7", "link waiting", "read 8", "query 9", or "-".
     std::string taken()
     {
         const std::optional<Event> event = mailbox.take();

@@ -36,7 +36,7 @@ TagSettings at(const char *address, Duration period = 20ms)
     return settings;
 }
 
-/// Runs the event loop until the condition holds. False when it does not for long.
+// Runs the event loop until the condition holds. False when it does not for long.
 template <class Condition>
 bool soon(Condition condition)
 {
@@ -51,7 +51,7 @@ bool soon(Condition condition)
     return true;
 }
 
-/// A link to a kv-sim of its own, and what it has reported.
+// A link to a kv-sim of its own, and what it has reported.
 class PlcTest : public testing::Test
 {
 protected:
@@ -77,7 +77,7 @@ protected:
     {
         return soon([&] { return ends.count(id) > 0; });
     }
-    /// "done", "not sent: expired", ...
+    // "done", "not sent: expired", ...
     std::string end(WriteId id)
     {
         if (!ended(id))
@@ -552,7 +552,7 @@ TEST_F(PlcTest, aReadOfNothingEndsAtOnce)
 
 // --- threads -------------------------------------------------------------------------------------
 
-/// Everything at the same time, for the thread sanitizer and for the promise that nothing hangs.
+// Everything at the same time, for the thread sanitizer and for the promise that nothing hangs.
 TEST_F(PlcTest, everyCallMayComeFromEveryThread)
 {
     constexpr int rounds = 30;
@@ -602,7 +602,7 @@ TEST_F(PlcTest, everyCallMayComeFromEveryThread)
     EXPECT_EQ(ends.size(), std::size_t(2 * rounds)) << "of writes and of presses";
 }
 
-/// A start and a stop from two threads leave the link's state true to what it does.
+// A start and a stop from two threads leave the link's state true to what it does.
 TEST_F(PlcTest, startAndStopMayMeet)
 {
     for (int round = 0; round < 50; ++round) {

@@ -25,7 +25,7 @@ LinkSettings settingsFor(const QString &url)
     return settings;
 }
 
-/// \return how long the stop took
+// \return how long the stop took
 qint64 stopped(Plc &plc)
 {
     QElapsedTimer clock;
@@ -36,7 +36,7 @@ qint64 stopped(Plc &plc)
 
 struct FaultRow {
     const char *name;
-    const char *option; ///< for kv-sim: what it does wrong
+    const char *option; // for kv-sim: what it does wrong
 
     friend std::ostream &operator<<(std::ostream &out, const FaultRow &row) { return out << row.name; }
 };

@@ -21,7 +21,7 @@ namespace
 
 const QString realDriver = QStringLiteral(KV_DRIVER_PATH);
 
-/// The problem of a library; empty if it is taken.
+// The problem of a library; empty if it is taken.
 std::string refusal(const QString &file)
 {
     DriverLibrary library;
@@ -36,7 +36,7 @@ int openDescriptors()
 
 struct RefusalRow {
     const char *name;
-    const char *ending; ///< of "the driver library FILE cannot be used: "
+    const char *ending; // of "the driver library FILE cannot be used: "
 };
 
 class Refusal : public testing::TestWithParam<RefusalRow>
@@ -118,7 +118,7 @@ protected:
         return out.fileName();
     }
 
-    /// The first bytes of a 64-bit shared library with one segment of that many bytes of the file.
+    // The first bytes of a 64-bit shared library with one segment of that many bytes of the file.
     static QByteArray library(quint64 segmentBytes)
     {
         Elf64_Ehdr header = {};
@@ -200,7 +200,7 @@ TEST_F(OddFile, thatTheLoaderRefusesIsNamedAndNotItsCopy)
     EXPECT_EQ(problem.find("/proc/self/fd"), std::string::npos) << problem;
 }
 
-// --- copies -----------------------------------------------------------------------------------------------
+// --- copies --------------------------------------------------------------------------------------
 
 std::optional<CopyPlace> refuseMemory(const QByteArray & /*bytes*/, QString &problem)
 {

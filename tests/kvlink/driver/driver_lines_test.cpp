@@ -38,7 +38,7 @@ protected:
         return std::exchange(lines, {});
     }
 
-    /// A request that nobody answers: the driver wants its handshake next time, and says so.
+    // A request that nobody answers: the driver wants its handshake next time, and says so.
     static void failTwice()
     {
         QString problem;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// One request at a time through the real driver: the frames it sends, what their answers bring, and that nothing
-// of a request is left in the copy when it has ended.
+// One request at a time through the real driver: the frames it sends, what their answers bring, and
+// that nothing of a request is left in the copy when it has ended.
 #include "driver/loaded_driver.h"
 
 #include <dlfcn.h>
@@ -24,7 +24,7 @@ std::unique_ptr<LoadedDriver> loadedDriver()
 class LoadedDriverTest : public testing::Test
 {
 protected:
-    /// The driver's own lists and frame queue, of this very copy.
+    // The driver's own lists and frame queue, of this very copy.
     std::string lists() const
     {
         const auto *state =
@@ -111,7 +111,7 @@ TEST_F(LoadedDriverTest, asksAgainWhenTheDriverPausesAfterFiveInARow)
     }
 }
 
-// --- every area that can be read ------------------------------------------------------------------------------
+// --- every area that can be read -----------------------------------------------------------------
 
 struct AreaRow {
     const char *name;
@@ -189,7 +189,7 @@ TEST_F(LoadedDriverTest, keeps0OfTenDigitsThatPassTheHighestSignedNumber)
     EXPECT_EQ(driver->block(AREA_Z, 1, 3).whole.toHex(), "ffffff7f0000000000000000");
 }
 
-// --- every way of writing -------------------------------------------------------------------------------------
+// --- every way of writing ------------------------------------------------------------------------
 
 struct WriteRow {
     const char *name;
@@ -237,7 +237,7 @@ TEST_F(LoadedDriverTest, writes128WordsInOneRequest)
     EXPECT_EQ(lists(), allEmpty);
 }
 
-// --- what the driver refuses ----------------------------------------------------------------------------------
+// --- what the driver refuses ---------------------------------------------------------------------
 
 TEST_F(LoadedDriverTest, refusesAReadOfAnAreaThatIsNotReadAsSuch)
 {
@@ -275,12 +275,12 @@ TEST_F(LoadedDriverTest, refusesAWriteThatIsMoreThanOneRequest)
     EXPECT_EQ(lists(), allEmpty);
 }
 
-// --- what fails -----------------------------------------------------------------------------------------------
+// --- what fails ----------------------------------------------------------------------------------
 
 class Failing : public LoadedDriverTest, public testing::WithParamInterface<const char *>
 {
 protected:
-    /// Whatever the driver wants first after a failure, the next request works.
+    // Whatever the driver wants first after a failure, the next request works.
     void expectNextRequestWorks()
     {
         EXPECT_TRUE(driver->ended());

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// An engine on a model PLC: a private copy of the real driver between them, and time that moves by hand.
+// An engine on a model PLC: a private copy of the real driver between them, and time that
+// moves by hand.
 #pragma once
 
 #include "driver/loaded_driver.h"

@@ -12,8 +12,8 @@ namespace
 
 struct Parsed {
     std::string device;
-    int number = 0; ///< of the unit
-    int bit = 0;    ///< of relays
+    int number = 0; // of the unit
+    int bit = 0;    // of relays
     bool isDouble = false;
 };
 
@@ -24,7 +24,7 @@ const std::set<std::string> timerDevices{"T", "C", "CTH", "CTC"};
 const std::set<std::string> allDevices{"R",  "MR", "LR", "CR", "B",  "VB", "W",  "T",  "C",  "CTH", "CTC",
                                        "DM", "EM", "FM", "ZF", "TM", "Z",  "AT", "CM", "VM", "TS",  "CS"};
 
-/// "DM100.U", "R1000.U", "B1af", "TS5.D"
+// "DM100.U", "R1000.U", "B1af", "TS5.D"
 std::optional<Parsed> parse(const QByteArray &place)
 {
     const QList<QByteArray> parts = place.split('.');

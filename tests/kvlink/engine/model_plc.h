@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
-// A PLC for the engine's tests: memory, the commands that the driver sends, and a diary of all that happened to it.
+// A PLC for the engine's tests: memory, the commands that the driver sends, and a diary of all that
+// happened to it.
 //
-// It judges nothing and knows nothing of the engine: tests compare its diary with what the engine said.
+// It judges nothing and knows nothing of the engine: tests compare its diary with what
+// the engine said.
 #pragma once
 
 #include <kvlink/time.h>
@@ -37,7 +39,8 @@ public:
     /// \param command without its CR. \return the answer with its CR LF
     QByteArray execute(const QByteArray &command, SteadyTime now);
 
-    /// \param device "DM", "R" (channels), "TC", ...; \param unit number of the word, double word or timer
+    /// \param device "DM", "R" (channels), "TC", ...; \param unit number of the word, double
+    /// word or timer
     quint32 value(const std::string &device, int unit) const;
     /// As its program or another master does.
     void set(const std::string &device, int unit, quint32 value, SteadyTime now);
@@ -52,7 +55,7 @@ public:
     /// How often commands that begin so were carried out or answered.
     int count(const QByteArray &beginning) const;
 
-    // --- what tests may change ----------------------------------------------------------------------------------
+    // --- what tests may change -------------------------------------------------------------------
 
     bool wantsGreeting = true; ///< answers E1 until CR
     bool knowsGreeting = true; ///< answers E1 to CR otherwise

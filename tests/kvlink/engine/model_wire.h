@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A wire between the engine and a model PLC: it takes time, and does what the test wants to frames and answers.
+// A wire between the engine and a model PLC: it takes time, and does what the test wants to
+// frames and answers.
 #pragma once
 
 #include "engine/model_plc.h"
@@ -16,12 +17,12 @@ namespace kvlink
 struct WireFault {
     bool losesRequest = false;
     bool losesAnswer = false;
-    bool closes = false;      ///< after the PLC has carried it out, instead of the answer
-    Duration late{};          ///< the answer takes so much longer
-    int copies = 0;           ///< of the answer, right behind it
-    QByteArray instead{};     ///< comes in place of the answer
+    bool closes = false;          ///< after the PLC has carried it out, instead of the answer
+    Duration late{};              ///< the answer takes so much longer
+    int copies = 0;               ///< of the answer, right behind it
+    QByteArray instead{};         ///< comes in place of the answer
     QByteArray before{}, after{}; ///< come with the answer
-    int pieces = 1;           ///< in which the answer comes, a millisecond apart
+    int pieces = 1;               ///< in which the answer comes, a millisecond apart
 };
 
 class ModelWire final : public Transport
@@ -29,7 +30,7 @@ class ModelWire final : public Transport
 public:
     ModelWire(FakeClock &clock, ModelPlc &plc) : m_clock(clock), m_plc(plc) {}
 
-    // --- what the test sets -------------------------------------------------------------------------------------
+    // --- what the test sets ----------------------------------------------------------------------
 
     enum class Door { Open, Refuses, Swallows }; ///< what becomes of connections
     Door door = Door::Open;
@@ -53,7 +54,7 @@ public:
     const std::vector<QByteArray> &frames() const { return m_frames; } ///< all that the engine sent
     int opens() const { return m_opens; }
 
-    // --- what the engine sees -----------------------------------------------------------------------------------
+    // --- what the engine sees --------------------------------------------------------------------
 
     void open() override;
     void close() override;
@@ -88,7 +89,7 @@ private:
     int m_opens = 0;
     QByteArray m_received;
     std::vector<QByteArray> m_frames;
-    std::vector<Event> m_events;    ///< in order of time
+    std::vector<Event> m_events;  ///< in order of time
     SteadyTime m_lineBusyUntil{}; ///< with an earlier answer
 };
 

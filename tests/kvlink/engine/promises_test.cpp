@@ -7,7 +7,7 @@ namespace kvlink
 namespace
 {
 
-// --- values -------------------------------------------------------------------------------------------------------
+// --- values --------------------------------------------------------------------------------------
 
 TEST(Values, OfADeadPlcAreNeverGood)
 {
@@ -24,7 +24,8 @@ TEST(Values, OfADeadPlcAreNeverGood)
         EXPECT_EQ(bench.text(1).substr(0, 3), "bad");
         bench.wire.isFrozen = false;
         ASSERT_TRUE(bench.runUntil([&] { return bench.sample(1).isGood(); }));
-        // Back for one answer only: however long the outage was, three periods later at the latest it is not good.
+        // Back for one answer only: however long the outage was, three periods later at the latest
+        // it is not good.
     }
 }
 
@@ -146,7 +147,8 @@ TEST(Values, NextToARefusedOneStayGood)
 {
     Bench bench;
     bench.plc.lastUnit["DM"] = 5003;
-    bench.add({engineTag(1, "DM5000", 100ms), engineTag(2, "DM5003", 100ms), engineTag(3, "DM5002.D:2", 100ms)});
+    bench.add(
+        {engineTag(1, "DM5000", 100ms), engineTag(2, "DM5003", 100ms), engineTag(3, "DM5002.D:2", 100ms)});
     bench.engine.start();
     bench.run(1s);
     EXPECT_EQ(bench.text(1), "good 0");
@@ -217,7 +219,7 @@ TEST(Values, ArePendingFromAWriteToTheNextRead)
     EXPECT_EQ(bench.text(1), "good 5");
 }
 
-// --- requests -----------------------------------------------------------------------------------------------------
+// --- requests ------------------------------------------------------------------------------------
 
 TEST(Requests, ReadAHundredTimersAtOnceAndHalfOfAHundredAndTwentyOneEach)
 {
@@ -293,7 +295,7 @@ TEST(Requests, LeaveNothingInTheDriverAndNothingToBeSentLater)
     EXPECT_EQ(bench.plc.count("WRS"), 0); // reported, so never carried out by the way
 }
 
-// --- the link -----------------------------------------------------------------------------------------------------
+// --- the link ------------------------------------------------------------------------------------
 
 TEST(Link, TellsWhyItWaitsAndForHowLong)
 {
@@ -308,7 +310,7 @@ TEST(Link, TellsWhyItWaitsAndForHowLong)
     EXPECT_GE(last.nextTry, Duration(200ms));
     EXPECT_LE(last.nextTry, Duration(250ms));
     bench.run(60s);
-    EXPECT_GT(bench.wire.opens(), 10); // for ever, every five seconds in the end
+    EXPECT_GT(bench.wire.opens(), 10); // forever, every five seconds in the end
     EXPECT_LT(bench.wire.opens(), 25);
     bench.wire.door = ModelWire::Door::Open;
     bench.run(6s);
@@ -355,8 +357,9 @@ TEST(Link, ToAPortThatDoesNotKnowTheGreetingWorksWithoutIt)
     greeted.engine.start();
     greeted.run(1s);
     EXPECT_FALSE(greeted.engine.link().isReady());
-    EXPECT_EQ(greeted.engine.link().problem,
-              QStringLiteral("the PLC answered E1 to CR; if its port does not know CR, open the link without it"));
+    EXPECT_EQ(
+        greeted.engine.link().problem,
+        QStringLiteral("the PLC answered E1 to CR; if its port does not know CR, open the link without it"));
 
     settings.open = Open::None;
     Bench plain(settings);
@@ -380,7 +383,7 @@ TEST(Link, OnASerialLineIsWaitedSilentAndGreetedAgainNotClosed)
     bench.add({engineTag(1, "DM0", 200ms)});
     bench.engine.start();
     bench.run(500ms);
-    bench.wire.faults.push_back({.late = 250ms}); // comes while the line is waited silent
+    bench.wire.faults.push_back({.late = 250ms}); // comes while the line is waited until idle
     bench.run(3s);
     EXPECT_EQ(bench.wire.opens(), 1);
     EXPECT_EQ(bench.plc.count("CR"), 2);

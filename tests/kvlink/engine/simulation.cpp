@@ -13,9 +13,10 @@ namespace
 {
 
 // Tags that the PLC's program changes, and that are only read.
-const char *const watched[] = {"DM0",   "DM1",      "DM3.D", "DM7.D",  "DM8.F",   "DM20.L", "DM40:20", "DM60.F:9",
-                               "DM0.5", "DM70.STR:8", "T3",  "TC3",    "TS4",     "TC3:3",  "R100",    "R100:20",
-                               "B1F",   "W1A.H",    "Z3",    "DM15.S", "DM127.D", "DM16.D", "FM99",    "FM100"};
+const char *const watched[] = {"DM0",     "DM1",      "DM3.D",   "DM7.D",      "DM8.F", "DM20.L",
+                               "DM40:20", "DM60.F:9", "DM0.5",   "DM70.STR:8", "T3",    "TC3",
+                               "TS4",     "TC3:3",    "R100",    "R100:20",    "B1F",   "W1A.H",
+                               "Z3",      "DM15.S",   "DM127.D", "DM16.D",     "FM99",  "FM100"};
 const char *const missing[] = {"FM101", "FM150.D"}; // past the end
 constexpr int lastOfFm = 100;
 
@@ -40,7 +41,9 @@ SimOptions SimOptions::drawnFrom(quint64 seed)
 {
     std::mt19937_64 random(seed);
     const auto chance = [&](int percent) { return int(random() % 100) < percent; };
-    const auto oneOf = [&](std::initializer_list<int> values) { return values.begin()[random() % values.size()]; };
+    const auto oneOf = [&](std::initializer_list<int> values) {
+        return values.begin()[random() % values.size()];
+    };
     SimOptions options;
     options.seed = seed;
     options.settings.open = chance(75) ? Open::Cr : Open::None;
@@ -54,7 +57,8 @@ SimOptions SimOptions::drawnFrom(quint64 seed)
                        &options.loses, &options.garbles, &options.strays, &options.slow, &options.closes,
                        &options.program, &options.tagsComeAndGo, &options.stops})
         *kind = chance(40);
-    // On a serial line that is not greeted a late answer cannot be told from the next one; sockets are closed.
+    // On a serial line that is not greeted a late answer cannot be told from the next one;
+    // sockets are closed.
     if (options.perByte > 0.0 && options.settings.open == Open::None)
         options.slow = false;
     return options;
@@ -64,20 +68,22 @@ std::string SimOptions::text() const
 {
     std::ostringstream out;
     out << "seed 0x" << std::hex << seed << std::dec << "  turns " << turns << "  "
-        << (perByte > 0.0 ? "serial" : "tcp") << (settings.open == Open::Cr ? " cr" : " plain") << "  timeout "
-        << settings.timeout.count() / 1000 << " ms  block " << settings.maxBlock << "  tags " << tags << "  faults:";
+        << (perByte > 0.0 ? "serial" : "tcp") << (settings.open == Open::Cr ? " cr" : " plain")
+        << "  timeout " << settings.timeout.count() / 1000 << " ms  block " << settings.maxBlock << "  tags "
+        << tags << "  faults:";
     const std::pair<bool, const char *> kinds[] = {
-        {cuts, "cuts"},     {freezes, "freezes"}, {doors, "doors"}, {restarts, "restarts"}, {refusals, "refusals"},
-        {loses, "loses"},   {garbles, "garbles"}, {strays, "strays"}, {slow, "slow"},       {closes, "closes"},
-        {program, "program"}, {tagsComeAndGo, "tags"}, {stops, "stops"}};
+        {cuts, "cuts"},         {freezes, "freezes"}, {doors, "doors"},     {restarts, "restarts"},
+        {refusals, "refusals"}, {loses, "loses"},     {garbles, "garbles"}, {strays, "strays"},
+        {slow, "slow"},         {closes, "closes"},   {program, "program"}, {tagsComeAndGo, "tags"},
+        {stops, "stops"}};
     for (const auto &[on, name] : kinds)
         out << (on ? " " : "") << (on ? name : "");
     return out.str();
 }
 
 Simulation::Simulation(const SimOptions &options)
-    : m_options(options), m_random(options.seed ^ 0x9e3779b97f4a7c15ULL), m_bench(options.settings, options.perByte),
-      m_began(m_bench.clock.now())
+    : m_options(options), m_random(options.seed ^ 0x9e3779b97f4a7c15ULL),
+      m_bench(options.settings, options.perByte), m_began(m_bench.clock.now())
 {
     m_bench.plc.wantsGreeting = options.settings.open == Open::Cr;
     m_bench.plc.lastUnit["FM"] = lastOfFm;
@@ -85,7 +91,8 @@ Simulation::Simulation(const SimOptions &options)
     m_bench.afterStep = [this](const Events &events) { check(events); };
     if (std::getenv("KV_SIM_TRACE") != nullptr)
         m_bench.wire.trace = [this](const char *what, const QByteArray &bytes) {
-            std::printf("%10.6f %s %s\n", double(simulated().count()) / 1e6, what, bytes.trimmed().constData());
+            std::printf("%10.6f %s %s\n", double(simulated().count()) / 1e6, what,
+                        bytes.trimmed().constData());
         };
 }
 
@@ -113,14 +120,15 @@ std::string Simulation::run()
     return m_broken;
 }
 
-// --- people -------------------------------------------------------------------------------------------------------
+// --- people --------------------------------------------------------------------------------------
 
 void Simulation::addTag(quint32 id)
 {
     const Duration periods[] = {50ms, 100ms, 500ms, 2s};
     QString address;
     if (id >= idOfExtra || id < firstWritten)
-        address = QLatin1String(chance(8) ? missing[draw(std::size(missing))] : watched[draw(std::size(watched))]);
+        address =
+            QLatin1String(chance(8) ? missing[draw(std::size(missing))] : watched[draw(std::size(watched))]);
     else if (id < firstRelay)
         address = QLatin1String(written[id - firstWritten]);
     else
@@ -234,7 +242,9 @@ void Simulation::actOnTags()
     addTag(id);
     m_bench.engine.addTags({m_tags[id]});
     if (m_bench.wire.trace)
-        m_bench.wire.trace("add", (std::to_string(id) + " " + m_tags[id].place.name().toStdString() + " " + std::to_string(m_tags[id].period.count())).c_str());
+        m_bench.wire.trace("add", (std::to_string(id) + " " + m_tags[id].place.name().toStdString() + " " +
+                                   std::to_string(m_tags[id].period.count()))
+                                      .c_str());
     const auto one = std::next(m_tags.begin(), std::ptrdiff_t(draw(m_tags.size())));
     if (one->first >= firstWritten && one->first < idOfExtra)
         return;
@@ -248,7 +258,7 @@ void Simulation::actOnTags()
     }
 }
 
-// --- faults -------------------------------------------------------------------------------------------------------
+// --- faults --------------------------------------------------------------------------------------
 
 void Simulation::disturb()
 {
@@ -258,7 +268,8 @@ void Simulation::disturb()
     if (m_options.freezes && chance(4))
         wire.isFrozen = !wire.isFrozen;
     if (m_options.doors && chance(5)) {
-        const ModelWire::Door doors[] = {ModelWire::Door::Open, ModelWire::Door::Refuses, ModelWire::Door::Swallows};
+        const ModelWire::Door doors[] = {ModelWire::Door::Open, ModelWire::Door::Refuses,
+                                         ModelWire::Door::Swallows};
         wire.door = doors[draw(3)];
         wire.resolving = Duration(1ms) * qint64(draw(chance(10) ? 8000 : 20));
     }
@@ -287,7 +298,8 @@ WireFault Simulation::faultOf(const QByteArray &frame)
         fault.copies = int(1 + draw(2));
     if (m_options.strays && chance(2))
         fault.after = "#?\r\n";
-    // A copy that comes when the next request is out already passes for its answer: nothing in an answer tells whose it is.
+    // A copy that comes when the next request is out already passes for its answer: nothing in an
+    // answer tells whose it is.
     if (fault.copies > 0)
         fault.pieces = 1;
     if (m_options.garbles && chance(3)) {
@@ -298,7 +310,7 @@ WireFault Simulation::faultOf(const QByteArray &frame)
     return fault;
 }
 
-/// The program, and a second master: both words of a 32-bit value at once.
+// The program, and a second master: both words of a 32-bit value at once.
 void Simulation::liveProgram()
 {
     if (!m_options.program)
@@ -320,7 +332,7 @@ void Simulation::liveProgram()
     m_bench.plc.set("FM", 99 + int(draw(2)), quint32(draw(0x10000)), now);
 }
 
-// --- rest ---------------------------------------------------------------------------------------------------------
+// --- rest ----------------------------------------------------------------------------------------
 
 void Simulation::heal()
 {

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
-// A whole run of the engine, with people, faults and a PLC that lives its own life, drawn from one seed.
+// A whole run of the engine, with people, faults and a PLC that lives its own life, drawn
+// from one seed.
 //
-// First faults and work go on together, and after every step the promises are checked against the PLC's own diary. Then all
-// faults end, and everything has to come to rest in a bounded time: a write that hangs for ever breaks no other promise.
+// First faults and work go on together, and after every step the promises are checked against the
+// PLC's own diary. Then all faults end, and everything has to come to rest in a bounded time: a
+// write that hangs forever breaks no other promise.
 #pragma once
 
 #include "engine/bench.h"
@@ -14,7 +16,8 @@
 namespace kvlink
 {
 
-/// What a run is made of. Whole kinds of fault are switched off in each run: all at once hide what one brings out.
+/// What a run is made of. Whole kinds of fault are switched off in each run: all at once hide what
+/// one brings out.
 struct SimOptions {
     quint64 seed = 0;
     int turns = 400;
@@ -46,7 +49,7 @@ private:
         quint32 tag = 0;
         std::string device;
         int unit = 0;
-        quint32 value = 0;   ///< unlike all others of this unit
+        quint32 value = 0; ///< unlike all others of this unit
         bool isStroke = false;
         int attempts = 2;
         SteadyTime at{};

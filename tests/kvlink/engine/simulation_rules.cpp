@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The promises. Each compares what the engine said with the PLC's diary and with the frames on the wire, never the engine
-// with itself.
+// The promises. Each compares what the engine said with the PLC's diary and with the frames on the
+// wire, never the engine with itself.
 #include "engine/simulation.h"
 
 #include <Communication_Protocol.h>
@@ -34,7 +34,8 @@ void Simulation::check(const Events &events)
     checkFrames();
     checkEnds(events);
     checkSamples(events);
-    // Every tag at every step would be most of the work: qualities change with events, ages with time.
+    // Every tag at every step would be most of the work: qualities change with events,
+    // ages with time.
     constexpr quint64 agesEvery = 16;
     if (!events.links.empty() || !events.changes.empty() || m_steps % agesEvery == 0)
         checkLink();
@@ -49,9 +50,9 @@ void Simulation::check(const Events &events)
     }
 }
 
-// --- writes -------------------------------------------------------------------------------------------------------
+// --- writes --------------------------------------------------------------------------------------
 
-/// Of a word or double word: by its value, which no other write has. Null for relays.
+// Of a word or double word: by its value, which no other write has. Null for relays.
 Simulation::Handed *Simulation::writeOf(const QByteArray &frame)
 {
     const QList<QByteArray> words = frame.trimmed().split(' ');
@@ -115,7 +116,8 @@ void Simulation::checkEnd(const Handed &write)
         return;
     const int times = timesCarriedOut(write);
     const Outcome outcome = write.result->outcome;
-    const std::string which = joined(": write", write.result->id) + " of " + m_tags[write.tag].place.name().toStdString();
+    const std::string which =
+        joined(": write", write.result->id) + " of " + m_tags[write.tag].place.name().toStdString();
     if (outcome == Outcome::Done && times == 0)
         broken("done-is-there: not in the PLC" + which);
     if ((outcome == Outcome::NotSent || outcome == Outcome::Refused) && times != 0)
@@ -128,7 +130,7 @@ void Simulation::checkEnd(const Handed &write)
         broken("not-sent with attempts" + which);
 }
 
-// --- values -------------------------------------------------------------------------------------------------------
+// --- values --------------------------------------------------------------------------------------
 
 std::optional<Value> Simulation::valueInPlc(const EngineTag &tag, SteadyTime at) const
 {
@@ -150,13 +152,15 @@ std::optional<Value> Simulation::valueInPlc(const EngineTag &tag, SteadyTime at)
         }
     }
     const QByteArray raw = rawOf(place, block);
-    return decode(place, raw.constData(), {m_options.settings.wordOrder, TextEncoding::Utf8}, tag.scale, tag.offset);
+    return decode(place, raw.constData(), {m_options.settings.wordOrder, TextEncoding::Utf8}, tag.scale,
+                  tag.offset);
 }
 
 void Simulation::checkSamples(const Events &events)
 {
     for (const Events::Change &change : events.changes) {
-        m_digest = (m_digest ^ quint64(change.sample.quality) ^ quint64(change.tag.id()) << 8) * 1099511628211ULL;
+        m_digest =
+            (m_digest ^ quint64(change.sample.quality) ^ quint64(change.tag.id()) << 8) * 1099511628211ULL;
         const auto tag = m_tags.find(change.tag.id());
         if (tag == m_tags.end())
             continue; // removed in this turn, told by the same step
@@ -167,7 +171,8 @@ void Simulation::checkSamples(const Events &events)
 
 void Simulation::checkGood(const EngineTag &tag, const Sample &sample)
 {
-    // The request whose answer was complete at the sample's time is the last one that was sent before it.
+    // The request whose answer was complete at the sample's time is the last one that was
+    // sent before it.
     SteadyTime sent = m_began;
     for (auto frame = m_frames.rbegin(); frame != m_frames.rend() && sent == m_began; ++frame) {
         if (frame->at < sample.steadyTime)
@@ -176,7 +181,8 @@ void Simulation::checkGood(const EngineTag &tag, const Sample &sample)
     const auto *list = std::get_if<std::vector<Scalar>>(&sample.value);
     const bool isLarge = tag.place.unitCount() > m_options.settings.maxBlock && list != nullptr;
     bool good = isLarge || wasHeld(tag, sample.value, sent, sample.steadyTime);
-    // A tag that is larger than a request: each value for itself, at some time until all were there.
+    // A tag that is larger than a request: each value for itself, at some time until
+    // all were there.
     EngineTag one = tag;
     one.place.elements = tag.place.elementsPerValue();
     one.place.values = 1;
@@ -190,13 +196,14 @@ void Simulation::checkGood(const EngineTag &tag, const Sample &sample)
                tag.place.name().toStdString());
 }
 
-/// All its units at once, at one moment of the span.
+// All its units at once, at one moment of the span.
 bool Simulation::wasHeld(const EngineTag &tag, const Value &value, SteadyTime from, SteadyTime to) const
 {
     const Place &place = tag.place;
     const bool isTimer = place.device->field != Field::Whole;
     for (const char *device : {isTimer ? "T" : place.device->name, "TC", "TS"}) {
-        for (const SteadyTime moment : m_bench.plc.moments(device, place.firstUnit(), place.unitCount(), from, to)) {
+        for (const SteadyTime moment :
+             m_bench.plc.moments(device, place.firstUnit(), place.unitCount(), from, to)) {
             if (valueInPlc(tag, moment) == value)
                 return true;
         }
@@ -211,11 +218,13 @@ void Simulation::checkLink()
     for (const auto &[id, tag] : m_tags) {
         const Sample sample = m_bench.engine.sample(Tag(id));
         if (!isReady && sample.quality != Quality::Bad && sample.quality != Quality::Never)
-            broken("lost-is-bad: " + tag.place.name().toStdString() + " is " + qualityName(sample.quality).toStdString());
+            broken("lost-is-bad: " + tag.place.name().toStdString() + " is " +
+                   qualityName(sample.quality).toStdString());
         const SteadyTime since = std::max(sample.steadyTime, m_periodSince[id]);
         if (sample.isGood() && tag.period > Duration(0) && now - since > stalePeriods * tag.period)
             broken("stale: good for too long: " + tag.place.name().toStdString() + joined(", tag", id) +
-                   joined(", period ms", tag.period.count() / 1000) + joined(", age ms", (now - since).count() / 1000));
+                   joined(", period ms", tag.period.count() / 1000) +
+                   joined(", age ms", (now - since).count() / 1000));
     }
 }
 
@@ -230,7 +239,7 @@ void Simulation::checkDriver()
         broken("empty: the driver still holds a request");
 }
 
-// --- rest ---------------------------------------------------------------------------------------------------------
+// --- rest ----------------------------------------------------------------------------------------
 
 void Simulation::checkRest()
 {
@@ -251,7 +260,8 @@ void Simulation::checkRest()
         const std::string name = m_tags[tag].place.name().toStdString();
         int pressed = 0;
         for (const ModelPlc::Entry &entry : m_bench.plc.diary())
-            pressed += entry.command == QByteArray::fromStdString("ST " + name) && entry.answer == "OK\r\n" ? 1 : 0;
+            pressed +=
+                entry.command == QByteArray::fromStdString("ST " + name) && entry.answer == "OK\r\n" ? 1 : 0;
         if (pressed < counts[0] || pressed > counts[0] + counts[1])
             broken("pulse-at-most-once: " + name + joined(" pressed", pressed));
         const Place &place = m_tags[tag].place;
@@ -269,7 +279,7 @@ void Simulation::checkRest()
     checkPasses();
 }
 
-/// Over a while without faults: every tag is asked when it is due, or its pass is counted as missed.
+// Over a while without faults: every tag is asked when it is due, or its pass is counted as missed.
 void Simulation::checkPasses()
 {
     const auto before = m_bench.engine.statistics().periods;
@@ -285,13 +295,14 @@ void Simulation::checkPasses()
     for (const auto &[id, tag] : m_tags) {
         const bool isMissing = tag.place.device->name == std::string("FM") && tag.place.number > 100;
         const Sample sample = m_bench.engine.sample(Tag(id));
-        const auto period = std::find_if(after.begin(), after.end(), [&](const auto &row) { return row.asked == tag.period; });
+        const auto period = std::find_if(after.begin(), after.end(),
+                                         [&](const auto &row) { return row.asked == tag.period; });
         if (tag.period == Duration(0) || period->missed > before[int(period - after.begin())].missed)
             continue;
         const bool isOdd = sample.reason == Reason::NotRepresentable; // floats and texts of random words
         if (!isOdd && sample.quality != (isMissing ? Quality::Bad : Quality::Good))
-            broken("rest: " + tag.place.name().toStdString() + " is " + qualityName(sample.quality).toStdString() + ' ' +
-                   sample.reasonText().toStdString());
+            broken("rest: " + tag.place.name().toStdString() + " is " +
+                   qualityName(sample.quality).toStdString() + ' ' + sample.reasonText().toStdString());
         if (sample.isGood() && m_bench.clock.now() - sample.steadyTime > tag.period + 1s)
             broken("rest: old: " + tag.place.name().toStdString());
         if (sample.isGood() && !m_options.program)

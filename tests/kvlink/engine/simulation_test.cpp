@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Many short runs, each from a seed that is printed when it fails. KV_SIM_SECONDS=600 runs for ten minutes,
-// KV_SIM_SEED=0x1f runs one seed.
+// Many short runs, each from a seed that is printed when it fails. KV_SIM_SECONDS=600 runs for ten
+// minutes, KV_SIM_SEED=0x1f runs one seed.
 #include "engine/simulation.h"
 
 #include <chrono>

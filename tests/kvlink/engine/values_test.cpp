@@ -24,7 +24,7 @@ EngineTag tagOf(quint32 id, const char *address, double deadband = 0.0)
     return tag;
 }
 
-/// DM from 0 on.
+// DM from 0 on.
 UnitBlock words(std::initializer_list<int> values)
 {
     UnitBlock block{10, 0, int(values.size()), {}, {}, {}, {}};
@@ -178,7 +178,7 @@ TEST(ValueBook, ASlotIsUsedAgainAndAnIdNever)
     EXPECT_FALSE(book.sample(slot).hasValue());
 }
 
-// --- the rhythm ---------------------------------------------------------------------------------------------------
+// --- the rhythm ----------------------------------------------------------------------------------
 
 TEST(PassClock, KeepsItsPhaseAndCountsWhatItMissed)
 {
@@ -238,7 +238,7 @@ TEST(PassClock, TellsTheMeanOfTheLastTenPasses)
     EXPECT_EQ(clock.reached(), Duration(100ms)); // the first two are forgotten
 }
 
-// --- times --------------------------------------------------------------------------------------------------------
+// --- times ---------------------------------------------------------------------------------------
 
 TEST(AnswerTimes, AreNearestRanksOfTheLastTenThousand)
 {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Every sequence of up to six events round one write: whatever happens in whatever order, it ends once, and what is said of
-// it is true.
+// Every sequence of up to six events round one write: whatever happens in whatever order, it ends
+// once, and what is said of it is true.
 #include "engine/bench.h"
 
 namespace kvlink
@@ -9,14 +9,15 @@ namespace
 {
 
 enum class What { Time, Cut, LoseAnswer, LoseRequest, Cancel, Restart };
-constexpr What all[] = {What::Time, What::Cut, What::LoseAnswer, What::LoseRequest, What::Cancel, What::Restart};
+constexpr What all[] = {What::Time,        What::Cut,    What::LoseAnswer,
+                        What::LoseRequest, What::Cancel, What::Restart};
 
 struct Kind {
     const char *name;
     WriteOptions options;
     bool command;
     const char *address;
-    int longest; ///< sequence
+    int longest; // sequence
 };
 
 class Round
@@ -64,7 +65,7 @@ public:
         }
     }
 
-    /// Empty if all is as promised.
+    // Empty if all is as promised.
     std::string rest()
     {
         m_bench->wire.faults.clear();
@@ -87,7 +88,7 @@ public:
     }
 
 private:
-    /// No write frame after the end, none after it has expired.
+    // No write frame after the end, none after it has expired.
     void watch()
     {
         const std::vector<QByteArray> &frames = m_bench->wire.frames();

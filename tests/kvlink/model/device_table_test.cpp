@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The device table against the page of areas that makers of hosts read, and the ranges of a KV-8000.
+// The device table against the page of areas that makers of hosts read, and the ranges
+// of a KV-8000.
 #include "model/device_table.h"
 
 #include <QFile>
@@ -13,7 +14,7 @@ namespace kvlink
 namespace
 {
 
-/// One row of the table in docs/areas.md.
+// One row of the table in docs/areas.md.
 struct AreaRow {
     QString device;
     QString element;
@@ -57,7 +58,7 @@ QString wordOf(Element element)
     return {};
 }
 
-/// The page's name of a device's own area: a timer is one device there, with three values.
+// The page's name of a device's own area: a timer is one device there, with three values.
 QString pageName(const Device &device)
 {
     static const QHash<QString, QString> others = {

@@ -13,7 +13,7 @@ namespace
 struct NearRow {
     const char *name;
     const char *given;
-    const char *names; ///< separated by spaces
+    const char *names; // separated by spaces
     const char *nearest;
 };
 

@@ -23,7 +23,7 @@ QByteArray bytes(const char *hexadecimal)
     return QByteArray::fromHex(hexadecimal);
 }
 
-/// As shown, so that a row can state one value or several; "-" for not representable.
+// As shown, so that a row can state one value or several; "-" for not representable.
 std::string decoded(const Place &place, const QByteArray &raw, const Coding &coding = {}, double scale = 1.0,
                     double offset = 0.0)
 {
@@ -272,7 +272,7 @@ struct TextRow {
     const char *place;
     TextEncoding encoding;
     const char *raw;
-    const char *utf8; ///< "-": not representable
+    const char *utf8; // "-": not representable
 };
 
 class Texts : public testing::TestWithParam<TextRow>

@@ -22,7 +22,7 @@ Place placeOf(const char *address)
     return place.value_or(Place());
 }
 
-/// "10 100 x1 7B00" for each request: area, address, count, data; or the sentence of a refusal.
+// "10 100 x1 7B00" for each request: area, address, count, data; or the sentence of a refusal.
 std::string written(const char *address, const Value &value, double scale = 1.0, double offset = 0.0,
                     int maxUnits = units, const Coding &coding = {})
 {
@@ -248,7 +248,7 @@ TEST(Encode, writesTextsInTheirEncoding)
               "a text for DM0.STR:4 cannot contain the character 0, which ends texts");
 }
 
-/// Words of each request, and the address it starts at.
+// Words of each request, and the address it starts at.
 std::string pieces(const char *address, int maxUnits)
 {
     const Place place = placeOf(address);

@@ -27,7 +27,7 @@ PlcUrl lineAt(const QString &path)
 struct SettingsRow {
     const char *name;
     const char *query;
-    tcflag_t bits; ///< of CSIZE, PARENB, PARODD, CSTOPB and CRTSCTS
+    tcflag_t bits; // of CSIZE, PARENB, PARODD, CSTOPB and CRTSCTS
     speed_t speed;
     bool checksParity;
 };

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What only sockets do: names with several addresses, addresses that swallow everything, slow name servers, full buffers.
+// What only sockets do: names with several addresses, addresses that swallow everything, slow name
+// servers, full buffers.
 #include "transport/make_transport.h"
 #include "transport/tcp_transport.h"
 #include "transport/udp_transport.h"
@@ -28,20 +29,21 @@ bool opens(Transport &transport)
     return workUntil(transport, [&] { return transport.state() == State::Open; });
 }
 
-/// A name server that knows these addresses.
+// A name server that knows these addresses.
 NameLookup knows(std::vector<SocketAddress> addresses)
 {
     return [addresses](const QString & /*host*/, int /*port*/) { return Resolved{addresses, {}}; };
 }
 
-/// The address of a port that nobody listens on.
+// The address of a port that nobody listens on.
 SocketAddress closedPort()
 {
     const Descriptor gone = boundSocket(SOCK_STREAM);
     return addressOf(gone);
 }
 
-/// Swallows what is sent to it: its queue of connections is full, so that the system drops each further attempt.
+// Swallows what is sent to it: its queue of connections is full, so that the system drops
+// each further attempt.
 class BlackHole
 {
 public:
@@ -182,7 +184,7 @@ TEST(TcpTransport, beginsWithTheNextAddressWhenOneNeverSaidAnything)
 
 // --- slow name servers ---
 
-/// A name server that answers when the test says so.
+// A name server that answers when the test says so.
 struct SlowNameServer {
     std::shared_ptr<std::counting_semaphore<>> answers = std::make_shared<std::counting_semaphore<>>(0);
     std::shared_ptr<std::atomic<int>> asked = std::make_shared<std::atomic<int>>(0);

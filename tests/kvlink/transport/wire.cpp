@@ -66,7 +66,7 @@ class UdpWire final : public Wire
 {
 public:
     Transport &transport() override { return m_transport; }
-    /// A PLC answers to where the last request came from.
+    // A PLC answers to where the last request came from.
     void open() override
     {
         m_transport.open();
@@ -84,7 +84,7 @@ public:
                  reinterpret_cast<const sockaddr *>(&m_host.bytes), m_host.length);
     }
     QByteArray plcHears(int expected) override { return readFrom(m_plc.number(), expected); }
-    /// Only a request shows that the port is closed.
+    // Only a request shows that the port is closed.
     void plcGoes() override
     {
         m_plc.reset();

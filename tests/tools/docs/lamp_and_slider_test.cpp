@@ -15,7 +15,7 @@ using kvlink::SimPlc;
 
 namespace
 {
-/// One thing after the other: what is done, and what the lamp or the PLC must show then.
+// One thing after the other: what is done, and what the lamp or the PLC must show then.
 struct Step {
     std::function<void()> act;
     std::function<bool()> isSeen;

@@ -1,7 +1,9 @@
 # SPDX-License-Identifier: MIT
 """Compares the measured figures with their targets: prints the table, writes performance.md and its plots.
 
-    python3 bench/report.py DRIVER.json PROGRAMS.json MACHINE.json SCRATCH FOLDER
+    python3 bench/report.py DRIVER.json OTHER_QT.json PROGRAMS.json MACHINE.json SCRATCH FOLDER
+
+OTHER_QT: the driver again, built with the other Qt; the plots show the first one.
 
 Exit status: 0 all targets met, 1 some missed, 3 a figure or gnuplot is missing.
 """
@@ -46,10 +48,20 @@ def flat_table(rounds):
                       f"{one['kv']['cpu_us']:.1f} us", f"{one['modbus']['cpu_us']:.1f} us"] for one in rounds])
 
 
-def allocation_table(benchmark):
-    counts = counters(benchmark, "allocations")
-    return markdown(["one exchange of a block", "heap allocations"],
-                    [[what, f"{figure(counts, name):g}"] for what, name in COUNTED])
+def qt_of(benchmark):
+    """run.sh tells it to driver_bench, which passes it on."""
+    return benchmark["context"]["qt"]
+
+
+def allocation_table(drivers):
+    counts = [counters(benchmark, "allocations") for benchmark in drivers]
+    return markdown(["heap allocations of one exchange"] + [f"Qt {qt_of(benchmark)}" for benchmark in drivers],
+                    [[what] + [f"{figure(one, name):.0f}" for one in counts] for what, name in COUNTED])
+
+
+def all_rows(drivers, found):
+    rows = [row for benchmark in drivers for row in driver_rows(best_times(benchmark), qt_of(benchmark))]
+    return rows + program_rows(found)
 
 
 TEXT = """# Performance
@@ -98,23 +110,23 @@ resident set.
 """
 
 
-def report(benchmark, found, machine):
-    rows = [row.cells() for row in driver_rows(best_times(benchmark)) + program_rows(found)]
+def report(drivers, found, machine):
+    rows = [row.cells() for row in all_rows(drivers, found)]
     return TEXT.format(
         machine=markdown(["machine", ""], list(machine.items())),
         quick="\nA quick run: fewer and shorter rounds than usual.\n" if found["quick"] else "",
-        targets=markdown(HEADINGS, rows), allocations=allocation_table(benchmark), flat=flat_table(found["flat"]),
+        targets=markdown(HEADINGS, rows), allocations=allocation_table(drivers), flat=flat_table(found["flat"]),
         passes=passes_table(found["passes"]), changes=found["points"]["changes_a_second"],
         write_median=found["points"]["write_median_ms"])
 
 
-def main(driver, programs, machine, scratch, folder):
-    benchmark, found, machine = (json.loads(Path(path).read_text(encoding="utf-8")) for path in (driver, programs, machine))
+def main(driver, other_qt, programs, machine, scratch, folder):
+    paths = driver, other_qt, programs, machine
+    driver, other_qt, found, machine = (json.loads(Path(path).read_text(encoding="utf-8")) for path in paths)
     scratch, folder = Path(scratch), Path(folder)
-    best = best_times(benchmark)
-    rows = driver_rows(best) + program_rows(found)
-    text = report(benchmark, found, machine)
-    write_data(scratch, best, found)
+    rows = all_rows([driver, other_qt], found)
+    text = report([driver, other_qt], found, machine)
+    write_data(scratch, best_times(driver), found)
     plot(scratch, folder / "performance")
     (folder / "performance.md").write_text(text, encoding="utf-8")
     print(aligned(HEADINGS, [row.cells() for row in rows]))

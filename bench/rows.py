@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 """The figures against their targets: one row for each target, each a ratio within one run."""
 
-from dataclasses import dataclass
+from dataclasses import dataclass, replace
 from statistics import median
 
 MOST_NOISE = 1.1  # two equal figures of one run may differ by this much
@@ -60,7 +60,8 @@ def figure(figures, name):
     return figures[name]
 
 
-def driver_rows(best):
+def driver_rows(best, qt):
+    """\param qt  the major version that the driver was built with, for the names of the rows"""
     def row(what, name, against, yardstick, target):
         time = figure(best, name)
         return Row(what, f"{time:.0f} ns", f"{against}: {yardstick:.0f} ns", time / yardstick, target)
@@ -69,7 +70,7 @@ def driver_rows(best):
     read_limit = 3 * figure(best, "plainMemcpy") + figure(best, "parseWordAddress")
     many, few = figure(best, "rebuild/100000"), figure(best, "rebuild/10000")
     longest_pass = max(figure(best, f"passOverSwitchedOff/{behind}") for behind in (0, 1, 8000))
-    return [
+    rows = [
         row("exchange of 128 words", "exchangeWords", "plain loop", words, 1.5),
         row("exchange of double words", "exchangeDwords", "plain loop", figure(best, "plainDwords"), 2),
         row("exchange of timers, counters", "exchangeTriples", "plain loop", figure(best, "plainTriples"), 2),
@@ -83,6 +84,7 @@ def driver_rows(best):
         Row("pass over 8,000 switched-off blocks", f"{longest_pass / 1e3:.1f} us", "limit: 200 us",
             longest_pass / LONGEST_PASS, 1),
     ]
+    return [replace(one, what=f"Qt {qt}: {one.what}") for one in rows]
 
 
 def share(part, limit):

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The driver as the engine sees it: one private copy, one request at a time, no retries of its own.
 //
-// begin...() hands in one request; frame() says what to send; answer() gives back what came. When ended() the driver's
-// lists and its frame queue are empty. The handshake is answered inside: the engine greets each connection itself, so a frame here is
-// always a read or a write.
+// begin...() hands in one request; frame() says what to send; answer() gives back what came. When
+// ended() the driver's lists and its frame queue are empty. The handshake is answered inside: the
+// engine greets each connection itself, so a frame here is always a read or a write.
 #pragma once
 
 #include "model/units.h"
@@ -35,14 +35,15 @@ public:
     /// Bytes that the PLC will answer to it, line end included.
     virtual int replyLength() const = 0;
 
-    /// Hands in an answer that has the shape its request calls for; empty: there was none, and the request ends.
+    /// Hands in an answer that has the shape its request calls for; empty: there was none, and the
+    /// request ends.
     virtual Result answer(const QByteArray &bytes) = 0;
 
     /// True while no request is in hand.
     virtual bool ended() const = 0;
 
-    /// The units that the last read brought. Numbers above 2147483647 are 0 here, as the driver stores them: the engine
-    /// takes those from the answer itself.
+    /// The units that the last read brought. Numbers above 2147483647 are 0 here, as the driver
+    /// stores them: the engine takes those from the answer itself.
     virtual UnitBlock block(int readArea, int firstUnit, int count) const = 0;
 };
 

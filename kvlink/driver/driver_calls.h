@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The driver's 15 calls, as pointers: their shapes come from the driver's header, their addresses from a loaded copy.
+// The driver's 15 calls, as pointers: their shapes come from the driver's header, their addresses
+// from a loaded copy.
 #pragma once
 
 #include <Communication_Protocol.h>

@@ -43,7 +43,8 @@ QStringList findCalls(void *handle, DriverCalls &calls)
     return missing;
 }
 
-/// What the library says of itself, by plain calls that are safe whatever Qt it was built with. Empty: all is well.
+/// What the library says of itself, by plain calls that are safe whatever Qt it was built with.
+/// Empty: all is well.
 QString identityRefusal(void *handle)
 {
     decltype(&::KvDriverIdentity) identity = nullptr;
@@ -85,7 +86,8 @@ QString refusalOf(void *handle, DriverCalls &calls)
         .arg(QString::fromLatin1(missing.size() == 1 ? "" : "s"), missing.join(QStringLiteral(", ")));
 }
 
-/// Tells one file from another, and from what a newer installation put in its place. Empty: there is no such file.
+/// Tells one file from another, and from what a newer installation put in its place. Empty: there
+/// is no such file.
 QByteArray keyOf(const QString &file)
 {
     struct stat facts = {};

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 // The driver library: whether a file is it, and its private copies.
 //
-// All links get private copies, the first one too: a host that has loaded the driver for itself keeps its state to itself.
-// A copy is never unloaded, since Qt may keep what a library gave it; a link that ends gives its copy back for the next one.
-// So a process never has more copies than it had links at one time.
+// All links get private copies, the first one too: a host that has loaded the driver for itself
+// keeps its state to itself. A copy is never unloaded, since Qt may keep what a library gave it; a
+// link that ends gives its copy back for the next one. So a process never has more copies than it
+// had links at one time.
 //
 // Threads: every call may come from any thread.
 #pragma once
@@ -36,7 +37,8 @@ public:
     /// The one that all links of the process share. It lives to the end of the process.
     static DriverLibrary &shared();
 
-    /// A copy of the library in \a file that nobody else uses: one that was given back, or a new one.
+    /// A copy of the library in \a file that nobody else uses: one that was given back, or a new
+    /// one.
     /// \return null with a problem: a sentence that says why the library is refused
     DriverCopy *take(const QString &file, QString &problem);
 

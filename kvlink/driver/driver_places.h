@@ -7,12 +7,14 @@
 namespace kvlink
 {
 
-/// Files that may be the driver, the likeliest first, for a program and a kvlink in these folders: beside them, in the
-/// library folders next to them, and where this build installs it. In each folder the driver for this Qt comes first,
-/// since the drivers of both Qt versions may be installed.
+/// Files that may be the driver, the likeliest first, for a program and a kvlink in these folders:
+/// beside them, in the library folders next to them, and where this build installs it. In each
+/// folder the driver for this Qt comes first, since the drivers of both Qt versions may be
+/// installed.
 QStringList driverPlacesOf(const QStringList &folders);
 
-/// The same for this process. If the environment variable KV_DRIVER is set, it names the only place.
+/// The same for this process. If the environment variable KV_DRIVER is set, it names the only
+/// place.
 QStringList standardDriverPlaces();
 
 /// The file to load. \param wanted a path; empty: the first of \a places that exists

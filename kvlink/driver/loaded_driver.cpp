@@ -24,7 +24,8 @@ const char *const greeting = "CR\r\n"; // no other frame ends in CR LF
 
 enum class End { None, Done, Failed };
 
-// What the driver said during the call of this thread. The callbacks have no other way to know whose they are.
+// What the driver said during the call of this thread. The callbacks have no other way to know
+// whose they are.
 thread_local End saidEnd = End::None;
 
 int notify(int /*context*/, int /*ownerType*/, int /*ownerId*/, int status)
@@ -130,12 +131,14 @@ void LoadedDriver::fetchFrame()
     m_replyLength = next->replyLength;
 }
 
-/// The handshake is answered here: the engine greets each connection itself, before its first request.
+/// The handshake is answered here: the engine greets each connection itself, before its first
+/// request.
 Protocol *LoadedDriver::nextFrame()
 {
     const DriverCall call;
     for (int asks = 0; asks < mostAsks; ++asks) {
-        // After five requests of one kind in a row the driver has nothing to send once, to let others in.
+        // After five requests of one kind in a row the driver has nothing to send once, to let
+        // others in.
         auto *head = reinterpret_cast<Protocol *>(m_copy->calls.comCommunication());
         if (head == nullptr)
             continue;

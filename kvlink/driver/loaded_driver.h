@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-// The driver of one link: a private copy of the driver library, driven through its 15 calls, one request at a time.
+// The driver of one link: a private copy of the driver library, driven through its 15 calls, one
+// request at a time.
 //
-// With no retries of its own and one list entry for each request, the copy's lists and its frame queue are empty
-// whenever no request is in hand: nothing abandoned can ever be sent later.
+// With no retries of its own and one list entry for each request, the copy's lists and its frame
+// queue are empty whenever no request is in hand: nothing abandoned can ever be sent later.
 //
 // Threads: one at a time makes all calls; any thread may create and destroy it.
 #pragma once
@@ -20,7 +21,8 @@ class LoadedDriver final : public Driver
 public:
     /// A driver on a private copy of the library in \a path; empty: of the one that is found first.
     /// Example: load("/usr/lib/libCommunication_Protocol.so", problem).
-    /// \return null with a problem: a sentence that says why the library is refused, and where it was looked for
+    /// \return null with a problem: a sentence that says why the library is refused, and where it
+    /// was looked for
     static std::unique_ptr<LoadedDriver> load(const QString &path, QString &problem);
 
     /// \a copy is one of \a library's, and is given back to it.

@@ -83,7 +83,8 @@ void *loadFrom(const CopyPlace &place, const QString &file, QString &problem)
         problem = QString::fromLocal8Bit(::dlerror());
         problem.replace(QString::fromLocal8Bit(place.path), file);
     }
-    // What is mapped lasts without its name. A descriptor lasts too: its number is the name of the copy.
+    // What is mapped lasts without its name. A descriptor lasts too: its number is the name of the
+    // copy.
     if (place.isTemporary)
         ::unlink(place.path.constData());
     if (place.isTemporary || handle == nullptr)

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
-// Loading a shared library as a private copy: its own code, its own variables, whatever else has loaded the same file.
+// Loading a shared library as a private copy: its own code, its own variables, whatever else has
+// loaded the same file.
 //
-// The driver keeps its state in process-wide variables, and the system loads a file only once. A copy under a name of its
-// own is another file to the system. It lives in memory; where that is refused, in a temporary file.
+// The driver keeps its state in process-wide variables, and the system loads a file only once. A
+// copy under a name of its own is another file to the system. It lives in memory; where that is
+// refused, in a temporary file.
 #pragma once
 
 #include <QByteArray>
@@ -29,11 +31,13 @@ using CopyMaker = std::function<std::optional<CopyPlace>(const QByteArray &bytes
 std::optional<CopyPlace> copyToMemory(const QByteArray &bytes, QString &problem);
 std::optional<CopyPlace> copyToTemporaryFile(const QByteArray &bytes, QString &problem);
 
-/// What of a shared library is needed to load it: all but its debug information, which is most of an unstripped file.
+/// What of a shared library is needed to load it: all but its debug information, which is most of
+/// an unstripped file.
 /// \param problem why the file cannot be a library of this machine; set on failure only
 std::optional<QByteArray> loadablePart(const QString &file, QString &problem);
 
-/// Loads a copy of the file by the first maker that succeeds. It stays loaded until the process ends.
+/// Loads a copy of the file by the first maker that succeeds. It stays loaded until the process
+/// ends.
 /// \return handle for dlsym; null with a problem
 void *loadPrivateCopy(const QString &file, const std::vector<CopyMaker> &makers, QString &problem);
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Which host reads bring back what a read request brought: the driver's store has one image for each value of a read unit.
+// Which host reads bring back what a read request brought: the driver's store has one image for
+// each value of a read unit.
 #pragma once
 
 #include <QString>

@@ -4,8 +4,9 @@
 //   tcp://HOST[:8501]    udp://HOST[:8501]    HOST[:8501]      the last is tcp
 //   serial:///dev/ttyUSB0?baud=9600&data=8&parity=even&stop=1
 //
-// HOST is four decimals (192.168.0.10), an IPv6 address in brackets ([fe80::1%eth0]) or a name. The system would also take
-// 192.168.1, 127.0.0.010 and 0x7f.1, and make of them what nobody meant: they are refused.
+// HOST is four decimals (192.168.0.10), an IPv6 address in brackets ([fe80::1%eth0]) or a name. The
+// system would also take 192.168.1, 127.0.0.010 and 0x7f.1, and make of them what nobody meant:
+// they are refused.
 #pragma once
 
 #include <QString>
@@ -28,9 +29,11 @@ struct PlcUrl {
     Parity parity = Parity::Even;
     int stopBits = 1; ///< 1 or 2
 
-    /// In full: "tcp://192.168.0.10:8501", "serial:///dev/ttyUSB0?baud=9600&data=8&parity=even&stop=1".
+    /// In full: "tcp://192.168.0.10:8501",
+    /// "serial:///dev/ttyUSB0?baud=9600&data=8&parity=even&stop=1".
     QString text() const;
-    /// Seconds that one byte takes on the line, with its start, parity and stop bits; 0 for tcp and udp.
+    /// Seconds that one byte takes on the line, with its start, parity and stop bits; 0 for tcp and
+    /// udp.
     double secondsPerByte() const;
 };
 

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Names into addresses, beside the link's thread.
 //
-// The system's call for that waits as long as the name server likes: 20 s and more. It runs on a thread of its own, which owns
-// all it touches, so that nobody ever waits for it; a link that is closed meanwhile leaves it alone. A link has at most
-// one such thread: who asks again while it runs gets its answer.
+// The system's call for that waits as long as the name server likes: 20 s and more. It runs on a
+// thread of its own, which owns all it touches, so that nobody ever waits for it; a link that is
+// closed meanwhile leaves it alone. A link has at most one such thread: who asks again while it
+// runs gets its answer.
 #pragma once
 
 #include <QString>
@@ -53,7 +54,8 @@ public:
 
     /// Begins to resolve a name, always the same one.
     void start(const QString &host, int port);
-    /// Nothing is wanted any more. What comes of a running look-up is kept only for a start() before its end.
+    /// Nothing is wanted any more. What comes of a running look-up is kept only for a start()
+    /// before its end.
     void cancel();
     /// True once after start(), when there is a result.
     bool takeResult(Resolved &result);

@@ -59,8 +59,8 @@ int setUp(int line, const PlcUrl &url)
     if (::tcgetattr(line, &settings) != 0)
         return errno;
     const termios wanted = serialSettings(url, settings);
-    // On purpose: what the call says is not looked at. It is content when part could be done, and not when a
-    // pseudo-terminal ignores the parity; what counts is what came of it.
+    // On purpose: what the call says is not looked at. It is content when part could be done, and
+    // not when a pseudo-terminal ignores the parity; what counts is what came of it.
     ::tcsetattr(line, TCSANOW, &wanted);
     if (::tcgetattr(line, &settings) != 0)
         return errno;

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
-// What TCP and UDP have in common: the name, its addresses one after the other, one socket for each attempt.
+// What TCP and UDP have in common: the name, its addresses one after the other, one socket for each
+// attempt.
 //
-// A name may have several addresses, and the first one may swallow whatever is sent to it. So each attempt but the last
-// is bounded, and an address that brought not a single byte is not the first to be tried next time.
+// A name may have several addresses, and the first one may swallow whatever is sent to it. So each
+// attempt but the last is bounded, and an address that brought not a single byte is not the first
+// to be tried next time.
 #pragma once
 
 #include "transport/descriptor.h"

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// UDP to a PLC: each frame a datagram. The socket is connected, so that other hosts are not heard and a closed port is seen.
+// UDP to a PLC: each frame a datagram. The socket is connected, so that other hosts are not heard
+// and a closed port is seen.
 #pragma once
 
 #include "transport/socket_transport.h"

@@ -200,7 +200,7 @@ TEST_F(OddFile, thatTheLoaderRefusesIsNamedAndNotItsCopy)
     EXPECT_EQ(problem.find("/proc/self/fd"), std::string::npos) << problem;
 }
 
-// --- copies -----------------------------------------------------------------------------------------------
+// --- copies --------------------------------------------------------------------------------------
 
 std::optional<CopyPlace> refuseMemory(const QByteArray & /*bytes*/, QString &problem)
 {

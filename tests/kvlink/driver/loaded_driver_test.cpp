@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// One request at a time through the real driver: the frames it sends, what their answers bring, and that nothing
-// of a request is left in the copy when it has ended.
+// One request at a time through the real driver: the frames it sends, what their answers bring, and
+// that nothing of a request is left in the copy when it has ended.
 #include "driver/loaded_driver.h"
 
 #include <dlfcn.h>
@@ -111,7 +111,7 @@ TEST_F(LoadedDriverTest, asksAgainWhenTheDriverPausesAfterFiveInARow)
     }
 }
 
-// --- every area that can be read ------------------------------------------------------------------------------
+// --- every area that can be read -----------------------------------------------------------------
 
 struct AreaRow {
     const char *name;
@@ -189,7 +189,7 @@ TEST_F(LoadedDriverTest, keeps0OfTenDigitsThatPassTheHighestSignedNumber)
     EXPECT_EQ(driver->block(AREA_Z, 1, 3).whole.toHex(), "ffffff7f0000000000000000");
 }
 
-// --- every way of writing -------------------------------------------------------------------------------------
+// --- every way of writing ------------------------------------------------------------------------
 
 struct WriteRow {
     const char *name;
@@ -237,7 +237,7 @@ TEST_F(LoadedDriverTest, writes128WordsInOneRequest)
     EXPECT_EQ(lists(), allEmpty);
 }
 
-// --- what the driver refuses ----------------------------------------------------------------------------------
+// --- what the driver refuses ---------------------------------------------------------------------
 
 TEST_F(LoadedDriverTest, refusesAReadOfAnAreaThatIsNotReadAsSuch)
 {
@@ -275,7 +275,7 @@ TEST_F(LoadedDriverTest, refusesAWriteThatIsMoreThanOneRequest)
     EXPECT_EQ(lists(), allEmpty);
 }
 
-// --- what fails -----------------------------------------------------------------------------------------------
+// --- what fails ----------------------------------------------------------------------------------
 
 class Failing : public LoadedDriverTest, public testing::WithParamInterface<const char *>
 {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Libraries that are not the driver kvlink needs: CMakeLists.txt builds this file several times, each time with one thing wrong.
-// Whoever calls more than the identity of such a library ends the process.
+// Libraries that are not the driver kvlink needs: CMakeLists.txt builds this file several times,
+// each time with one thing wrong. Whoever calls more than the identity of such a library ends the
+// process.
 #include <cstdlib>
 
 extern "C" {

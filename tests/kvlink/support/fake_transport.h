@@ -2,7 +2,7 @@
 // A transport without a wire: a test moves its state, sees what was sent, and says what comes.
 //
 //   FakeTransport wire;
-//   wire.opensAtOnce();                          // or step by step: wire.connects(); wire.opened();
+//   wire.opensAtOnce();                          // or: wire.connects(); wire.opened();
 //   wire.onSend([&](const QByteArray &frame) { wire.comes("OK\r\n"); });
 //   ...
 //   EXPECT_EQ(wire.takeSent(), "CR\r\n");        // one text for all sends since the last look
@@ -35,7 +35,8 @@ public:
     /// Every later open() stays where the test leaves it: Resolving.
     void opensByHand() { m_openAs = State::Resolving; }
 
-    /// Moves on from Resolving, from Connecting. Without effect on a transport that is not on its way.
+    /// Moves on from Resolving, from Connecting. Without effect on a transport that is not on its
+    /// way.
     void connects()
     {
         if (m_state == State::Resolving)

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What every transport does, the fake one as well: what is proved with the fake holds for real wires.
+// What every transport does, the fake one as well: what is proved with the fake holds for real
+// wires.
 #include "wire.h"
 
 #include <poll.h>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What only sockets do: names with several addresses, addresses that swallow everything, slow name servers, full buffers.
+// What only sockets do: names with several addresses, addresses that swallow everything, slow name
+// servers, full buffers.
 #include "transport/make_transport.h"
 #include "transport/tcp_transport.h"
 #include "transport/udp_transport.h"
@@ -41,7 +42,8 @@ SocketAddress closedPort()
     return addressOf(gone);
 }
 
-/// Swallows what is sent to it: its queue of connections is full, so that the system drops each further attempt.
+/// Swallows what is sent to it: its queue of connections is full, so that the system drops each
+/// further attempt.
 class BlackHole
 {
 public:

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The far end of a transport in a test: a PLC that does what the test says, over loopback sockets, a pseudo-terminal, or none.
+// The far end of a transport in a test: a PLC that does what the test says, over loopback sockets,
+// a pseudo-terminal, or none.
 #pragma once
 
 #include "transport/descriptor.h"
@@ -15,7 +16,8 @@
 namespace kvlink
 {
 
-/// Lets the transport work, sleeping on its descriptors, until the condition holds. \return false after five seconds
+/// Lets the transport work, sleeping on its descriptors, until the condition holds. \return false
+/// after five seconds
 bool workUntil(Transport &transport, const std::function<bool()> &condition);
 
 /// Everything that has come until it is as long as expected.

@@ -74,7 +74,8 @@ void Engine::beginStroke(WriteId id, Tag relay, std::optional<Duration> length)
         return;
     const Place &place = m_book.tag(m_book.find(relay)).place;
     if (place.format != Format::Bit || place.values != 1) {
-        m_writes.refuse(*press, Reason::InvalidValue, QStringLiteral("%1 is not a single bit").arg(place.name()));
+        m_writes.refuse(*press, Reason::InvalidValue,
+                        QStringLiteral("%1 is not a single bit").arg(place.name()));
         return;
     }
     std::optional<QueuedWrite> release = prepared({id, relay, false, options}); // as good as the press

@@ -20,10 +20,10 @@ class Exchange
 public:
     enum class End : quint8 {
         Answered,
-        PlcError,  ///< "E0", "E1", ...
+        PlcError, ///< "E0", "E1", ...
         Corrupted, ///< complete, but of the wrong shape or with other bytes behind it: it may be another request's
-        NoAnswer,  ///< not complete within the time-out
-        LinkLost,  ///< the transport failed
+        NoAnswer, ///< not complete within the time-out
+        LinkLost, ///< the transport failed
     };
     /// An end without an answer puts the link in doubt: the true answer may still come.
     struct Ended {

@@ -15,13 +15,22 @@ using Kind = AnswerKind;
 
 TEST(AnswerShape, FollowsFromTheFrame)
 {
-    const struct { const char *frame; Shape shape; } rows[] = {
-        {"CR\r\n", Shape::Greeting},           {"?K\r", Shape::Line},
-        {"WRS DM0.U 1 00005\r", Shape::Acknowledgement}, {"ST R500\r", Shape::Acknowledgement},
-        {"RDS DM0.U 3\r", Shape::Words},       {"RDS ZF0.U 3\r", Shape::Words},
-        {"RDS Z1.D 2\r", Shape::DoubleWords},  {"RDS AT0.D 2\r", Shape::DoubleWords},
-        {"RDS T0.D 2\r", Shape::Triples},      {"RDS CTH0.D 1\r", Shape::Triples},
-        {"RDS CR0.U 1\r", Shape::Words},       {"RS CR5\r", Shape::Acknowledgement},
+    const struct {
+        const char *frame;
+        Shape shape;
+    } rows[] = {
+        {"CR\r\n", Shape::Greeting},
+        {"?K\r", Shape::Line},
+        {"WRS DM0.U 1 00005\r", Shape::Acknowledgement},
+        {"ST R500\r", Shape::Acknowledgement},
+        {"RDS DM0.U 3\r", Shape::Words},
+        {"RDS ZF0.U 3\r", Shape::Words},
+        {"RDS Z1.D 2\r", Shape::DoubleWords},
+        {"RDS AT0.D 2\r", Shape::DoubleWords},
+        {"RDS T0.D 2\r", Shape::Triples},
+        {"RDS CTH0.D 1\r", Shape::Triples},
+        {"RDS CR0.U 1\r", Shape::Words},
+        {"RS CR5\r", Shape::Acknowledgement},
     };
     for (const auto &row : rows)
         EXPECT_EQ(shapeFor(row.frame), row.shape) << row.frame;
@@ -71,11 +80,21 @@ TEST(AnswerCheck, TakesOnlyWhatFits)
 
 TEST(AnswerSplitter, EndsAtTheLengthOrTheLineEndHoweverTheBytesAreCut)
 {
-    const struct { int length; const char *bytes; const char *answer; const char *surplus; bool complete; } rows[] = {
-        {7, "00005\r\n", "00005\r\n", "", true},     {13, "E1\r\n", "E1\r\n", "", true},
-        {7, "00005\r\nOK\r\n", "00005\r\n", "OK\r\n", true}, {4, "00005\r\n", "0000", "5\r\n", true},
-        {13, "00005 0000", "00005 0000", "", false}, {0, "57\r\n", "57\r\n", "", true},
-        {9, "\n\r\n1", "\n\r\n", "1", true},         {7, "", "", "", false},
+    const struct {
+        int length;
+        const char *bytes;
+        const char *answer;
+        const char *surplus;
+        bool complete;
+    } rows[] = {
+        {7, "00005\r\n", "00005\r\n", "", true},
+        {13, "E1\r\n", "E1\r\n", "", true},
+        {7, "00005\r\nOK\r\n", "00005\r\n", "OK\r\n", true},
+        {4, "00005\r\n", "0000", "5\r\n", true},
+        {13, "00005 0000", "00005 0000", "", false},
+        {0, "57\r\n", "57\r\n", "", true},
+        {9, "\n\r\n1", "\n\r\n", "1", true},
+        {7, "", "", "", false},
     };
     for (const auto &row : rows) {
         const QByteArray bytes(row.bytes);
@@ -100,9 +119,12 @@ TEST(AnswerSplitter, AnEndlessAnswerEnds)
 
 TEST(Copies, AreWholeAnswersOrTheBeginningOfOne)
 {
-    const struct { const char *surplus; bool copies; } rows[] = {
-        {"", true}, {"OK\r\n", true}, {"OK\r\nOK\r\n", true}, {"OK", true}, {"O", true}, {"KO\r\n", false}, {"E0\r\n", false},
-        {"OK\r\nE0\r\n", false},
+    const struct {
+        const char *surplus;
+        bool copies;
+    } rows[] = {
+        {"", true},  {"OK\r\n", true},  {"OK\r\nOK\r\n", true}, {"OK", true},
+        {"O", true}, {"KO\r\n", false}, {"E0\r\n", false},      {"OK\r\nE0\r\n", false},
     };
     for (const auto &row : rows)
         EXPECT_EQ(isCopies(row.surplus, "OK\r\n"), row.copies) << row.surplus;

@@ -71,8 +71,10 @@ TEST(BackOff, DoublesFromAFifthOfASecondToFiveSeconds)
 {
     BackOff backOff(7);
     // Without chance: 0.2, 0.4, 0.8, 1.6, 3.2, 5, 5. A quarter more or less, within 0.2 and 5 s.
-    const struct { Duration least, most; } rows[] = {{200ms, 250ms}, {300ms, 500ms}, {600ms, 1s},    {1200ms, 2s},
-                                                     {2400ms, 4s},   {3750ms, 5s},   {3750ms, 5s}};
+    const struct {
+        Duration least, most;
+    } rows[] = {{200ms, 250ms}, {300ms, 500ms}, {600ms, 1s}, {1200ms, 2s},
+                {2400ms, 4s},   {3750ms, 5s},   {3750ms, 5s}};
     for (const auto &row : rows) {
         const Duration pause = backOff.next();
         EXPECT_GE(pause, row.least);

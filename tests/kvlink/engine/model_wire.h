@@ -16,12 +16,12 @@ namespace kvlink
 struct WireFault {
     bool losesRequest = false;
     bool losesAnswer = false;
-    bool closes = false;      ///< after the PLC has carried it out, instead of the answer
-    Duration late{};          ///< the answer takes so much longer
-    int copies = 0;           ///< of the answer, right behind it
-    QByteArray instead{};     ///< comes in place of the answer
+    bool closes = false;          ///< after the PLC has carried it out, instead of the answer
+    Duration late{};              ///< the answer takes so much longer
+    int copies = 0;               ///< of the answer, right behind it
+    QByteArray instead{};         ///< comes in place of the answer
     QByteArray before{}, after{}; ///< come with the answer
-    int pieces = 1;           ///< in which the answer comes, a millisecond apart
+    int pieces = 1;               ///< in which the answer comes, a millisecond apart
 };
 
 class ModelWire final : public Transport
@@ -88,7 +88,7 @@ private:
     int m_opens = 0;
     QByteArray m_received;
     std::vector<QByteArray> m_frames;
-    std::vector<Event> m_events;    ///< in order of time
+    std::vector<Event> m_events;  ///< in order of time
     SteadyTime m_lineBusyUntil{}; ///< with an earlier answer
 };
 

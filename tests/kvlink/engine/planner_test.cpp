@@ -16,8 +16,8 @@ std::string text(const std::vector<PlannedBlock> &blocks)
 {
     std::ostringstream out;
     for (const PlannedBlock &block : blocks)
-        out << (out.str().empty() ? "" : " ") << block.first << '+' << block.count << '(' << block.end - block.begin << ')'
-            << (block.isPiece ? "p" : "");
+        out << (out.str().empty() ? "" : " ") << block.first << '+' << block.count << '('
+            << block.end - block.begin << ')' << (block.isPiece ? "p" : "");
     return out.str();
 }
 
@@ -60,7 +60,8 @@ TEST(Planner, CutsWhereItMust)
 
 TEST(Planner, CountsUnitsThatNobodyAskedFor)
 {
-    const std::vector<PlannedBlock> blocks = planBlocks(std::vector<UnitRange>{{0, 2}, {5, 1}, {5, 2}, {9, 1}}, limits(128, 10));
+    const std::vector<PlannedBlock> blocks =
+        planBlocks(std::vector<UnitRange>{{0, 2}, {5, 1}, {5, 2}, {9, 1}}, limits(128, 10));
     ASSERT_EQ(blocks.size(), 1U);
     EXPECT_EQ(blocks[0].count, 10);
     EXPECT_EQ(blocks[0].usedUnits, 5);

@@ -146,7 +146,8 @@ TEST(Values, NextToARefusedOneStayGood)
 {
     Bench bench;
     bench.plc.lastUnit["DM"] = 5003;
-    bench.add({engineTag(1, "DM5000", 100ms), engineTag(2, "DM5003", 100ms), engineTag(3, "DM5002.D:2", 100ms)});
+    bench.add(
+        {engineTag(1, "DM5000", 100ms), engineTag(2, "DM5003", 100ms), engineTag(3, "DM5002.D:2", 100ms)});
     bench.engine.start();
     bench.run(1s);
     EXPECT_EQ(bench.text(1), "good 0");
@@ -355,8 +356,9 @@ TEST(Link, ToAPortThatDoesNotKnowTheGreetingWorksWithoutIt)
     greeted.engine.start();
     greeted.run(1s);
     EXPECT_FALSE(greeted.engine.link().isReady());
-    EXPECT_EQ(greeted.engine.link().problem,
-              QStringLiteral("the PLC answered E1 to CR; if its port does not know CR, open the link without it"));
+    EXPECT_EQ(
+        greeted.engine.link().problem,
+        QStringLiteral("the PLC answered E1 to CR; if its port does not know CR, open the link without it"));
 
     settings.open = Open::None;
     Bench plain(settings);

@@ -13,9 +13,10 @@ namespace
 {
 
 // Tags that the PLC's program changes, and that are only read.
-const char *const watched[] = {"DM0",   "DM1",      "DM3.D", "DM7.D",  "DM8.F",   "DM20.L", "DM40:20", "DM60.F:9",
-                               "DM0.5", "DM70.STR:8", "T3",  "TC3",    "TS4",     "TC3:3",  "R100",    "R100:20",
-                               "B1F",   "W1A.H",    "Z3",    "DM15.S", "DM127.D", "DM16.D", "FM99",    "FM100"};
+const char *const watched[] = {"DM0",     "DM1",      "DM3.D",   "DM7.D",      "DM8.F", "DM20.L",
+                               "DM40:20", "DM60.F:9", "DM0.5",   "DM70.STR:8", "T3",    "TC3",
+                               "TS4",     "TC3:3",    "R100",    "R100:20",    "B1F",   "W1A.H",
+                               "Z3",      "DM15.S",   "DM127.D", "DM16.D",     "FM99",  "FM100"};
 const char *const missing[] = {"FM101", "FM150.D"}; // past the end
 constexpr int lastOfFm = 100;
 
@@ -40,7 +41,9 @@ SimOptions SimOptions::drawnFrom(quint64 seed)
 {
     std::mt19937_64 random(seed);
     const auto chance = [&](int percent) { return int(random() % 100) < percent; };
-    const auto oneOf = [&](std::initializer_list<int> values) { return values.begin()[random() % values.size()]; };
+    const auto oneOf = [&](std::initializer_list<int> values) {
+        return values.begin()[random() % values.size()];
+    };
     SimOptions options;
     options.seed = seed;
     options.settings.open = chance(75) ? Open::Cr : Open::None;
@@ -64,20 +67,22 @@ std::string SimOptions::text() const
 {
     std::ostringstream out;
     out << "seed 0x" << std::hex << seed << std::dec << "  turns " << turns << "  "
-        << (perByte > 0.0 ? "serial" : "tcp") << (settings.open == Open::Cr ? " cr" : " plain") << "  timeout "
-        << settings.timeout.count() / 1000 << " ms  block " << settings.maxBlock << "  tags " << tags << "  faults:";
+        << (perByte > 0.0 ? "serial" : "tcp") << (settings.open == Open::Cr ? " cr" : " plain")
+        << "  timeout " << settings.timeout.count() / 1000 << " ms  block " << settings.maxBlock << "  tags "
+        << tags << "  faults:";
     const std::pair<bool, const char *> kinds[] = {
-        {cuts, "cuts"},     {freezes, "freezes"}, {doors, "doors"}, {restarts, "restarts"}, {refusals, "refusals"},
-        {loses, "loses"},   {garbles, "garbles"}, {strays, "strays"}, {slow, "slow"},       {closes, "closes"},
-        {program, "program"}, {tagsComeAndGo, "tags"}, {stops, "stops"}};
+        {cuts, "cuts"},         {freezes, "freezes"}, {doors, "doors"},     {restarts, "restarts"},
+        {refusals, "refusals"}, {loses, "loses"},     {garbles, "garbles"}, {strays, "strays"},
+        {slow, "slow"},         {closes, "closes"},   {program, "program"}, {tagsComeAndGo, "tags"},
+        {stops, "stops"}};
     for (const auto &[on, name] : kinds)
         out << (on ? " " : "") << (on ? name : "");
     return out.str();
 }
 
 Simulation::Simulation(const SimOptions &options)
-    : m_options(options), m_random(options.seed ^ 0x9e3779b97f4a7c15ULL), m_bench(options.settings, options.perByte),
-      m_began(m_bench.clock.now())
+    : m_options(options), m_random(options.seed ^ 0x9e3779b97f4a7c15ULL),
+      m_bench(options.settings, options.perByte), m_began(m_bench.clock.now())
 {
     m_bench.plc.wantsGreeting = options.settings.open == Open::Cr;
     m_bench.plc.lastUnit["FM"] = lastOfFm;
@@ -85,7 +90,8 @@ Simulation::Simulation(const SimOptions &options)
     m_bench.afterStep = [this](const Events &events) { check(events); };
     if (std::getenv("KV_SIM_TRACE") != nullptr)
         m_bench.wire.trace = [this](const char *what, const QByteArray &bytes) {
-            std::printf("%10.6f %s %s\n", double(simulated().count()) / 1e6, what, bytes.trimmed().constData());
+            std::printf("%10.6f %s %s\n", double(simulated().count()) / 1e6, what,
+                        bytes.trimmed().constData());
         };
 }
 
@@ -120,7 +126,8 @@ void Simulation::addTag(quint32 id)
     const Duration periods[] = {50ms, 100ms, 500ms, 2s};
     QString address;
     if (id >= idOfExtra || id < firstWritten)
-        address = QLatin1String(chance(8) ? missing[draw(std::size(missing))] : watched[draw(std::size(watched))]);
+        address =
+            QLatin1String(chance(8) ? missing[draw(std::size(missing))] : watched[draw(std::size(watched))]);
     else if (id < firstRelay)
         address = QLatin1String(written[id - firstWritten]);
     else
@@ -164,46 +171,15 @@ void Simulation::act()
 
 void Simulation::actOnWrites()
 {
-    const WriteId id = m_nextId;
     const int what = int(draw(100));
-    Handed write;
-    write.at = m_bench.clock.now();
-    if (what < 65) {
-        const quint32 i = quint32(draw(std::size(written)));
-        write.tag = firstWritten + i;
-        const EngineTag &tag = m_tags[write.tag];
-        write.device = tag.place.device->name;
-        const bool highFirst = m_options.settings.wordOrder == WordOrder::HighFirst;
-        write.unit = tag.place.number + (tag.place.elements == 2 && highFirst ? 1 : 0);
-        write.value = m_nextValue++;
-        WriteOptions options;
-        options.attempts = int(1 + draw(3));
-        options.coalesce = chance(30);
-        options.whenOffline = chance(50) ? WhenOffline::Wait : WhenOffline::Fail;
-        options.expires = Duration(1ms) * qint64(1 + draw(chance(20) ? 50 : 5000));
-        write.attempts = tag.command ? 1 : options.attempts;
-        write.expiresAt = write.at + options.expires;
-        m_writes[id] = write;
-        ++m_nextId;
-        m_bench.engine.write({id, Tag(write.tag), qint64(write.value), options});
-    } else if (what < 85) {
-        const bool isPulse = chance(50);
-        write.tag = firstRelay + quint32(draw(std::size(relays)));
-        write.isStroke = true;
-        write.attempts = 1;
-        m_writes[id] = write;
-        ++m_nextId;
-        if (isPulse)
-            m_bench.engine.pulse(id, Tag(write.tag), Duration(1ms) * qint64(10 + draw(300)));
-        else
-            m_bench.engine.press(id, Tag(write.tag));
-        if (!isPulse)
-            m_pressed.push_back(id);
-    } else if (what < 97 && !m_writes.empty()) {
+    if (what < 65)
+        writeValue();
+    else if (what < 85)
+        pushButton();
+    else if (what < 97 && !m_writes.empty())
         m_bench.engine.cancel(m_writes.rbegin()->first);
-    } else {
+    else
         m_bench.engine.cancelAll();
-    }
     for (std::size_t i = 0; i < m_pressed.size();) {
         if (chance(40)) {
             m_bench.engine.renew(m_pressed[i++]);
@@ -213,6 +189,46 @@ void Simulation::actOnWrites()
         } else {
             ++i; // the screen hangs
         }
+    }
+}
+
+void Simulation::writeValue()
+{
+    Handed write;
+    write.at = m_bench.clock.now();
+    write.tag = firstWritten + quint32(draw(std::size(written)));
+    const EngineTag &tag = m_tags[write.tag];
+    write.device = tag.place.device->name;
+    const bool highFirst = m_options.settings.wordOrder == WordOrder::HighFirst;
+    write.unit = tag.place.number + (tag.place.elements == 2 && highFirst ? 1 : 0);
+    write.value = m_nextValue++;
+    WriteOptions options;
+    options.attempts = int(1 + draw(3));
+    options.coalesce = chance(30);
+    options.whenOffline = chance(50) ? WhenOffline::Wait : WhenOffline::Fail;
+    options.expires = Duration(1ms) * qint64(1 + draw(chance(20) ? 50 : 5000));
+    write.attempts = tag.command ? 1 : options.attempts;
+    write.expiresAt = write.at + options.expires;
+    const WriteId id = m_nextId++;
+    m_writes[id] = write;
+    m_bench.engine.write({id, Tag(write.tag), qint64(write.value), options});
+}
+
+void Simulation::pushButton()
+{
+    const bool isPulse = chance(50);
+    Handed write;
+    write.at = m_bench.clock.now();
+    write.tag = firstRelay + quint32(draw(std::size(relays)));
+    write.isStroke = true;
+    write.attempts = 1;
+    const WriteId id = m_nextId++;
+    m_writes[id] = write;
+    if (isPulse) {
+        m_bench.engine.pulse(id, Tag(write.tag), Duration(1ms) * qint64(10 + draw(300)));
+    } else {
+        m_bench.engine.press(id, Tag(write.tag));
+        m_pressed.push_back(id);
     }
 }
 
@@ -234,7 +250,9 @@ void Simulation::actOnTags()
     addTag(id);
     m_bench.engine.addTags({m_tags[id]});
     if (m_bench.wire.trace)
-        m_bench.wire.trace("add", (std::to_string(id) + " " + m_tags[id].place.name().toStdString() + " " + std::to_string(m_tags[id].period.count())).c_str());
+        m_bench.wire.trace("add", (std::to_string(id) + " " + m_tags[id].place.name().toStdString() + " " +
+                                   std::to_string(m_tags[id].period.count()))
+                                      .c_str());
     const auto one = std::next(m_tags.begin(), std::ptrdiff_t(draw(m_tags.size())));
     if (one->first >= firstWritten && one->first < idOfExtra)
         return;
@@ -258,7 +276,8 @@ void Simulation::disturb()
     if (m_options.freezes && chance(4))
         wire.isFrozen = !wire.isFrozen;
     if (m_options.doors && chance(5)) {
-        const ModelWire::Door doors[] = {ModelWire::Door::Open, ModelWire::Door::Refuses, ModelWire::Door::Swallows};
+        const ModelWire::Door doors[] = {ModelWire::Door::Open, ModelWire::Door::Refuses,
+                                         ModelWire::Door::Swallows};
         wire.door = doors[draw(3)];
         wire.resolving = Duration(1ms) * qint64(draw(chance(10) ? 8000 : 20));
     }

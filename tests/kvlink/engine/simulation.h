@@ -46,7 +46,7 @@ private:
         quint32 tag = 0;
         std::string device;
         int unit = 0;
-        quint32 value = 0;   ///< unlike all others of this unit
+        quint32 value = 0; ///< unlike all others of this unit
         bool isStroke = false;
         int attempts = 2;
         SteadyTime at{};
@@ -66,6 +66,8 @@ private:
     void addTag(quint32 id);
     void act();
     void actOnWrites();
+    void writeValue();
+    void pushButton();
     void actOnTags();
     void disturb();
     void liveProgram();

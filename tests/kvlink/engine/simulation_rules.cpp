@@ -115,7 +115,8 @@ void Simulation::checkEnd(const Handed &write)
         return;
     const int times = timesCarriedOut(write);
     const Outcome outcome = write.result->outcome;
-    const std::string which = joined(": write", write.result->id) + " of " + m_tags[write.tag].place.name().toStdString();
+    const std::string which =
+        joined(": write", write.result->id) + " of " + m_tags[write.tag].place.name().toStdString();
     if (outcome == Outcome::Done && times == 0)
         broken("done-is-there: not in the PLC" + which);
     if ((outcome == Outcome::NotSent || outcome == Outcome::Refused) && times != 0)
@@ -150,13 +151,15 @@ std::optional<Value> Simulation::valueInPlc(const EngineTag &tag, SteadyTime at)
         }
     }
     const QByteArray raw = rawOf(place, block);
-    return decode(place, raw.constData(), {m_options.settings.wordOrder, TextEncoding::Utf8}, tag.scale, tag.offset);
+    return decode(place, raw.constData(), {m_options.settings.wordOrder, TextEncoding::Utf8}, tag.scale,
+                  tag.offset);
 }
 
 void Simulation::checkSamples(const Events &events)
 {
     for (const Events::Change &change : events.changes) {
-        m_digest = (m_digest ^ quint64(change.sample.quality) ^ quint64(change.tag.id()) << 8) * 1099511628211ULL;
+        m_digest =
+            (m_digest ^ quint64(change.sample.quality) ^ quint64(change.tag.id()) << 8) * 1099511628211ULL;
         const auto tag = m_tags.find(change.tag.id());
         if (tag == m_tags.end())
             continue; // removed in this turn, told by the same step
@@ -196,7 +199,8 @@ bool Simulation::wasHeld(const EngineTag &tag, const Value &value, SteadyTime fr
     const Place &place = tag.place;
     const bool isTimer = place.device->field != Field::Whole;
     for (const char *device : {isTimer ? "T" : place.device->name, "TC", "TS"}) {
-        for (const SteadyTime moment : m_bench.plc.moments(device, place.firstUnit(), place.unitCount(), from, to)) {
+        for (const SteadyTime moment :
+             m_bench.plc.moments(device, place.firstUnit(), place.unitCount(), from, to)) {
             if (valueInPlc(tag, moment) == value)
                 return true;
         }
@@ -211,11 +215,13 @@ void Simulation::checkLink()
     for (const auto &[id, tag] : m_tags) {
         const Sample sample = m_bench.engine.sample(Tag(id));
         if (!isReady && sample.quality != Quality::Bad && sample.quality != Quality::Never)
-            broken("lost-is-bad: " + tag.place.name().toStdString() + " is " + qualityName(sample.quality).toStdString());
+            broken("lost-is-bad: " + tag.place.name().toStdString() + " is " +
+                   qualityName(sample.quality).toStdString());
         const SteadyTime since = std::max(sample.steadyTime, m_periodSince[id]);
         if (sample.isGood() && tag.period > Duration(0) && now - since > stalePeriods * tag.period)
             broken("stale: good for too long: " + tag.place.name().toStdString() + joined(", tag", id) +
-                   joined(", period ms", tag.period.count() / 1000) + joined(", age ms", (now - since).count() / 1000));
+                   joined(", period ms", tag.period.count() / 1000) +
+                   joined(", age ms", (now - since).count() / 1000));
     }
 }
 
@@ -251,7 +257,8 @@ void Simulation::checkRest()
         const std::string name = m_tags[tag].place.name().toStdString();
         int pressed = 0;
         for (const ModelPlc::Entry &entry : m_bench.plc.diary())
-            pressed += entry.command == QByteArray::fromStdString("ST " + name) && entry.answer == "OK\r\n" ? 1 : 0;
+            pressed +=
+                entry.command == QByteArray::fromStdString("ST " + name) && entry.answer == "OK\r\n" ? 1 : 0;
         if (pressed < counts[0] || pressed > counts[0] + counts[1])
             broken("pulse-at-most-once: " + name + joined(" pressed", pressed));
         const Place &place = m_tags[tag].place;
@@ -285,13 +292,14 @@ void Simulation::checkPasses()
     for (const auto &[id, tag] : m_tags) {
         const bool isMissing = tag.place.device->name == std::string("FM") && tag.place.number > 100;
         const Sample sample = m_bench.engine.sample(Tag(id));
-        const auto period = std::find_if(after.begin(), after.end(), [&](const auto &row) { return row.asked == tag.period; });
+        const auto period = std::find_if(after.begin(), after.end(),
+                                         [&](const auto &row) { return row.asked == tag.period; });
         if (tag.period == Duration(0) || period->missed > before[int(period - after.begin())].missed)
             continue;
         const bool isOdd = sample.reason == Reason::NotRepresentable; // floats and texts of random words
         if (!isOdd && sample.quality != (isMissing ? Quality::Bad : Quality::Good))
-            broken("rest: " + tag.place.name().toStdString() + " is " + qualityName(sample.quality).toStdString() + ' ' +
-                   sample.reasonText().toStdString());
+            broken("rest: " + tag.place.name().toStdString() + " is " +
+                   qualityName(sample.quality).toStdString() + ' ' + sample.reasonText().toStdString());
         if (sample.isGood() && m_bench.clock.now() - sample.steadyTime > tag.period + 1s)
             broken("rest: old: " + tag.place.name().toStdString());
         if (sample.isGood() && !m_options.program)

@@ -60,7 +60,8 @@ TEST_F(Writes, AllEndWhenTheLinkComesTooLate)
     bench.wire.cut();
     bench.step();
     for (int i = 0; i < 2000; ++i)
-        bench.write(1, qint64(i), {.whenOffline = i % 2 == 0 ? WhenOffline::Wait : WhenOffline::Fail, .attempts = 1});
+        bench.write(1, qint64(i),
+                    {.whenOffline = i % 2 == 0 ? WhenOffline::Wait : WhenOffline::Fail, .attempts = 1});
     bench.run(6s);
     EXPECT_EQ(bench.events.writes.size(), 2000U);
     EXPECT_EQ(bench.engine.statistics().writesNotSent, 2000U);
@@ -72,7 +73,7 @@ TEST_F(Writes, AllEndWhenTheLinkComesTooLate)
 TEST_F(Writes, OfABitStartAgainFromTheReadAndKeepTheProgramsBits)
 {
     bench.plc.set("DM", 200, 0x00F0, bench.clock.now());
-    bench.wire.faults.push_back({});                      // the read
+    bench.wire.faults.push_back({});                     // the read
     bench.wire.faults.push_back({.losesRequest = true}); // the write
     const WriteId id = bench.write(2, true, {.attempts = 2});
     bench.run(30ms);
@@ -187,10 +188,18 @@ TEST_F(Writes, AreCheckedBeforeAnythingIsSent)
     EngineTag hex = engineTag(12, "DM2.H", Duration(0));
     hex.offset = 10.0;
     bench.add({readOnly, hex, engineTag(13, "T5", Duration(0)), engineTag(14, "TC5", Duration(0))});
-    const struct { quint32 tag; Value value; WriteOptions options; Reason reason; } rows[] = {
-        {1, qint64(70000), {}, Reason::InvalidValue},      {1, QStringLiteral("x"), {}, Reason::InvalidValue},
-        {11, qint64(1), {}, Reason::NotPermitted},         {13, true, {}, Reason::NotPermitted},
-        {14, qint64(3000000000), {}, Reason::InvalidValue}, {99, qint64(1), {}, Reason::InvalidValue},
+    const struct {
+        quint32 tag;
+        Value value;
+        WriteOptions options;
+        Reason reason;
+    } rows[] = {
+        {1, qint64(70000), {}, Reason::InvalidValue},
+        {1, QStringLiteral("x"), {}, Reason::InvalidValue},
+        {11, qint64(1), {}, Reason::NotPermitted},
+        {13, true, {}, Reason::NotPermitted},
+        {14, qint64(3000000000), {}, Reason::InvalidValue},
+        {99, qint64(1), {}, Reason::InvalidValue},
         {1, qint64(1), {.expires = Duration(0)}, Reason::InvalidValue},
     };
     for (const auto &row : rows) {

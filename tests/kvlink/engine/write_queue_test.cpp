@@ -33,8 +33,8 @@ protected:
     {
         std::ostringstream out;
         for (const WriteEnd &end : queue.takeEnded())
-            out << (out.str().empty() ? "" : ", ") << end.id << ' ' << qPrintable(outcomeName(end.outcome)) << ' '
-                << int(end.reason) << (end.sent > 0 ? " sent " + std::to_string(end.sent) : "");
+            out << (out.str().empty() ? "" : ", ") << end.id << ' ' << qPrintable(outcomeName(end.outcome))
+                << ' ' << int(end.reason) << (end.sent > 0 ? " sent " + std::to_string(end.sent) : "");
         return out.str();
     }
     /// Begins and sends the next request; \return the id of its write.
@@ -104,7 +104,8 @@ TEST_F(WriteQueueTest, IsSentAsOftenAsItMayBe)
             send();
             queue.unanswered(Reason::NoAnswer);
         }
-        EXPECT_EQ(ends(), std::to_string(attempts) + " unknown " + number(Reason::NoAnswer) + " sent " + std::to_string(attempts));
+        EXPECT_EQ(ends(), std::to_string(attempts) + " unknown " + number(Reason::NoAnswer) + " sent " +
+                              std::to_string(attempts));
     }
 }
 
@@ -233,7 +234,8 @@ TEST_F(WriteQueueTest, StoppingEndsAllByWhatWasSent)
     queue.add(queued(2, 1, {.whenOffline = WhenOffline::Wait}), true, start);
     send();
     queue.stop();
-    EXPECT_EQ(ends(), "1 unknown " + number(Reason::Stopped) + " sent 1, 2 not sent " + number(Reason::Stopped));
+    EXPECT_EQ(ends(),
+              "1 unknown " + number(Reason::Stopped) + " sent 1, 2 not sent " + number(Reason::Stopped));
 
     queue.add(queued(3), true, start);
     queue.begin(); // a bit of a word: only its read is out

@@ -9,7 +9,8 @@ namespace
 {
 
 enum class What { Time, Cut, LoseAnswer, LoseRequest, Cancel, Restart };
-constexpr What all[] = {What::Time, What::Cut, What::LoseAnswer, What::LoseRequest, What::Cancel, What::Restart};
+constexpr What all[] = {What::Time,        What::Cut,    What::LoseAnswer,
+                        What::LoseRequest, What::Cancel, What::Restart};
 
 struct Kind {
     const char *name;

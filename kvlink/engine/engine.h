@@ -11,7 +11,8 @@
 //   exchange      one frame out, one answer in         write_queue   writes and their ends
 //   answer_check  what an answer must look like        push_buttons  a 1 and the 0 that ends it
 //   planner       which requests read a set of tags    reader        what is read when
-//   value_book    values and how far to trust them     pass_clock    the rhythm of a period
+//   read_group    the same while tags come and go      pass_clock    the rhythm of a period
+//   value_book    values and how far to trust them     statistics    answer times, cost of a request
 #pragma once
 
 #include "driver/driver.h"

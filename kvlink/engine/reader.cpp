@@ -2,6 +2,7 @@
 #include "engine/reader.h"
 
 #include <algorithm>
+#include <set>
 
 namespace kvlink
 {
@@ -47,6 +48,7 @@ void Reader::add(const std::vector<ValueBook::Slot> &tagSlots, bool online, Stea
 {
     Asked fresh;
     fresh.at = now;
+    std::set<Duration> begun;
     for (const ValueBook::Slot slot : tagSlots) {
         const EngineTag &tag = m_book.tag(slot);
         if (tag.period <= Duration(0))
@@ -54,10 +56,12 @@ void Reader::add(const std::vector<ValueBook::Slot> &tagSlots, bool online, Stea
         const auto [pass, isNew] = m_passes.try_emplace(tag.period, Pass{PassClock(tag.period), {}});
         addTo(pass->second.groups, *tag.place.device, rangeOf(slot), now + stalePeriods * tag.period);
         m_nextStale = std::min(m_nextStale, now + stalePeriods * tag.period);
-        if (online && isNew)
+        if (online && isNew) {
             pass->second.clock.passNow(now);
-        // What is read at once by its pass need not be asked for beside it.
-        if (online && !pass->second.clock.isRunning())
+            begun.insert(tag.period);
+        }
+        // A tag of a period that has its rhythm already need not wait for the next pass.
+        if (online && begun.count(tag.period) == 0)
             addTo(fresh.groups, *tag.place.device, rangeOf(slot), never);
     }
     if (!fresh.groups.empty())
@@ -66,7 +70,7 @@ void Reader::add(const std::vector<ValueBook::Slot> &tagSlots, bool online, Stea
 
 void Reader::remove(ValueBook::Slot slot)
 {
-    m_gathered.erase(slot);
+    m_pieces.forget(slot);
     const EngineTag &tag = m_book.tag(slot);
     const auto pass = m_passes.find(tag.period);
     if (pass == m_passes.end())
@@ -113,7 +117,7 @@ void Reader::linkLost()
             group.forgetAges();
     }
     m_nextStale = SteadyTime::max();
-    m_gathered.clear();
+    m_pieces.clear();
     std::erase_if(m_asked, [this](Asked &asked) {
         const bool ends = ++asked.losses >= mostLosses;
         if (ends && asked.id != 0)
@@ -275,7 +279,7 @@ void Reader::answered(const ReadRequest &request, const UnitBlock &block, const 
 {
     const bool tell = isTold(request);
     if (request.block.isPiece) {
-        takePiece(request, block, at, tell);
+        m_pieces.take(m_book, request.tagSlots.front(), block, at, tell);
     } else {
         for (const ValueBook::Slot slot : request.tagSlots)
             m_book.take(slot, block, at, tell);
@@ -306,32 +310,6 @@ void Reader::ageAsked(const ReadRequest &request)
             group != pass->second.groups.end())
             group->second.ageAtLatest(staleAt);
     }
-}
-
-void Reader::takePiece(const ReadRequest &request, const UnitBlock &block, const Moment &at, bool tell)
-{
-    const ValueBook::Slot slot = request.tagSlots.front();
-    const Place &place = m_book.tag(slot).place;
-    if (place.device == nullptr || place.readArea() != block.readArea)
-        return; // the tag was removed meanwhile
-    Gathered &gathered = m_gathered[slot];
-    if (block.firstUnit == place.firstUnit())
-        gathered = {std::vector<char>(std::size_t(rawSize(place))), block.firstUnit, at};
-    if (block.firstUnit != gathered.nextUnit || gathered.raw.size() != std::size_t(rawSize(place)))
-        return;                                              // an earlier piece is missing
-    const int unit = place.element == Element::Bit ? 16 : 1; // elements of one
-    Place piece = place;
-    piece.number = std::max(place.number, block.firstUnit * unit);
-    piece.elements =
-        std::min(place.number + place.elements, (block.firstUnit + block.unitCount) * unit) - piece.number;
-    piece.values = piece.elements / place.elementsPerValue();
-    const int bytesOfElement = rawSize(place) / place.elements;
-    copyRaw(piece, block, gathered.raw.data() + (piece.number - place.number) * bytesOfElement);
-    gathered.nextUnit += block.unitCount;
-    if (!request.block.isLast)
-        return;
-    m_book.takeRaw(slot, gathered.raw.data(), gathered.began, tell);
-    m_gathered.erase(slot);
 }
 
 void Reader::refused(const ReadRequest &request, quint8 plcError, SteadyTime now)

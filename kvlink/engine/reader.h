@@ -7,6 +7,7 @@
 #pragma once
 
 #include "engine/pass_clock.h"
+#include "engine/piece_gatherer.h"
 #include "engine/read_group.h"
 #include "engine/statistics.h"
 #include "engine/value_book.h"
@@ -86,12 +87,6 @@ private:
         Groups groups;
         int losses = 0;
     };
-    /// Raw bytes of a tag that is larger than a request, while its pieces come in.
-    struct Gathered {
-        std::vector<char> raw;
-        int nextUnit = 0;
-        Moment began; ///< of the first piece: nothing in it is older
-    };
 
     UnitRange rangeOf(ValueBook::Slot slot) const;
     static void addTo(Groups &groups, const Device &device, const UnitRange &range, SteadyTime staleAt);
@@ -101,7 +96,6 @@ private:
     ReadGroup *groupOf(const ReadRequest &request);
     void ageAsked(const ReadRequest &request);
     bool isTold(const ReadRequest &request) const;
-    void takePiece(const ReadRequest &request, const UnitBlock &block, const Moment &at, bool tell);
     void replanIfCostsChanged(SteadyTime now);
     void ageAll(SteadyTime now);
 
@@ -114,7 +108,7 @@ private:
     quint64 m_missedOfGone = 0; ///< missed passes of periods that no tag has any more
     std::list<Asked> m_asked;
     SteadyTime m_nextStale = SteadyTime::max();
-    std::map<ValueBook::Slot, Gathered> m_gathered;
+    PieceGatherer m_pieces;
     std::vector<ReadId> m_ended;
 };
 

@@ -172,46 +172,15 @@ void Simulation::act()
 
 void Simulation::actOnWrites()
 {
-    const WriteId id = m_nextId;
     const int what = int(draw(100));
-    Handed write;
-    write.at = m_bench.clock.now();
-    if (what < 65) {
-        const quint32 i = quint32(draw(std::size(written)));
-        write.tag = firstWritten + i;
-        const EngineTag &tag = m_tags[write.tag];
-        write.device = tag.place.device->name;
-        const bool highFirst = m_options.settings.wordOrder == WordOrder::HighFirst;
-        write.unit = tag.place.number + (tag.place.elements == 2 && highFirst ? 1 : 0);
-        write.value = m_nextValue++;
-        WriteOptions options;
-        options.attempts = int(1 + draw(3));
-        options.coalesce = chance(30);
-        options.whenOffline = chance(50) ? WhenOffline::Wait : WhenOffline::Fail;
-        options.expires = Duration(1ms) * qint64(1 + draw(chance(20) ? 50 : 5000));
-        write.attempts = tag.command ? 1 : options.attempts;
-        write.expiresAt = write.at + options.expires;
-        m_writes[id] = write;
-        ++m_nextId;
-        m_bench.engine.write({id, Tag(write.tag), qint64(write.value), options});
-    } else if (what < 85) {
-        const bool isPulse = chance(50);
-        write.tag = firstRelay + quint32(draw(std::size(relays)));
-        write.isStroke = true;
-        write.attempts = 1;
-        m_writes[id] = write;
-        ++m_nextId;
-        if (isPulse)
-            m_bench.engine.pulse(id, Tag(write.tag), Duration(1ms) * qint64(10 + draw(300)));
-        else
-            m_bench.engine.press(id, Tag(write.tag));
-        if (!isPulse)
-            m_pressed.push_back(id);
-    } else if (what < 97 && !m_writes.empty()) {
+    if (what < 65)
+        writeValue();
+    else if (what < 85)
+        pushButton();
+    else if (what < 97 && !m_writes.empty())
         m_bench.engine.cancel(m_writes.rbegin()->first);
-    } else {
+    else
         m_bench.engine.cancelAll();
-    }
     for (std::size_t i = 0; i < m_pressed.size();) {
         if (chance(40)) {
             m_bench.engine.renew(m_pressed[i++]);
@@ -221,6 +190,46 @@ void Simulation::actOnWrites()
         } else {
             ++i; // the screen hangs
         }
+    }
+}
+
+void Simulation::writeValue()
+{
+    Handed write;
+    write.at = m_bench.clock.now();
+    write.tag = firstWritten + quint32(draw(std::size(written)));
+    const EngineTag &tag = m_tags[write.tag];
+    write.device = tag.place.device->name;
+    const bool highFirst = m_options.settings.wordOrder == WordOrder::HighFirst;
+    write.unit = tag.place.number + (tag.place.elements == 2 && highFirst ? 1 : 0);
+    write.value = m_nextValue++;
+    WriteOptions options;
+    options.attempts = int(1 + draw(3));
+    options.coalesce = chance(30);
+    options.whenOffline = chance(50) ? WhenOffline::Wait : WhenOffline::Fail;
+    options.expires = Duration(1ms) * qint64(1 + draw(chance(20) ? 50 : 5000));
+    write.attempts = tag.command ? 1 : options.attempts;
+    write.expiresAt = write.at + options.expires;
+    const WriteId id = m_nextId++;
+    m_writes[id] = write;
+    m_bench.engine.write({id, Tag(write.tag), qint64(write.value), options});
+}
+
+void Simulation::pushButton()
+{
+    const bool isPulse = chance(50);
+    Handed write;
+    write.at = m_bench.clock.now();
+    write.tag = firstRelay + quint32(draw(std::size(relays)));
+    write.isStroke = true;
+    write.attempts = 1;
+    const WriteId id = m_nextId++;
+    m_writes[id] = write;
+    if (isPulse) {
+        m_bench.engine.pulse(id, Tag(write.tag), Duration(1ms) * qint64(10 + draw(300)));
+    } else {
+        m_bench.engine.press(id, Tag(write.tag));
+        m_pressed.push_back(id);
     }
 }
 

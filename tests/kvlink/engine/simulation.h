@@ -69,6 +69,8 @@ private:
     void addTag(quint32 id);
     void act();
     void actOnWrites();
+    void writeValue();
+    void pushButton();
     void actOnTags();
     void disturb();
     void liveProgram();

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: MIT
+// What the engine says about itself: the plan with its reasons, and the statistics.
+#include "engine/bench.h"
+
+namespace kvlink
+{
+namespace
+{
+
+std::string plan(const Engine &engine)
+{
+    QString all;
+    for (const PlannedRequest &request : engine.plan().requests)
+        all += QStringLiteral("%1 %2 to %3: %4 of %5 units, %6 tags, %7\n")
+                   .arg(request.frame, request.first, request.last)
+                   .arg(request.usedUnits)
+                   .arg(request.units)
+                   .arg(request.tags)
+                   .arg(request.why);
+    return all.toStdString();
+}
+
+TEST(Plan, SaysWhatIsAskedAndWhy)
+{
+    LinkSettings settings;
+    settings.maxBlock = 100;
+    Bench bench(settings);
+    bench.add({engineTag(1, "DM0"), engineTag(2, "DM10.D"), engineTag(3, "R1015"), engineTag(4, "B1F"),
+               engineTag(5, "TC3"), engineTag(6, "T5"), engineTag(7, "W1A"), engineTag(8, "Z1"),
+               engineTag(9, "EM0:150")});
+    // 5 ms a request and 22 bytes of 0.5 us; a word 3 us.
+    EXPECT_EQ(plan(bench.engine), "RDS R1000.U 1 R1000 to R1000: 1 of 1 units, 1 tags, no gaps\n"
+                                  "RDS B10.U 1 B10 to B10: 1 of 1 units, 1 tags, no gaps\n"
+                                  "RDS T3.D 3 T3 to T5: 2 of 3 units, 2 tags, reads across 1 gap of together "
+                                  "1 unit: they cost 0.012 ms, a "
+                                  "request 5.01 ms\n"
+                                  "RDS DM0.U 12 DM0 to DM11: 3 of 12 units, 2 tags, reads across 1 gap of "
+                                  "together 9 units: they cost 0.027 "
+                                  "ms, a request 5.01 ms\n"
+                                  "RDS EM0.U 100 EM0 to EM99: 100 of 100 units, 1 tags, a piece of a tag "
+                                  "that is larger than the largest "
+                                  "request, 100 units\n"
+                                  "RDS EM100.U 50 EM100 to EM149: 50 of 50 units, 1 tags, a piece of a tag "
+                                  "that is larger than the largest "
+                                  "request, 100 units\n"
+                                  "RDS W1A.U 1 W1A to W1A: 1 of 1 units, 1 tags, no gaps\n"
+                                  "RDS Z1.D 1 Z1 to Z1: 1 of 1 units, 1 tags, no gaps\n");
+    EXPECT_FALSE(bench.engine.plan().measured);
+    // What is planned is what is sent.
+    bench.engine.start();
+    bench.run(100ms);
+    for (const PlannedRequest &request : bench.engine.plan().requests)
+        EXPECT_EQ(bench.plc.count(request.frame.toLatin1()), 1) << qPrintable(request.frame);
+}
+
+TEST(Plan, FollowsWhatARequestCostsOnThisLink)
+{
+    Bench bench;
+    bench.wire.there = 20us;
+    bench.wire.back = 20us; // a gap of 100 words takes longer than a request
+    bench.add({engineTag(1, "DM0", 10ms), engineTag(2, "DM101", 10ms)});
+    EXPECT_EQ(bench.engine.plan().requests.size(), 1);
+    bench.engine.start();
+    bench.run(11s);
+    EXPECT_TRUE(bench.engine.plan().measured);
+    EXPECT_EQ(bench.engine.plan().requests.size(), 2);
+    EXPECT_EQ(bench.text(2), "good 0");
+}
+
+TEST(Plan, NamesWhatThePlcRefuses)
+{
+    Bench bench;
+    bench.plc.lastUnit["DM"] = 100;
+    bench.add({engineTag(1, "DM100"), engineTag(2, "DM101")});
+    bench.engine.start();
+    bench.run(100ms);
+    EXPECT_EQ(plan(bench.engine), "RDS DM100.U 1 DM100 to DM100: 1 of 1 units, 1 tags, no gaps\n"
+                                  "RDS DM101.U 1 DM101 to DM101: 1 of 1 units, 1 tags, alone, since the PLC "
+                                  "refuses it (E0); asked again every "
+                                  "minute\n");
+}
+
+TEST(Statistics, CountWhatWentOverTheWire)
+{
+    Bench bench;
+    bench.add({engineTag(1, "DM0", 100ms), engineTag(2, "DM1000", 1s)});
+    bench.engine.start();
+    bench.run(999ms);
+    bench.write(1, qint64(5));
+    bench.wire.faults.push_back({.losesAnswer = true});
+    bench.write(1, qint64(6), {.attempts = 1});
+    bench.run(5ms);
+    const LinkStatistics statistics = bench.engine.statistics();
+    EXPECT_EQ(statistics.connects, 1U);
+    EXPECT_EQ(statistics.bytesSent, quint64([&] {
+                  int bytes = 0;
+                  for (const QByteArray &frame : bench.wire.frames())
+                      bytes += int(frame.size());
+                  return bytes;
+              }()));
+    EXPECT_EQ(statistics.requests, quint64(bench.wire.frames().size()) - 1); // the greeting is none
+    EXPECT_EQ(statistics.answerMin, Duration(2ms));
+    EXPECT_EQ(statistics.answerMax, Duration(2ms));
+    ASSERT_EQ(statistics.periods.size(), 2);
+    EXPECT_EQ(statistics.periods[0].asked, Duration(100ms));
+    EXPECT_EQ(statistics.periods[0].reached, Duration(100ms));
+    EXPECT_EQ(statistics.periods[0].passes, 10U);
+    EXPECT_EQ(statistics.periods[0].tags, 1);
+    EXPECT_EQ(statistics.periods[0].requests, 1);
+    EXPECT_EQ(statistics.missedPasses, 0U);
+    bench.run(2s);
+    EXPECT_EQ(bench.engine.statistics().noAnswers, 1U);
+    EXPECT_EQ(bench.engine.statistics().linkLosses, 1U);
+    EXPECT_EQ(bench.engine.statistics().writesDone, 1U);
+    EXPECT_EQ(bench.engine.statistics().writesUnknown, 1U);
+    EXPECT_GT(bench.engine.statistics().missedPasses, 5U);
+}
+
+} // namespace
+} // namespace kvlink

@@ -30,7 +30,7 @@ private:
 kvlink_sample recordOf(const Sample &sample, Handed &handed);
 kvlink_write_result recordOf(const WriteResult &result, Handed &handed);
 kvlink_link_status recordOf(const LinkStatus &status, Handed &handed);
-kvlink_statistics recordOf(const LinkStatistics &statistics);
+kvlink_statistics recordOf(const LinkStatistics &from);
 
 double seconds(Duration time);
 /// Nothing for a negative number or none.

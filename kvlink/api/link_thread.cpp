@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstring>
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -44,8 +43,7 @@ bool LinkThread::start(QString &problem)
     if (m_open)
         return true;
     m_engine.stop();
-    problem = QStringLiteral("the system gave no thread for the link: %1")
-                  .arg(QString::fromLocal8Bit(std::strerror(error)));
+    problem = QStringLiteral("the system gave no thread for the link: %1").arg(qt_error_string(error));
     return false;
 }
 

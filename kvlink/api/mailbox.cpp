@@ -257,7 +257,7 @@ void Mailbox::expect(quint64 id)
 bool Mailbox::isExpected(quint64 id) const
 {
     const std::lock_guard held(m_mutex);
-    return m_expected.count(id) > 0;
+    return m_expected.contains(id);
 }
 
 std::optional<Event> Mailbox::await(quint64 id, Duration longest)

@@ -221,7 +221,7 @@ LinkStatistics Plc::statistics() const
 QStringList Plc::framesOfWrite(Tag tag, const QString &typed, QString *problem)
 {
     QString why;
-    const QStringList frames = m_core->framesOfWrite(tag, typed, why);
+    QStringList frames = m_core->framesOfWrite(tag, typed, why);
     if (problem != nullptr)
         *problem = why;
     return frames;

@@ -52,7 +52,9 @@ const TagEntry *TagTable::find(Tag tag) const
 
 TagEntry *TagTable::find(Tag tag)
 {
-    return const_cast<TagEntry *>(std::as_const(*this).find(tag));
+    // What this table holds is not const: only the way there was.
+    return const_cast<TagEntry *>(
+        std::as_const(*this).find(tag)); // NOLINT(cppcoreguidelines-pro-type-const-cast)
 }
 
 std::vector<Tag> TagTable::tags() const
@@ -60,7 +62,7 @@ std::vector<Tag> TagTable::tags() const
     std::vector<Tag> all;
     for (quint32 id = 1; id <= m_lastId; ++id) {
         if (find(Tag(id)) != nullptr)
-            all.push_back(Tag(id));
+            all.emplace_back(id);
     }
     return all;
 }

@@ -30,7 +30,7 @@ public:
     }
     QByteArray takeReceived() override
     {
-        const QByteArray bytes = m_line->takeReceived();
+        QByteArray bytes = m_line->takeReceived();
         if (!bytes.isEmpty())
             m_trace(false, bytes);
         return bytes;

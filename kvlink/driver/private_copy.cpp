@@ -80,7 +80,8 @@ void *loadFrom(const CopyPlace &place, const QString &file, QString &problem)
 {
     void *handle = ::dlopen(place.path.constData(), RTLD_NOW | RTLD_LOCAL);
     if (handle == nullptr) {
-        problem = QString::fromLocal8Bit(::dlerror());
+        // The loader keeps its message for each thread.
+        problem = QString::fromLocal8Bit(::dlerror()); // NOLINT(concurrency-mt-unsafe)
         problem.replace(QString::fromLocal8Bit(place.path), file);
     }
     // What is mapped lasts without its name. A descriptor lasts too: its number is the name

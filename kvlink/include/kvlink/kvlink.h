@@ -35,6 +35,8 @@
 #define KVLINK_H
 
 /* clang-format off */
+/* C names, C types and C headers, for compilers that know nothing else. */
+/* NOLINTBEGIN(readability-identifier-naming,modernize-use-using,modernize-deprecated-headers,cppcoreguidelines-macro-usage) */
 #include <stddef.h>
 #include <stdint.h>
 
@@ -378,4 +380,5 @@ KVLINK_C_API int kvlink_wait(kvlink_plc *plc, double longest);
 }
 #endif
 
+/* NOLINTEND(readability-identifier-naming,modernize-use-using,modernize-deprecated-headers,cppcoreguidelines-macro-usage) */
 #endif

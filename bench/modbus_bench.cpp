@@ -28,8 +28,8 @@
 namespace
 {
 
-constexpr const char *ADDRESS = "127.0.0.1";
-constexpr int MOST_REGISTERS = 125; // of one Modbus read
+constexpr const char *address = "127.0.0.1";
+constexpr int mostRegisters = 125; // of one Modbus read
 
 struct ModbusDeleter {
     void operator()(modbus_t *modbus) const
@@ -59,8 +59,8 @@ std::uint16_t valueOf(int number)
 
 Mapping filledRegisters()
 {
-    Mapping mapping(modbus_mapping_new(0, 0, MOST_REGISTERS, 0));
-    for (int i = 0; mapping != nullptr && i < MOST_REGISTERS; ++i)
+    Mapping mapping(modbus_mapping_new(0, 0, mostRegisters, 0));
+    for (int i = 0; mapping != nullptr && i < mostRegisters; ++i)
         mapping->tab_registers[i] = valueOf(i);
     return mapping;
 }
@@ -115,7 +115,7 @@ double cpuSeconds()
 
 int measure(int port, double seconds, int count)
 {
-    const Modbus client(modbus_new_tcp(ADDRESS, port));
+    const Modbus client(modbus_new_tcp(address, port));
     if (client == nullptr || modbus_connect(client.get()) != 0)
         return fail("no link to the server");
     std::vector<std::uint16_t> registers(std::size_t(count), 0);
@@ -141,7 +141,7 @@ int measure(int port, double seconds, int count)
 
 int run(double seconds, int count)
 {
-    const Modbus server(modbus_new_tcp(ADDRESS, 0));
+    const Modbus server(modbus_new_tcp(address, 0));
     const int listening = server == nullptr ? -1 : modbus_tcp_listen(server.get(), 1);
     if (listening < 0)
         return fail("no port for the server");
@@ -162,7 +162,7 @@ int run(double seconds, int count)
 // For clients of other programs; never returns but for an error.
 int serveForever()
 {
-    const Modbus server(modbus_new_tcp(ADDRESS, 0));
+    const Modbus server(modbus_new_tcp(address, 0));
     const int listening = server == nullptr ? -1 : modbus_tcp_listen(server.get(), 1);
     if (listening < 0)
         return fail("no port for the server");
@@ -184,9 +184,9 @@ int main(int argc, char **argv)
         return serveForever();
     const double seconds = argc > 1 ? std::atof(argv[1]) : 0;
     const int count = argc > 2 ? std::atoi(argv[2]) : 120;
-    if (argc > 3 || !(seconds > 0 && seconds <= 3600) || count < 1 || count > MOST_REGISTERS) {
+    if (argc > 3 || !(seconds > 0 && seconds <= 3600) || count < 1 || count > mostRegisters) {
         std::fprintf(stderr, "use: modbus_bench SECONDS [REGISTERS, 1 to %d] or modbus_bench --serve\n",
-                     MOST_REGISTERS);
+                     mostRegisters);
         return 2;
     }
     return run(seconds, count);

@@ -12,7 +12,7 @@
 //   answer_check  what an answer must look like        push_buttons  a 1 and the 0 that ends it
 //   planner       which requests read a set of tags    reader        what is read when
 //   read_group    the same while tags come and go      pass_clock    the rhythm of a period
-//   value_book    values and how far to trust them     statistics    answer times, cost of a request
+//   value_book    values and how far to trust them     statistics    answer times, request cost
 #pragma once
 
 #include "driver/driver.h"

@@ -11,7 +11,7 @@ namespace
 
 constexpr int bitsOfWord = 16;
 
-/// The part of \a place that \a piece brings, as a place of its own.
+// The part of \a place that \a piece brings, as a place of its own.
 Place partOf(const Place &place, const UnitBlock &piece)
 {
     const int ofUnit = place.element == Element::Bit ? bitsOfWord : 1;

@@ -62,7 +62,7 @@ QString whyOf(const ReadBlock &block, const PlanLimits &limits)
 
 Duration durationOf(double seconds)
 {
-    return Duration(qint64(seconds * 1e6 + 0.5));
+    return Duration(std::llround(seconds * 1e6));
 }
 
 } // namespace

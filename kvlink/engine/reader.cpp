@@ -153,8 +153,9 @@ void Reader::ageAll(SteadyTime now)
     for (auto &[period, pass] : m_passes) {
         for (auto &[area, group] : pass.groups) {
             group.replan(limitsOf(group.device())); // tags that came since age as well
-            const SteadyTime next = group.age(now, [&](const ReadBlock &block) {
-                for (const UnitRange &tag : group.tagsOf(block))
+            // Named again: clang 14 captures no structured binding.
+            const SteadyTime next = group.age(now, [this, &aged = group](const ReadBlock &block) {
+                for (const UnitRange &tag : aged.tagsOf(block))
                     m_book.age(tag.slot);
             });
             m_nextStale = std::min(m_nextStale, next);
@@ -246,7 +247,7 @@ bool Reader::nextOf(Groups &groups, quint64 pass, ReadRequest &request, SteadyTi
         if (block == nullptr)
             continue;
         request.device = &group.device();
-        request.block = *block;
+        request.block = PlannedBlock(*block);
         request.tagSlots.clear();
         for (const UnitRange &tag : group.tagsOf(*block))
             request.tagSlots.push_back(tag.slot);

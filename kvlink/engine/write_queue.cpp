@@ -64,7 +64,7 @@ bool WriteQueue::takesPlaceOfOlder(QueuedWrite &write)
 void WriteQueue::insertRelease(QueuedWrite write)
 {
     const auto sameTag = [&](const QueuedWrite &older) { return older.tag == write.tag; };
-    Position at = std::find_if(m_waiting.rbegin(), m_waiting.rend(), sameTag).base();
+    auto at = std::find_if(m_waiting.rbegin(), m_waiting.rend(), sameTag).base();
     // The first write stays first once it was begun: its next request may have to follow.
     if (at == m_waiting.begin() && at != m_waiting.end() && !isUntouched(*at))
         ++at;

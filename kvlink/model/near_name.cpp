@@ -27,7 +27,7 @@ int slipsBetween(const QString &one, const QString &other)
     for (int row = 1; row <= int(one.size()); ++row) {
         current[0] = row;
         for (int column = 1; column < width; ++column) {
-            const size_t at = size_t(column);
+            const auto at = size_t(column);
             const int changed = last[at - 1] + (one[row - 1] == other[column - 1] ? 0 : 1);
             current[at] = std::min({changed, last[at] + 1, current[at - 1] + 1});
             const bool swapped = row > 1 && column > 1 && one[row - 1] == other[column - 2] &&

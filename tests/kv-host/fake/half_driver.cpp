@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // All of the driver's calls but DataCom: a host must say which one is missing. Nothing here is ever
 // called: whoever does is ended.
 #include <cstdlib>

@@ -28,7 +28,7 @@
 namespace
 {
 
-constexpr const char *address = "127.0.0.1";
+constexpr const char *loopback = "127.0.0.1";
 constexpr int mostRegisters = 125; // of one Modbus read
 
 struct ModbusDeleter {
@@ -89,11 +89,11 @@ int serve(modbus_t *server, int listening)
 
 int portOf(int listening)
 {
-    sockaddr_in address{};
-    socklen_t size = sizeof address;
-    if (::getsockname(listening, reinterpret_cast<sockaddr *>(&address), &size) != 0)
+    sockaddr_in bound{};
+    socklen_t size = sizeof bound;
+    if (::getsockname(listening, reinterpret_cast<sockaddr *>(&bound), &size) != 0)
         return -1;
-    return ntohs(address.sin_port);
+    return ntohs(bound.sin_port);
 }
 
 bool rightValues(const std::vector<std::uint16_t> &registers)
@@ -115,7 +115,7 @@ double cpuSeconds()
 
 int measure(int port, double seconds, int count)
 {
-    const Modbus client(modbus_new_tcp(address, port));
+    const Modbus client(modbus_new_tcp(loopback, port));
     if (client == nullptr || modbus_connect(client.get()) != 0)
         return fail("no link to the server");
     std::vector<std::uint16_t> registers(std::size_t(count), 0);
@@ -141,7 +141,7 @@ int measure(int port, double seconds, int count)
 
 int run(double seconds, int count)
 {
-    const Modbus server(modbus_new_tcp(address, 0));
+    const Modbus server(modbus_new_tcp(loopback, 0));
     const int listening = server == nullptr ? -1 : modbus_tcp_listen(server.get(), 1);
     if (listening < 0)
         return fail("no port for the server");
@@ -162,7 +162,7 @@ int run(double seconds, int count)
 // For clients of other programs; never returns but for an error.
 int serveForever()
 {
-    const Modbus server(modbus_new_tcp(address, 0));
+    const Modbus server(modbus_new_tcp(loopback, 0));
     const int listening = server == nullptr ? -1 : modbus_tcp_listen(server.get(), 1);
     if (listening < 0)
         return fail("no port for the server");

@@ -9,8 +9,7 @@
 #                           with both
 #   bench/run.sh --help     this text
 #
-# Installs what is missing and builds optimised in build/bench and below it. Keep the machine idle
-# otherwise.
+# Installs what is missing and builds optimised in build/bench. Keep the machine idle otherwise.
 # Exit status: 0 all targets met, 1 some missed (the table says which), 2 wrong usage, 3 something
 # could not be installed, built, measured or plotted.
 set -euo pipefail

@@ -2,6 +2,8 @@
 // What the reader says about itself: the plan with its reasons, and the periods.
 #include "engine/reader.h"
 
+#include <cmath>
+
 namespace kvlink
 {
 

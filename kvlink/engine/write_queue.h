@@ -107,8 +107,6 @@ public:
     std::vector<WriteEnd> takeEnded() { return std::exchange(m_ended, {}); }
 
 private:
-    using Position = std::deque<QueuedWrite>::iterator;
-
     bool isHeld(const QueuedWrite &write) const { return m_inHand && &write == &m_waiting.front(); }
     bool isUntouched(const QueuedWrite &write) const;
     bool takesPlaceOfOlder(QueuedWrite &write);

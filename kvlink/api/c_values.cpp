@@ -7,6 +7,7 @@ using kvlink::failed;
 using kvlink::Handed;
 using End = kvlink::PlcCore::End;
 
+// NOLINTNEXTLINE(cppcoreguidelines-macro-usage): it takes names, which no function can
 #define KV_SAME(c, cpp) static_assert(int(c) == int(kvlink::cpp))
 KV_SAME(KVLINK_NEVER, Quality::Never);
 KV_SAME(KVLINK_GOOD, Quality::Good);

@@ -3,7 +3,7 @@
 // not be made is counted as missed, and never made up for.
 #pragma once
 
-#include <kvlink/time.h>
+#include <kvlink/times.h>
 
 #include <array>
 

@@ -8,7 +8,7 @@
 #include "engine/planner.h"
 #include "model/device_table.h"
 
-#include <kvlink/time.h>
+#include <kvlink/times.h>
 
 #include <map>
 

@@ -2,7 +2,7 @@
 // The clock, handed in: tests move time by hand.
 #pragma once
 
-#include <kvlink/time.h>
+#include <kvlink/times.h>
 
 namespace kvlink
 {

@@ -5,7 +5,7 @@
 // connection, late answers above all, can come through it.
 #pragma once
 
-#include <kvlink/time.h>
+#include <kvlink/times.h>
 
 #include <QByteArray>
 #include <QString>

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "export.h"
-#include "time.h"
+#include "times.h"
 
 #include <QMetaType>
 #include <QString>

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "export.h"
-#include "time.h"
+#include "times.h"
 
 #include <QHash>
 #include <QMetaType>

@@ -7,7 +7,7 @@
 #include "link.h"
 #include "sample.h"
 #include "tag.h"
-#include "time.h"
+#include "times.h"
 
 #include <QString>
 #include <QStringList>

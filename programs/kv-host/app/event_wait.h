@@ -3,7 +3,7 @@
 // the program to end.
 #pragma once
 
-#include <kvlink/time.h>
+#include <kvlink/times.h>
 
 #include <functional>
 

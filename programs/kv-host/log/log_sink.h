@@ -5,7 +5,7 @@
 
 #include "log_format.h"
 
-#include <kvlink/time.h>
+#include <kvlink/times.h>
 
 #include <memory>
 #include <vector>

@@ -3,7 +3,7 @@
 // too old. Pure.
 #pragma once
 
-#include <kvlink/time.h>
+#include <kvlink/times.h>
 
 #include <QString>
 #include <QStringList>

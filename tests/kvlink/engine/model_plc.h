@@ -6,7 +6,7 @@
 // the engine said.
 #pragma once
 
-#include <kvlink/time.h>
+#include <kvlink/times.h>
 
 #include <QByteArray>
 #include <QList>

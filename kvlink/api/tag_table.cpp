@@ -41,20 +41,13 @@ void TagTable::remove(Tag tag)
         page.reset();
 }
 
-const TagEntry *TagTable::find(Tag tag) const
+TagEntry *TagTable::entryOf(Tag tag) const
 {
     const quint32 page = tag.id() / Page::size;
     if (page >= m_pages.size() || !m_pages[page])
         return nullptr;
-    const std::optional<TagEntry> &entry = m_pages[page]->entries[tag.id() % Page::size];
+    std::optional<TagEntry> &entry = m_pages[page]->entries[tag.id() % Page::size];
     return entry ? &*entry : nullptr;
-}
-
-TagEntry *TagTable::find(Tag tag)
-{
-    // What this table holds is not const: only the way there was.
-    return const_cast<TagEntry *>(
-        std::as_const(*this).find(tag)); // NOLINT(cppcoreguidelines-pro-type-const-cast)
 }
 
 std::vector<Tag> TagTable::tags() const

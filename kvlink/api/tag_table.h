@@ -33,8 +33,8 @@ public:
     Tag add(const TagSettings &settings);
     void remove(Tag tag);
     /// Null if there is no such tag, or no longer.
-    TagEntry *find(Tag tag);
-    const TagEntry *find(Tag tag) const;
+    TagEntry *find(Tag tag) { return entryOf(tag); }
+    const TagEntry *find(Tag tag) const { return entryOf(tag); }
     std::vector<Tag> tags() const;
 
 private:
@@ -43,6 +43,8 @@ private:
         std::array<std::optional<TagEntry>, size> entries;
         quint32 used = 0;
     };
+
+    TagEntry *entryOf(Tag tag) const;
 
     std::vector<std::unique_ptr<Page>> m_pages;
     quint32 m_lastId = 0;

@@ -61,7 +61,7 @@ void Reader::add(const std::vector<ValueBook::Slot> &tagSlots, bool online, Stea
             begun.insert(tag.period);
         }
         // A tag of a period that has its rhythm already need not wait for the next pass.
-        if (online && begun.count(tag.period) == 0)
+        if (online && !begun.contains(tag.period))
             addTo(fresh.groups, *tag.place.device, rangeOf(slot), never);
     }
     if (!fresh.groups.empty())
@@ -247,7 +247,8 @@ bool Reader::nextOf(Groups &groups, quint64 pass, ReadRequest &request, SteadyTi
         if (block == nullptr)
             continue;
         request.device = &group.device();
-        request.block = PlannedBlock(*block);
+        const PlannedBlock &planned = *block; // its plan alone: the state stays with the group
+        request.block = planned;
         request.tagSlots.clear();
         for (const UnitRange &tag : group.tagsOf(*block))
             request.tagSlots.push_back(tag.slot);

@@ -142,7 +142,7 @@ std::optional<Value> AddressInfo::valueFromText(const QString &typed, const TagS
                                                 const LinkSettings &link, QString &problem) const
 {
     const Coding coding{link.wordOrder, link.textEncoding};
-    const auto value = kvlink::valueFromText(*m_place, typed, tag.scale, tag.offset, problem);
+    auto value = kvlink::valueFromText(*m_place, typed, tag.scale, tag.offset, problem);
     if (!value)
         return std::nullopt;
     const auto pieces = encode(*m_place, *value, coding, tag.scale, tag.offset, link.maxBlock, problem);

@@ -83,7 +83,7 @@ std::optional<quint32> bitsOfFloat(Writing &w, const QString &name, double numbe
     // Half a step above the largest float: "3.4028235e+38", as that float is shown, is
     // a little above it.
     constexpr double beyond = 0x1.ffffffp127;
-    const double largest = double(std::numeric_limits<float>::max());
+    constexpr auto largest = double(std::numeric_limits<float>::max());
     if (std::abs(raw) < beyond)
         return std::bit_cast<quint32>(float(std::clamp(raw, -largest, largest)));
     return fail(w,

@@ -121,7 +121,7 @@ std::optional<Value> decodeText(const Place &place, const char *raw, TextEncodin
 
 Value valueOf(Scalar scalar)
 {
-    return std::visit([](auto &&one) { return Value(std::move(one)); }, std::move(scalar));
+    return std::visit([](auto &one) { return Value(std::move(one)); }, scalar);
 }
 
 } // namespace

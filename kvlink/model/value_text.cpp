@@ -51,7 +51,7 @@ std::optional<Scalar> fromPrefixed(const QString &digits)
 
 std::optional<Scalar> fromNumber(const QString &typed)
 {
-    if (const auto whole = fromDigits(typed, 10))
+    if (auto whole = fromDigits(typed, 10))
         return whole;
     bool good = false;
     const double real = typed.toDouble(&good);

@@ -69,7 +69,7 @@ int run(int argc, char **argv)
         if (options.command == QLatin1String(command.name))
             return runCommand(app, command);
     }
-    return exitUsage;
+    return ExitUsage;
 }
 
 } // namespace

@@ -65,14 +65,14 @@ std::optional<int> findPlcs(App &app, const QString &programFolder, bool isNeede
     if (isNeeded && app.options.isSimulated) {
         const auto url = app.simulator.start(programFolder, problem);
         if (!url)
-            return app.refuse(problem, exitNoLink);
+            return app.refuse(problem, ExitNoLink);
         texts = QStringList{*url};
     }
     if (isNeeded && texts.isEmpty())
         return app.refuse(
             QStringLiteral("no PLC is named: use --plc 192.168.0.10 or the environment's KV_PLC, or "
                            "--simulate to try it out"),
-            exitUsage);
+            ExitUsage);
     const bool isPlanned = app.options.command == QLatin1String("plan") || app.options.isDryRun;
     if (isPlanned && texts.isEmpty())
         texts = placeholders(app);
@@ -128,7 +128,7 @@ bool expand(App &app, const QStringList &given, QStringList &words)
                 app.tags.empty()
                     ? QStringLiteral("%1: patterns are for names of a tag file: give one with -f").arg(word)
                     : QStringLiteral("%1: no tag has such a name").arg(word),
-                exitUsage);
+                ExitUsage);
             isGood = false;
         }
     }
@@ -138,8 +138,8 @@ bool expand(App &app, const QStringList &given, QStringList &words)
 } // namespace
 
 App::App(const Options &given)
-    : options(given), signals_([this](int signal) { wait.interrupt(signal); }),
-      out(given.format, given.isQuiet, signals_.stopDescriptor())
+    : options(given), signalWatch([this](int signal) { wait.interrupt(signal); }),
+      out(given.format, given.isQuiet, signalWatch.stopDescriptor())
 {
 }
 
@@ -153,7 +153,7 @@ std::optional<int> prepare(App &app, const QString &programFolder, bool needsPlc
 {
     QString problem;
     if (app.options.command != QLatin1String("check") && !loadTags(app, problem))
-        return app.refuse(problem, exitUsage);
+        return app.refuse(problem, ExitUsage);
     return findPlcs(app, programFolder, needsPlc);
 }
 
@@ -188,7 +188,7 @@ bool variablesFor(App &app, const QStringList &words, std::vector<Variable> &var
     if (wanted.isEmpty()) {
         app.refuse(
             QStringLiteral("no address is given: write some (DM100 R1015 T5), or name a tag file with -f"),
-            exitUsage);
+            ExitUsage);
         return false;
     }
     bool isGood = true;
@@ -198,7 +198,7 @@ bool variablesFor(App &app, const QStringList &words, std::vector<Variable> &var
         if (auto variable = variableFor(app, word, problem)) {
             variables.push_back(std::move(*variable));
         } else {
-            app.refuse(problem, exitUsage);
+            app.refuse(problem, ExitUsage);
             isGood = false;
         }
     }

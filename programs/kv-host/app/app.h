@@ -18,7 +18,7 @@ namespace kvhost
 struct App {
     Options options;
     EventWait wait;
-    Signals signals_; ///< what they interrupt is the wait
+    Signals signalWatch; ///< what they interrupt is the wait
     Output out;
     SimulatorChild simulator;
     Stations stations;

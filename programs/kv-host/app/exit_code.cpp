@@ -10,19 +10,19 @@ int exitCodeOf(kvlink::Reason reason)
 {
     switch (reason) {
     case kvlink::Reason::None:
-        return exitGood;
+        return ExitGood;
     case kvlink::Reason::NoLink:
     case kvlink::Reason::Offline:
     case kvlink::Reason::LinkLost:
     case kvlink::Reason::Stopped:
-        return exitNoLink;
+        return ExitNoLink;
     case kvlink::Reason::NoAnswer:
     case kvlink::Reason::Corrupted:
-        return exitNoAnswer;
+        return ExitNoAnswer;
     case kvlink::Reason::PlcError:
-        return exitRefused;
+        return ExitRefused;
     default:
-        return exitSomeBad;
+        return ExitSomeBad;
     }
 }
 
@@ -30,24 +30,24 @@ int exitCodeOf(kvlink::Outcome outcome)
 {
     switch (outcome) {
     case kvlink::Outcome::Done:
-        return exitGood;
+        return ExitGood;
     case kvlink::Outcome::Refused:
-        return exitRefused;
+        return ExitRefused;
     case kvlink::Outcome::NotSent:
-        return exitNoLink;
+        return ExitNoLink;
     case kvlink::Outcome::Unknown:
-        return exitNoAnswer;
+        return ExitNoAnswer;
     }
-    return exitSomeBad;
+    return ExitSomeBad;
 }
 
 int exitCodeOf(const std::vector<int> &parts)
 {
     if (parts.empty())
-        return exitGood;
+        return ExitGood;
     const bool areAlike =
         std::all_of(parts.begin(), parts.end(), [&](int part) { return part == parts.front(); });
-    return areAlike ? parts.front() : int(exitSomeBad);
+    return areAlike ? parts.front() : int(ExitSomeBad);
 }
 
 } // namespace kvhost

@@ -11,21 +11,21 @@ namespace kvhost
 {
 
 enum ExitCode {
-    exitGood = 0,
-    exitSomeBad = 1,
-    exitUsage = 2,
-    exitNoLink =
+    ExitGood = 0,
+    ExitSomeBad = 1,
+    ExitUsage = 2,
+    ExitNoLink =
         3, ///< no connection to the PLC, or a write that was not sent; also: no driver library, no kv-sim
-    exitNoAnswer = 4,   ///< linked, but no answer; also: a write that may have been carried out
-    exitRefused = 5,    ///< by the PLC or by the write guard
-    exitBySignal = 128, ///< plus the signal's number: 130 after Ctrl-C
+    ExitNoAnswer = 4,   ///< linked, but no answer; also: a write that may have been carried out
+    ExitRefused = 5,    ///< by the PLC or by the write guard
+    ExitBySignal = 128, ///< plus the signal's number: 130 after Ctrl-C
 };
 
 /// When nothing at all came back, for this reason.
 int exitCodeOf(kvlink::Reason reason);
 int exitCodeOf(kvlink::Outcome outcome);
 
-/// Of several parts: good if all are, their own code if all end alike, exitSomeBad otherwise.
+/// Of several parts: good if all are, their own code if all end alike, ExitSomeBad otherwise.
 int exitCodeOf(const std::vector<int> &parts);
 
 } // namespace kvhost

@@ -190,7 +190,7 @@ QString configFile()
 int refuse(const QString &problem)
 {
     std::fprintf(stderr, "kv-host: %s\n", problem.toUtf8().constData());
-    return exitUsage;
+    return ExitUsage;
 }
 
 // The word that stands where a command is expected: what nobody expected, or the first that

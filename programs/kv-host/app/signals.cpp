@@ -14,23 +14,23 @@ namespace kvhost
 namespace
 {
 
-int g_stop = -1;
-int g_hup = -1;
-volatile std::sig_atomic_t g_caught = 0;
-volatile std::sig_atomic_t g_reopens = 0;
+int stopEvent = -1;
+int hupEvent = -1;
+volatile std::sig_atomic_t caughtSignal = 0;
+volatile std::sig_atomic_t reopensAsked = 0;
 
 extern "C" void onSignal(int signal)
 {
     const std::uint64_t one = 1;
-    if (signal == SIGHUP && g_reopens != 0) {
+    if (signal == SIGHUP && reopensAsked != 0) {
         // A counter that is full has been heard of already.
-        (void)!::write(g_hup, &one, sizeof one);
+        (void)!::write(hupEvent, &one, sizeof one);
         return;
     }
-    if (g_caught != 0)
+    if (caughtSignal != 0)
         ::_exit(128 + signal);
-    g_caught = signal;
-    if (::write(g_stop, &one, sizeof one) != ssize_t(sizeof one))
+    caughtSignal = signal;
+    if (::write(stopEvent, &one, sizeof one) != ssize_t(sizeof one))
         ::_exit(128 + signal);
 }
 
@@ -40,12 +40,12 @@ constexpr int caughtSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
 Signals::Signals(std::function<void(int)> caught) : m_caught(std::move(caught))
 {
-    g_stop = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    g_hup = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    m_stop = std::make_unique<QSocketNotifier>(g_stop, QSocketNotifier::Read);
+    stopEvent = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    hupEvent = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    m_stop = std::make_unique<QSocketNotifier>(stopEvent, QSocketNotifier::Read);
     QObject::connect(m_stop.get(), &QSocketNotifier::activated, m_stop.get(), [this] {
         m_stop->setEnabled(false); // it stays readable for those who write to full pipes
-        m_caught(g_caught);
+        m_caught(caughtSignal);
     });
     for (const int signal : caughtSignals) {
         // What nohup has switched off stays off.
@@ -63,25 +63,25 @@ Signals::~Signals()
         std::signal(signal, SIG_DFL);
     m_stop.reset();
     m_hup.reset();
-    ::close(g_stop);
-    ::close(g_hup);
+    ::close(stopEvent);
+    ::close(hupEvent);
 }
 
 void Signals::reopenOnHup(std::function<void()> reopen)
 {
     m_reopen = std::move(reopen);
-    m_hup = std::make_unique<QSocketNotifier>(g_hup, QSocketNotifier::Read);
+    m_hup = std::make_unique<QSocketNotifier>(hupEvent, QSocketNotifier::Read);
     QObject::connect(m_hup.get(), &QSocketNotifier::activated, m_hup.get(), [this] {
         std::uint64_t count = 0;
-        if (::read(g_hup, &count, sizeof count) == ssize_t(sizeof count))
+        if (::read(hupEvent, &count, sizeof count) == ssize_t(sizeof count))
             m_reopen();
     });
-    g_reopens = 1;
+    reopensAsked = 1;
 }
 
 int Signals::stopDescriptor() const
 {
-    return g_stop;
+    return stopEvent;
 }
 
 } // namespace kvhost

@@ -66,7 +66,7 @@ bool Stations::number(QString &problem)
     }
     int next = 0;
     for (Station &station : m_all) {
-        while (station.number < 0 && taken.count(next) > 0)
+        while (station.number < 0 && taken.contains(next))
             ++next;
         if (station.number < 0) {
             station.number = next;
@@ -82,11 +82,11 @@ std::optional<int> Stations::make(const QStringList &texts, const kvlink::LinkSe
     for (const QString &text : texts) {
         std::optional<Station> station = parseStation(text, problem);
         if (!station)
-            return exitUsage;
+            return ExitUsage;
         m_all.push_back(std::move(*station));
     }
     if (!number(problem))
-        return exitUsage;
+        return ExitUsage;
     for (Station &station : m_all) {
         kvlink::LinkSettings own = settings;
         own.url = station.url;
@@ -99,7 +99,7 @@ std::optional<int> Stations::make(const QStringList &texts, const kvlink::LinkSe
         station.plc = std::make_unique<kvlink::Plc>(own);
         problem = station.plc->problem();
         if (!problem.isEmpty())
-            return station.plc->lacksDriver() ? exitNoLink : exitUsage;
+            return station.plc->lacksDriver() ? ExitNoLink : ExitUsage;
     }
     return std::nullopt;
 }

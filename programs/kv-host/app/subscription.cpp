@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <numeric>
 
 namespace kvhost
 {
@@ -113,18 +114,17 @@ bool Subscription::readAll(const std::vector<int> &wanted)
 
 bool Subscription::readOnce()
 {
-    std::vector<int> wanted;
-    for (int i = 0; i < size(); ++i)
-        wanted.push_back(i);
+    std::vector<int> wanted(static_cast<std::size_t>(size()));
+    std::iota(wanted.begin(), wanted.end(), 0);
     for (int attempt = 0; attempt <= m_app.options.retries && !wanted.empty(); ++attempt) {
         if (!waitForLinks() || !readAll(wanted))
             return false;
         const auto isEnd = [this](int i) {
             const Sample now = sample(i);
-            const int code = now.quality == Quality::Bad ? exitCodeOf(now.reason) : int(exitGood);
+            const int code = now.quality == Quality::Bad ? exitCodeOf(now.reason) : int(ExitGood);
             const bool isGivenUp =
                 !station(i).plc->link().isReady() && station(i).failures > m_app.options.retries;
-            return (code != exitNoLink && code != exitNoAnswer) || isGivenUp;
+            return (code != ExitNoLink && code != ExitNoAnswer) || isGivenUp;
         };
         wanted.erase(std::remove_if(wanted.begin(), wanted.end(), isEnd), wanted.end());
     }
@@ -137,9 +137,9 @@ int Subscription::exitCode() const
     for (int i = 0; i < size(); ++i) {
         const Sample now = sample(i);
         if (now.isGood())
-            codes.push_back(exitGood);
+            codes.push_back(ExitGood);
         else
-            codes.push_back(now.quality == Quality::Bad ? exitCodeOf(now.reason) : int(exitSomeBad));
+            codes.push_back(now.quality == Quality::Bad ? exitCodeOf(now.reason) : int(ExitSomeBad));
     }
     return exitCodeOf(codes);
 }

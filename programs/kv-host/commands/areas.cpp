@@ -22,7 +22,7 @@ int runAreas(App &app)
     }
     table.print(app.out);
     app.out.note("Ranges differ from model to model; the PLC answers E0 to a number that it lacks.");
-    return exitGood;
+    return ExitGood;
 }
 
 } // namespace kvhost

@@ -29,7 +29,7 @@ public:
         const QString &path = m_app.options.tagFile;
         TagFile file = readTagFile(path, m_app.options.encoding);
         if (!file.problem.isEmpty()) {
-            m_app.refuse(file.problem, exitUsage);
+            m_app.refuse(file.problem, ExitUsage);
             return false;
         }
         for (const TagFault &fault : file.faults)
@@ -61,7 +61,7 @@ public:
             table.print(m_app.out);
         }
         m_app.out.note(QStringLiteral("%1 good, %2 bad").arg(m_good).arg(m_faults.size()));
-        return m_faults.empty() ? exitGood : exitSomeBad;
+        return m_faults.empty() ? ExitGood : ExitSomeBad;
     }
 
 private:
@@ -84,10 +84,10 @@ private:
 int runCheck(App &app)
 {
     if (app.options.tagFile.isEmpty() && app.options.words.isEmpty())
-        return app.refuse("nothing to check: name a tag file with -f, or write some addresses", exitUsage);
+        return app.refuse("nothing to check: name a tag file with -f, or write some addresses", ExitUsage);
     Checker checker(app);
     if (!app.options.tagFile.isEmpty() && !checker.checkFile())
-        return exitUsage;
+        return ExitUsage;
     for (const QString &word : app.options.words)
         checker.checkWord(word);
     return checker.report();

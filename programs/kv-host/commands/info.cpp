@@ -93,10 +93,10 @@ public:
     int exitCode()
     {
         if (!m_station.plc->link().isReady())
-            return exitNoLink;
+            return ExitNoLink;
         const bool isAnswered = std::all_of(m_ids.begin(), m_ids.end(),
                                             [this](kvlink::QueryId id) { return m_results[id].answered; });
-        return isAnswered ? exitGood : exitNoAnswer;
+        return isAnswered ? ExitGood : ExitNoAnswer;
     }
 
 private:
@@ -118,7 +118,7 @@ int runInfo(App &app)
         Interview interview(app, station);
         if (!interview.hold()) {
             app.out.note(summaryOf(app.stations));
-            return exitBySignal + app.wait.interrupted();
+            return ExitBySignal + app.wait.interrupted();
         }
         table.add(QStringList{QString::number(station.number), station.url} + interview.cells() +
                   QStringList{QStringLiteral("not available")});

@@ -143,7 +143,7 @@ LogFormat formatOf(const Options &options, const Subscription &all)
 std::unique_ptr<LogSink> sinkFor(const App &app, const Subscription &all)
 {
     const Options &options = app.options;
-    const int stop = app.signals_.stopDescriptor();
+    const int stop = app.signalWatch.stopDescriptor();
     if (!options.sqlite.isEmpty())
         return sqliteSink(options.sqlite, options.keep);
     if (options.output.isEmpty())
@@ -182,7 +182,7 @@ private:
     QString m_said;
 };
 
-// \return exitSomeBad if rows were lost
+// \return ExitSomeBad if rows were lost
 int summarise(App &app, const LogWriter &writer)
 {
     const QString text = QStringLiteral("%1 row(s) logged, %2 lost").arg(writer.written()).arg(writer.lost());
@@ -191,7 +191,7 @@ int summarise(App &app, const LogWriter &writer)
     else if (isToFile(app.options))
         app.out.note(text);
     app.out.note(summaryOf(app.stations));
-    return writer.lost() > 0 ? exitSomeBad : exitGood;
+    return writer.lost() > 0 ? ExitSomeBad : ExitGood;
 }
 
 } // namespace
@@ -201,20 +201,20 @@ int runLog(App &app)
     std::vector<Variable> variables;
     const QString wrong = wrongTogether(app.options);
     if (!wrong.isEmpty())
-        return app.refuse(wrong, exitUsage);
+        return app.refuse(wrong, ExitUsage);
     if (!variablesFor(app, app.options.words, variables))
-        return exitUsage;
+        return ExitUsage;
     Subscription all(app, std::move(variables), app.options.every, !app.options.isOnChange);
     if (!all.problem().isEmpty())
-        return app.refuse(all.problem(), exitUsage);
+        return app.refuse(all.problem(), ExitUsage);
     std::unique_ptr<LogSink> sink = sinkFor(app, all);
     QString problem;
     if (!sink->open(problem))
-        return app.refuse("log: " + problem, exitUsage);
+        return app.refuse("log: " + problem, ExitUsage);
     LogWriter writer(std::move(sink), isToFile(app.options) ? collectForFiles : kvlink::Duration(0),
                      wakeMainThread);
     if (isToFile(app.options) && !isWaitingPipe(app.options.output))
-        app.signals_.reopenOnHup([&writer] { writer.reopen(); });
+        app.signalWatch.reopenOnHup([&writer] { writer.reopen(); });
     Rows rows(app, all, writer);
     ProblemNotes notes(app, writer);
     all.onSample([&rows](int i, const Sample &sample) { rows.take(i, sample); });
@@ -230,7 +230,7 @@ int runLog(App &app)
     writer.finish(longestLastWrite);
     notes.say();
     const int lossCode = summarise(app, writer);
-    return code == exitGood ? lossCode : code;
+    return code == ExitGood ? lossCode : code;
 }
 
 } // namespace kvhost

@@ -109,8 +109,8 @@ int codeOf(const Measure &measure)
 {
     const LinkStatistics s = since(measure.begin, measure.end);
     if (s.answers == 0)
-        return measure.isReady ? int(exitNoAnswer) : int(exitNoLink);
-    return s.noAnswers + s.corrupted + s.plcErrors == 0 && measure.isReady ? exitGood : exitSomeBad;
+        return measure.isReady ? int(ExitNoAnswer) : int(ExitNoLink);
+    return s.noAnswers + s.corrupted + s.plcErrors == 0 && measure.isReady ? ExitGood : ExitSomeBad;
 }
 
 qint64 passesOf(const LinkStatistics &statistics)
@@ -192,10 +192,10 @@ int measure(App &app, bool isFlatOut)
     if (words.isEmpty() && app.tags.empty())
         words << QStringLiteral("DM0:%1").arg(app.options.link.maxBlock); // one full block
     if (!variablesFor(app, words, variables))
-        return exitUsage;
+        return ExitUsage;
     Subscription all(app, std::move(variables), isFlatOut ? Duration(0) : app.options.every);
     if (!all.problem().isEmpty())
-        return app.refuse(all.problem(), exitUsage);
+        return app.refuse(all.problem(), ExitUsage);
     FlatOut loops(app, all);
     app.stations.start();
     all.waitForLinks();
@@ -223,7 +223,7 @@ int measure(App &app, bool isFlatOut)
         addTotals(table, measures);
     table.print(app.out);
     const int code = exitCodeOf(codes);
-    return code == exitGood && app.out.hasFailed() ? int(exitSomeBad) : code;
+    return code == ExitGood && app.out.hasFailed() ? int(ExitSomeBad) : code;
 }
 
 } // namespace

@@ -32,10 +32,10 @@ int runPlan(App &app)
 {
     std::vector<Variable> variables;
     if (!variablesFor(app, app.options.words, variables))
-        return exitUsage;
+        return ExitUsage;
     const Subscription all(app, std::move(variables), app.options.every);
     if (!all.problem().isEmpty())
-        return app.refuse(all.problem(), exitUsage);
+        return app.refuse(all.problem(), ExitUsage);
     Table table({"station", "every", "frame", "words", "wanted", "tags", "why"});
     for (const Station &station : app.stations.all()) {
         for (const kvlink::PlannedRequest &request : station.plc->plan().requests) {
@@ -47,7 +47,7 @@ int runPlan(App &app)
     table.print(app.out);
     for (const Station &station : app.stations.all())
         noteCosts(app, station, station.plc->plan());
-    return exitGood;
+    return ExitGood;
 }
 
 } // namespace kvhost

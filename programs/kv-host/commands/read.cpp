@@ -13,14 +13,14 @@ int runRead(App &app)
 {
     std::vector<Variable> variables;
     if (!variablesFor(app, app.options.words, variables))
-        return exitUsage;
+        return ExitUsage;
     Subscription all(app, std::move(variables), kvlink::Duration(0));
     if (!all.problem().isEmpty())
-        return app.refuse(all.problem(), exitUsage);
+        return app.refuse(all.problem(), ExitUsage);
     app.stations.start();
     if (!all.readOnce()) {
         app.out.note(summaryOf(app.stations));
-        return exitBySignal + app.wait.interrupted();
+        return ExitBySignal + app.wait.interrupted();
     }
     app.out.setNameWidth(widestName(all.variables()));
     for (int i = 0; i < all.size(); ++i) {
@@ -29,7 +29,7 @@ int runRead(App &app)
             app.out.row(all.row(i, value, sample));
     }
     const int code = all.exitCode();
-    return code == exitGood && app.out.hasFailed() ? int(exitSomeBad) : code;
+    return code == ExitGood && app.out.hasFailed() ? int(ExitSomeBad) : code;
 }
 
 } // namespace kvhost

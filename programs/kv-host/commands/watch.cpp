@@ -181,13 +181,13 @@ int runWatch(App &app)
 {
     std::vector<Variable> variables;
     if (!variablesFor(app, app.options.words, variables))
-        return exitUsage;
+        return ExitUsage;
     const bool isTable =
         stdoutIsTerminal() && app.options.format == OutputFormat::Text && !app.options.isQuiet;
     // A table shows how old each value is, also one that stays the same.
     Subscription all(app, std::move(variables), app.options.every, isTable);
     if (!all.problem().isEmpty())
-        return app.refuse(all.problem(), exitUsage);
+        return app.refuse(all.problem(), ExitUsage);
     app.out.setNameWidth(widestName(all.variables()));
     Watch watch(app, all);
     const SteadyTime end = endOf(app.options);
@@ -198,7 +198,7 @@ int runWatch(App &app)
     const int code = all.exitCode();
     app.out.note(summaryOf(app.stations));
     app.stations.stop();
-    return code == exitGood && app.out.hasFailed() ? int(exitSomeBad) : code;
+    return code == ExitGood && app.out.hasFailed() ? int(ExitSomeBad) : code;
 }
 
 } // namespace kvhost

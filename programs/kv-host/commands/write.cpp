@@ -21,7 +21,7 @@ bool parseAll(App &app, std::vector<Assignment> &assignments)
         if (auto assignment = parseAssignment(app, word, problem)) {
             assignments.push_back(std::move(*assignment));
         } else {
-            app.refuse(problem, exitUsage);
+            app.refuse(problem, ExitUsage);
             isGood = false;
         }
     }
@@ -37,7 +37,7 @@ bool passGuard(App &app, const std::vector<Assignment> &assignments)
         reasons << guardedBecause(assignment.variable, app.tags, app.options.isForced);
     reasons.removeAll(QString());
     for (const QString &reason : reasons)
-        app.refuse(reason, exitRefused);
+        app.refuse(reason, ExitRefused);
     return reasons.isEmpty();
 }
 
@@ -51,14 +51,14 @@ int dryRun(App &app, const std::vector<Assignment> &assignments)
             QString problem;
             const QStringList frames = all.station(i).plc->framesOfWrite(all.tag(i), value, &problem);
             if (!problem.isEmpty())
-                return app.refuse(problem, exitUsage);
+                return app.refuse(problem, ExitUsage);
             for (const QString &frame : frames)
                 app.out.line(frame);
             if (frames.value(0).startsWith(QLatin1String("RDS ")))
                 app.out.note("(the other bits of the word as they are read then)");
         }
     }
-    return exitGood;
+    return ExitGood;
 }
 
 } // namespace
@@ -67,14 +67,14 @@ int runWrite(App &app)
 {
     std::vector<Assignment> assignments;
     if (!parseAll(app, assignments))
-        return exitUsage;
+        return ExitUsage;
     if (!passGuard(app, assignments))
-        return exitRefused;
+        return ExitRefused;
     if (app.options.isDryRun)
         return dryRun(app, assignments);
     if (!app.options.isConfirmed && !stdinIsTerminal())
         return app.refuse("write asks before it writes, and there is no terminal to ask on: give --yes",
-                          exitUsage);
+                          ExitUsage);
     return WriteRun(app, std::move(assignments)).run();
 }
 

@@ -43,6 +43,7 @@ QString joined(const Variable &variable, const kvlink::Value &value)
 std::vector<Variable> variablesOf(const std::vector<Assignment> &assignments)
 {
     std::vector<Variable> variables;
+    variables.reserve(assignments.size());
     for (const Assignment &assignment : assignments)
         variables.push_back(assignment.variable);
     return variables;
@@ -54,7 +55,7 @@ bool WriteRun::isOutOfReach() const
     for (int i = 0; i < m_all.size(); ++i) {
         const Sample sample = m_all.sample(i);
         const int code = exitCodeOf(sample.reason);
-        if (sample.quality != Quality::Bad || (code != exitNoLink && code != exitNoAnswer))
+        if (sample.quality != Quality::Bad || (code != ExitNoLink && code != ExitNoAnswer))
             return false;
     }
     return true;
@@ -216,7 +217,7 @@ int WriteRun::showEnd(std::size_t i, bool isReadBack, bool &differs)
                              "%1 was written and confirmed, but holds another value: does the PLC's program "
                              "write it too?")
                              .arg(printable(variable.nameOf(value))),
-                         exitSomeBad);
+                         ExitSomeBad);
         }
         differs = differs || (isDone && isReadBack && !row.row.hasValue);
         m_app.out.row(row);
@@ -232,7 +233,7 @@ int WriteRun::showEnds(bool isReadBack)
     for (std::size_t i = 0; i < m_assignments.size(); ++i)
         codes.push_back(showEnd(i, isReadBack, differs));
     const int code = exitCodeOf(codes);
-    return code == exitGood && (differs || m_app.out.hasFailed()) ? int(exitSomeBad) : code;
+    return code == ExitGood && (differs || m_app.out.hasFailed()) ? int(ExitSomeBad) : code;
 }
 
 int WriteRun::nothingWritten(const QString &why, int code)
@@ -244,7 +245,7 @@ int WriteRun::nothingWritten(const QString &why, int code)
 int WriteRun::run()
 {
     if (!m_all.problem().isEmpty())
-        return m_app.refuse(m_all.problem(), exitUsage);
+        return m_app.refuse(m_all.problem(), ExitUsage);
     m_app.stations.start();
     if (!m_all.readOnce())
         return nothingWritten("nothing was written\n" + summaryOf(m_app.stations), interrupted());
@@ -255,12 +256,12 @@ int WriteRun::run()
                                        kvlink::outcomeName(Outcome::NotSent),
                                        QStringLiteral("the PLC was not reached; nothing was sent")});
         }
-        return exitNoLink;
+        return ExitNoLink;
     }
     showPlan();
     if (!isConfirmed())
         return nothingWritten("nothing was written",
-                              m_app.wait.interrupted() != 0 ? interrupted() : int(exitNoLink));
+                              m_app.wait.interrupted() != 0 ? interrupted() : int(ExitNoLink));
     handOut();
     if (m_app.wait.interrupted() != 0) {
         collectAfterStop();

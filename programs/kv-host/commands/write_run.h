@@ -30,7 +30,7 @@ public:
     int run();
 
 private:
-    int interrupted() const { return exitBySignal + m_app.wait.interrupted(); }
+    int interrupted() const { return ExitBySignal + m_app.wait.interrupted(); }
     bool isOutOfReach() const;
     void showPlan();
     bool isConfirmed();

@@ -108,8 +108,15 @@ void LinkThread::run()
 {
     Events events;
     SteadyTime deadline{};
-    while (step(events, deadline))
-        sleepUntil(deadline);
+    for (bool isOpen = true; isOpen;) {
+        isOpen = step(events, deadline);
+        if (!events.isEmpty()) {
+            m_sink(events);
+            events.clear();
+        }
+        if (isOpen)
+            sleepUntil(deadline);
+    }
 }
 
 // \return false when it was the last
@@ -120,9 +127,6 @@ bool LinkThread::step(Events &events, SteadyTime &deadline)
     if (!isOpen)
         m_engine.stop();
     deadline = m_engine.step(events);
-    if (!events.isEmpty())
-        m_sink(events);
-    events.clear();
     m_sleepOn.assign(1, pollfd{m_wakeUp, POLLIN, 0});
     m_transport.addDescriptors(m_sleepOn);
     return isOpen;

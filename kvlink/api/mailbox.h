@@ -56,7 +56,8 @@ public:
 
     // --- in --------------------------------------------------------------------------------------
 
-    /// What a step brought: changes of the link first, ends of reads last.
+    /// What a step brought; changes of the link first, ends of reads behind the
+    /// samples they brought.
     void put(Events &events);
     /// Called when something was put in, once until the next beginDelivery(). Not called
     /// after setFilledHook({}) returned.

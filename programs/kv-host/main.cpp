@@ -34,12 +34,12 @@ constexpr Command commands[] = {
 };
 // clang-format on
 
-bool g_showsDriverLines = false;
+bool showsDriverLines = false;
 
 // The driver's diagnostic lines are for people who look for a fault: with -vv.
 void onQtMessage(QtMsgType type, const QMessageLogContext & /*where*/, const QString &text)
 {
-    if (type == QtDebugMsg && !g_showsDriverLines)
+    if (type == QtDebugMsg && !showsDriverLines)
         return;
     sideNote(type == QtDebugMsg ? QStringLiteral("driver: %1").arg(text) : text);
 }
@@ -62,7 +62,7 @@ int run(int argc, char **argv)
     // eventfd several times.
     qputenv("QT_NO_GLIB", "1");
     const QCoreApplication application(argc, argv);
-    g_showsDriverLines = options.verbosity >= 2;
+    showsDriverLines = options.verbosity >= 2;
     qInstallMessageHandler(onQtMessage);
     App app(options);
     for (const Command &command : commands) {

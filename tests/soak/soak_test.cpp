@@ -12,7 +12,7 @@
 #include "fault_dice.h"
 #include "places.h"
 #include "process_size.h"
-#include "sim_process.h"
+#include "simulated_plc.h"
 
 #include <kvlink/plc.h>
 
@@ -82,32 +82,6 @@ struct Count {
     long strikes = 0, disconnections = 0;
 };
 
-// One simulated PLC and its control connection.
-class SimulatedPlc
-{
-public:
-    explicit SimulatedPlc(const QString &programFile)
-        : m_process(
-              {"--tcp", "127.0.0.1:0", "--control", "127.0.0.1:0", "--scan", "5", "--program", programFile}),
-          m_control(m_process.port("control"))
-    {
-        EXPECT_TRUE(m_process.isReady()) << m_process.errors();
-    }
-
-    QString url() const { return QStringLiteral("tcp://127.0.0.1:%1").arg(m_process.port("tcp")); }
-
-    QByteArray control(const QByteArray &command)
-    {
-        const QByteArray answer = QByteArray::fromStdString(m_control.ask(command.toStdString()));
-        EXPECT_TRUE(answer.startsWith("ok")) << command.toStdString() << ": " << answer.toStdString();
-        return answer.mid(3);
-    }
-
-private:
-    SimProcess m_process;
-    Client m_control;
-};
-
 // A write of a round, handed out.
 struct Handed {
     kvlink::WriteId id = 0;
@@ -139,7 +113,8 @@ protected:
         file.write(program);
         file.close();
         for (int station = 1; station <= 2; ++station)
-            plcs.push_back(std::make_unique<SimulatedPlc>(file.fileName()));
+            plcs.push_back(
+                std::make_unique<SimulatedPlc>(QStringList{"--scan", "5", "--program", file.fileName()}));
         for (int station = 1; station <= 2; ++station)
             link(station);
         watch = std::make_unique<QProcess>();

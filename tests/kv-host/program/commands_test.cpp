@@ -3,6 +3,8 @@
 #include "host_process.h"
 #include "simulated_plc.h"
 
+#include <gtest/gtest.h>
+
 #include <QFile>
 #include <QTemporaryDir>
 

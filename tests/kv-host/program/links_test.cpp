@@ -4,6 +4,8 @@
 #include "host_process.h"
 #include "simulated_plc.h"
 
+#include <gtest/gtest.h>
+
 #include <QMap>
 #include <QNetworkInterface>
 #include <QTcpServer>

@@ -4,6 +4,8 @@
 #include "host_process.h"
 #include "simulated_plc.h"
 
+#include <gtest/gtest.h>
+
 namespace
 {
 
@@ -42,7 +44,7 @@ TEST_P(RequestMatrix, oneWrongAnswerIsOvercomeBySendingAgain)
         SimulatedPlc plc({"--set", "DM105=5", "--set", "R1014=1", "--fault",
                           QStringLiteral("%1 cmd %2 times 1").arg(fault, row.command)});
         const Ended r = run(
-            {"--plc", plc.url(), "--timeout", "100ms", "--format", "csv", "write", "--yes", row.assignment});
+            {"--plc", plc.url(), "--timeout", "300ms", "--format", "csv", "write", "--yes", row.assignment});
         EXPECT_EQ(r.code, 0) << r.out.toStdString() << r.err.toStdString();
         ASSERT_EQ(rowsOf(r.out).size(), 1);
         EXPECT_EQ(rowsOf(r.out)[0].outcome, "done");

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The C face: results, records, texts, events and the descriptor, against kv-sim.
-#include "support/sim_plc.h"
+#include "simulated_plc.h"
 
 #include <kvlink/kvlink.h>
 
@@ -10,8 +10,6 @@
 #include <thread>
 
 #include <poll.h>
-
-using kvlink::SimPlc;
 
 namespace
 {
@@ -75,7 +73,7 @@ protected:
         return false;
     }
 
-    SimPlc sim;
+    SimulatedPlc sim;
     kvlink_plc *plc = nullptr;
     const kvlink_write_options awaited{1, KVLINK_WRITE_AWAITED, 5.0, 2, 0};
 };

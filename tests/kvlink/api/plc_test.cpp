@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Plc from outside: tags, values, writes and signals, against kv-sim over TCP.
-#include "support/sim_plc.h"
+#include "simulated_plc.h"
 
 #include <kvlink/plc.h>
 
@@ -88,7 +88,7 @@ protected:
                                              : outcome + ": " + reasonText(result.reason).toStdString();
     }
 
-    SimPlc sim;
+    SimulatedPlc sim;
     Plc plc;
     std::map<Tag, Sample> shown;
     std::map<WriteId, WriteResult> ends;
@@ -291,7 +291,7 @@ TEST_F(PlcTest, withoutAnEventLoopWaitForChangeEmits)
 
 TEST(PlcWithoutLoop, aThreadOfItsOwnNeedsNoApplicationLoop)
 {
-    SimPlc sim;
+    SimulatedPlc sim;
     sim.tell("set DM100=5");
     qint64 seen = 0;
     std::thread worker([&] {
@@ -332,7 +332,7 @@ TEST_F(PlcTest, aSlotMayDoAnything)
 
 TEST(PlcLife, aSlotMayDestroyThePlc)
 {
-    SimPlc sim;
+    SimulatedPlc sim;
     auto plc = std::make_unique<Plc>(settingsFor(sim.url()));
     plc->addTags({at("DM0"), at("EM0")});
     QObject::connect(plc.get(), &Plc::changed, [&] { plc.reset(); });
@@ -431,7 +431,7 @@ TEST_F(PlcTest, aPushButtonThatIsNotRenewedReleasesByItself)
 
 TEST(PlcLife, aPushButtonMayOutliveItsPlc)
 {
-    SimPlc sim;
+    SimulatedPlc sim;
     std::unique_ptr<Momentary> button;
     {
         Plc plc(settingsFor(sim.url()));

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Stopping takes at most half a second, whatever the other side does.
-#include "support/sim_plc.h"
+#include "simulated_plc.h"
 
 #include <kvlink/plc.h>
 
@@ -48,8 +48,8 @@ class StopUnderFault : public testing::TestWithParam<FaultRow>
 TEST_P(StopUnderFault, takesHalfASecondAtMost)
 {
     const char *option = GetParam().option;
-    SimPlc sim(*option == '\0' ? QStringList()
-                               : QStringList{QStringLiteral("--fault"), QString::fromLatin1(option)});
+    SimulatedPlc sim(*option == '\0' ? QStringList()
+                                     : QStringList{QStringLiteral("--fault"), QString::fromLatin1(option)});
     Plc plc(settingsFor(sim.url()));
     TagSettings tag;
     tag.address = QStringLiteral("DM0:1000");
@@ -90,7 +90,7 @@ TEST(Stop, aNameThatIsNotKnownDoesNotHoldItUp)
 
 TEST(Stop, startAndStopMayFollowEachOtherQuickly)
 {
-    SimPlc sim;
+    SimulatedPlc sim;
     Plc plc(settingsFor(sim.url()));
     for (int round = 0; round < 50; ++round) {
         ASSERT_TRUE(plc.start());
@@ -102,7 +102,7 @@ TEST(Stop, startAndStopMayFollowEachOtherQuickly)
 
 TEST(ManyLinks, ofThem256FitOneProcess)
 {
-    SimPlc sim;
+    SimulatedPlc sim;
     sim.tell("set DM0=7");
     std::vector<std::unique_ptr<Plc>> plcs;
     std::vector<Tag> tags;

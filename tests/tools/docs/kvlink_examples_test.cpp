@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: MIT
 // docs/kvlink.md: it shows the examples that are built, and they do what it says.
-#include "support/sim_plc.h"
+#include "simulated_plc.h"
 
 #include <gtest/gtest.h>
 
 #include <QFile>
-
-using kvlink::SimPlc;
 
 namespace
 {
@@ -62,7 +60,7 @@ protected:
         return program.readLine().trimmed().toStdString();
     }
 
-    SimPlc plc;
+    SimulatedPlc plc;
     QProcess program;
 };
 

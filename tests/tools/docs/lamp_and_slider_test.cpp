@@ -5,13 +5,11 @@
 #include "lamp_and_slider.cpp" // NOLINT: the example is a program, and this test runs it
 #undef main
 
-#include "support/sim_plc.h"
+#include "simulated_plc.h"
 
 #include <gtest/gtest.h>
 
 #include <QTimer>
-
-using kvlink::SimPlc;
 
 namespace
 {
@@ -35,7 +33,7 @@ TEST(LampAndSlider, followThePlcAndReachIt)
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     qputenv("KV_DRIVER", KV_DRIVER_PATH);
-    SimPlc plc;
+    SimulatedPlc plc;
     plc.tell("set R500=1");
 
     const std::vector<Step> steps = {

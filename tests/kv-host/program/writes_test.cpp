@@ -28,7 +28,7 @@ const RequestRow requestRows[] = {
 };
 
 // An error code is the PLC's own word: it is not asked again.
-const char *const onceFaults[] = {"silent",      "late:150",     "short",    "long",         "torn",
+const char *const onceFaults[] = {"silent",      "late:450",     "short",    "long",         "torn",
                                   "garbled",     "doubled",      "split",    "close:before", "close:in",
                                   "close:after", "reset:before", "reset:in", "reset:after"};
 

@@ -49,13 +49,15 @@ std::vector<Variable> variablesOf(const std::vector<Assignment> &assignments)
     return variables;
 }
 
-// Not one old value came, and not because the PLC refused it: nothing could be written either.
+// Not one old value came, and not because the PLC refused it: nothing could be written either. A link
+// that was lost since is waited for again.
 bool WriteRun::isOutOfReach() const
 {
     for (int i = 0; i < m_all.size(); ++i) {
         const Sample sample = m_all.sample(i);
         const int code = exitCodeOf(sample.reason);
-        if (sample.quality != Quality::Bad || (code != ExitNoLink && code != ExitNoAnswer))
+        if (sample.hasValue() || sample.quality != Quality::Bad ||
+            (code != ExitNoLink && code != ExitNoAnswer))
             return false;
     }
     return true;

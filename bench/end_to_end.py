@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Measures kvlink and kv-host against kv-sim as whole programs, next to what a user would pick instead.
+"""Measures kvlink, kv-host and kv-sim as whole programs, next to what a user would pick instead.
 
     python3 bench/end_to_end.py FOLDER RESULT.json [--quick]
 
@@ -15,12 +15,14 @@ import time
 from contextlib import ExitStack, contextmanager
 from pathlib import Path
 
+import sim_figures
 from programs import PATIENCE, MeasureError, Plcs, cpu_seconds, host_command
 
 WORDS = 120
 ANSWER_DELAY_MS = 10  # of a PLC that is no program on the same machine
 HEALTHY = 3
 POINT_PLCS, FLOATS, WRITES = 10, 10_000, 100
+LAMP_AND_SLIDER = Path(__file__).resolve().parents[1] / "docs" / "examples" / "lamp_and_slider.cpp"
 MANY_PLCS, MANY_WORDS, MANY_PERIOD_MS = 256, 100, 100
 
 
@@ -163,6 +165,20 @@ def watch_cost(folder, seconds):
             host.communicate(timeout=PATIENCE)
 
 
+def timers_requests(folder):
+    """Requests that one pass over 100 timers takes."""
+    with Plcs(folder) as plcs:
+        run = subprocess.run(host_command(folder, "--plc", plcs.urls[0], "-vv", "read", "T0:100"), capture_output=True,
+                             text=True, check=True)
+    return sum("> RD" in line for line in run.stderr.splitlines())
+
+
+def maker_lines():
+    """Lines of the example with a lamp and a slider: without includes, comments and empty ones."""
+    lines = LAMP_AND_SLIDER.read_text(encoding="utf-8").splitlines()
+    return sum(bool(line.strip()) and not line.strip().startswith(("//", "#include")) for line in lines)
+
+
 def measure(folder, quick=False):
     folder = Path(folder).resolve()
     return {
@@ -176,6 +192,9 @@ def measure(folder, quick=False):
         "one_read": one_read(folder, 5 if quick else 21),
         "serial_passes": serial_passes(folder, 4 if quick else 10),
         "watch_cost": watch_cost(folder, 5 if quick else 30),
+        "maker_lines": maker_lines(),
+        "timers_requests": timers_requests(folder),
+        "sim": sim_figures.measure(folder, quick),
     }
 
 

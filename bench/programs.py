@@ -49,6 +49,12 @@ def host_command(folder, *arguments):
     return ["env", "XDG_CONFIG_HOME=/nonexistent", folder / "kv-host", *arguments]
 
 
+def resident_kb(pid):
+    """Memory that a process holds."""
+    status = Path(f"/proc/{pid}/status").read_text()
+    return next(int(line.split()[1]) for line in status.splitlines() if line.startswith("VmRSS:"))
+
+
 def cpu_seconds(pid):
     """User and system time of a process."""
     fields = Path(f"/proc/{pid}/stat").read_text().rsplit(")", 1)[1].split()

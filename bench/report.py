@@ -14,7 +14,7 @@ import sys
 from pathlib import Path
 
 from rows import (HEADINGS, MissingFigure, aligned, best_times, counters, driver_rows, figure, markdown,
-                  program_rows)
+                  program_rows, sim_rows)
 
 SERIES = {"exchangeOfLength": (1, 2, 4, 8, 16, 32, 64, 96, 128),
           "plainWordsOfLength": (1, 2, 4, 8, 16, 32, 64, 96, 128),
@@ -48,6 +48,17 @@ def flat_table(rounds):
                       f"{one['kv']['cpu_us']:.1f} us", f"{one['modbus']['cpu_us']:.1f} us"] for one in rounds])
 
 
+def servers_table(rounds):
+    return markdown(["kv-sim, requests a second", "libmodbus", "kv-sim, CPU for one", "libmodbus"],
+                    [[f"{one['kv']['rate']:.0f}", f"{one['modbus']['rate']:.0f}", f"{one['kv']['cpu_us']:.1f} us",
+                      f"{one['modbus']['cpu_us']:.1f} us"] for one in rounds])
+
+
+def sizes_table(sizes):
+    return markdown(["PLCs", "memory", "start"],
+                    [[one["plcs"], f"{one['rss_kb'] / 1024:.1f} MB", f"{one['start_s'] * 1000:.0f} ms"] for one in sizes])
+
+
 def qt_of(benchmark):
     """run.sh tells it to driver_bench, which passes it on."""
     return benchmark["context"]["qt"]
@@ -61,7 +72,7 @@ def allocation_table(drivers):
 
 def all_rows(drivers, found):
     rows = [row for benchmark in drivers for row in driver_rows(best_times(benchmark), qt_of(benchmark))]
-    return rows + program_rows(found)
+    return rows + program_rows(found) + sim_rows(found["sim"])
 
 
 TEXT = """# Performance
@@ -107,7 +118,17 @@ vanished one neither succeed nor fail. Three healthy PLCs beside them are read e
 10 PLCs with 10,000 32-bit floats each are read once a second, every value; {changes:.0f} of them changed a second. 100 writes are
 handed out meanwhile, one after the other; half of them were confirmed within {write_median:.1f} ms. Memory is the
 resident set.
-"""
+
+## kv-sim
+
+One client asks kv-sim for 120 words and the Modbus server of libmodbus for 120 registers, in turns, and waits for each
+answer. Its loop is the same for both and takes most of the time; the CPU time is the server's alone. No target: the answer
+of kv-sim is three times as long, and made of digits.
+
+{servers}
+So many PLCs in one kv-sim, just started:
+
+{sizes}"""
 
 
 def report(drivers, found, machine):
@@ -117,7 +138,8 @@ def report(drivers, found, machine):
         quick="\nA quick run: fewer and shorter rounds than usual.\n" if found["quick"] else "",
         targets=markdown(HEADINGS, rows), allocations=allocation_table(drivers), flat=flat_table(found["flat"]),
         passes=passes_table(found["passes"]), changes=found["points"]["changes_a_second"],
-        write_median=found["points"]["write_median_ms"])
+        write_median=found["points"]["write_median_ms"], servers=servers_table(found["sim"]["against_modbus"]),
+        sizes=sizes_table(found["sim"]["sizes"]))
 
 
 def main(driver, other_qt, programs, machine, scratch, folder):

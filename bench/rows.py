@@ -127,6 +127,19 @@ def program_rows(found):
         Row("100,000 tags: from the first call to the first answer", f"{tags['start_s']:.2f} s", "1 s", tags["start_s"], 1),
         Row("one more tag among 100,000, to its first value", f"{tags['one_more_ms']:.1f} ms", "5 ms", tags["one_more_ms"] / 5, 1),
         Row("CPU of kv-host watch, 50 exchanges a second", *share(found["watch_cost"], 0.01), 1),
+        Row("requests for T0 to T99", str(found["timers_requests"]), "1", found["timers_requests"], 1),
+        Row("lines of a maker for a lamp and a slider", str(found["maker_lines"]), "30", found["maker_lines"] / 30, 1),
+    ]
+
+
+def sim_rows(sim):
+    most, many = sim["sizes"][-1], sim["many"]
+    return [
+        Row("kv-sim with 256 PLCs: memory", f"{most['rss_kb'] / 1024:.1f} MB", "40 MB", most["rss_kb"] / 1024 / 40, 1),
+        Row("kv-sim with 256 PLCs: start", f"{most['start_s']:.2f} s", "0.5 s", most["start_s"] / 0.5, 1),
+        Row("256 PLCs asked 200 times a second: answered", f"{many['answered']} of {many['due']:.0f}", "all that are due",
+            many["answered"] / many["due"], 0.99, at_least=True),
+        Row("256 PLCs asked 200 times a second: CPU of kv-sim", *share(many["cpu"], 1), 1),
     ]
 
 

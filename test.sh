@@ -7,7 +7,8 @@
 #   ./test.sh --coverage   Qt 5 only, with the lines and branches of all that ships which they reach
 #   ./test.sh --sanitize   everything under the address and undefined-behaviour sanitizers (clang,
 #                          Qt 5), then the driver under the thread sanitizer (clang, Qt 6)
-#   ./test.sh --lint       rooms, texts, clang-format, clang-tidy (what ships), cppcheck
+#   ./test.sh --lint       rooms, texts, clang-format; clang-tidy: all that ships, names and habits
+#                          in the tests; cppcheck: all that ships
 #
 # Qt 5 is built optimised, as it ships; Qt 6 with assertions, which also check the order of locks.
 set -euo pipefail

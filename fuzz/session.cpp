@@ -41,28 +41,28 @@ std::string values(Input &input)
 }
 } // namespace
 
-Session::Session(Input &bytes, Settings settings) : input(bytes), kind(settings)
+Session::Session(Input &bytes, Settings settings) : m_input(bytes), m_kind(settings)
 {
-    block->maxBlockLength = 64;
-    block->defaultStation = 1;
-    block->maxRetries = 2;
-    block->multiStation = 1;
-    block->commMode = 2;
-    block->callbackContext = 77;
-    if (kind == Settings::Any) {
+    m_block->maxBlockLength = 64;
+    m_block->defaultStation = 1;
+    m_block->maxRetries = 2;
+    m_block->multiStation = 1;
+    m_block->commMode = 2;
+    m_block->callbackContext = 77;
+    if (m_kind == Settings::Any) {
         std::array<int, 19> words{};
         for (int i = 0; i < 19; ++i)
             words[std::size_t(i)] = settingsWord(i);
-        std::memcpy(static_cast<void *>(block.get()), words.data(), sizeof words);
+        std::memcpy(static_cast<void *>(m_block.get()), words.data(), sizeof words);
     }
-    freshDriver(block.get());
-    std::memcpy(plain.settings.data(), block.get(), sizeof plain.settings);
+    freshDriver(m_block.get());
+    std::memcpy(m_plain.settings.data(), m_block.get(), sizeof m_plain.settings);
 }
 
 void Session::play()
 {
     compare("SetComInfo");
-    for (int i = 0; i < steps && !input.empty(); ++i)
+    for (int i = 0; i < steps && !m_input.empty(); ++i)
         step();
     requireBoundedImages();
 }
@@ -78,48 +78,48 @@ void Session::step()
         &Session::addRead,     &Session::rebuild,       &Session::getRegister,   &Session::getRegister,
         &Session::parse,       &Session::switchStation, &Session::changeSetting, &Session::handOver,
         &Session::fillLists};
-    (this->*calls[std::size_t(input.below(int(calls.size())))])();
+    (this->*calls[std::size_t(m_input.below(int(calls.size())))])();
 }
 
 // --- what calls are made of ---------------------------------------------------------------------
 
 int Session::area()
 {
-    const int chosen = input.byte();
-    return chosen < 240 ? chosen % 40 : oneOf<6>(input, {-1, 40, 41, 255, lowest, highest});
+    const int chosen = m_input.byte();
+    return chosen < 240 ? chosen % 40 : oneOf<6>(m_input, {-1, 40, 41, 255, lowest, highest});
 }
 
 int Session::station()
 {
-    return oneOf<10>(input, {1, 1, 1, 1, 2, 2, 3, 0, 255, -1});
+    return oneOf<10>(m_input, {1, 1, 1, 1, 2, 2, 3, 0, 255, -1});
 }
 
 int Session::count()
 {
-    const int chosen = input.byte();
+    const int chosen = m_input.byte();
     if (chosen < 200)
         return chosen % 8 + 1;
-    return oneOf<15>(input, {0, -1, -40, 9, 15, 16, 17, 31, 63, 64, 65, 127, 128, 129, 200});
+    return oneOf<15>(m_input, {0, -1, -40, 9, 15, 16, 17, 31, 63, 64, 65, 127, 128, 129, 200});
 }
 
 // Few of them, so that an owner often has several requests pending.
 int Session::ownerType()
 {
-    return oneOf<8>(input, {1, 1, 1, 1, 0, 11, 12, -1});
+    return oneOf<8>(m_input, {1, 1, 1, 1, 0, 11, 12, -1});
 }
 
 int Session::ownerId()
 {
-    return oneOf<4>(input, {1, 1, 1, 2});
+    return oneOf<4>(m_input, {1, 1, 1, 2});
 }
 
 std::string Session::addressText(int ofArea)
 {
-    const int form = input.byte();
+    const int form = m_input.byte();
     if (form >= 240)
-        return input.ascii(12);
-    const int unit = form >= 220 ? input.below(2000) : input.below(40);
-    const std::string bit = std::to_string(input.below(form >= 200 ? 100 : 16));
+        return m_input.ascii(12);
+    const int unit = form >= 220 ? m_input.below(2000) : m_input.below(40);
+    const std::string bit = std::to_string(m_input.below(form >= 200 ? 100 : 16));
     const std::string bits = (bit.size() < 2 ? "0" : "") + bit;
     if (ofArea >= 32)
         return std::to_string(unit) + "." + bit;
@@ -133,9 +133,9 @@ model::Var Session::variable()
     model::Var var;
     var.ownerType = ownerType();
     var.ownerId = ownerId();
-    const int odd = input.byte(); // mostly 0 in a short input: a variable that makes sense
+    const int odd = m_input.byte(); // mostly 0 in a short input: a variable that makes sense
     var.accessMode = (odd & 0x80) != 0 ? 7 : odd & 1;
-    var.linkId = (odd & 0x60) == 0x60 ? input.below(4) : plain.settings[model::localLinkId];
+    var.linkId = (odd & 0x60) == 0x60 ? m_input.below(4) : m_plain.settings[model::localLinkId];
     var.preReadMark = (odd & 0x18) == 0x18 ? -1 : 0;
     var.field3 = odd;
     var.area = area();
@@ -143,36 +143,36 @@ model::Var Session::variable()
     var.addressText = addressText(var.area);
     var.extraText = (odd & 2) != 0 ? "pump" : "";
     var.address =
-        (odd & 4) != 0 ? oneOf<8>(input, {-1, -15, -16, -17, -1000, 1999, 4095, 5000}) : input.below(300);
+        (odd & 4) != 0 ? oneOf<8>(m_input, {-1, -15, -16, -17, -1000, 1999, 4095, 5000}) : m_input.below(300);
     var.count = count();
-    var.data = values(input);
+    var.data = values(m_input);
     return var;
 }
 
 int Session::settingsWord(int word)
 {
-    if (kind == Settings::Any && input.flag())
-        return input.flag() ? input.number()
-                            : oneOf<6>(input, {lowest, highest, -1, lowest + 1, highest - 1, 0});
+    if (m_kind == Settings::Any && m_input.flag())
+        return m_input.flag() ? m_input.number()
+                              : oneOf<6>(m_input, {lowest, highest, -1, lowest + 1, highest - 1, 0});
     switch (word) {
     case model::maxBlockLength:
-        return oneOf<10>(input, {64, 16, 1, 5, 0, -1, 127, 128, 129, 1000});
+        return oneOf<10>(m_input, {64, 16, 1, 5, 0, -1, 127, 128, 129, 1000});
     case model::defaultStation:
-        return oneOf<4>(input, {1, 2, 3, 0});
+        return oneOf<4>(m_input, {1, 2, 3, 0});
     case model::maxRetries:
-        return oneOf<5>(input, {2, 0, 1, 3, -1});
+        return oneOf<5>(m_input, {2, 0, 1, 3, -1});
     case model::multiStation:
-        return oneOf<3>(input, {1, 0, -1});
+        return oneOf<3>(m_input, {1, 0, -1});
     case model::remoteMode:
-        return oneOf<4>(input, {0, 0, 1, 2});
+        return oneOf<4>(m_input, {0, 0, 1, 2});
     case model::localLinkId:
-        return oneOf<3>(input, {0, 0, 3});
+        return oneOf<3>(m_input, {0, 0, 3});
     case model::commMode:
-        return oneOf<4>(input, {2, 2, 1, 0});
+        return oneOf<4>(m_input, {2, 2, 1, 0});
     case model::callbackContext:
-        return input.number();
+        return m_input.number();
     default:
-        return kind == Settings::Any ? input.below(4) : 0;
+        return m_kind == Settings::Any ? m_input.below(4) : 0;
     }
 }
 
@@ -186,49 +186,49 @@ void Session::setRegister()
     const std::string address = addressText(toArea);
     const int toStation = station();
     const int number = count();
-    const std::string data = values(input);
+    const std::string data = values(m_input);
     const int type = ownerType();
     const int id = ownerId();
     const int returned = SetRegisterData(QStringLiteral("tank"), toArea, text(address), toStation,
-                                         memory.array(data), number, type, id);
+                                         m_memory.array(data), number, type, id);
     compareReturned("SetRegisterData", returned,
-                    plain.setRegisterData("tank", toArea, address, toStation, data, number, type, id));
+                    m_plain.setRegisterData("tank", toArea, address, toStation, data, number, type, id));
 }
 
 void Session::addWrite()
 {
     model::Var var = variable();
-    if (!plain.writeList.empty() && input.flag()) { // the same request once more, with other values
+    if (!m_plain.writeList.empty() && m_input.flag()) { // the same request once more, with other values
         const std::string data = var.data;
-        var = plain.writeList[std::size_t(input.below(int(plain.writeList.size())))];
+        var = m_plain.writeList[std::size_t(m_input.below(int(m_plain.writeList.size())))];
         var.data = data;
     }
-    const int mode = input.below(3);
+    const int mode = m_input.below(3);
     RW_VAR qt = model::toQt(var);
-    compareReturned("AddListWriteVar", AddListWriteVar(&qt, mode), plain.addListWriteVar(var, mode));
+    compareReturned("AddListWriteVar", AddListWriteVar(&qt, mode), m_plain.addListWriteVar(var, mode));
 }
 
 void Session::addOnceRead()
 {
     model::Var var = variable();
     var.accessMode = 0;
-    const int mode = input.below(3);
+    const int mode = m_input.below(3);
     RW_VAR qt = model::toQt(var);
     const int returned = AddListOnceReadVar(&qt, mode);
     require(model::fromQt(qt) == var, "AddListOnceReadVar leaves the caller's record as it was");
-    compareReturned("AddListOnceReadVar", returned, plain.addListOnceReadVar(var, mode));
+    compareReturned("AddListOnceReadVar", returned, m_plain.addListOnceReadVar(var, mode));
 }
 
 void Session::addRead()
 {
     const model::Var var = variable();
     RW_VAR qt = model::toQt(var);
-    compareReturned("AddListReadVar", AddListReadVar(&qt), plain.addListReadVar(var));
+    compareReturned("AddListReadVar", AddListReadVar(&qt), m_plain.addListReadVar(var));
 }
 
 void Session::rebuild()
 {
-    std::vector<model::HostVar> wanted(std::size_t(input.below(10)));
+    std::vector<model::HostVar> wanted(std::size_t(m_input.below(10)));
     QList<HOSTVAR> list;
     for (model::HostVar &var : wanted) {
         var.area = area() & 0xFF;
@@ -242,7 +242,7 @@ void Session::rebuild()
         qt.count = var.count;
         list.append(qt);
     }
-    compareReturned("ReCreatReadVarList", ReCreatReadVarList(&list), plain.reCreatReadVarList(wanted));
+    compareReturned("ReCreatReadVarList", ReCreatReadVarList(&list), m_plain.reCreatReadVarList(wanted));
 }
 
 void Session::getRegister()
@@ -254,7 +254,7 @@ void Session::getRegister()
     QByteArray out("before");
     std::string expected;
     const int returned = GetRegisterData(0, ofArea, text(address), ofStation, &out, number);
-    const int expectedReturn = plain.getRegisterData(ofArea, address, ofStation, expected, number);
+    const int expectedReturn = m_plain.getRegisterData(ofArea, address, ofStation, expected, number);
     if (out.toStdString() != expected)
         differs(model::versus("values of GetRegisterData", model::inQuotes(out.toStdString()),
                               model::inQuotes(expected)));
@@ -264,24 +264,24 @@ void Session::getRegister()
 void Session::parse()
 {
     const int ofArea = area();
-    const std::string address = input.flag() ? addressText(ofArea) : input.ascii(16);
+    const std::string address = m_input.flag() ? addressText(ofArea) : m_input.ascii(16);
     compareReturned("PLCAddressChangeIntef", PLCAddressChangeIntef(ofArea, text(address)),
-                    plain.parseAddress(ofArea, address));
+                    m_plain.parseAddress(ofArea, address));
 }
 
 void Session::switchStation()
 {
-    const int which = oneOf<6>(input, {1, 2, 3, 255, -1, lowest});
-    const int flag = oneOf<6>(input, {0, 0, 1, 1, 2, -1});
-    input.flag() ? EnCommStation(which, flag) : EnableEthernet(which, flag);
-    plain.switchStation(which, flag);
+    const int which = oneOf<6>(m_input, {1, 2, 3, 255, -1, lowest});
+    const int flag = oneOf<6>(m_input, {0, 0, 1, 1, 2, -1});
+    m_input.flag() ? EnCommStation(which, flag) : EnableEthernet(which, flag);
+    m_plain.switchStation(which, flag);
     compare("switching a station");
 }
 
 void Session::setWord(int word, int value)
 {
-    plain.settings[std::size_t(word)] = value;
-    std::memcpy(static_cast<void *>(block.get()), plain.settings.data(), sizeof *block);
+    m_plain.settings[std::size_t(word)] = value;
+    std::memcpy(static_cast<void *>(m_block.get()), m_plain.settings.data(), sizeof *m_block);
 }
 
 void Session::changeSetting()
@@ -290,22 +290,22 @@ void Session::changeSetting()
         model::maxBlockLength, model::defaultStation, model::maxRetries,  model::retryCount,
         model::multiStation,   model::remoteMode,     model::localLinkId, model::commMode,
         model::cycleDone,      model::callbackContext};
-    const int word = kind == Settings::Any ? input.below(19) : oneOf(input, sensible);
+    const int word = m_kind == Settings::Any ? m_input.below(19) : oneOf(m_input, sensible);
     setWord(word, settingsWord(word));
     compare("changing a setting");
 }
 
 void Session::handOver()
 {
-    if (input.flag()) {
+    if (m_input.flag()) {
         setWord(model::stateWord10, 5);
         setWord(model::stateWord13, 6);
-        SetComInfo(block.get());
-        plain.setComInfo();
+        SetComInfo(m_block.get());
+        m_plain.setComInfo();
     } else {
-        plain.callbacksSet = input.flag();
-        RegistCallBackFuncIntf(plain.callbacksSet ? hearNotify : nullptr,
-                               plain.callbacksSet ? hearError : nullptr);
+        m_plain.callbacksSet = m_input.flag();
+        RegistCallBackFuncIntf(m_plain.callbacksSet ? hearNotify : nullptr,
+                               m_plain.callbacksSet ? hearError : nullptr);
     }
     compare("a set-up call");
 }
@@ -313,9 +313,9 @@ void Session::handOver()
 // Fills the lists almost to their limit.
 void Session::fillLists()
 {
-    if (input.below(4) != 3 || crowded())
+    if (m_input.below(4) != 3 || crowded())
         return;
-    const int wanted = input.between(1020, 1025);
+    const int wanted = m_input.between(1020, 1025);
     model::Var var;
     var.ownerType = 9;
     var.area = 10;
@@ -327,15 +327,15 @@ void Session::fillLists()
         RW_VAR qt = model::toQt(var);
         AddListWriteVar(&qt, 1);
         AddListOnceReadVar(&qt, 1);
-        plain.writeList.push_back(var);
-        plain.onceReadList.push_back(var);
+        m_plain.writeList.push_back(var);
+        m_plain.onceReadList.push_back(var);
     }
     compare("filling the lists");
 }
 
 bool Session::crowded() const
 {
-    return plain.writeList.size() + plain.onceReadList.size() + plain.readList.size() > 400;
+    return m_plain.writeList.size() + m_plain.onceReadList.size() + m_plain.readList.size() > 400;
 }
 
 // --- exchange loop ------------------------------------------------------------------------------
@@ -349,14 +349,14 @@ void Session::exchange()
 
 void Session::exchanges()
 {
-    for (int left = input.between(2, 9); left > 0; --left)
+    for (int left = m_input.between(2, 9); left > 0; --left)
         exchange();
 }
 
 void Session::ask()
 {
     const quintptr returned = ComCommunication();
-    plain.comCommunication();
+    m_plain.comCommunication();
     const QList<Protocol> &queue = PLC_driver.frameQueue;
     require(returned == (queue.isEmpty() ? 0 : reinterpret_cast<quintptr>(&queue.first())),
             "ComCommunication returns the head of the queue");
@@ -372,7 +372,7 @@ void Session::timeOut()
 void Session::silence()
 {
     ask();
-    for (int left = input.between(1, 4); left > 0; --left)
+    for (int left = m_input.between(1, 4); left > 0; --left)
         timeOut();
 }
 
@@ -381,13 +381,13 @@ void Session::cannedReply()
     static const std::array<const char *, 12> replies{"CC\r\n", "E1\r\n", "e4\r\n", "OK\r\n",
                                                       "CX\r\n", "CC",     "OK",     "EEEE",
                                                       "E\r\n",  "1234",   "E0\r\n", "\r\n"};
-    const std::string reply = replies[std::size_t(input.below(int(replies.size())))];
+    const std::string reply = replies[std::size_t(m_input.below(int(replies.size())))];
     answer(reply, int(reply.size()));
 }
 
 void Session::anyReply()
 {
-    const std::string reply = input.bytes(60);
+    const std::string reply = m_input.bytes(60);
     answer(reply, int(reply.size()));
 }
 
@@ -396,9 +396,9 @@ void Session::spoiltReply()
 {
     std::string reply = goodReply();
     int length = int(reply.size());
-    switch (input.below(6)) {
+    switch (m_input.below(6)) {
     case 0:
-        reply.resize(std::size_t(input.below(length + 1)));
+        reply.resize(std::size_t(m_input.below(length + 1)));
         length = int(reply.size());
         break;
     case 1: // doubled
@@ -406,36 +406,36 @@ void Session::spoiltReply()
         length = int(reply.size());
         break;
     case 2: // the length is right, the bytes are not all there
-        reply.resize(std::size_t(input.below(length + 1)));
+        reply.resize(std::size_t(m_input.below(length + 1)));
         break;
     case 3:
-        length = oneOf<6>(input, {0, -1, 4, 1000, lowest, highest});
+        length = oneOf<6>(m_input, {0, -1, 4, 1000, lowest, highest});
         break;
     default:
-        for (int changes = input.between(1, 4); changes > 0 && length > 0; --changes)
-            reply[std::size_t(input.below(length))] = char(input.byte());
+        for (int changes = m_input.between(1, 4); changes > 0 && length > 0; --changes)
+            reply[std::size_t(m_input.below(length))] = char(m_input.byte());
     }
     answer(reply, length);
 }
 
 void Session::answer(const std::string &reply, int length)
 {
-    QByteArray received = memory.array(reply);
+    QByteArray received = m_memory.array(reply);
     require(DataCom(&received, length) == reinterpret_cast<quintptr>(&PLC_driver.currentVar),
             "DataCom returns currentVar");
-    plain.dataCom(reply, length);
+    m_plain.dataCom(reply, length);
     compare("DataCom");
 }
 
 // The reply of a PLC that serves everything, in exactly the expected length.
 std::string Session::goodReply()
 {
-    if (plain.queue.empty())
+    if (m_plain.queue.empty())
         return "";
-    const model::Frame &frame = plain.queue.front();
-    const auto link = plain.linked.find(frame.var.station);
-    const bool linked = link != plain.linked.end() && link->second;
-    if (!linked && frame.var.linkId == plain.settings[model::localLinkId])
+    const model::Frame &frame = m_plain.queue.front();
+    const auto link = m_plain.linked.find(frame.var.station);
+    const bool linked = link != m_plain.linked.end() && link->second;
+    if (!linked && frame.var.linkId == m_plain.settings[model::localLinkId])
         return "CC\r\n";
     if (frame.replyLength == 4)
         return "OK\r\n";
@@ -452,7 +452,7 @@ std::string Session::goodReply()
 std::string Session::value(int width)
 {
     if (width == 24) {
-        std::string triple = std::to_string(input.below(2));
+        std::string triple = std::to_string(m_input.below(2));
         triple += "," + digits(10);
         return triple + "," + digits(10);
     }
@@ -462,9 +462,9 @@ std::string Session::value(int width)
 // Digits from two bytes; mostly zeros when there are ten, which would not fit an int otherwise.
 std::string Session::digits(int number)
 {
-    std::string text = std::to_string(input.below(0x10000));
-    if (number == 10 && input.flag())
-        text += std::to_string(input.below(0x10000));
+    std::string text = std::to_string(m_input.below(0x10000));
+    if (number == 10 && m_input.flag())
+        text += std::to_string(m_input.below(0x10000));
     return std::string(std::size_t(number) - std::min(text.size(), std::size_t(number)), '0') +
            text.substr(0, std::size_t(number));
 }
@@ -473,14 +473,14 @@ std::string Session::digits(int number)
 
 void Session::compare(const std::string &call)
 {
-    for (const std::string &found : {model::compareList("debug lines", heard.lines, plain.lines),
-                                     model::compareList("callbacks", heard.callbacks, plain.callbacks),
-                                     model::compareDriver(plain, *block)})
+    for (const std::string &found : {model::compareList("debug lines", heard.lines, m_plain.lines),
+                                     model::compareList("callbacks", heard.callbacks, m_plain.callbacks),
+                                     model::compareDriver(m_plain, *m_block)})
         if (!found.empty())
             differs("after " + call + ": " + found);
     heard = Heard();
-    plain.lines.clear();
-    plain.callbacks.clear();
+    m_plain.lines.clear();
+    m_plain.callbacks.clear();
 }
 
 void Session::compareReturned(const std::string &call, int driver, int expected)

@@ -63,10 +63,10 @@ private:
     void compareReturned(const std::string &call, int driver, int expected);
     bool crowded() const;
 
-    Input &input;
-    Settings kind;
+    Input &m_input;
+    Settings m_kind;
     /// The host's block, to the byte: a word read or written beyond it is noticed.
-    std::unique_ptr<ComInfo> block = std::make_unique<ComInfo>();
-    ExactMemory memory;
-    model::Driver plain;
+    std::unique_ptr<ComInfo> m_block = std::make_unique<ComInfo>();
+    ExactMemory m_memory;
+    model::Driver m_plain;
 };

@@ -80,7 +80,7 @@ Options translate(const kvlink_write_options &from)
 
 // Hands out a write by \a hand, which gets the options.
 template <class Hand>
-int64_t handOut(kvlink_plc *plc, const kvlink_write_options *options, Hand hand)
+int64_t handOut(const kvlink_plc *plc, const kvlink_write_options *options, Hand hand)
 {
     const kvlink_write_options usual KVLINK_WRITE_OPTIONS_INIT;
     const kvlink_write_options &given = options == nullptr ? usual : *options;

@@ -143,7 +143,7 @@ void Plc::deliver()
 {
     const QPointer<Plc> alive(this); // a slot may destroy this
     const std::shared_ptr<PlcCore> core = m_core;
-    for (std::size_t left = core->mailbox().beginDelivery(); left > 0 && alive; --left) {
+    for (std::size_t left = core->mailbox().beginDelivery(); left > 0 && !alive.isNull(); --left) {
         const std::optional<Event> event = core->take();
         if (!event)
             return;

@@ -119,7 +119,7 @@ Tag PlcCore::addTag(const TagSettings &settings, QString *problem)
     QStringList problems;
     const Tag tag = addTags({settings}, &problems).front();
     if (problem != nullptr)
-        *problem = problems.front();
+        *problem = problems.front(); // cppcheck-suppress containerOutOfBounds ; one tag, one text
     return tag;
 }
 

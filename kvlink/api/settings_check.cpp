@@ -7,6 +7,9 @@ namespace kvlink
 {
 namespace
 {
+constexpr Duration shortestTimeout = 1ms;
+constexpr Duration longestTimeout = 1min;
+constexpr Duration longestGap = 10s;
 constexpr Duration day = 24h;
 
 QString seconds(Duration time)
@@ -34,10 +37,10 @@ QString notWithin(const char *what, int given, int least, int most)
 
 QString problemOf(const LinkSettings &settings)
 {
-    if (settings.timeout < 1ms || settings.timeout > 1min)
+    if (settings.timeout < shortestTimeout || settings.timeout > longestTimeout)
         return outOfRange("a time-out", milliseconds(settings.timeout),
                           QStringLiteral("between 1 ms and 60 s"));
-    if (settings.gap < 0ms || settings.gap > 10s)
+    if (settings.gap < Duration(0) || settings.gap > longestGap)
         return outOfRange("a pause between requests", milliseconds(settings.gap),
                           QStringLiteral("between 0 and 10 s"));
     return notWithin("a largest request", settings.maxBlock, 1, 1000);
@@ -51,14 +54,14 @@ QString problemOf(const TagSettings &settings)
         return QStringLiteral("an offset must be a finite number");
     if (!std::isfinite(settings.deadband) || settings.deadband < 0.0)
         return QStringLiteral("a deadband must be 0 or more");
-    if (settings.period < 0ms || settings.period > day)
+    if (settings.period < Duration(0) || settings.period > day)
         return outOfRange("a period", seconds(settings.period), QStringLiteral("between 0 and 86400 s"));
     return {};
 }
 
 QString problemOf(const WriteOptions &options)
 {
-    if (options.expires <= 0ms || options.expires > day)
+    if (options.expires <= Duration(0) || options.expires > day)
         return outOfRange("an expiry", seconds(options.expires),
                           QStringLiteral("above 0 and at most 86400 s"));
     return notWithin("a number of attempts", options.attempts, 1, 10);

@@ -46,6 +46,7 @@ TagEntry *TagTable::entryOf(Tag tag) const
     const quint32 page = tag.id() / Page::size;
     if (page >= m_pages.size() || !m_pages[page])
         return nullptr;
+    // cppcheck-suppress constVariable ; callers write through what is returned
     std::optional<TagEntry> &entry = m_pages[page]->entries[tag.id() % Page::size];
     return entry ? &*entry : nullptr;
 }

@@ -58,7 +58,7 @@ public:
     /// all are done. While no link comes to be the id follows at once, since all tags are bad.
     void readNow(ReadId id, const std::vector<Tag> &tags);
 
-    void write(EngineWrite write);
+    void write(const EngineWrite &write);
     void pulse(WriteId id, Tag relay, Duration length);
     bool cancel(WriteId id);
     int cancelAll();

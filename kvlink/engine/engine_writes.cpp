@@ -46,7 +46,7 @@ std::optional<QueuedWrite> Engine::prepared(const EngineWrite &write)
     return queued;
 }
 
-void Engine::write(EngineWrite write)
+void Engine::write(const EngineWrite &write)
 {
     if (std::optional<QueuedWrite> queued = prepared(write))
         m_writes.add(std::move(*queued), m_life.isReady(), m_clock.now());

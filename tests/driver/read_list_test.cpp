@@ -794,6 +794,7 @@ TEST_F(ReadList, listsAfterReleasingTheLists)
 
 struct Unit {
     int station, key, address;
+    // NOLINTNEXTLINE(modernize-use-nullptr): the 0 that it compares with is no pointer
     auto operator<=>(const Unit &) const = default;
 };
 

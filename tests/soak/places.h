@@ -34,6 +34,7 @@ struct Element {
     int station = 0;
     int kind = 0;
     int number = 0;
+    // NOLINTNEXTLINE(modernize-use-nullptr): the 0 that it compares with is no pointer
     auto operator<=>(const Element &) const = default;
 };
 

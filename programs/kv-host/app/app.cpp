@@ -107,7 +107,7 @@ bool findStation(App &app, Variable &variable, const QString &word, QString &pro
 }
 
 // \return how many tags were added
-int addMatching(App &app, const QString &pattern, QStringList &words)
+int addMatching(const App &app, const QString &pattern, QStringList &words)
 {
     const auto before = words.size();
     for (const Variable &tag : app.tags) {

@@ -19,7 +19,7 @@ constexpr int mostUnits = 1000;
 
 CLI::Validator timeText()
 {
-    return {[](std::string &text) {
+    return {[](const std::string &text) {
                 QString problem;
                 return timeFromText(QString::fromStdString(text), problem) ? std::string()
                                                                            : problem.toStdString();

@@ -29,6 +29,7 @@ constexpr char footer[] = "Times are written with their unit: 500ms, 2s, 1m, 1h,
                           "Defaults are read from ~/.config/kv-host.conf (lines such as: timeout=2s).\n"
                           "First steps without a PLC: kv-host --simulate watch DM0 R0 T0 C0";
 
+constexpr Duration shortestTimeout = 1ms;
 constexpr Duration longestTimeout = 1min;
 constexpr Duration longestGap = 10s;
 constexpr Duration shortestEvery = 10ms;
@@ -169,7 +170,7 @@ bool choosePlcs(bool isPlcTyped, bool isSimulateTyped, Options &options, QString
 
 bool check(const Options &options, QString &problem)
 {
-    if (options.link.timeout < 1ms || options.link.timeout > longestTimeout)
+    if (options.link.timeout < shortestTimeout || options.link.timeout > longestTimeout)
         problem = QStringLiteral("--timeout is 1ms to 1m");
     else if (options.link.gap > longestGap)
         problem = QStringLiteral("--gap is at most 10s");

@@ -21,6 +21,13 @@ QString timeOf(const LogFormat &format, qint64 timeMs)
     return format.hasDecimalComma ? QString(text).replace('.', ',') : text;
 }
 
+bool isNumber(const QString &value)
+{
+    bool ok = false;
+    (void)value.toDouble(&ok);
+    return ok;
+}
+
 QString numberOf(const LogFormat &format, const QString &value)
 {
     return format.hasDecimalComma ? QString(value).replace('.', ',') : value;
@@ -51,9 +58,7 @@ QByteArray wideCsv(const LogFormat &format, const LogRow &row)
 {
     QStringList cells = {timeOf(format, row.row.timeMs)};
     for (const QString &value : row.wide) {
-        bool isNumber = false;
-        value.toDouble(&isNumber);
-        cells << (isNumber ? numberOf(format, value) : value);
+        cells << (isNumber(value) ? numberOf(format, value) : value);
     }
     return joined(format, cells);
 }

@@ -136,7 +136,7 @@ void LogWriter::run(const std::shared_ptr<State> &state)
     for (;;) {
         state->wake.wait(lock, [&] { return state->mustEnd || !state->waiting.empty(); });
         const Duration pause = state->problem.isEmpty() ? state->collect : tryAgainAfter;
-        if (pause > 0s)
+        if (pause > Duration(0))
             state->wake.wait_for(lock, pause, [&] { return state->mustEnd; });
         if (std::exchange(state->mustReopen, false))
             state->sink->reopen();

@@ -97,9 +97,10 @@ void Output::problem(const QString &text)
 
 void Output::prompt(const QString &text)
 {
+    if (m_isErrGone)
+        return;
     QString nowhereElseToSay;
-    if (!m_isErrGone)
-        m_isErrGone = m_err.write(text.toUtf8(), nowhereElseToSay) != Written::All;
+    m_isErrGone = m_err.write(text.toUtf8(), nowhereElseToSay) != Written::All;
 }
 
 bool stdoutIsTerminal()

@@ -10,15 +10,14 @@ namespace
 
 constexpr int highestStation = 255;
 
-// Takes "2/" away from the front. \return false with a problem if it is not a station
-bool takeStation(QString &address, Variable &variable, QString &problem)
+// Takes the station from the text in front of '/'. \return false with a problem if it is none
+bool takeStation(const QString &text, Variable &variable, QString &problem)
 {
-    const auto slash = address.indexOf('/');
     bool ok = false;
-    variable.station = address.left(slash).trimmed().toInt(&ok);
+    variable.station = text.trimmed().toInt(&ok);
     if (!ok || variable.station < 0 || variable.station > highestStation) {
         problem = QStringLiteral("'%1' is not a station: write a number from 0 to %2 before '/', as in 2/DM0")
-                      .arg(address.left(slash))
+                      .arg(text)
                       .arg(highestStation);
         return false;
     }
@@ -71,8 +70,7 @@ std::optional<Variable> parseVariable(const QString &typed, QString &problem)
         return std::nullopt;
     }
     Variable variable(*address);
-    QString whole = typed;
-    if (slash >= 0 && !takeStation(whole, variable, why)) {
+    if (slash >= 0 && !takeStation(typed.left(slash), variable, why)) {
         problem = QStringLiteral("%1: %2").arg(typed, why);
         return std::nullopt;
     }

@@ -5,6 +5,7 @@
 
 #include <cstring>
 
+// NOLINTBEGIN(readability-identifier-naming)
 // The driver's objects, by name.
 int handshake = 7;
 void *LB = &handshake;
@@ -46,6 +47,7 @@ int EnableEthernet()
     return ++taken;
 }
 }
+// NOLINTEND(readability-identifier-naming)
 
 bool hostnames::areUntouched()
 {

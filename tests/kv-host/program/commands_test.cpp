@@ -16,20 +16,20 @@ class Commands : public testing::Test
 protected:
     Ended host(const QStringList &arguments)
     {
-        return run(QStringList{"--plc", m_plc.url(), "--timeout", "300ms"} + arguments);
+        return run(QStringList{"--plc", plc.url(), "--timeout", "300ms"} + arguments);
     }
 
     QString fileWith(const QByteArray &content, const QString &name = "tags.csv")
     {
-        QFile file(m_folder.filePath(name));
+        QFile file(folder.filePath(name));
         EXPECT_TRUE(file.open(QIODevice::WriteOnly));
         file.write(content);
         return file.fileName();
     }
 
-    QTemporaryDir m_folder;
-    SimulatedPlc m_plc{{"--set", "DM100=1,2,65535", "--set", "R1015=1", "--set", "DM105=5", "--set", "W1A=8",
-                        "--set", "EM0=16256", "--set", "TS3=300"}};
+    QTemporaryDir folder;
+    SimulatedPlc plc{{"--set", "DM100=1,2,65535", "--set", "R1015=1", "--set", "DM105=5", "--set", "W1A=8",
+                      "--set", "EM0=16256", "--set", "TS3=300"}};
 };
 
 // --- read ---
@@ -54,7 +54,7 @@ TEST(ReadOfASmallPlc, namesOneRefusedPlaceBesideGoodOnes)
 
 TEST_F(Commands, readShowsNumbersThatTheDriverCannotHold)
 {
-    m_plc.control("set Z2.D=3000000000");
+    plc.control("set Z2.D=3000000000");
     const Ended r = host({"-q", "read", "Z1:2"});
     EXPECT_EQ(r.code, 0) << r.err.toStdString();
     EXPECT_EQ(r.out.toStdString(), "0\n3000000000\n");
@@ -69,9 +69,9 @@ TEST_F(Commands, readTakesMoreTimersThanOneAnswerHolds)
 
 TEST_F(Commands, readShowsFloatsWithAllTheirDigits)
 {
-    m_plc.control("set DM300=24910,19260"); // 12345678 as a float: 0x4B3C614E
+    plc.control("set DM300=24910,19260"); // 12345678 as a float: 0x4B3C614E
     EXPECT_EQ(host({"-q", "read", "DM300.F"}).out.toStdString(), "12345678\n");
-    m_plc.control("set DM300=0,32704"); // not a number
+    plc.control("set DM300=0,32704"); // not a number
     const Ended r = host({"--format", "json", "read", "DM300.F"});
     EXPECT_EQ(r.code, 1);
     EXPECT_TRUE(r.out.contains("\"quality\":\"bad\"")) << r.out.toStdString();
@@ -80,10 +80,10 @@ TEST_F(Commands, readShowsFloatsWithAllTheirDigits)
 
 TEST_F(Commands, readShowsTextsInTheirEncodingAndNoControlBytes)
 {
-    m_plc.control("set DM300=33628,25165"); // 0x835C 0x624D: "ソbM" in Shift-JIS
+    plc.control("set DM300=33628,25165"); // 0x835C 0x624D: "ソbM" in Shift-JIS
     EXPECT_EQ(host({"-q", "--text", "shift-jis", "read", "DM300.STR:4"}).out.toStdString(), "\xE3\x82\xBD"
                                                                                             "bM\n");
-    m_plc.control("set DM300=7003,12872"); // ESC [ 2 H
+    plc.control("set DM300=7003,12872"); // ESC [ 2 H
     EXPECT_EQ(host({"-q", "read", "DM300.STR:4"}).out.toStdString(), "\\x1B[2H\n");
 }
 
@@ -112,20 +112,20 @@ TEST_F(Commands, readTakesTagsByPatterns)
 
 TEST_F(Commands, theOptionForThePlcTakesOneValue)
 {
-    const Ended r = run({"read", "--plc", m_plc.url(), "DM100"});
+    const Ended r = run({"read", "--plc", plc.url(), "DM100"});
     EXPECT_EQ(r.code, 0) << r.err.toStdString();
     EXPECT_EQ(r.out.toStdString(), "DM100  1\n");
 }
 
 TEST_F(Commands, anAddressAloneIsTakenAsTcp)
 {
-    const Ended r = run({"--plc", m_plc.url().mid(6), "-q", "read", "DM100"});
+    const Ended r = run({"--plc", plc.url().mid(6), "-q", "read", "DM100"});
     EXPECT_EQ(r.out.toStdString(), "1\n") << r.err.toStdString();
 }
 
 TEST_F(Commands, thePlcMayComeFromTheEnvironment)
 {
-    EXPECT_EQ(run({"-q", "read", "DM100"}, {"KV_PLC=" + m_plc.url()}).out.toStdString(), "1\n");
+    EXPECT_EQ(run({"-q", "read", "DM100"}, {"KV_PLC=" + plc.url()}).out.toStdString(), "1\n");
 }
 
 // --- write ---
@@ -138,17 +138,17 @@ TEST_F(Commands, writeShowsOldAndNewAndReadsBack)
     EXPECT_TRUE(r.err.contains("DM200: 0 -> 12345\n")) << r.err.toStdString();
     EXPECT_TRUE(r.err.contains("R1015: 1 -> 0\n"));
     EXPECT_TRUE(r.out.contains("DM105.3  1\n")) << r.out.toStdString();
-    EXPECT_EQ(m_plc.control("get DM200"), "12345");
-    EXPECT_EQ(m_plc.control("get R1015"), "0");
-    EXPECT_EQ(m_plc.control("get DM105"), "00013"); // 5 with bit 3 set: the neighbours stay
-    EXPECT_EQ(m_plc.control("get DM300 2"), "00000 16320");
-    EXPECT_EQ(m_plc.control("get DM310 3"), "00007 00008 00009");
+    EXPECT_EQ(plc.control("get DM200"), "12345");
+    EXPECT_EQ(plc.control("get R1015"), "0");
+    EXPECT_EQ(plc.control("get DM105"), "00013"); // 5 with bit 3 set: the neighbours stay
+    EXPECT_EQ(plc.control("get DM300 2"), "00000 16320");
+    EXPECT_EQ(plc.control("get DM310 3"), "00007 00008 00009");
 }
 
 TEST_F(Commands, writesToOnePlaceComeOneAfterTheOther)
 {
     const Ended r = host({"write", "--yes", "DM200=1", "DM200=2", "DM200=3", "DM200.3=1"});
-    EXPECT_EQ(m_plc.control("get DM200"), "00011");
+    EXPECT_EQ(plc.control("get DM200"), "00011");
     EXPECT_EQ(r.code, 1); // the first places hold another value afterwards, and that is said
     EXPECT_TRUE(r.err.contains("holds another value"));
 }
@@ -161,9 +161,9 @@ TEST_F(Commands, writesManyMoreBitsThanTheDriverListTakes)
     const Ended r = host({"-q", "write", "--yes", "R2000:1600=" + ones.join(',')});
     EXPECT_EQ(r.code, 0) << r.err.toStdString();
     EXPECT_EQ(r.out.count("1\n"), 1600);
-    EXPECT_EQ(m_plc.control("get R2000.U 3"), "65535 65535 65535");
-    EXPECT_EQ(m_plc.control("get R11915"), "1");
-    EXPECT_EQ(m_plc.control("get R12000"), "0");
+    EXPECT_EQ(plc.control("get R2000.U 3"), "65535 65535 65535");
+    EXPECT_EQ(plc.control("get R11915"), "1");
+    EXPECT_EQ(plc.control("get R12000"), "0");
 }
 
 TEST_F(Commands, writeAsksAndWithoutATerminalWantsYes)
@@ -171,7 +171,7 @@ TEST_F(Commands, writeAsksAndWithoutATerminalWantsYes)
     const Ended r = host({"write", "DM200=5"});
     EXPECT_EQ(r.code, 2);
     EXPECT_TRUE(r.err.contains("--yes"));
-    EXPECT_EQ(m_plc.control("get DM200"), "00000");
+    EXPECT_EQ(plc.control("get DM200"), "00000");
 }
 
 TEST_F(Commands, writeGuardRefusesContactsTrimmersAndControlDevices)
@@ -194,9 +194,9 @@ TEST_F(Commands, writeGuardKnowsTheTagsWhereverTheyAreTyped)
         EXPECT_TRUE(r.err.contains("read-only in the tag file")) << r.err.toStdString();
     }
     EXPECT_EQ(host({"-f", tags, "write", "--yes", "set=1", "DM102=1"}).code, 0);
-    EXPECT_EQ(m_plc.control("get DM100 3"), "00001 00002 00001");
+    EXPECT_EQ(plc.control("get DM100 3"), "00001 00002 00001");
     EXPECT_EQ(host({"--read-only", "write", "--yes", "DM200=1"}).code, 5);
-    EXPECT_EQ(m_plc.control("get DM200"), "00000");
+    EXPECT_EQ(plc.control("get DM200"), "00000");
 }
 
 TEST_F(Commands, writeThatIsWrongSendsNothing)
@@ -204,7 +204,7 @@ TEST_F(Commands, writeThatIsWrongSendsNothing)
     for (const char *wrong :
          {"DM200", "DM200=", "DM200=70000", "DM200:2=1", "=5", "R1016=1", "DM200=1,2", "DM200=1.5"})
         EXPECT_EQ(host({"write", "--yes", "DM201=1", wrong}).code, 2) << wrong;
-    EXPECT_EQ(m_plc.control("get DM200 2"), "00000 00000");
+    EXPECT_EQ(plc.control("get DM200 2"), "00000 00000");
 }
 
 TEST_F(Commands, writeWithoutVerifyingReadsNothingBack)
@@ -212,7 +212,7 @@ TEST_F(Commands, writeWithoutVerifyingReadsNothingBack)
     const Ended r = host({"write", "--yes", "--no-verify", "DM200=5"});
     EXPECT_EQ(r.code, 0) << r.err.toStdString();
     EXPECT_TRUE(r.out.startsWith("DM200  -  [never]")) << r.out.toStdString();
-    EXPECT_EQ(m_plc.control("get DM200"), "00005");
+    EXPECT_EQ(plc.control("get DM200"), "00005");
 }
 
 TEST_F(Commands, writePulsesARelayOnce)
@@ -240,18 +240,17 @@ TEST_F(Commands, tagsAreReadByNameAndScaled)
     EXPECT_EQ(all.code, 0) << all.err.toStdString();
     EXPECT_EQ(all.out.toStdString(), "level  11 mm\nset    0\n");
     EXPECT_EQ(host({"-f", tags, "write", "--yes", "set=2.54"}).code, 0); // the nearest that the PLC can hold
-    EXPECT_EQ(m_plc.control("get DM400"), "00025");
+    EXPECT_EQ(plc.control("get DM400"), "00025");
 }
 
 // --- watch ---
 
 TEST_F(Commands, watchPipedShowsEachChangeOnce)
 {
-    HostProcess watch(
-        {"--plc", m_plc.url(), "--format", "csv", "watch", "DM100", "R1015", "--every", "50ms"});
+    HostProcess watch({"--plc", plc.url(), "--format", "csv", "watch", "DM100", "R1015", "--every", "50ms"});
     ASSERT_TRUE(watch.prints(",DM100,1,,good,\n"));
     ASSERT_TRUE(watch.prints(",R1015,1,,good,\n"));
-    m_plc.control("set DM100=77");
+    plc.control("set DM100=77");
     ASSERT_TRUE(watch.prints(",DM100,77,,good,\n"));
     watch.kill(SIGINT);
     EXPECT_EQ(watch.end(2000), 0);
@@ -276,10 +275,10 @@ TEST_F(Commands, watchEndsWhenItsReaderGoes)
 {
     QProcess shell;
     shell.start("sh", {"-c", QStringLiteral("'%1' --plc %2 -q watch DM100 R1015 --every 20ms | head -1")
-                                 .arg(KV_HOST_PATH, m_plc.url())});
+                                 .arg(KV_HOST_PATH, plc.url())});
     // These two stand still, so something must move for the pipe to be noticed.
     for (int i = 0; i < 200 && shell.state() != QProcess::NotRunning; ++i) {
-        m_plc.control("set DM100=" + QByteArray::number(i));
+        plc.control("set DM100=" + QByteArray::number(i));
         shell.waitForFinished(20);
     }
     EXPECT_EQ(shell.state(), QProcess::NotRunning);
@@ -290,7 +289,7 @@ TEST_F(Commands, watchEndsWhenItsReaderGoes)
 // A panel's processor sleeps deeper the longer it is left alone.
 TEST_F(Commands, watchSleepsThroughThePauseBetweenTwoPasses)
 {
-    HostProcess watch({"--plc", m_plc.url(), "--format", "csv", "watch", "DM100", "--every", "10s"});
+    HostProcess watch({"--plc", plc.url(), "--format", "csv", "watch", "DM100", "--every", "10s"});
     ASSERT_TRUE(watch.prints(",DM100,1,,good,\n"));
     const qint64 before = watch.sleeps();
     ASSERT_GT(before, 0);
@@ -312,7 +311,7 @@ TEST(Watch, ofADeadPlcBesideALivingOneEndsByItsOwnValues)
 
 TEST_F(Commands, logWritesAFileThatCanBeReadAgain)
 {
-    const QString path = m_folder.filePath("values.csv");
+    const QString path = folder.filePath("values.csv");
     const Ended r = host({"log", "DM100", "R1015", "--every", "100ms", "--for", "750ms", "-o", path});
     EXPECT_EQ(r.code, 0) << r.err.toStdString();
     QFile file(path);
@@ -333,9 +332,9 @@ TEST_F(Commands, logWritesAFileThatCanBeReadAgain)
 
 TEST_F(Commands, logOnChangeWritesChangesOnly)
 {
-    HostProcess log({"--plc", m_plc.url(), "log", "DM100:2", "--every", "30ms", "--on-change"});
+    HostProcess log({"--plc", plc.url(), "log", "DM100:2", "--every", "30ms", "--on-change"});
     ASSERT_TRUE(log.prints(",DM101,2,,good,\n"));
-    m_plc.control("set DM101=3");
+    plc.control("set DM101=3");
     ASSERT_TRUE(log.prints(",DM101,3,,good,\n"));
     log.kill(SIGTERM);
     EXPECT_EQ(log.end(2000), 0);
@@ -356,8 +355,8 @@ TEST_F(Commands, logHoldsAPassInALine)
 
 TEST_F(Commands, logReopensItsFileAfterHup)
 {
-    const QString path = m_folder.filePath("v.csv");
-    HostProcess log({"--plc", m_plc.url(), "log", "DM100", "--every", "50ms", "-o", path});
+    const QString path = folder.filePath("v.csv");
+    HostProcess log({"--plc", plc.url(), "log", "DM100", "--every", "50ms", "-o", path});
     ASSERT_TRUE(log.catches(SIGHUP));
     for (int i = 0; i < 500 && QFile(path).size() < 100; ++i)
         EXPECT_EQ(log.end(20), -1);
@@ -381,7 +380,7 @@ TEST_F(Commands, logOnAFullDiskGoesOnReadingAndCountsTheLoss)
 
 TEST_F(Commands, logRefusesATargetThatCannotWorkBeforeItReads)
 {
-    for (const QString &target : {QStringLiteral("/nonexistent/v.csv"), m_folder.path()}) {
+    for (const QString &target : {QStringLiteral("/nonexistent/v.csv"), folder.path()}) {
         const Ended r = host({"log", "DM100", "-o", target, "--for", "10s"});
         EXPECT_EQ(r.code, 2) << target.toStdString();
         EXPECT_TRUE(r.err.contains("log: ")) << r.err.toStdString();
@@ -472,8 +471,8 @@ TEST_F(Commands, simulateBringsItsOwnPlc)
 TEST_F(Commands, aFullStdoutIsReported)
 {
     QProcess shell;
-    shell.start(
-        "sh", {"-c", QStringLiteral("'%1' --plc %2 read DM100 > /dev/full").arg(KV_HOST_PATH, m_plc.url())});
+    shell.start("sh",
+                {"-c", QStringLiteral("'%1' --plc %2 read DM100 > /dev/full").arg(KV_HOST_PATH, plc.url())});
     ASSERT_TRUE(shell.waitForFinished(10000));
     EXPECT_EQ(shell.exitCode(), 1);
     const QByteArray err = shell.readAllStandardError();
@@ -488,13 +487,13 @@ protected:
     Ended withConfig(const QByteArray &config, const QStringList &arguments)
     {
         fileWith(config, "kv-host.conf");
-        return run(arguments, {"XDG_CONFIG_HOME=" + m_folder.path()});
+        return run(arguments, {"XDG_CONFIG_HOME=" + folder.path()});
     }
 };
 
 TEST_F(Configured, defaultsComeFromTheFile)
 {
-    const Ended r = withConfig("plc=\"" + m_plc.url().toLatin1() + "\"\nquiet=true\n", {"read", "DM100"});
+    const Ended r = withConfig("plc=\"" + plc.url().toLatin1() + "\"\nquiet=true\n", {"read", "DM100"});
     EXPECT_EQ(r.code, 0) << r.err.toStdString();
     EXPECT_EQ(r.out.toStdString(), "1\n");
 }

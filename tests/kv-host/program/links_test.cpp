@@ -196,15 +196,15 @@ TEST(Traces, showWhatAnotherServiceAnswered)
 class Stations : public testing::Test
 {
 protected:
-    SimulatedPlc m_first{{"--delay", "4", "--set", "DM0=1"}};
-    SimulatedPlc m_second{{"--delay", "4", "--set", "DM0=2"}};
-    SimulatedPlc m_third{{"--delay", "4", "--set", "DM0=3"}};
+    SimulatedPlc first{{"--delay", "4", "--set", "DM0=1"}};
+    SimulatedPlc second{{"--delay", "4", "--set", "DM0=2"}};
+    SimulatedPlc third{{"--delay", "4", "--set", "DM0=3"}};
 
     QStringList three() const
     {
-        return {"--plc",     "1=" + m_first.url(),
-                "--plc",     "2=" + m_second.url(),
-                "--plc",     "3=" + m_third.url(),
+        return {"--plc",     "1=" + first.url(),
+                "--plc",     "2=" + second.url(),
+                "--plc",     "3=" + third.url(),
                 "--timeout", "250ms",
                 "--format",  "csv"};
     }
@@ -232,7 +232,7 @@ TEST_F(Stations, oneThatIsSilentDoesNotHoldUpTheOthers)
         QStringList{"watch", "1/DM0", "2/DM0", "3/DM0", "4/DM0", "--every", "50ms"});
     for (const char *all : {",1/DM0,1,,good,", ",2/DM0,2,,good,", ",3/DM0,3,,good,"})
         EXPECT_TRUE(watch.prints(all)) << all;
-    m_third.control("set DM0=30");
+    third.control("set DM0=30");
     EXPECT_TRUE(watch.prints(",3/DM0,30,,good,"));
     EXPECT_FALSE(watch.out().contains("4/DM0,0"));
 }
@@ -241,13 +241,13 @@ TEST_F(Stations, oneThatComesBackIsFoundAgain)
 {
     HostProcess watch(three() + QStringList{"watch", "1/DM0", "2/DM0", "3/DM0", "--every", "50ms"});
     ASSERT_TRUE(watch.prints(",2/DM0,2,,good,\n"));
-    m_second.control("listen off");
-    m_second.control("disconnect");
+    second.control("listen off");
+    second.control("disconnect");
     ASSERT_TRUE(watch.prints(",2/DM0,,,bad,no link"));
-    m_first.control("set DM0=10"); // the others go on meanwhile
+    first.control("set DM0=10"); // the others go on meanwhile
     EXPECT_TRUE(watch.prints(",1/DM0,10,,good,\n"));
-    m_second.control("set DM0=20");
-    m_second.control("listen on");
+    second.control("set DM0=20");
+    second.control("listen on");
     EXPECT_TRUE(watch.prints(",2/DM0,20,,good,\n"));
     EXPECT_TRUE(watch.notes("no link: ")) << watch.err().toStdString();
     EXPECT_EQ(watch.err().count(": linked"), 1) << watch.err().toStdString();

@@ -7,7 +7,6 @@
 namespace
 {
 
-using kvsim::Line;
 using kvsim::LineSplitter;
 
 std::vector<std::string> split(LineSplitter &splitter, std::string_view bytes)

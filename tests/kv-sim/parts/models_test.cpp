@@ -84,9 +84,9 @@ kvsim::Rules rulesOf(const char *name)
 class ModelTest : public testing::TestWithParam<ModelRow>
 {
 protected:
-    std::string read(const std::string &operand) { return m_bench.opened().send("RD " + operand + "\r"); }
+    std::string read(const std::string &operand) { return bench.opened().send("RD " + operand + "\r"); }
 
-    Bench m_bench{rulesOf(GetParam().model)};
+    Bench bench{rulesOf(GetParam().model)};
 };
 
 TEST_P(ModelTest, hasItsDevicesUpToTheLastElement)
@@ -106,7 +106,7 @@ TEST_P(ModelTest, lacksWhatItLacks)
 TEST_P(ModelTest, tellsItsCode)
 {
     const std::string code = GetParam().code == 0 ? "E1" : std::to_string(GetParam().code);
-    EXPECT_EQ(m_bench.opened().send("?K\r"), code + "\r\n");
+    EXPECT_EQ(bench.opened().send("?K\r"), code + "\r\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Models, ModelTest, testing::ValuesIn(modelRows), [](const auto &row) {

@@ -295,8 +295,9 @@ void Simulation::checkPasses()
     for (const auto &[id, tag] : m_tags) {
         const bool isMissing = tag.place.device->name == std::string("FM") && tag.place.number > 100;
         const Sample sample = m_bench.engine.sample(Tag(id));
-        const auto period = std::find_if(after.begin(), after.end(),
-                                         [&](const auto &row) { return row.asked == tag.period; });
+        // With a copy of the period: clang 14 lets no lambda capture a structured binding.
+        const auto period = std::find_if(
+            after.begin(), after.end(), [asked = tag.period](const auto &row) { return row.asked == asked; });
         if (tag.period == Duration(0) || period->missed > before[int(period - after.begin())].missed)
             continue;
         const bool isOdd = sample.reason == Reason::NotRepresentable; // floats and texts of random words

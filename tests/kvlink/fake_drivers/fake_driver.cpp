@@ -6,6 +6,8 @@
 
 extern "C" {
 
+// A host asks for these names.
+// NOLINTBEGIN(readability-identifier-naming)
 #if !defined(WITHOUT_IDENTITY)
 __attribute__((visibility("default"))) const char *KvDriverIdentity()
 {
@@ -24,6 +26,7 @@ __attribute__((visibility("default"))) int KvDriverAbi()
 }
 #endif
 #endif
+// NOLINTEND(readability-identifier-naming)
 
 #define CALL(name)                                                                                           \
     __attribute__((visibility("default"))) void name()                                                       \

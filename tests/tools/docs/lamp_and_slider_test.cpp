@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The lamp and the slider of docs/kvlink.md, on a screen that nobody
 // sees: the lamp follows the PLC through a loss of the link, the slider reaches the PLC.
+// NOLINTNEXTLINE(readability-identifier-naming): the name that is replaced
 #define main lampAndSlider
 #include "lamp_and_slider.cpp" // NOLINT: the example is a program, and this test runs it
 #undef main

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// kv-sim as the PLC of a host's test: TCP, UDP, perhaps a pseudo-terminal, and a control connection,
-// on free ports.
+// kv-sim as the PLC of a host's test: TCP, UDP, perhaps a pseudo-terminal, and a control
+// connection, on free ports.
 //
 //   SimulatedPlc plc;
 //   kvlink::Plc link(plc.url());

@@ -49,8 +49,8 @@ std::vector<Variable> variablesOf(const std::vector<Assignment> &assignments)
     return variables;
 }
 
-// Not one old value came, and not because the PLC refused it: nothing could be written either. A link
-// that was lost since is waited for again.
+// Not one old value came, and not because the PLC refused it: nothing could be written either.
+// A link that was lost since is waited for again.
 bool WriteRun::isOutOfReach() const
 {
     for (int i = 0; i < m_all.size(); ++i) {

@@ -15,14 +15,16 @@ shift
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 
-# tidy WHAT OPTION FILE...
+# tidy WHAT CHECKS FILE...
+# CHECKS: those of .clang-tidy if it is empty. (An empty --config= would mean clang-tidy's own few.)
 tidy() {
-    local what=$1 option=$2
+    local what=$1 option=()
+    [ -z "$2" ] || option=("--checks=$2")
     shift 2
     [ $# -gt 0 ] || return 0
     echo "clang-tidy, $what: $# files"
     if ! printf '%s\0' "$@" | xargs -0 -n 1 -P "$(nproc)" \
-        clang-tidy -p "$folder" --quiet --warnings-as-errors='*' "$option" >"$log" 2>/dev/null; then
+        clang-tidy -p "$folder" --quiet --warnings-as-errors='*' "${option[@]}" >"$log" 2>/dev/null; then
         cat "$log" >&2
         echo "clang-tidy reported the problems above." >&2
         exit 1
@@ -66,8 +68,8 @@ for file in "${compiled[@]}"; do
         *) others+=("$file") ;;
     esac
 done
-tidy "names and habits" --checks="$dialect" "${others[@]}"
-tidy "all checks" --config= "${shipped[@]}"
+tidy "names and habits" "$dialect" "${others[@]}"
+tidy "all checks" "" "${shipped[@]}"
 
 echo "cppcheck: what ships"
 # The compile commands name what the meta-object compiler writes; without it cppcheck refuses them.

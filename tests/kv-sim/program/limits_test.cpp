@@ -10,9 +10,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <poll.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace
 {
@@ -101,6 +106,108 @@ TEST(Control, givesAllAnswersToAClientThatReadsLate)
     for (int i = 0; i < commands; ++i)
         ASSERT_EQ(late.receive(answer).size(), answer) << i;
     EXPECT_EQ(late.ask("get DM0"), "ok 00000");
+}
+
+// -------------------------------------------------------------------------------------------------
+// A trace that is not read
+// -------------------------------------------------------------------------------------------------
+
+const char *const linesLost = " lines lost: stderr was not read)";
+
+// 6,000 lines of trace, far more than a pipe or a terminal holds.
+void expectServed(SimProcess &sim)
+{
+    ASSERT_TRUE(sim.isReady());
+    Client line(sim.port("tcp"));
+    EXPECT_EQ(line.ask("CR"), "CC");
+    for (int i = 0; i < 3000; ++i)
+        ASSERT_EQ(line.ask("RDS DM0 4"), "00000 00000 00000 00000") << i;
+}
+
+TEST(Trace, inAFullPipeHoldsUpNoLine)
+{
+    SimProcess sim({"--tcp", "127.0.0.1:0", "--trace"});
+    expectServed(sim); // nothing reads stderr meanwhile
+    EXPECT_NE(sim.errors().find(" #1 > CR<CR>\n"), std::string::npos);
+    Client line(sim.port("tcp"));
+    std::string trace;
+    for (int i = 0; i < 1000 && trace.find(linesLost) == std::string::npos; ++i) {
+        EXPECT_EQ(line.ask("?K"), "E1");
+        trace = sim.errors();
+    }
+    EXPECT_NE(trace.find(linesLost), std::string::npos);
+}
+
+// A terminal whose other side, a window or a multiplexer, reads only when asked to.
+class Terminal
+{
+public:
+    Terminal() : m_master(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC))
+    {
+        ::grantpt(m_master);
+        ::unlockpt(m_master);
+        std::array<char, 128> name{};
+        ::ptsname_r(m_master, name.data(), name.size());
+        m_path = QString::fromLocal8Bit(name.data());
+    }
+    ~Terminal() { ::close(m_master); }
+    Terminal(const Terminal &) = delete;
+    Terminal &operator=(const Terminal &) = delete;
+
+    QString path() const { return m_path; }
+    void type(char key) const { EXPECT_EQ(::write(m_master, &key, 1), 1); }
+    /// What it shows, up to this text; all of it if the text does not come.
+    std::string readUpTo(const std::string &end) const
+    {
+        std::string text;
+        std::array<char, 4096> buffer;
+        pollfd wait{m_master, POLLIN, 0};
+        while (text.find(end) == std::string::npos && ::poll(&wait, 1, patienceMs) == 1) {
+            const auto count = ::read(m_master, buffer.data(), buffer.size());
+            if (count <= 0)
+                break; // the program has ended
+            text.append(buffer.data(), std::size_t(count));
+        }
+        return text;
+    }
+    bool isEmpty() const
+    {
+        pollfd wait{m_master, POLLIN, 0};
+        return ::poll(&wait, 1, 0) == 0;
+    }
+
+private:
+    int m_master = -1;
+    QString m_path;
+};
+
+TEST(Trace, onAnUnreadTerminalHoldsUpNoLine)
+{
+    Terminal terminal;
+    SimProcess sim({"--tcp", "127.0.0.1:0", "--trace"}, terminal.path());
+    expectServed(sim);
+    EXPECT_NE(terminal.readUpTo(" #1 > CR<CR>\r\n").find(" #1 > CR<CR>\r\n"), std::string::npos);
+    sim.sendSignal(SIGTERM);
+    EXPECT_EQ(sim.exitCode(), 0);
+    EXPECT_NE(terminal.readUpTo(linesLost).find(linesLost), std::string::npos)
+        << "nor does the end report it";
+}
+
+TEST(Trace, onAStoppedTerminalHoldsUpNoLine)
+{
+    constexpr char controlS = 0x13;
+    constexpr char controlQ = 0x11;
+    Terminal terminal;
+    const int opened = ::open(QFile::encodeName(terminal.path()).constData(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_GE(opened, 0); // a terminal that nobody has open cannot be stopped
+    terminal.type(controlS);
+    SimProcess sim({"--tcp", "127.0.0.1:0", "--trace"}, terminal.path());
+    expectServed(sim);
+    EXPECT_TRUE(terminal.isEmpty());
+    terminal.type(controlQ);
+    EXPECT_EQ(Client(sim.port("tcp")).ask("CR"), "CC");
+    EXPECT_NE(terminal.readUpTo(linesLost).find(linesLost), std::string::npos);
+    ::close(opened);
 }
 
 // -------------------------------------------------------------------------------------------------

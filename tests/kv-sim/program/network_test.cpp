@@ -94,6 +94,20 @@ TEST_F(Network, swapsTwoAnswers)
     EXPECT_EQ(line.datagram(), "00001\r\n");
 }
 
+TEST_F(Network, swapsEachPairOfAnswers)
+{
+    start({"--fault", "overtaken:60000 cmd RD"});
+    UdpClient line(sim->port("udp"));
+    line.send("CR\r");
+    EXPECT_EQ(line.datagram(), "CC\r\n");
+    for (int pair = 0; pair < 3; ++pair) {
+        line.send("RD DM0\r");
+        line.send("RD DM1\r");
+        EXPECT_EQ(line.datagram(), "00002\r\n");
+        EXPECT_EQ(line.datagram(), "00001\r\n");
+    }
+}
+
 TEST_F(Network, sendsAnAnswerThatNothingOvertakes)
 {
     start({"--fault", "overtaken:100 next 1 cmd RD"});

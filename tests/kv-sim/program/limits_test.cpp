@@ -2,6 +2,7 @@
 // What kv-sim bounds: unread answers, control lines, files and descriptors. A limit that is reached
 // has a clear answer, and never holds up another line.
 #include "serial_client.h"
+#include "udp_client.h"
 
 #include <QDir>
 #include <QFile>
@@ -69,9 +70,13 @@ TEST(Serial, readsNoFurtherRequestsFromAClientThatNeverReads)
         return std::stoull(text.substr(text.find("bytes_out=") + 10));
     };
     unsigned long long before = 0;
-    for (unsigned long long now = bytesOut(); now != before; now = bytesOut())
+    for (int i = 0, unchanged = 0; i < 100000 && unchanged < 50; ++i) {
+        const unsigned long long now = bytesOut();
+        unchanged = now == before && now > 1024U * 1024 ? unchanged + 1 : 0;
         before = now;
-    EXPECT_LT(before, 8U * 1024 * 1024);
+    }
+    EXPECT_GT(before, 1024U * 1024);     // the limit was reached,
+    EXPECT_LT(before, 8U * 1024 * 1024); // and kept
     EXPECT_EQ(control.ask("get DM0"), "ok 00000");
 }
 
@@ -106,6 +111,71 @@ TEST(Control, givesAllAnswersToAClientThatReadsLate)
     for (int i = 0; i < commands; ++i)
         ASSERT_EQ(late.receive(answer).size(), answer) << i;
     EXPECT_EQ(late.ask("get DM0"), "ok 00000");
+}
+
+// -------------------------------------------------------------------------------------------------
+// Requests that wait behind one that takes its time
+// -------------------------------------------------------------------------------------------------
+
+unsigned long long bytesIn(Client &control)
+{
+    const std::string text = control.ask("statistics");
+    return std::stoull(text.substr(text.find("bytes_in=") + 9));
+}
+
+TEST(Udp, takes64KibibytesOfWaitingRequestsAndLosesTheNext)
+{
+    SimProcess sim({"--udp", "127.0.0.1:0", "--control", "127.0.0.1:0", "--open", "never", "--fault",
+                    "late:60000 next 1"});
+    ASSERT_TRUE(sim.isReady()) << sim.errors();
+    Client control(sim.port("control"));
+    UdpClient line(sim.port("udp"));
+    unsigned long long sent = 3;
+    const auto taken = [&] {
+        unsigned long long count = 0;
+        for (int i = 0; i < 1000 && count != sent; ++i)
+            count = bytesIn(control);
+        return count;
+    };
+    line.send("?K\r");
+    EXPECT_EQ(taken(), sent);
+    for (int i = 0; i < 64; ++i) {
+        line.send(std::string(1024, 'x'));
+        sent += 1024;
+        ASSERT_EQ(taken(), sent) << i;
+    }
+    line.send("x"); // one byte beyond
+    UdpClient other(sim.port("udp"));
+    other.send("?K\r");
+    EXPECT_EQ(other.datagram(), "57\r\n"); // by now it has been looked at
+    EXPECT_EQ(bytesIn(control), sent + 3);
+}
+
+TEST(Serial, leavesRequestsInTheTerminalUntilTheirTurn)
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("plc");
+    SimProcess sim({"--serial", path, "--control", "127.0.0.1:0", "--open", "never", "--fault",
+                    "late:60000 next 1 cmd ?M"});
+    ASSERT_TRUE(sim.isReady()) << sim.errors();
+    SerialClient line(path);
+    Client control(sim.port("control"));
+    constexpr int requests = 50'000; // 150 KB, far more than a terminal holds
+    std::string sent;
+    std::string expected;
+    for (int i = 0; i < requests; ++i) {
+        sent += "?K\r";
+        expected += "57\r\n";
+    }
+    line.send(sent);
+    EXPECT_EQ(line.receive(expected.size()), expected);
+    line.send("?M\r"); // takes its time
+    line.setBlocking(false);
+    for (int i = 0; i < 200; ++i) {
+        line.send(std::string(1000, 'x'));
+        EXPECT_EQ(control.ask("faults").substr(0, 5), "ok 1 ");
+    }
+    EXPECT_LE(bytesIn(control), sent.size() + 3 + 4096); // one portion
 }
 
 // -------------------------------------------------------------------------------------------------

@@ -7,8 +7,8 @@
 namespace kvsim
 {
 
-/// Writes the line, which lacks its line end, or counts it as lost if stderr does not take it at
-/// once: a full pipe, a stopped or unread terminal. The count comes before the next line that is taken.
+/// Writes the line, which lacks its line end. It is lost if stderr does not take it at once: a
+/// full pipe, a stopped or unread terminal. The next line that is taken begins with a count.
 void tellError(const std::string &line);
 
 /// At the end: says how many lines were lost and not reported yet, if stderr takes that now.

@@ -319,19 +319,32 @@ TEST_F(LimitedFiles, areNotSavedOverAnythingButARegularFile)
 // Descriptors and the listen queue
 // -------------------------------------------------------------------------------------------------
 
+// The limit is one of their numbers, and new ones take the lowest that are free.
+void leaveDescriptors(const SimProcess &sim, int count)
+{
+    const QDir open(QStringLiteral("/proc/%1/fd").arg(sim.processId()));
+    const QStringList used = open.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
+    int number = 0;
+    for (int left = count; left > 0; ++number)
+        left -= used.contains(QString::number(number)) ? 0 : 1;
+    const rlimit limit{rlim_t(number), 4096};
+    ASSERT_EQ(::prlimit(sim.processId(), RLIMIT_NOFILE, &limit, nullptr), 0);
+}
+
 TEST(Descriptors, whenUsedUpAreNoEndOfAccepting)
 {
     SimProcess sim({"--tcp", "127.0.0.1:0", "--remote", "127.0.0.1:0", "--control", "127.0.0.1:0"});
     ASSERT_TRUE(sim.isReady()) << sim.errors();
-    int largest = 0;
-    const QDir open(QStringLiteral("/proc/%1/fd").arg(sim.processId()));
-    for (const QString &descriptor : open.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot))
-        largest = std::max(largest, descriptor.toInt());
-    const rlimit limit{rlim_t(largest) + 1 + 6, 4096}; // for 6 connections
-    ASSERT_EQ(::prlimit(sim.processId(), RLIMIT_NOFILE, &limit, nullptr), 0);
+    leaveDescriptors(sim, 6);
+    const std::string readDm0 =
+        QByteArray::fromHex("0000000002000A00000000000100000000000000000D").toStdString();
     std::vector<std::unique_ptr<Client>> many;
-    many.push_back(std::make_unique<Client>(sim.port("tcp")));
+    for (const char *kind : {"tcp", "remote", "control"})
+        many.push_back(std::make_unique<Client>(sim.port(kind)));
     EXPECT_EQ(many.front()->ask("CR"), "CC"); // accepted before any other can take its place
+    many[1]->send(readDm0);
+    EXPECT_EQ(many[1]->line(), "00000");
+    EXPECT_EQ(many[2]->ask("get DM0"), "ok 00000");
     for (const char *kind : {"tcp", "remote", "control"})
         for (int i = 0; i < 16; ++i)
             many.push_back(std::make_unique<Client>(sim.port(kind)));
@@ -345,7 +358,7 @@ TEST(Descriptors, whenUsedUpAreNoEndOfAccepting)
     Client control(sim.port("control"));
     EXPECT_EQ(control.ask("get DM0"), "ok 00000");
     Client remote(sim.port("remote"));
-    remote.send(QByteArray::fromHex("0000000002000A00000000000100000000000000000D").toStdString());
+    remote.send(readDm0);
     EXPECT_EQ(remote.line(), "00000");
 }
 

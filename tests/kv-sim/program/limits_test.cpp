@@ -118,26 +118,28 @@ unsigned long long bytesIn(Client &control)
     return std::stoull(text.substr(text.find("bytes_in=") + 9));
 }
 
+// The count when it is the expected one, or the last of many.
+unsigned long long bytesInWhen(Client &control, unsigned long long expected)
+{
+    unsigned long long count = 0;
+    for (int i = 0; i < 1000 && count != expected; ++i)
+        count = bytesIn(control);
+    return count;
+}
+
 TEST(Udp, takes64KibibytesOfWaitingRequestsAndLosesTheNext)
 {
     SimProcess sim({"--udp", "127.0.0.1:0", "--control", "127.0.0.1:0", "--open", "never", "--fault",
                     "late:60000 next 1"});
-    ASSERT_TRUE(sim.isReady()) << sim.errors();
     Client control(sim.port("control"));
     UdpClient line(sim.port("udp"));
-    unsigned long long sent = 3;
-    const auto taken = [&] {
-        unsigned long long count = 0;
-        for (int i = 0; i < 1000 && count != sent; ++i)
-            count = bytesIn(control);
-        return count;
-    };
     line.send("?K\r");
-    EXPECT_EQ(taken(), sent);
+    unsigned long long sent = 3;
+    EXPECT_EQ(bytesInWhen(control, sent), sent);
     for (int i = 0; i < 64; ++i) {
         line.send(std::string(1024, 'x'));
         sent += 1024;
-        ASSERT_EQ(taken(), sent) << i;
+        ASSERT_EQ(bytesInWhen(control, sent), sent) << i;
     }
     line.send("x"); // one byte beyond
     UdpClient other(sim.port("udp"));
@@ -146,32 +148,34 @@ TEST(Udp, takes64KibibytesOfWaitingRequestsAndLosesTheNext)
     EXPECT_EQ(bytesIn(control), sent + 3);
 }
 
-// One address of the loopback network each, since a port that was closed may be given again.
+std::string asked(UdpClient &line, const char *request)
+{
+    line.send(request);
+    return line.datagram();
+}
+
+// Each has an address of the loopback network, since a port that was closed may be given again.
+void openLinks(quint16 port, quint32 from, quint32 to)
+{
+    const quint32 firstAddress = QHostAddress(QStringLiteral("127.0.1.0")).toIPv4Address();
+    for (quint32 i = from; i < to; ++i) {
+        UdpClient line(port, QHostAddress(firstAddress + i));
+        EXPECT_EQ(asked(line, "CR\r"), "CC\r\n") << i;
+    }
+}
+
 TEST(Udp, remembers1024SendersAndForgetsTheOneThatWasSilentLongest)
 {
     SimProcess sim({"--udp", "127.0.0.1:0"});
-    ASSERT_TRUE(sim.isReady()) << sim.errors();
     UdpClient first(sim.port("udp"));
-    first.send("CR\r");
-    EXPECT_EQ(first.datagram(), "CC\r\n");
     UdpClient second(sim.port("udp"));
-    second.send("CR\r");
-    EXPECT_EQ(second.datagram(), "CC\r\n");
-    const auto another = [&sim](quint32 number) {
-        UdpClient client(sim.port("udp"),
-                         QHostAddress(QHostAddress(QStringLiteral("127.0.1.0")).toIPv4Address() + number));
-        client.send("CR\r");
-        EXPECT_EQ(client.datagram(), "CC\r\n") << number;
-    };
-    for (quint32 i = 0; i < 1022; ++i)
-        another(i);
-    first.send("RD DM0\r"); // with 1,024 senders
-    EXPECT_EQ(first.datagram(), "00000\r\n");
-    another(1022);
-    second.send("RD DM0\r"); // its link is forgotten
-    EXPECT_EQ(second.datagram(), "E1\r\n");
-    first.send("RD DM0\r");
-    EXPECT_EQ(first.datagram(), "00000\r\n");
+    EXPECT_EQ(asked(first, "CR\r"), "CC\r\n");
+    EXPECT_EQ(asked(second, "CR\r"), "CC\r\n");
+    openLinks(sim.port("udp"), 0, 1022);
+    EXPECT_EQ(asked(first, "RD DM0\r"), "00000\r\n"); // with 1,024 senders
+    openLinks(sim.port("udp"), 1022, 1023);
+    EXPECT_EQ(asked(second, "RD DM0\r"), "E1\r\n"); // its link is forgotten
+    EXPECT_EQ(asked(first, "RD DM0\r"), "00000\r\n");
 }
 
 TEST(Serial, leavesRequestsInTheTerminalUntilTheirTurn)
@@ -331,35 +335,39 @@ void leaveDescriptors(const SimProcess &sim, int count)
     ASSERT_EQ(::prlimit(sim.processId(), RLIMIT_NOFILE, &limit, nullptr), 0);
 }
 
+using Clients = std::vector<std::unique_ptr<Client>>;
+
+const std::vector<const char *> lineKinds{"tcp", "remote", "control"};
+
+// A client on each line, and an answer to each.
+Clients servedOnEachLine(const SimProcess &sim)
+{
+    Clients clients;
+    for (const char *kind : lineKinds)
+        clients.push_back(std::make_unique<Client>(sim.port(kind)));
+    EXPECT_EQ(clients[0]->ask("CR"), "CC");
+    clients[1]->send(QByteArray::fromHex("0000000002000A00000000000100000000000000000D").toStdString());
+    EXPECT_EQ(clients[1]->line(), "00000");
+    EXPECT_EQ(clients[2]->ask("get DM0"), "ok 00000");
+    return clients;
+}
+
 TEST(Descriptors, whenUsedUpAreNoEndOfAccepting)
 {
     SimProcess sim({"--tcp", "127.0.0.1:0", "--remote", "127.0.0.1:0", "--control", "127.0.0.1:0"});
-    ASSERT_TRUE(sim.isReady()) << sim.errors();
     leaveDescriptors(sim, 6);
-    const std::string readDm0 =
-        QByteArray::fromHex("0000000002000A00000000000100000000000000000D").toStdString();
-    std::vector<std::unique_ptr<Client>> many;
-    for (const char *kind : {"tcp", "remote", "control"})
-        many.push_back(std::make_unique<Client>(sim.port(kind)));
-    EXPECT_EQ(many.front()->ask("CR"), "CC"); // accepted before any other can take its place
-    many[1]->send(readDm0);
-    EXPECT_EQ(many[1]->line(), "00000");
-    EXPECT_EQ(many[2]->ask("get DM0"), "ok 00000");
-    for (const char *kind : {"tcp", "remote", "control"})
+    Clients inside = servedOnEachLine(sim); // before others can take their place
+    Clients many;
+    for (const char *kind : lineKinds)
         for (int i = 0; i < 16; ++i)
             many.push_back(std::make_unique<Client>(sim.port(kind)));
-    EXPECT_EQ(many.front()->ask("CR"), "CC"); // those inside are still served
+    EXPECT_EQ(inside.front()->ask("CR"), "CC");
     const long long before = sim.processorTicks();
     EXPECT_FALSE(many.back()->socket().waitForReadyRead(1000));
     EXPECT_LT(sim.processorTicks() - before, 20); // of 100 a second: waiting costs next to nothing
+    inside.clear();
     many.clear();
-    Client line(sim.port("tcp"));
-    EXPECT_EQ(line.ask("CR"), "CC");
-    Client control(sim.port("control"));
-    EXPECT_EQ(control.ask("get DM0"), "ok 00000");
-    Client remote(sim.port("remote"));
-    remote.send(readDm0);
-    EXPECT_EQ(remote.line(), "00000");
+    servedOnEachLine(sim);
 }
 
 TEST(ListenQueue, holdsHundredsOfConnectionsThatComeAtOnce)

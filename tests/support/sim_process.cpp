@@ -14,8 +14,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-SimProcess::SimProcess(const QStringList &arguments)
+SimProcess::SimProcess(const QStringList &arguments, const QString &errorFile)
 {
+    if (!errorFile.isEmpty())
+        m_process.setStandardErrorFile(errorFile);
     m_process.start(KV_SIM_PATH, arguments + QStringList{"--exit-with-stdin"});
     QElapsedTimer clock;
     clock.start();
@@ -93,8 +95,11 @@ std::string SimProcess::output()
     return m_output.toStdString();
 }
 
+// QProcess takes what is in the pipe only while something waits for it.
 std::string SimProcess::errors()
 {
+    if (m_process.state() != QProcess::NotRunning)
+        m_process.waitForReadyRead(0);
     m_errors += m_process.readAllStandardError();
     return m_errors.toStdString();
 }

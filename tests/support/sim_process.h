@@ -19,7 +19,8 @@ class SimProcess
 {
 public:
     /// Starts the program and waits for "ready" (or for its end).
-    explicit SimProcess(const QStringList &arguments);
+    /// \param errorFile  takes its stderr, instead of errors()
+    explicit SimProcess(const QStringList &arguments, const QString &errorFile = {});
     ~SimProcess();
 
     bool isReady() const { return m_ready; }

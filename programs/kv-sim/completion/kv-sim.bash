@@ -11,6 +11,9 @@ _kv_sim() {
     local faults="silent late error short long torn garbled doubled foreign split slow close reset forget lost twice
                   overtaken vanish refuse blackhole second"
     local values=
+    if [[ " ${COMP_WORDS[*]:0:COMP_CWORD} " == *" --check "* && $current != -* ]]; then
+        previous=--check # takes any number of files
+    fi
     case $previous in
         --program | --check | --load | --save | --record | --replay | --serial)
             mapfile -t COMPREPLY < <(compgen -f -- "$current")

@@ -14,6 +14,7 @@ namespace
 
 constexpr std::string_view allPlcs = "*";
 constexpr std::string_view okWithText = "ok ";
+constexpr std::size_t largestAnswer = 16 * 1024 * 1024; // of all PLCs; one of them can give 3.5 MB
 
 bool isError(std::string_view answer)
 {
@@ -59,8 +60,13 @@ std::string GroupDesk::run(std::string_view line)
 std::string GroupDesk::runAll(std::string_view command)
 {
     std::vector<std::string> answers;
+    std::size_t length = 0;
     for (ControlDesk *desk : m_desks) {
         answers.push_back(desk->run(command));
+        length += answers.back().size();
+        if (length > largestAnswer)
+            return "error: the answers of all PLCs are longer than 16 MiB; ask for fewer values, or one PLC "
+                   "at a time";
         if (isError(answers.back()))
             return answers.back() + " (PLC " + std::to_string(answers.size() - 1) + ")";
     }

@@ -144,9 +144,11 @@ std::optional<std::vector<RecordedEvent>> recordingFromText(std::string_view tex
     std::vector<RecordedEvent> events;
     std::size_t number = 0;
     problem.clear();
-    for (const std::string_view whole : splitAt(text, '\n')) {
+    while (!text.empty()) {
         ++number;
-        const std::string_view line = trimmed(whole);
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        const std::string_view line = trimmed(text.substr(0, end));
+        text.remove_prefix(std::min(end + 1, text.size()));
         if (line.empty())
             continue;
         problem = readLine(line, events.emplace_back());

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // One line of a recording: a JSON object with what came or went, and when.
 //
-//   {"ms":0,"event":"start","format":1,"time":"2026-11-22T08:15:30.123Z","model":"KV-8000"}
-//   {"ms":812,"plc":0,"connection":1,"event":"opened"}
-//   {"ms":813,"plc":0,"connection":1,"event":"in","text":"RDS DM0.U 2\r"}
-//   {"ms":821,"plc":0,"connection":1,"event":"out","text":"00001 00002\r\n"}
-//   {"ms":900,"plc":0,"connection":2,"event":"in","hex":"0000000002000A000000640003000000000000000073"}
+//   {"event":"start","format":1,"model":"KV-8000","ms":0,"time":"2026-11-22T08:15:30.123Z"}
+//   {"connection":1,"event":"opened","ms":812,"plc":0}
+//   {"connection":1,"event":"in","ms":813,"plc":0,"text":"RDS DM0.U 2\r"}
+//   {"connection":1,"event":"out","ms":821,"plc":0,"text":"00001 00002\r\n"}
+//   {"connection":2,"event":"in","hex":"0000000002000A000000640003...","ms":900,"plc":0}
 #pragma once
 
 #include <cstdint>

@@ -38,12 +38,12 @@ Replay::Replay(const std::vector<RecordedEvent> &events, std::uint32_t plc)
             deliveries.emplace_back();
         } else if (!asker.request.empty()) {
             Delivery &delivery = m_answers[asker.request].deliveries[asker.at];
-            if (event.kind == EventKind::Out)
-                delivery.steps.push_back({waitBetween(asker.ms, event.ms), event.bytes});
-            else if (event.kind == EventKind::PlcClosed)
-                delivery.ending = Ending::Close;
-            else if (event.kind == EventKind::PlcReset)
-                delivery.ending = Ending::Reset;
+            const std::uint32_t wait = waitBetween(asker.ms, event.ms);
+            const bool ends = event.kind == EventKind::PlcClosed || event.kind == EventKind::PlcReset;
+            if (event.kind == EventKind::Out || (ends && wait > 0))
+                delivery.steps.push_back({wait, event.bytes});
+            if (ends)
+                delivery.ending = event.kind == EventKind::PlcClosed ? Ending::Close : Ending::Reset;
         }
         asker.ms = event.ms;
     }

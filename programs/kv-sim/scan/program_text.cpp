@@ -138,9 +138,12 @@ std::string RowReader::read()
     do {
         wrong = action();
     } while (wrong.empty() && takeIf(","));
-    if (wrong.empty() && takeIf("after"))
+    const char *next = "',', 'after' or the end of the row";
+    if (wrong.empty() && takeIf("after")) {
         wrong = delay();
-    return wrong.empty() && !done() ? expected("',', 'after' or the end of the row") : wrong;
+        next = "the end of the row";
+    }
+    return wrong.empty() && !done() ? expected(next) : wrong;
 }
 
 std::string RowReader::condition()

@@ -124,7 +124,7 @@ void Conversation::answerRemote(const RemoteRequest &request)
 
 void Conversation::begin(const Delivery &delivery)
 {
-    if (delivery.overtakenMs > 0)
+    if (delivery.overtakenMs > 0 && m_heldBack.empty()) // one at a time: this one overtakes the last
         return holdBack(delivery);
     m_delivery = m_baud == 0 ? delivery : atBaud(delivery, m_baud);
     m_step = 0;

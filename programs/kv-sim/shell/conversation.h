@@ -55,7 +55,9 @@ public:
     Conversation(LineContext &context, int number, Speech speech, Wire wire, std::uint32_t baud = 0);
 
     /// True while the last bytes have not been worked off; feeding more would only pile them up.
-    bool busy() const { return m_busy || !m_input.isEmpty(); }
+    bool busy() const { return m_busy || !m_input.isEmpty() || !m_arriving.isEmpty(); }
+    /// Bytes that wait to be worked off.
+    std::size_t waiting() const { return std::size_t(m_input.size() + m_arriving.size()); }
     void receive(const QByteArray &bytes);
 
     /// Called whenever more bytes are welcome.
@@ -93,7 +95,7 @@ private:
     QTimer m_stepTimer;
     QTimer m_overtaken;
     Delivery m_delivery;
-    std::string m_heldBack; // answers that the next one overtakes
+    std::string m_heldBack; // an answer that the next one overtakes
     std::size_t m_step = 0;
     qint64 m_stepDue = 0;
     qint64 m_arrivalDue = 0;

@@ -2,7 +2,9 @@
 // A TCP port that keeps accepting.
 #include "shell/listener.h"
 
+#include <cerrno>
 #include <sys/socket.h>
+#include <unistd.h>
 
 namespace kvsim
 {
@@ -17,17 +19,8 @@ constexpr int dismissedMs = 1000;
 
 Listener::Listener(std::function<void(QTcpSocket *)> accepted) : m_accepted(std::move(accepted))
 {
-    m_server.setMaxPendingConnections(listenQueue);
     m_retry.setSingleShot(true);
-    connect(&m_server, &QTcpServer::newConnection, this, [this] {
-        while (QTcpSocket *socket = m_server.nextPendingConnection()) {
-            connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
-            m_accepted(socket);
-        }
-    });
-    // Qt stops accepting after an error. Descriptors become free again, so this tries again.
-    connect(&m_server, &QTcpServer::acceptError, this, [this] { m_retry.start(retryMs); });
-    connect(&m_retry, &QTimer::timeout, &m_server, &QTcpServer::resumeAccepting);
+    connect(&m_retry, &QTimer::timeout, this, [this] { m_waiting->setEnabled(true); });
 }
 
 QString Listener::open(const Address &address)
@@ -44,12 +37,45 @@ QString Listener::reopen()
         return m_server.errorString();
     ::listen(int(m_server.socketDescriptor()), listenQueue); // a second call sets the new length
     m_address.port = m_server.serverPort();
+    // On purpose: Qt only listens. It keeps a listener's first error for good, so that after the
+    // usual "nothing waits" it would not see that descriptors are used up, and try without end.
+    m_server.pauseAccepting();
+    m_waiting = std::make_unique<QSocketNotifier>(m_server.socketDescriptor(), QSocketNotifier::Read);
+    connect(m_waiting.get(), &QSocketNotifier::activated, this, [this] { acceptAll(); });
     return {};
+}
+
+// Descriptors become free again, so without them it tries again after a pause.
+void Listener::acceptAll()
+{
+    const int listening = int(m_server.socketDescriptor());
+    int descriptor = ::accept4(listening, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    while (descriptor >= 0) {
+        take(descriptor);
+        descriptor = ::accept4(listening, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    }
+    if (errno == EAGAIN || errno == ECONNABORTED || errno == EINTR)
+        return;
+    m_waiting->setEnabled(false);
+    m_retry.start(retryMs);
+}
+
+void Listener::take(int descriptor)
+{
+    auto *socket = new QTcpSocket(&m_server);
+    if (!socket->setSocketDescriptor(descriptor)) {
+        ::close(descriptor);
+        delete socket;
+        return;
+    }
+    connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+    m_accepted(socket);
 }
 
 void Listener::close()
 {
     m_retry.stop();
+    m_waiting.reset();
     m_server.close();
 }
 

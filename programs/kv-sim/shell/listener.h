@@ -5,11 +5,13 @@
 
 #include "shell/address.h"
 
+#include <QSocketNotifier>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTimer>
 
 #include <functional>
+#include <memory>
 
 namespace kvsim
 {
@@ -32,8 +34,12 @@ public:
     QList<QTcpSocket *> sockets() const { return m_server.findChildren<QTcpSocket *>(); }
 
 private:
+    void acceptAll();
+    void take(int descriptor);
+
     std::function<void(QTcpSocket *)> m_accepted;
     QTcpServer m_server;
+    std::unique_ptr<QSocketNotifier> m_waiting; // for connections that wait to be accepted
     QTimer m_retry;
     Address m_address;
 };

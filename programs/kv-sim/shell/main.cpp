@@ -2,6 +2,7 @@
 // kv-sim: strict simulated KV PLCs with every fault of the field.
 #include "desk/group_desk.h"
 #include "shell/control_line.h"
+#include "shell/error_output.h"
 #include "shell/input_files.h"
 #include "shell/options.h"
 #include "shell/plc_unit.h"
@@ -119,5 +120,6 @@ int main(int argc, char **argv)
     }
     QCoreApplication::exec();
     const int code = endAll(plcs);
+    tellLostLines();
     return recorder.hasFailed() ? exitLine : code;
 }

@@ -4,6 +4,7 @@
 
 #include "devices/memory_file.h"
 #include "requests/assignment.h"
+#include "shell/error_output.h"
 #include "shell/input_files.h"
 
 #include <QCoreApplication>
@@ -227,7 +228,7 @@ void PlcUnit::nextRestartStep()
 {
     if (m_restartStep == 0) {
         if (const std::string wrong = listen(true); !wrong.empty()) {
-            std::fprintf(stderr, "kv-sim: restart: %s; trying again\n", wrong.c_str());
+            tellError("kv-sim: restart: " + wrong + "; trying again");
             return m_restart.start();
         }
         for (const auto &line : m_tcp) // after listening: who is reset may connect at once
@@ -274,7 +275,10 @@ int PlcUnit::end()
     if (m_options.save.empty())
         return 0;
     const std::string wrong = save({});
-    return wrong.empty() ? 0 : fail(exitLine, wrong);
+    if (wrong.empty())
+        return 0;
+    tellError("kv-sim: " + wrong);
+    return exitLine;
 }
 
 } // namespace kvsim

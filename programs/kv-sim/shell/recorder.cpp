@@ -2,9 +2,9 @@
 // --record: what came and went, in a file.
 #include "shell/recorder.h"
 
-#include <QDateTime>
+#include "shell/error_output.h"
 
-#include <cstdio>
+#include <QDateTime>
 
 namespace kvsim
 {
@@ -47,8 +47,8 @@ void Recorder::append(const std::string &line)
 
 void Recorder::stop(const QString &reason)
 {
-    std::fprintf(stderr, "kv-sim: the recording %s ends here: %s\n", m_file.fileName().toStdString().c_str(),
-                 reason.toStdString().c_str());
+    tellError("kv-sim: the recording " + m_file.fileName().toStdString() +
+              " ends here: " + reason.toStdString());
     m_file.close();
     m_failed = true;
 }

@@ -66,6 +66,7 @@ QString SerialLine::open(const QString &path)
     connect(m_readable.get(), &QSocketNotifier::activated, this, [this] { readAll(); });
     m_writable = std::make_unique<QSocketNotifier>(m_master, QSocketNotifier::Write);
     m_writable->setEnabled(false);
+    m_conversation->onReady([this] { readWhileWelcome(); });
     connect(m_writable.get(), &QSocketNotifier::activated, this, [this] { sendWaiting(); });
     return {};
 }
@@ -107,6 +108,13 @@ void SerialLine::readAll()
     const auto count = ::read(m_master, buffer.data(), buffer.size());
     if (count > 0)
         m_conversation->receive(QByteArray(buffer.data(), int(count)));
+    readWhileWelcome();
+}
+
+// A client that does not read, or sends more than is worked off, has to wait.
+void SerialLine::readWhileWelcome()
+{
+    m_readable->setEnabled(m_unsent.size() < mostUnsent && !m_conversation->busy());
 }
 
 void SerialLine::send(const QByteArray &bytes)
@@ -115,14 +123,14 @@ void SerialLine::send(const QByteArray &bytes)
     sendWaiting();
 }
 
-// What the terminal does not take waits. A client that does not read is not served beyond a limit.
+// What the terminal does not take waits.
 void SerialLine::sendWaiting()
 {
     const auto taken = ::write(m_master, m_unsent.constData(), std::size_t(m_unsent.size()));
     if (taken > 0)
         m_unsent.remove(0, int(taken));
     m_writable->setEnabled(!m_unsent.isEmpty());
-    m_readable->setEnabled(m_unsent.size() < mostUnsent);
+    readWhileWelcome();
 }
 
 } // namespace kvsim

@@ -28,6 +28,7 @@ private:
     QString makeTerminal();
     QString linkTo(const QString &terminal);
     void readAll();
+    void readWhileWelcome();
     void send(const QByteArray &bytes);
     void sendWaiting();
 

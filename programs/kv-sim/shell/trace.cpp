@@ -2,9 +2,9 @@
 // --trace: what came and went, on stderr.
 #include "shell/trace.h"
 
-#include <QTime>
+#include "shell/error_output.h"
 
-#include <cstdio>
+#include <QTime>
 
 namespace kvsim
 {
@@ -44,7 +44,7 @@ std::string hexBytes(const std::string &bytes)
 void print(int connection, char direction, const std::string &text)
 {
     const std::string time = QTime::currentTime().toString("HH:mm:ss.zzz").toStdString();
-    std::fprintf(stderr, "%s #%d %c %s\n", time.c_str(), connection, direction, text.c_str());
+    tellError(time + " #" + std::to_string(connection) + " " + direction + " " + text);
 }
 
 } // namespace

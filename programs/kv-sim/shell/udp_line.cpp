@@ -12,6 +12,7 @@ namespace
 {
 
 constexpr std::size_t mostPeers = 1024; // UDP never says goodbye: the one silent for longest is forgotten
+constexpr std::size_t mostWaiting = 64 * 1024; // of one sender
 
 } // namespace
 
@@ -37,9 +38,11 @@ void UdpLine::readAll()
 {
     while (m_socket.hasPendingDatagrams()) {
         const QNetworkDatagram datagram = m_socket.receiveDatagram();
-        if (datagram.isValid())
-            conversationWith(datagram.senderAddress(), quint16(datagram.senderPort()))
-                .receive(datagram.data());
+        if (!datagram.isValid())
+            continue;
+        auto &conversation = conversationWith(datagram.senderAddress(), quint16(datagram.senderPort()));
+        if (conversation.waiting() < mostWaiting) // else it is lost, as in a full buffer on its way
+            conversation.receive(datagram.data());
     }
 }
 

@@ -114,6 +114,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, DeskWrong, testing::Values(
     WrongRow{ "clearText",     "clear x",          "error: no fault has the number 'x'" },
     WrongRow{ "resetWhat",     "reset dm",         "error: expected reset" },
     WrongRow{ "scanText",      "scan fast",        "error: expected scan MS" },
+    WrongRow{ "scanLong",      "scan 3600001",     "error: expected scan MS, MS from 0 (no scans) to 3600000" },
     WrongRow{ "programNothing", "program",         "error: expected program FILE" },
     WrongRow{ "modeWhat",      "mode stop",        "error: expected mode run|program" },
     WrongRow{ "cpuErrorLarge", "cpu-error 1000",   "error: expected cpu-error N" },
@@ -188,6 +189,8 @@ TEST_F(Desk, setsModeAndError)
     EXPECT_EQ(bench.send("?E\r?M\r"), "042\r\n0\r\n");
     EXPECT_EQ(desk.run("mode run"), "ok");
     EXPECT_EQ(bench.send("?M\r"), "1\r\n");
+    EXPECT_EQ(desk.run("cpu-error 999"), "ok");
+    EXPECT_EQ(bench.send("?E\r"), "999\r\n");
 }
 
 TEST_F(Desk, protectsFromWrites)
@@ -228,12 +231,12 @@ TEST_F(Desk, changesTheDelay)
 
 TEST_F(Desk, handsTheRestOn)
 {
-    for (const char *command :
-         {"save", "save a b.json", "load c.json", "program d.txt", "program none", "scan 50", "scan 0",
-          "listen off", "listen on", "restart", "restart 50", "disconnect", "stop"})
+    for (const char *command : {"save", "save a b.json", "load c.json", "program d.txt", "program none",
+                                "scan 50", "scan 0", "listen off", "listen on", "restart", "restart 1",
+                                "restart 3600000", "scan 3600000", "disconnect", "stop"})
         EXPECT_EQ(desk.run(command), "ok") << command;
     EXPECT_EQ(done, "save ;save a b.json;load c.json;program d.txt;program ;scan 50;scan 0;listen off;listen "
-                    "on;restart 1000;restart 50;disconnect;stop;");
+                    "on;restart 1000;restart 1;restart 3600000;scan 3600000;disconnect;stop;");
 }
 
 TEST_F(Desk, passesProblemsOn)

@@ -389,6 +389,9 @@ INSTANTIATE_TEST_SUITE_P(Rows, WrongFault, testing::Values(
     WrongRow{ "noArgument",     "silent:5",                "silent takes no argument" },
     WrongRow{ "badMs",          "late:x",                  "'x' is not an argument for late" },
     WrongRow{ "hugeMs",         "late:3600001",            "'3600001' is not an argument for late" },
+    WrongRow{ "manyBytes",      "long:65537",              "'65537' is not an argument for long" },
+    WrongRow{ "farPosition",    "torn:65537",              "'65537' is not an argument for torn" },
+    WrongRow{ "longCode",       "error:E2345678901234567", "'E2345678901234567' is not an argument for error" },
     WrongRow{ "zeroBytes",      "short:0",                 "'0' is not an argument for short" },
     WrongRow{ "emptyCode",      "error:",                  "'' is not an argument for error" },
     WrongRow{ "badMoment",      "close:during",            "'during' is not an argument for close" },
@@ -417,9 +420,9 @@ INSTANTIATE_TEST_SUITE_P(Rows, WrongFault, testing::Values(
 
 TEST(FaultText, takesTheLargestNumbersAndWholeRanges)
 {
-    for (const char *text :
-         {"silent every 4294967295", "silent next 4294967295", "silent dev DM65530-DM65534",
-          "silent dev Z1-Z12", "silent dev R199915", "late:3600000", "short:65536"}) {
+    for (const char *text : {"silent every 4294967295", "silent next 4294967295",
+                             "silent dev DM65530-DM65534", "silent dev Z1-Z12", "silent dev R199915",
+                             "late:3600000", "short:65536", "torn:65536", "error:E234567890123456"}) {
         Bench bench;
         EXPECT_NE(bench.fault(text), 0) << bench.refused;
     }

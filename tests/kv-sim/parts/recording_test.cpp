@@ -162,7 +162,13 @@ TEST(Replay, keepsPortionsSilenceAndEnds)
     EXPECT_EQ(answered(replay, "RD DM0").steps, (std::vector<Step>{{5, "000"}, {4, "01\r\n"}}));
     EXPECT_EQ(answered(replay, "RD DM1").steps, std::vector<Step>{});
     EXPECT_EQ(answered(replay, "RD DM2"), (Delivery{{{1, "00003\r\n"}}, Ending::Close}));
-    EXPECT_EQ(answered(replay, "RD DM3"), (Delivery{{}, Ending::Reset}));
+    EXPECT_EQ(answered(replay, "RD DM3"), (Delivery{{{1, ""}}, Ending::Reset}));
+}
+
+TEST(Replay, closesASilentConnectionAfterTheSameTime)
+{
+    kvsim::Replay replay({in(0, "RD DM0"), out(5, "00001\r\n"), {3005, EventKind::PlcClosed, 0, 1, ""}}, 0);
+    EXPECT_EQ(answered(replay, "RD DM0"), (Delivery{{{5, "00001\r\n"}, {3000, ""}}, Ending::Close}));
 }
 
 TEST(Replay, tellsConnectionsAndPlcsApart)

@@ -280,6 +280,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, WrongProgram, testing::Values(
     WrongRow{ "delayZero",      "when R0 on then set R1 after 0 scans",      "line 1: '0' is not a number of scans (1 to 1000000)" },
     WrongRow{ "delayTooLong",   "when R0 on then set R1 after 1000001 scans","line 1: '1000001' is not a number of scans (1 to 1000000)" },
     WrongRow{ "delayUnit",      "when R0 on then set R1 after 5 ms",         "line 1: expected 'scans', not 'ms'" },
+    WrongRow{ "afterInBetween", "when R0 on then set R1 after 5 scans, set R2", "line 1: expected the end of the row, not ','" },
     WrongRow{ "secondRow",      "when R0 on then set R1\nwhen R0",           "line 2: expected on, off, rises, falls, changes, =, !=, <, <=, > or >= at the end" }),
     [](const auto &row) { return std::string(row.param.name); });
 // clang-format on

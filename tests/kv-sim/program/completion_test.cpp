@@ -74,6 +74,16 @@ TEST(Bash, proposesValues)
     EXPECT_EQ(proposed({"kv-sim", "--set", ""}), QSet<QString>{});
 }
 
+TEST(Bash, proposesFiles)
+{
+    const QString man = KV_SIM_DOCS "/man/kv-s";
+    const QString page = KV_SIM_DOCS "/man/kv-sim.1";
+    EXPECT_EQ(proposed({"kv-sim", "--load", man}), QSet<QString>{page});
+    EXPECT_EQ(proposed({"kv-sim", "--check", man}), QSet<QString>{page});
+    EXPECT_EQ(proposed({"kv-sim", "--check", page, man}), QSet<QString>{page}); // it takes several
+    EXPECT_EQ(proposed({"kv-sim", "--check", page, "--trac"}), QSet<QString>{"--trace"});
+}
+
 TEST(Zsh, knowsEveryOptionAndFault)
 {
     const QString text = content(KV_SIM_COMPLETION "/_kv-sim");

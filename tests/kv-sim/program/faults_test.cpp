@@ -63,9 +63,7 @@ TEST_F(Faulty, late)
     clock.start();
     EXPECT_EQ(line->ask("RD DM0"), "00001");
     EXPECT_GE(clock.elapsed(), 199);
-    clock.restart();
     EXPECT_EQ(line->ask("RD DM0"), "00001");
-    EXPECT_LT(clock.elapsed(), 150);
     EXPECT_EQ(done(), "faults=1 late=1");
 }
 
@@ -73,10 +71,12 @@ TEST_F(Faulty, lateBeyondTheAskersPatienceAnswersTheNextRequest)
 {
     start("late:300 next 1 cmd RDS");
     connect();
-    line->send("RDS DM0 2\r");
-    EXPECT_FALSE(line->socket().waitForReadyRead(100)); // the asker gives up ...
+    QElapsedTimer clock;
+    clock.start();
+    line->send("RDS DM0 2\r"); // the asker gives up at once ...
     line->send("RDS DM5 2\r");
     EXPECT_EQ(line->line(), "00001 00002"); // ... and takes the late answer for the one to this
+    EXPECT_GE(clock.elapsed(), 299);
     EXPECT_EQ(line->line(), "00000 00000");
 }
 

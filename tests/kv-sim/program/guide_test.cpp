@@ -14,6 +14,7 @@
 #include "serial_client.h"
 
 #include <QFile>
+#include <QRegularExpression>
 
 #include <gtest/gtest.h>
 
@@ -211,6 +212,38 @@ TEST(GuideForHosts, proposesFaultsThatThereAre)
         }
     }
     EXPECT_GE(faults, 15);
+}
+
+// Every option that its table proposes is one; ports are free ones here.
+TEST(GuideForHosts, proposesOptionsThatThereAre)
+{
+    QFile page(KV_SIM_DOCS "/kv-sim-for-hosts.md");
+    ASSERT_TRUE(page.open(QIODevice::ReadOnly));
+    auto matches = QRegularExpression("^\\|[^|]*\\| .*`(--[^`]+)`", QRegularExpression::MultilineOption)
+                       .globalMatch(QString::fromUtf8(page.readAll()));
+    int options = 0;
+    while (matches.hasNext()) {
+        QString text = matches.next().captured(1);
+        if (text == "--program") // takes a file
+            continue;
+        text.replace(QRegularExpression(":85\\d\\d\\b"), ":0");
+        SimProcess sim(QStringList{"--tcp", "127.0.0.1:0"} + text.split(' '));
+        EXPECT_TRUE(sim.isReady()) << text.toStdString() << ": " << sim.errors();
+        ++options;
+    }
+    EXPECT_GE(options, 5);
+}
+
+// The ports of its many PLCs count up from 8501, past no other port of the page.
+TEST(GuideForHosts, givesManyPlcsPortsOfTheirOwn)
+{
+    QFile page(KV_SIM_DOCS "/kv-sim-for-hosts.md");
+    ASSERT_TRUE(page.open(QIODevice::ReadOnly));
+    const auto match = QRegularExpression("--plcs (\\d+) --control-all 127.0.0.1:(\\d+)")
+                           .match(QString::fromUtf8(page.readAll()));
+    ASSERT_TRUE(match.hasMatch());
+    const int control = match.captured(2).toInt();
+    EXPECT_TRUE(control < 8501 || control > 8500 + match.captured(1).toInt()) << control;
 }
 
 TEST(Guide, programsAreGood)

@@ -216,13 +216,22 @@ TEST(Connections, thatDoNotReadHoldUpNobodyAndLoseNothing)
     ASSERT_TRUE(sim.isReady()) << sim.errors();
     Client deaf(sim.port("tcp"));
     EXPECT_EQ(deaf.ask("CR"), "CC");
-    constexpr std::size_t requests = 2000; // 12 MB of answers, more than sockets hold
+    constexpr std::size_t requests = 4000; // 24 MB of answers, more than sockets hold
     std::string sent;
     for (std::size_t i = 0; i < requests; ++i)
         sent += "RDS DM0 1000\r";
     deaf.send(sent);
     Client other(sim.port("tcp"));
     EXPECT_EQ(other.ask("CR"), "CC");
+    Client control(sim.port("control"));
+    unsigned long long unread = 0;
+    for (int i = 0, unchanged = 0; i < 100000 && unchanged < 50; ++i) {
+        const std::string text = control.ask("statistics");
+        const unsigned long long now = std::stoull(text.substr(text.find("bytes_out=") + 10));
+        unchanged = now == unread && now > 1024U * 1024 ? unchanged + 1 : 0;
+        unread = now;
+    }
+    EXPECT_LT(unread, 16U * 1024 * 1024); // what the sockets hold, and 1 MiB
     std::string answer;
     for (std::size_t i = 0; i < requests; ++i) {
         answer = deaf.receive(6001);

@@ -52,6 +52,17 @@ TEST_F(ManyPlcs, areNamedInEveryCommand)
     EXPECT_EQ(sim->exitCode(), 0);
 }
 
+// A PLC's answer to n words has 3 + 6n - 1 bytes: "ok ", and a space between values of 5 digits.
+TEST_F(ManyPlcs, giveUpTo16MebibytesInOneAnswer)
+{
+    start(6);
+    EXPECT_EQ(control->ask("*/get ZF0 466033").size(), 3U + 466033 * 6 - 1); // 16,777,200 of 16,777,216
+    EXPECT_EQ(control->ask("*/get ZF0 466034"),
+              "error: the answers of all PLCs are longer than 16 MiB; ask for fewer values, or one PLC at a "
+              "time");
+    EXPECT_EQ(control->ask("5/get ZF0 524288").size(), 3U + 524288 * 6 - 1);
+}
+
 TEST_F(ManyPlcs, mayBeOnlyOne)
 {
     start(1);

@@ -94,6 +94,20 @@ TEST_F(Network, swapsTwoAnswers)
     EXPECT_EQ(line.datagram(), "00001\r\n");
 }
 
+TEST_F(Network, swapsEachPairOfAnswers)
+{
+    start({"--fault", "overtaken:60000 cmd RD"});
+    UdpClient line(sim->port("udp"));
+    line.send("CR\r");
+    EXPECT_EQ(line.datagram(), "CC\r\n");
+    for (int pair = 0; pair < 3; ++pair) {
+        line.send("RD DM0\r");
+        line.send("RD DM1\r");
+        EXPECT_EQ(line.datagram(), "00002\r\n");
+        EXPECT_EQ(line.datagram(), "00001\r\n");
+    }
+}
+
 TEST_F(Network, sendsAnAnswerThatNothingOvertakes)
 {
     start({"--fault", "overtaken:100 next 1 cmd RD"});
@@ -160,13 +174,15 @@ TEST_F(Network, takesAClientInThePlaceOfOneThatLeft)
 
 TEST_F(Network, closesASilentConnectionAndNoOther)
 {
-    start({"--idle-close", "300"});
+    start({"--idle-close", "2000"});
     const auto busy = opened();
     RawClient silent(sim->port("tcp"));
     QElapsedTimer clock;
     clock.start();
-    while (clock.elapsed() < 600)
+    while (clock.elapsed() < 2500) {
         ASSERT_EQ(busy->ask("RD DM0"), "00001");
+        busy->socket().waitForReadyRead(20); // nothing more comes
+    }
     int error = -1;
     EXPECT_EQ(silent.untilEnd(error), "");
     EXPECT_EQ(error, 0);
@@ -187,7 +203,7 @@ TEST_F(Network, restartsStepByStep)
     udp.send("CR\r");
     EXPECT_EQ(udp.datagram(), "CC\r\n");
 
-    EXPECT_EQ(control->ask("restart 500"), "ok"); // off: nobody listens, connections hear nothing
+    EXPECT_EQ(control->ask("restart 2000"), "ok"); // off: nobody listens, connections hear nothing
     EXPECT_FALSE(RawClient(sim->port("tcp")).isConnected());
     before->send("RD DM0\r");
     EXPECT_EQ(control->ask("get DM0"), "ok 00001");

@@ -72,6 +72,26 @@ TEST_F(ProgramFile, seesEachRequestWhole)
     EXPECT_NE(line.ask("RD DM201"), "00000") << "no scan came between";
 }
 
+// The last of 100 words is written by another row than the first, in the same scan.
+TEST_F(ProgramFile, isSeenInWholeScans)
+{
+    SimProcess sim({"--tcp", "127.0.0.1:0", "--scan", "1", "--program",
+                    file("pair", "when always then count DM0\nwhen always then copy DM0 DM99\n")});
+    ASSERT_TRUE(sim.isReady()) << sim.errors();
+    Client line(sim.port("tcp"));
+    EXPECT_EQ(line.ask("CR"), "CC");
+    std::string first;
+    std::string words;
+    for (int i = 0; i < 500; ++i) {
+        words = line.ask("RDS DM0 100");
+        ASSERT_EQ(words.size(), 599U);
+        ASSERT_EQ(words.substr(0, 5), words.substr(594));
+        if (i == 0)
+            first = words;
+    }
+    EXPECT_NE(words, first) << "no scan came between";
+}
+
 TEST_F(ProgramFile, isExchangedWhileItRuns)
 {
     SimProcess sim({"--tcp", "127.0.0.1:0", "--control", "127.0.0.1:0"});

@@ -54,6 +54,18 @@ INSTANTIATE_TEST_SUITE_P(Rows, Usage, testing::Values(
     UsageRow{ "badCount",       {"--max-count", "QQ=5"},                            2, "--max-count: 'QQ=5' is neither N nor DEVICE=N" },
     UsageRow{ "zeroCount",      {"--max-count", "0"},                               2, "--max-count: '0' is neither N nor DEVICE=N" },
     UsageRow{ "hugeCount",      {"--max-count", "4294967296"},                      2, "--max-count: '4294967296' is neither N nor DEVICE=N" },
+    UsageRow{ "manyPlcs",       {"--plcs", "257"},                                  2, "--plcs: Value 257 not in range 1 to 256" },
+    UsageRow{ "lowBaud",        {"--baud", "109"},                                  2, "--baud: Value 109 not in range 110 to 4000000" },
+    UsageRow{ "highBaud",       {"--baud", "4000001"},                              2, "--baud: Value 4000001 not in range 110 to 4000000" },
+    UsageRow{ "noSilence",      {"--remote-silence", "0"},                          2, "--remote-silence: Value 0 not in range 1 to 60000" },
+    UsageRow{ "longSilence",    {"--remote-silence", "60001"},                      2, "--remote-silence: Value 60001 not in range 1 to 60000" },
+    UsageRow{ "longIdle",       {"--idle-close", "86400001"},                       2, "--idle-close: Value 86400001 not in range 1 to 86400000" },
+    UsageRow{ "longScan",       {"--scan", "3600001"},                              2, "--scan: Value 3600001 not in range 1 to 3600000" },
+    UsageRow{ "noCode",         {"--model-code", "0"},                              2, "--model-code: Value 0 not in range 1 to 99999" },
+    UsageRow{ "longCode",       {"--model-code", "100000"},                         2, "--model-code: Value 100000 not in range 1 to 99999" },
+    UsageRow{ "noDigits",       {"--error-digits", "0"},                            2, "--error-digits: Value 0 not in range 1 to 5" },
+    UsageRow{ "manyDigits",     {"--error-digits", "6"},                            2, "--error-digits: Value 6 not in range 1 to 5" },
+    UsageRow{ "largeError",     {"--cpu-error", "1000"},                            2, "--cpu-error: Value 1000 not in range 0 to 999" },
     UsageRow{ "badScan",        {"--scan", "0"},                                    2, "--scan" },
     UsageRow{ "badSet",         {"--tcp", "127.0.0.1:0", "--set", "DM1=x"},         2, "--set: 'x' is not a value for 'DM1'" },
     UsageRow{ "noSuchPlc",      {"--plcs", "2", "--set", "2/DM1=5"},                2, "--set: '2' is not a PLC (0 to 1)" },
@@ -68,6 +80,31 @@ INSTANTIATE_TEST_SUITE_P(Rows, Usage, testing::Values(
     UsageRow{ "foreignAddress", {"--tcp", "192.0.2.1:0"},                           3, "cannot listen on tcp 192.0.2.1:0" }),
     [](const auto &row) { return std::string(row.param.name); });
 // clang-format on
+
+TEST(Options, takeTheirSmallestAndLargestValues)
+{
+    const QTemporaryDir folder;
+    const QString serial = folder.filePath("plc");
+    SimProcess smallest({"--tcp",        "127.0.0.1:0", "--serial",         serial,
+                         "--baud",       "110",         "--remote-silence", "1",
+                         "--idle-close", "1",           "--scan",           "1",
+                         "--model-code", "1",           "--error-digits",   "1",
+                         "--cpu-error",  "0",           "--max-clients",    "1",
+                         "--max-count",  "1",           "--plcs",           "1"});
+    EXPECT_TRUE(smallest.isReady()) << smallest.errors();
+    smallest.closeStdin();
+    EXPECT_EQ(smallest.exitCode(), 0);
+    SimProcess largest({"--tcp",       "127.0.0.1:0",      "--serial",     serial,          "--baud",
+                        "4000000",     "--remote-silence", "60000",        "--idle-close",  "86400000",
+                        "--scan",      "3600000",          "--model-code", "99999",         "--error-digits",
+                        "5",           "--cpu-error",      "999",          "--max-clients", "10000",
+                        "--max-count", "4294967295"});
+    ASSERT_TRUE(largest.isReady()) << largest.errors();
+    Client line(largest.port("tcp"));
+    EXPECT_EQ(line.ask("CR"), "CC");
+    EXPECT_EQ(line.ask("?K"), "99999");
+    EXPECT_EQ(line.ask("?E"), "00999");
+}
 
 TEST(BusyPort, givesExitCode3)
 {

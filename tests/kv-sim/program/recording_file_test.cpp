@@ -139,6 +139,28 @@ TEST_F(RecordingFile, isChecked)
     EXPECT_EQ(check.output(), path().toStdString() + ": a recording of 1 event\n");
 }
 
+// Grown by a hole, which takes no space. An event takes less than 200 bytes, and more than 20.
+TEST_F(RecordingFile, endsWithAMessageAt1GiB)
+{
+    SimProcess sim({"--tcp", "127.0.0.1:0", "--record", path()});
+    ASSERT_TRUE(sim.isReady()) << sim.errors();
+    QFile file(path());
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    ASSERT_TRUE(file.resize(qint64(1024) * 1024 * 1024 - 200));
+    Client line(sim.port("tcp"));
+    EXPECT_EQ(line.ask("CR"), "CC");
+    const QByteArray written = file.read(1024);
+    EXPECT_TRUE(written.contains("\"text\":\"CC\\r\\n\"}")) << written.toStdString();
+    ASSERT_TRUE(file.resize(qint64(1024) * 1024 * 1024 - 20));
+    EXPECT_EQ(line.ask("?K"), "57"); // it goes on serving
+    sim.closeStdin();
+    EXPECT_EQ(sim.exitCode(), 3);
+    EXPECT_EQ(sim.errors(),
+              "kv-sim: the recording " + path().toStdString() + " ends here: it has reached 1 GiB\n");
+    file.seek(0);
+    EXPECT_FALSE(file.read(1024).contains("?K"));
+}
+
 TEST_F(RecordingFile, endsWithAMessageWhenTheDiskIsFull)
 {
     SimProcess sim({"--tcp", "127.0.0.1:0", "--record", path()});

@@ -11,9 +11,11 @@
 class UdpClient
 {
 public:
-    explicit UdpClient(quint16 port) : m_port(port)
+    /// \param from  its own address
+    explicit UdpClient(quint16 port, const QHostAddress &from = QHostAddress(QHostAddress::LocalHost))
+        : m_port(port)
     {
-        m_socket.bind(QHostAddress(QHostAddress::LocalHost), 0);
+        m_socket.bind(from, 0);
     }
 
     void send(const std::string &bytes)

@@ -108,15 +108,8 @@ void LinkThread::run()
 {
     Events events;
     SteadyTime deadline{};
-    for (bool isOpen = true; isOpen;) {
-        isOpen = step(events, deadline);
-        if (!events.isEmpty()) {
-            m_sink(events);
-            events.clear();
-        }
-        if (isOpen)
-            sleepUntil(deadline);
-    }
+    while (step(events, deadline))
+        sleepUntil(deadline);
 }
 
 // \return false when it was the last
@@ -127,6 +120,9 @@ bool LinkThread::step(Events &events, SteadyTime &deadline)
     if (!isOpen)
         m_engine.stop();
     deadline = m_engine.step(events);
+    if (!events.isEmpty())
+        m_sink(events);
+    events.clear();
     m_sleepOn.assign(1, pollfd{m_wakeUp, POLLIN, 0});
     m_transport.addDescriptors(m_sleepOn);
     return isOpen;

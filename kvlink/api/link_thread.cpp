@@ -112,7 +112,7 @@ void LinkThread::run()
         sleepUntil(deadline);
 }
 
-// \return false when it was the last
+// \return false when it was the last: buttons that were pressed are released then
 bool LinkThread::step(Events &events, SteadyTime &deadline)
 {
     const std::lock_guard engine(m_engineMutex);
@@ -125,7 +125,7 @@ bool LinkThread::step(Events &events, SteadyTime &deadline)
     events.clear();
     m_sleepOn.assign(1, pollfd{m_wakeUp, POLLIN, 0});
     m_transport.addDescriptors(m_sleepOn);
-    return isOpen;
+    return isOpen || m_engine.link().state != LinkState::Stopped;
 }
 
 // The caller holds the engine. \return false when these were the last

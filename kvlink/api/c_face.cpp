@@ -1,17 +1,11 @@
 // SPDX-License-Identifier: MIT
-// The C face: the link, its tags, versions and errors. Values, writes and events: c_values.cpp.
+// The C face: the link, versions and errors. The rest: c_tags.cpp, c_values.cpp, c_writes.cpp.
 #include "api/c_face.h"
-
-#include "api/c_records.h"
-#include "model/value_codec.h"
 
 using kvlink::duration;
 using kvlink::failed;
 using kvlink::Handed;
 
-// The numbers of the C face are frozen; those of the C++ face follow them.
-// NOLINTNEXTLINE(cppcoreguidelines-macro-usage): it takes names, which no function can
-#define KV_SAME(c, cpp) static_assert(int(c) == int(kvlink::cpp))
 KV_SAME(KVLINK_OPEN_CR, Open::Cr);
 KV_SAME(KVLINK_OPEN_NONE, Open::None);
 KV_SAME(KVLINK_LOW_FIRST, WordOrder::LowFirst);
@@ -63,18 +57,6 @@ kvlink_error errorOf(kvlink::PlcCore::Fault fault)
     return KVLINK_EINVAL;
 }
 
-// Fills a record with its beginning.
-template <class Record>
-int initialise(Record *record, uint32_t version, const Record &init)
-{
-    if (record == nullptr)
-        return kvlink::notUsable();
-    if (const int error = kvlink::checkVersion(version); error < 0)
-        return error;
-    *record = init;
-    return KVLINK_OK;
-}
-
 // An enumerator, if the number is one; its first is 0.
 template <class Enum>
 bool take(int32_t number, Enum last, Enum &to)
@@ -122,6 +104,16 @@ int checkVersion(uint32_t version)
         KVLINK_EINVAL,
         QStringLiteral("a record says version %1; this library knows 1: start from its _INIT").arg(version));
 }
+
+int failedWithoutLink(PlcCore &core)
+{
+    const LinkStatus status = core.mailbox().link();
+    if (status.state == LinkState::Stopped)
+        return failed(KVLINK_ESTOPPED, QStringLiteral("the link is stopped; kvlink_plc_start() starts it"));
+    return failed(KVLINK_ETIMEOUT, status.problem.isEmpty()
+                                       ? QStringLiteral("no answer within the time given")
+                                       : status.problem);
+}
 } // namespace kvlink
 
 // --- version and errors --------------------------------------------------------------------------
@@ -163,7 +155,7 @@ const char *kvlink_strerror(int error)
 
 int kvlink_link_settings_init(kvlink_link_settings *settings, uint32_t version)
 {
-    return initialise(settings, version, KVLINK_LINK_SETTINGS_INIT);
+    return kvlink::initialise(settings, version, KVLINK_LINK_SETTINGS_INIT);
 }
 
 int kvlink_plc_new(kvlink_plc **out, const char *url, const kvlink_link_settings *settings)
@@ -232,7 +224,7 @@ const char *kvlink_link_state_name(int state)
 
 int kvlink_statistics_init(kvlink_statistics *statistics, uint32_t version)
 {
-    return initialise(statistics, version, KVLINK_STATISTICS_INIT);
+    return kvlink::initialise(statistics, version, KVLINK_STATISTICS_INIT);
 }
 
 int kvlink_statistics_of(kvlink_statistics *out, kvlink_plc *plc)
@@ -261,58 +253,5 @@ int kvlink_query_wait(const char **answer, kvlink_plc *plc, const char *command,
         return failed(KVLINK_ETIMEOUT, result.problem);
     handed.clear();
     *answer = handed.text(result.answer);
-    return KVLINK_OK;
-}
-
-// --- tags ----------------------------------------------------------------------------------------
-
-int kvlink_tag_settings_init(kvlink_tag_settings *settings, uint32_t version)
-{
-    return initialise(settings, version, KVLINK_TAG_SETTINGS_INIT);
-}
-
-int kvlink_tag_add(kvlink_tag *out, kvlink_plc *plc, const char *address, const kvlink_tag_settings *settings)
-{
-    if (out == nullptr || plc == nullptr || address == nullptr)
-        return kvlink::notUsable();
-    const kvlink_tag_settings usual KVLINK_TAG_SETTINGS_INIT;
-    const kvlink_tag_settings &given = settings == nullptr ? usual : *settings;
-    if (const int error = kvlink::checkVersion(given.version); error < 0)
-        return error;
-    QString problem;
-    kvlink::TagSettings tag;
-    tag.address = QString::fromUtf8(address);
-    if (!kvlink::parsePlace(tag.address, problem))
-        return failed(KVLINK_EADDRESS, problem);
-    tag.period = duration(given.period).value_or(kvlink::Duration(-1)); // refused below
-    tag.scale = given.scale;
-    tag.offset = given.offset;
-    tag.deadband = given.deadband;
-    if ((given.flags & KVLINK_TAG_READ_ONLY) != 0)
-        tag.access = kvlink::Access::ReadOnly;
-    tag.command = (given.flags & KVLINK_TAG_COMMAND) != 0;
-    const kvlink::Tag added = plc->core.addTag(tag, &problem);
-    if (!added.isValid())
-        return failed(KVLINK_EINVAL, problem);
-    *out = added.id();
-    return KVLINK_OK;
-}
-
-int kvlink_tag_remove(kvlink_plc *plc, kvlink_tag tag)
-{
-    if (plc == nullptr)
-        return kvlink::notUsable();
-    return plc->core.removeTag(kvlink::Tag(tag)) ? int(KVLINK_OK) : kvlink::noSuchTag(tag);
-}
-
-int kvlink_tag_set_period(kvlink_plc *plc, kvlink_tag tag, double period)
-{
-    const auto time = duration(period);
-    if (plc == nullptr || !time)
-        return kvlink::notUsable();
-    if (!plc->core.mailbox().hasTag(kvlink::Tag(tag)))
-        return kvlink::noSuchTag(tag);
-    if (!plc->core.setPeriod(kvlink::Tag(tag), *time))
-        return failed(KVLINK_EINVAL, QStringLiteral("a period must be between 0 and 86400 s"));
     return KVLINK_OK;
 }

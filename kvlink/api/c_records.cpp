@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "api/c_records.h"
 
+#include "model/value_codec.h"
+
 #include <cmath>
 
 namespace kvlink
@@ -29,22 +31,6 @@ kvlink_scalar scalarOf(const Scalar &given, QString &text)
         text = *shown;
     }
     return scalar;
-}
-
-// A value as the scalars that it is made of.
-std::vector<Scalar> scalarsOf(const Value &value)
-{
-    if (const auto *list = std::get_if<std::vector<Scalar>>(&value))
-        return *list;
-    if (const bool *on = std::get_if<bool>(&value))
-        return {*on};
-    if (const qint64 *whole = std::get_if<qint64>(&value))
-        return {*whole};
-    if (const double *real = std::get_if<double>(&value))
-        return {*real};
-    if (const QString *text = std::get_if<QString>(&value))
-        return {*text};
-    return {};
 }
 } // namespace
 

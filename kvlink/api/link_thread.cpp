@@ -108,18 +108,11 @@ void LinkThread::run()
 {
     Events events;
     SteadyTime deadline{};
-    for (bool isOpen = true; isOpen;) {
-        isOpen = step(events, deadline);
-        if (!events.isEmpty()) {
-            m_sink(events);
-            events.clear();
-        }
-        if (isOpen)
-            sleepUntil(deadline);
-    }
+    while (step(events, deadline))
+        sleepUntil(deadline);
 }
 
-// \return false when it was the last
+// \return false when it was the last: buttons that were pressed are released then
 bool LinkThread::step(Events &events, SteadyTime &deadline)
 {
     const std::lock_guard engine(m_engineMutex);
@@ -127,9 +120,12 @@ bool LinkThread::step(Events &events, SteadyTime &deadline)
     if (!isOpen)
         m_engine.stop();
     deadline = m_engine.step(events);
+    if (!events.isEmpty())
+        m_sink(events);
+    events.clear();
     m_sleepOn.assign(1, pollfd{m_wakeUp, POLLIN, 0});
     m_transport.addDescriptors(m_sleepOn);
-    return isOpen;
+    return isOpen || m_engine.link().state != LinkState::Stopped;
 }
 
 // The caller holds the engine. \return false when these were the last

@@ -4,8 +4,8 @@
 //
 // Threads: every call may come from any thread but the link's own. The engine works for one at a
 //          time: for the link's thread while it steps, for a caller in call() and look().
-// Locks:   m_life, then m_engineMutex, then m_mutex. Nothing is held while the thread sleeps and
-//          while the sink is called.
+// Locks:   m_life, then m_engineMutex, then m_mutex. The engine is held while the sink is called:
+//          whoever looks sees what the sink has seen. Nothing is held while the thread sleeps.
 #pragma once
 
 #include "engine/engine.h"

@@ -56,8 +56,7 @@ public:
 
     // --- in --------------------------------------------------------------------------------------
 
-    /// What a step brought; changes of the link first, ends of reads behind the
-    /// samples they brought.
+    /// What a step brought: changes of the link first, ends of reads last.
     void put(Events &events);
     /// Called when something was put in, once until the next beginDelivery(). Not called
     /// after setFilledHook({}) returned.

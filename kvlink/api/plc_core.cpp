@@ -193,6 +193,7 @@ TagSettings PlcCore::tagSettings(Tag tag) const
     settings.offset = numbers->offset;
     settings.deadband = numbers->deadband;
     settings.access = numbers->readOnly ? Access::ReadOnly : Access::ReadWrite;
+    settings.everySample = numbers->everySample;
     settings.command = numbers->command;
     return settings;
 }
@@ -217,10 +218,15 @@ std::vector<Sample> PlcCore::samples(const std::vector<Tag> &tags) const
 
 std::optional<Event> PlcCore::take()
 {
-    std::optional<Event> event = m_mailbox.take();
-    if (auto *change = event ? std::get_if<Events::Change>(&*event) : nullptr)
-        change->sample = sample(change->tag);
-    return event;
+    if (!m_thread)
+        return m_mailbox.take();
+    // Taken and looked at between two steps: so no answer is seen here and reported once more.
+    return m_thread->look([this](const Engine &engine) {
+        std::optional<Event> event = m_mailbox.take();
+        if (auto *change = event ? std::get_if<Events::Change>(&*event) : nullptr)
+            change->sample = engine.sample(change->tag);
+        return event;
+    });
 }
 
 // --- reads ---------------------------------------------------------------------------------------
@@ -271,21 +277,24 @@ ReadPlan PlcCore::plan() const
 
 QStringList PlcCore::framesOfWrite(Tag tag, const QString &typed, QString &problem)
 {
-    const TagSettings settings = tagSettings(tag);
-    const std::optional<Place> place = parsePlace(settings.address, problem);
-    if (!m_mailbox.hasTag(tag) || !m_thread || m_mailbox.link().state != LinkState::Stopped) {
-        problem = QStringLiteral("frames are shown of a tag of this PLC, before its link is started");
-        return {};
-    }
+    const std::optional<EngineTag> known = engineTagOf(tag);
+    problem = QStringLiteral("there is no such tag");
     const auto value =
-        place ? valueFromText(*place, typed, settings.scale, settings.offset, problem) : std::nullopt;
+        known ? valueFromText(known->place, typed, known->scale, known->offset, problem) : std::nullopt;
     const Coding coding{m_settings.wordOrder, m_settings.textEncoding};
-    const auto pieces =
-        value ? encode(*place, *value, coding, settings.scale, settings.offset, m_settings.maxBlock, problem)
-              : std::nullopt;
+    const auto pieces = value ? encode(known->place, *value, coding, known->scale, known->offset,
+                                       m_settings.maxBlock, problem)
+                              : std::nullopt;
     QStringList frames;
-    for (const WriteUnits &piece : pieces.value_or(std::vector<WriteUnits>()))
-        frames += framesOf(*m_parts.driver, piece);
+    if (!pieces)
+        return frames;
+    m_thread->call([&](const Engine &engine) { // the driver is the engine's
+        problem.clear();
+        if (engine.link().state != LinkState::Stopped)
+            problem = QStringLiteral("frames are shown before the link is started");
+        for (const WriteUnits &piece : problem.isEmpty() ? *pieces : std::vector<WriteUnits>())
+            frames += framesOf(*m_parts.driver, piece);
+    });
     return frames;
 }
 

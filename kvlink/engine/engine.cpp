@@ -38,6 +38,8 @@ SteadyTime Engine::step(Events &out)
     moveLink(now);
     takeAnswer(now); // may end the request, or lose the link
     m_reader.tick(now, m_life.isReady());
+    if (isStopping())
+        moveStop(now);
     moveWrites(now);
     if (m_life.isReady() && m_errand == Errand::None && now >= m_nextSend)
         beginNext(now);
@@ -52,14 +54,15 @@ SteadyTime Engine::step(Events &out)
 
 SteadyTime Engine::nextDeadline(SteadyTime now) const
 {
-    SteadyTime next = std::min(m_writes.nextExpiry(), m_buttons.nextDue());
+    SteadyTime next = std::min({m_writes.nextExpiry(), m_buttons.nextDue(), m_stopBy});
     if (m_errand != Errand::None)
         next = std::min(next, m_exchange.deadline());
     if (!m_life.isReady()) {
         const bool isTimed = m_life.state() != LinkState::Stopped && m_life.state() != LinkState::Greeting;
         return isTimed ? std::min(next, m_stateUntil) : next;
     }
-    if (m_errand == Errand::None && (m_reader.isDue() || !m_writes.isEmpty() || !m_queries.empty()))
+    if (m_errand == Errand::None &&
+        (isStopping() || m_reader.isDue() || !m_writes.isEmpty() || !m_queries.empty()))
         next = std::min(next, std::max(now, m_nextSend));
     return std::min(next, m_reader.nextDeadline());
 }

@@ -36,6 +36,8 @@ class Engine
 {
 public:
     static constexpr int mostWaitingWrites = 10000;
+    /// So much of the half second that stopping may take is for releasing buttons.
+    static constexpr Duration longestRelease = 400ms;
 
     /// \param settings checked already: kvlink's faces do that
     /// \param seed for the jitter of reconnecting
@@ -47,7 +49,8 @@ public:
     /// Starting twice does nothing, nor does stopping twice.
     void start();
     /// Writes end: those that wait as NotSent, the one in flight as Unknown. The next step()
-    /// brings the ends.
+    /// brings the ends. While a button is pressed or a pulse runs, its 0 is sent first: the link
+    /// is Stopped when the PLC has confirmed it, at the latest after longestRelease.
     void stop();
 
     void addTags(const std::vector<EngineTag> &tags);
@@ -106,6 +109,9 @@ private:
     void enterReady(SteadyTime now);
     void giveUp();
     void leaveReady();
+    bool isStopping() const { return m_stopBy != SteadyTime::max(); }
+    void moveStop(SteadyTime now);
+    void finishStop(SteadyTime now);
     void end();
     void close();
     void wait(SteadyTime now);
@@ -146,9 +152,10 @@ private:
 
     LinkLife m_life;
     LinkStatus m_status;
-    SteadyTime m_stateUntil{}; ///< of Resolving, Connecting and Waiting
-    SteadyTime m_latestTry{};  ///< a noisy serial line is not waited for longer
-    bool m_staysLost = false;  ///< the last attempt failed as well, not only the link
+    SteadyTime m_stateUntil{};               ///< of Resolving, Connecting and Waiting
+    SteadyTime m_latestTry{};                ///< a noisy serial line is not waited for longer
+    bool m_staysLost = false;                ///< the last attempt failed as well, not only the link
+    SteadyTime m_stopBy = SteadyTime::max(); ///< stop() was called; buttons are being released
 
     Exchange m_exchange;
     Errand m_errand = Errand::None;     ///< None: no exchange is open

@@ -42,15 +42,38 @@ QString greetingProblem(const Exchange::Ended &ended, const LinkSettings &settin
 
 void Engine::start()
 {
+    if (isStopping())
+        finishStop(m_clock.now());
     if (m_life.state() == LinkState::Stopped)
         go(LinkEvent::Start, m_clock.now());
 }
 
 void Engine::stop()
 {
-    if (m_life.state() == LinkState::Stopped)
+    if (m_life.state() == LinkState::Stopped || isStopping())
         return;
     const SteadyTime now = m_clock.now();
+    if (m_buttons.isEmpty()) {
+        finishStop(now);
+        return;
+    }
+    m_stopBy = now + longestRelease;
+    m_writes.endButReleases();
+    tellEnds(now); // a press that was not sent takes its release with it
+    moveStop(now);
+}
+
+// A machine must not run on because a program ended.
+void Engine::moveStop(SteadyTime now)
+{
+    m_buttons.releaseAll(now);
+    if (m_buttons.isEmpty() || !m_life.isReady() || now >= m_stopBy)
+        finishStop(now);
+}
+
+void Engine::finishStop(SteadyTime now)
+{
+    m_stopBy = SteadyTime::max();
     m_writes.stop();
     tellEnds(now);
     for (const WriteEnd &end : m_buttons.stop())

@@ -42,6 +42,10 @@ Reason reasonOf(Exchange::End end)
 void Engine::beginNext(SteadyTime now)
 {
     m_hasGreetedAgain = false;
+    if (isStopping()) {
+        beginWrite(now); // of a release
+        return;
+    }
     const bool readsTurn = m_readsHeldUp >= mostBeforeReads && m_reader.isDue();
     if (!readsTurn && (beginWrite(now) || beginQuery(now)))
         return;

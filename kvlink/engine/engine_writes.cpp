@@ -25,6 +25,8 @@ std::optional<QueuedWrite> Engine::prepared(const EngineWrite &write)
         m_writes.refuse(queued, reason, what);
         return std::nullopt;
     };
+    if (isStopping())
+        return refused(Reason::Stopped, {});
     const ValueBook::Slot slot = m_book.find(write.tag);
     if (slot == ValueBook::noSlot)
         return refused(Reason::InvalidValue, QStringLiteral("there is no such tag"));
@@ -108,6 +110,8 @@ int Engine::cancelAll()
 void Engine::moveWrites(SteadyTime now)
 {
     m_writes.expire(now);
+    if (isStopping())
+        m_writes.endButReleases(); // the one that was in hand may want another request
     for (QueuedWrite &release : m_buttons.takeDue(now))
         m_writes.add(std::move(release), m_life.isReady(), now);
 }

@@ -29,6 +29,12 @@ void PushButtons::release(WriteId id, SteadyTime now)
         stroke->second.releaseAt = std::min(stroke->second.releaseAt, now);
 }
 
+void PushButtons::releaseAll(SteadyTime now)
+{
+    for (auto &[id, stroke] : m_strokes)
+        stroke.releaseAt = std::min(stroke.releaseAt, now);
+}
+
 std::optional<WriteEnd> PushButtons::ended(const WriteEnd &end, SteadyTime now)
 {
     const auto found = m_strokes.find(end.id);

@@ -26,6 +26,9 @@ public:
     void begin(QueuedWrite release, std::optional<Duration> length, SteadyTime now);
     void renew(WriteId id, SteadyTime now);
     void release(WriteId id, SteadyTime now);
+    /// All are let go, and pulses end early: the link is to be stopped.
+    void releaseAll(SteadyTime now);
+    bool isEmpty() const { return m_strokes.empty(); }
 
     /// Takes the end of a press or a release. \return the end of the stroke, if it is one
     std::optional<WriteEnd> ended(const WriteEnd &end, SteadyTime now);

@@ -268,6 +268,11 @@ void WriteQueue::cancelTag(Tag tag)
            [tag](const QueuedWrite &write) { return write.tag == tag && write.kind != WriteKind::Release; });
 }
 
+void WriteQueue::endButReleases()
+{
+    endAll(Reason::Stopped, [](const QueuedWrite &write) { return write.kind != WriteKind::Release; });
+}
+
 void WriteQueue::stop()
 {
     if (m_inHand && m_frameLeft)

@@ -99,6 +99,8 @@ public:
     bool cancel(WriteId id);
     int cancelAll();
     void cancelTag(Tag tag);
+    /// The link is to be stopped: ends what is neither a release nor in hand.
+    void endButReleases();
     void stop();
     /// When expire() has something to do at the latest.
     SteadyTime nextExpiry() const { return m_nextExpiry; }

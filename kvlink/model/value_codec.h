@@ -62,6 +62,9 @@ bool canWrite(const Place &place, QString &problem);
 std::optional<Value> valueFromText(const Place &place, const QString &typed, double scale, double offset,
                                    QString &problem);
 
+/// What a value is made of: the scalars of a list, or itself alone; nothing without a value.
+std::vector<Scalar> scalarsOf(const Value &value);
+
 /// For people, with the format of the place: hexadecimal as "01A2" (32 bits: "000001A2"), floats
 /// with the digits that bring them back, several values separated by commas. valueFromText takes
 /// it back. Empty without a value.

@@ -90,22 +90,6 @@ std::optional<QByteArray> encodeText(Writing &w, const Scalar &scalar, TextEncod
     return data;
 }
 
-// Nothing for no value.
-std::vector<Scalar> scalarsOf(const Value &value)
-{
-    if (const auto *list = std::get_if<std::vector<Scalar>>(&value))
-        return *list;
-    if (const bool *bit = std::get_if<bool>(&value))
-        return {*bit};
-    if (const qint64 *whole = std::get_if<qint64>(&value))
-        return {*whole};
-    if (const double *real = std::get_if<double>(&value))
-        return {*real};
-    if (const QString *text = std::get_if<QString>(&value))
-        return {*text};
-    return {};
-}
-
 QString countText(int values)
 {
     return values == 1 ? QStringLiteral("1 value") : QStringLiteral("%1 values").arg(values);
@@ -149,6 +133,21 @@ std::vector<WriteUnits> cut(const Place &place, const QByteArray &data, int long
 }
 
 } // namespace
+
+std::vector<Scalar> scalarsOf(const Value &value)
+{
+    if (const auto *list = std::get_if<std::vector<Scalar>>(&value))
+        return *list;
+    if (const bool *bit = std::get_if<bool>(&value))
+        return {*bit};
+    if (const qint64 *whole = std::get_if<qint64>(&value))
+        return {*whole};
+    if (const double *real = std::get_if<double>(&value))
+        return {*real};
+    if (const QString *text = std::get_if<QString>(&value))
+        return {*text};
+    return {};
+}
 
 bool canWrite(const Place &place, QString &problem)
 {

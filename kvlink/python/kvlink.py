@@ -84,7 +84,7 @@ class NotSent(WriteError):
 
 
 class Unknown(WriteError):
-    """Sent, not confirmed: it may have been carried out. It is never repeated behind your back."""
+    """Sent, not confirmed: it may have been carried out. kvlink does not repeat it."""
 
 
 # --- the C library: records, in the order of kvlink.h ---------------------------------------------
@@ -182,7 +182,7 @@ _WRITE_ERRORS = {KVLINK_REFUSED: Refused, KVLINK_NOT_SENT: NotSent, KVLINK_UNKNO
 # --- the C library: prototypes --------------------------------------------------------------------
 
 def _bind(lib: ctypes.CDLL) -> ctypes.CDLL:
-    """Gives every function the types of its C declaration, which stands above it."""
+    """Gives every function the types of its C declaration, which is above it."""
 
     def bind(name: str, result: Any, *arguments: Any) -> None:
         function = getattr(lib, name)
@@ -220,8 +220,8 @@ def _bind(lib: ctypes.CDLL) -> ctypes.CDLL:
     bind("kvlink_statistics_init", c_int, POINTER(_Statistics), c_uint32)
     # int kvlink_statistics_of(kvlink_statistics *out, kvlink_plc *plc);
     bind("kvlink_statistics_of", c_int, POINTER(_Statistics), plc)
-    # int kvlink_query_wait(const char **answer, kvlink_plc *plc, const char
-    # *command, double longest);
+    # int kvlink_query_wait(const char **answer, kvlink_plc *plc, const char *command,
+    #                       double longest);
     bind("kvlink_query_wait", c_int, POINTER(c_char_p), plc, c_char_p, c_double)
     # int kvlink_tag_settings_init(kvlink_tag_settings *settings, uint32_t version);
     bind("kvlink_tag_settings_init", c_int, POINTER(_TagSettings), c_uint32)
@@ -245,7 +245,7 @@ def _bind(lib: ctypes.CDLL) -> ctypes.CDLL:
     # int kvlink_write_options_init(kvlink_write_options *options, uint32_t version);
     bind("kvlink_write_options_init", c_int, POINTER(_WriteOptions), c_uint32)
     # int64_t kvlink_write_bool(kvlink_plc *plc, kvlink_tag tag, int on,
-    # const kvlink_write_options *options);
+    #                           const kvlink_write_options *options);
     bind("kvlink_write_bool", c_int64, plc, tag, c_int, POINTER(_WriteOptions))
     # int64_t kvlink_write_int(kvlink_plc *plc, kvlink_tag tag, int64_t value,
     #                          const kvlink_write_options *options);
@@ -256,13 +256,11 @@ def _bind(lib: ctypes.CDLL) -> ctypes.CDLL:
     # int64_t kvlink_write_text(kvlink_plc *plc, kvlink_tag tag, const char *text,
     #                           const kvlink_write_options *options);
     bind("kvlink_write_text", c_int64, plc, tag, c_char_p, POINTER(_WriteOptions))
-    # int64_t kvlink_write_ints(kvlink_plc *plc, kvlink_tag tag, const int64_t
-    # *values, size_t count,
-    #                           const kvlink_write_options *options);
+    # int64_t kvlink_write_ints(kvlink_plc *plc, kvlink_tag tag, const int64_t *values,
+    #                           size_t count, const kvlink_write_options *options);
     bind("kvlink_write_ints", c_int64, plc, tag, POINTER(c_int64), c_size_t, POINTER(_WriteOptions))
-    # int64_t kvlink_write_reals(kvlink_plc *plc, kvlink_tag tag, const double
-    # *values, size_t count,
-    #                            const kvlink_write_options *options);
+    # int64_t kvlink_write_reals(kvlink_plc *plc, kvlink_tag tag, const double *values,
+    #                            size_t count, const kvlink_write_options *options);
     bind("kvlink_write_reals", c_int64, plc, tag, POINTER(c_double), c_size_t, POINTER(_WriteOptions))
     # int64_t kvlink_write_typed(kvlink_plc *plc, kvlink_tag tag, const char *typed,
     #                            const kvlink_write_options *options);

@@ -117,7 +117,9 @@ KVLINK_C_API void kvlink_plc_free(kvlink_plc *plc);
 /* Starts the link; it is kept up until it is stopped, however often it is lost. Starting twice
  * does nothing. */
 KVLINK_C_API int kvlink_plc_start(kvlink_plc *plc);
-/* Ends the link within 0.5 s. Writes that wait end as not sent, the one in flight as unknown. */
+/* Ends the link within 0.5 s. Writes that wait end as not sent, the one in flight as unknown. Before
+ * that, buttons that are pressed are released and pulses ended, unless the PLC takes longer than
+ * 0.4 s to confirm it. */
 KVLINK_C_API int kvlink_plc_stop(kvlink_plc *plc);
 
 typedef enum kvlink_link_state {

@@ -76,7 +76,8 @@ public:
     /// problem(). Starting twice does nothing.
     bool start();
     /// Ends the link within 0.5 s. Writes that wait end as NotSent, the one in flight as Unknown;
-    /// their results can still be taken.
+    /// their results can still be taken. Before that, buttons that are pressed are released and
+    /// pulses ended, unless the PLC takes longer than 0.4 s to confirm it.
     void stop();
 
     // --- tags ------------------------------------------------------------------------------------

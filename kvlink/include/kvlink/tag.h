@@ -32,7 +32,8 @@ struct TagSettings {
     double deadband = 0.0; ///< smaller changes of a number (as shown) are not reported
     Access access = Access::ReadWrite;
     /// Each answer is reported, also one that brings the same value again: for those who log. Not
-    /// with a deadband.
+    /// with a deadband. What is reported without an answer (stale, bad, pending) carries the time
+    /// of the last one, as ever: good samples alone count answers.
     bool everySample = false;
     bool command = false; ///< a relay that starts something: never sent twice, whatever a write asks for
 };

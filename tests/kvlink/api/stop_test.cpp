@@ -72,6 +72,28 @@ INSTANTIATE_TEST_SUITE_P(Faults, StopUnderFault, testing::Values(
     [](const auto &row) { return std::string(row.param.name); });
 // clang-format on
 
+TEST(Stop, aButtonThatIsPressedIsReleasedFirst)
+{
+    SimPlc sim;
+    Plc plc(settingsFor(sim.url()));
+    TagSettings relay;
+    relay.address = QStringLiteral("R500");
+    relay.period = 0ms;
+    const Tag tag = plc.tag(relay);
+    ASSERT_TRUE(plc.start());
+    ASSERT_TRUE(plc.waitForLink(10s));
+    const std::unique_ptr<Momentary> button = plc.momentary(tag);
+    button->press();
+    QElapsedTimer clock;
+    clock.start();
+    while (sim.tell("get R500") != "ok 1" && clock.elapsed() < 10000)
+        button->renew();
+    ASSERT_EQ(sim.tell("get R500"), "ok 1");
+    button->renew();
+    EXPECT_LE(stopped(plc), longestStopMs);
+    EXPECT_EQ(sim.tell("get R500"), "ok 0");
+}
+
 TEST(Stop, anAddressThatSwallowsPacketsDoesNotHoldItUp)
 {
     Plc plc(settingsFor(QStringLiteral("tcp://192.0.2.1"))); // of the block that is never routed

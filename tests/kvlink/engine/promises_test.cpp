@@ -221,16 +221,37 @@ TEST(Values, ArePendingFromAWriteToTheNextRead)
 
 // --- requests ------------------------------------------------------------------------------------
 
-TEST(Requests, ReadAHundredTimersAtOnceAndHalfOfAHundredAndTwentyOneEach)
+// A PLC gives 120 timers or counters in one answer.
+TEST(Requests, OfTimersAndCountersAreAsLargeAsThePlcAllows)
 {
-    Bench bench;
-    bench.add({engineTag(1, "T0:100", 100ms)});
-    bench.engine.start();
-    bench.run(50ms);
-    EXPECT_EQ(bench.plc.count("RDS T0.D 100"), 1);
-    bench.add({engineTag(2, "TC200:121", 100ms)});
-    bench.run(150ms);
-    EXPECT_TRUE(bench.sample(2).isGood());
+    const struct {
+        std::vector<const char *> addresses;
+        std::vector<QByteArray> frames; // of one pass
+    } rows[] = {
+        {{"T0:100"}, {"RDS T0.D 100"}},
+        {{"T0:120"}, {"RDS T0.D 120"}},
+        {{"T0:121"}, {"RDS T0.D 120", "RDS T120.D 1"}},
+        {{"TC200:121"}, {"RDS T200.D 120", "RDS T320.D 1"}},
+        {{"C0:121"}, {"RDS C0.D 120", "RDS C120.D 1"}},
+        {{"T0:100", "T100:20"}, {"RDS T0.D 120"}},
+        {{"T0:100", "T100:21"}, {"RDS T0.D 100", "RDS T100.D 21"}},
+    };
+    for (const auto &row : rows) {
+        Bench bench;
+        quint32 tag = 0;
+        for (const char *address : row.addresses)
+            bench.add({engineTag(++tag, QString::fromLatin1(address), 10s)});
+        bench.engine.start();
+        bench.run(1s);
+        std::vector<QByteArray> reads;
+        for (const QByteArray &frame : bench.wire.frames()) {
+            if (frame.startsWith("RDS"))
+                reads.push_back(frame.trimmed());
+        }
+        EXPECT_EQ(reads, row.frames) << row.addresses.back();
+        for (; tag > 0; --tag)
+            EXPECT_TRUE(bench.sample(tag).isGood()) << row.addresses[tag - 1];
+    }
 }
 
 TEST(Requests, DoNotReadAcrossAWideGapOnASlowLine)

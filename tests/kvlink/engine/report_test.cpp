@@ -53,6 +53,33 @@ TEST(Plan, SaysWhatIsAskedAndWhy)
         EXPECT_EQ(bench.plc.count(request.frame.toLatin1()), 1) << qPrintable(request.frame);
 }
 
+// At 9600 baud a character of 10 bits takes 1.0417 ms, so a word of 6 characters 6.25 ms. A request
+// more costs 22 characters and the 10 ms that are guessed before any answer: 32.9167 ms. A gap of 5
+// words, 31.25 ms, is read across; one of 6, 37.5 ms, is not, much less one of 119, 744 ms.
+TEST(Plan, WeighsGapsAgainstRequestsAtTheSpeedOfTheLine)
+{
+    const struct {
+        const char *second;
+        QStringList frames;
+    } rows[] = {
+        {"DM6", {QStringLiteral("RDS DM0.U 7")}},
+        {"DM7", {QStringLiteral("RDS DM0.U 1"), QStringLiteral("RDS DM7.U 1")}},
+        {"DM120", {QStringLiteral("RDS DM0.U 1"), QStringLiteral("RDS DM120.U 1")}},
+    };
+    for (const auto &row : rows) {
+        Bench bench({}, 10.0 / 9600);
+        bench.add({engineTag(1, "DM0"), engineTag(2, row.second)});
+        const ReadPlan plan = bench.engine.plan();
+        EXPECT_FALSE(plan.measured);
+        EXPECT_EQ(plan.requestCost, Duration(32917));
+        EXPECT_EQ(plan.unitCost, Duration(6250));
+        QStringList frames;
+        for (const PlannedRequest &request : plan.requests)
+            frames << request.frame;
+        EXPECT_EQ(frames, row.frames) << row.second;
+    }
+}
+
 TEST(Plan, FollowsWhatARequestCostsOnThisLink)
 {
     Bench bench;

@@ -299,6 +299,118 @@ TEST_F(Writes, OfAReleaseThatCannotBeGivenAreReported)
     EXPECT_EQ(bench.result(70).reason, Reason::PartlyDone);
 }
 
+// --- buttons and pulses when the link is stopped -------------------------------------------------
+
+TEST_F(Writes, OfAButtonAreReleasedBeforeTheLinkStops)
+{
+    bench.engine.press(70, Tag(3));
+    bench.run(50ms);
+    const WriteId waiting = bench.write(1, qint64(5));
+    bench.engine.stop();
+    const WriteId late = bench.write(1, qint64(6));
+    EXPECT_EQ(bench.plc.value("R", 5), 1U);
+    bench.run(2ms); // the 0 goes out and is confirmed
+    EXPECT_EQ(bench.engine.link().state, LinkState::Stopped);
+    EXPECT_EQ(bench.plc.value("R", 5), 0U);
+    EXPECT_EQ(bench.result(70).outcome, Outcome::Done);
+    for (const WriteId id : {waiting, late}) {
+        EXPECT_EQ(bench.result(id).outcome, Outcome::NotSent);
+        EXPECT_EQ(bench.result(id).reason, Reason::Stopped);
+    }
+    EXPECT_EQ(bench.plc.count("WRS"), 0);
+    EXPECT_EQ(bench.deadline, SteadyTime::max());
+}
+
+TEST_F(Writes, OfAPulseEndEarlyWhenTheLinkIsStopped)
+{
+    bench.engine.pulse(70, Tag(3), 10s);
+    bench.step(); // the 1 is on its way
+    bench.engine.stop();
+    bench.run(4ms); // 2 ms each, the 1 and the 0
+    EXPECT_EQ(bench.engine.link().state, LinkState::Stopped);
+    EXPECT_EQ(bench.plc.count("ST R500"), 1);
+    EXPECT_EQ(bench.plc.value("R", 5), 0U);
+    EXPECT_EQ(bench.result(70).outcome, Outcome::Done);
+}
+
+TEST_F(Writes, OfAButtonThatWasNotPressedYetLeaveNothingToRelease)
+{
+    bench.write(1, qint64(5));
+    bench.step(); // it is on its way
+    bench.engine.press(70, Tag(3));
+    bench.engine.stop();
+    bench.step();
+    EXPECT_EQ(bench.engine.link().state, LinkState::Stopped);
+    EXPECT_EQ(bench.result(70).outcome, Outcome::NotSent);
+    EXPECT_EQ(bench.result(70).reason, Reason::Stopped);
+    EXPECT_EQ(bench.plc.count("ST"), 0);
+}
+
+// Reads are not asked meanwhile, and what somebody waits for ends.
+TEST_F(Writes, OfAReleaseComeBeforeReadsWhenTheLinkIsStopped)
+{
+    bench.add({engineTag(20, "DM0", 10ms), engineTag(21, "EM0", 10ms)});
+    bench.run(50ms);
+    bench.engine.press(70, Tag(3));
+    bench.run(5ms);
+    bench.engine.readNow(80, {Tag(1)});
+    bench.plc.clearDiary();
+    bench.engine.stop();
+    bench.run(100ms);
+    EXPECT_EQ(bench.plc.value("R", 5), 0U);
+    EXPECT_LE(bench.plc.count("RDS"), 1); // the one that was on its way
+    EXPECT_EQ(bench.events.reads, std::vector<ReadId>{80});
+}
+
+TEST_F(Writes, OfAReleaseAreNotWaitedForLongerThanStoppingMayTake)
+{
+    bench.engine.press(70, Tag(3));
+    bench.run(50ms);
+    bench.wire.isFrozen = true;
+    const SteadyTime stopped = bench.clock.now();
+    bench.engine.stop();
+    ASSERT_TRUE(bench.runUntil([&] { return bench.engine.link().state == LinkState::Stopped; }));
+    EXPECT_EQ(bench.clock.now() - stopped, Duration(50ms)); // no answer: the link is lost
+    EXPECT_EQ(bench.result(70).outcome, Outcome::Unknown);
+    EXPECT_EQ(bench.result(70).reason, Reason::PartlyDone);
+}
+
+TEST(WritesOfASlowPlc, OfAReleaseAreNotWaitedForLongerThanStoppingMayTake)
+{
+    LinkSettings settings;
+    settings.timeout = 5s;
+    Bench bench(settings);
+    bench.add({engineTag(3, "R500", Duration(0))});
+    bench.engine.start();
+    ASSERT_TRUE(bench.runUntilReady());
+    bench.engine.press(70, Tag(3));
+    bench.run(50ms);
+    bench.wire.isFrozen = true;
+    const SteadyTime stopped = bench.clock.now();
+    bench.engine.stop();
+    ASSERT_TRUE(bench.runUntil([&] { return bench.engine.link().state == LinkState::Stopped; }));
+    EXPECT_EQ(bench.clock.now() - stopped, Duration(400ms));
+    EXPECT_EQ(bench.result(70).outcome, Outcome::Unknown);
+    EXPECT_EQ(bench.result(70).reason, Reason::PartlyDone);
+    bench.wire.isFrozen = false;
+    bench.engine.start();
+    EXPECT_TRUE(bench.runUntilReady());
+}
+
+TEST_F(Writes, OfAReleaseEndAtOnceWhenTheLinkIsStartedAgain)
+{
+    bench.engine.press(70, Tag(3));
+    bench.run(50ms);
+    bench.wire.isFrozen = true;
+    bench.engine.stop();
+    bench.step();
+    EXPECT_FALSE(bench.hasEnded(70));
+    bench.wire.isFrozen = false;
+    bench.engine.start();
+    ASSERT_TRUE(bench.runUntilReady());
+    EXPECT_EQ(bench.result(70).outcome, Outcome::Unknown);
+}
+
 TEST_F(Writes, OfAButtonOnAWordAreRefused)
 {
     bench.engine.press(70, Tag(1));

@@ -305,6 +305,24 @@ TEST(Pieces, holdTheirOwnPartOfTheData)
     EXPECT_EQ((*doubles)[1].data, QByteArray::fromHex("03000000"));
 }
 
+TEST(ScalarsOf, areTheValueItselfOrThoseOfAList)
+{
+    const struct {
+        Value value;
+        std::vector<Scalar> scalars;
+    } rows[] = {
+        {{}, {}},
+        {true, {true}},
+        {qint64(-5), {qint64(-5)}},
+        {1.5, {1.5}},
+        {QStringLiteral("AB"), {QStringLiteral("AB")}},
+        {std::vector<Scalar>{}, {}},
+        {std::vector<Scalar>{qint64(1), 2.5}, {qint64(1), 2.5}},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(scalarsOf(row.value), row.scalars) << row.value.index();
+}
+
 TEST(CanWrite, isFalseForContactsOnly)
 {
     QString problem;

@@ -16,7 +16,7 @@ from pathlib import Path
 
 class BuildTree:
     """Of a class derived from it: outputs, all that may be linked again; build_tests(); is_compiled_again(entry);
-    users_of(relative); any_source(); outputs_for(relative)."""
+    users_of(relative); any_source(), one of the sources; outputs_for(relative)."""
 
     outputs = ()
 
@@ -36,7 +36,9 @@ class BuildTree:
         self.compile_commands = {
             Path(entry["file"]): shlex.split(entry["command"]) for entry in commands if self.is_compiled_again(entry)
         }
-        self._precompile_foreign_headers()
+        self.foreign_headers = {
+            folder: self._precompiled(number, *of) for number, (folder, of) in enumerate(self.precompiled().items())
+        }
 
     def link_command_of(self, output):
         """The command without the shell around it: ": && LINK && :"."""
@@ -45,19 +47,20 @@ class BuildTree:
         inner = words[words.index("&&") + 1 :] if "&&" in words else words
         return inner[: inner.index("&&")] if "&&" in inner else inner
 
-    def changed_sources(self):
-        """All files that may be changed."""
-        return code_files(self.sources)
+    def precompiled(self):
+        """Folders whose files are compiled with a precompiled header: one of its files for the options of the compiler, and
+        the files whose foreign headers it holds."""
+        return {self.sources: (self.any_source(), code_files(self.sources))}
 
-    def _precompile_foreign_headers(self):
+    def _precompiled(self, number, source, users):
         included = set()
-        for path in self.changed_sources():
+        for path in users:
             included.update(re.findall(r"^#include (<.*>)$", path.read_text(), re.MULTILINE))
-        self.foreign_header = self.folder / "foreign.h"
-        self.foreign_header.write_text("".join(f"#include {name}\n" for name in sorted(included)))
-        command = self._plain_command(self.any_source())
-        command += ["-x", "c++-header", str(self.foreign_header), "-o", f"{self.foreign_header}.gch"]
+        header = self.folder / f"foreign{number}-{Path(self.outputs[0]).stem}.h"
+        header.write_text("".join(f"#include {name}\n" for name in sorted(included)))
+        command = self._plain_command(source) + ["-x", "c++-header", str(header), "-o", f"{header}.gch"]
         run(command, "precompiling", cwd=self.folder)
+        return str(header)
 
     def _plain_command(self, source):
         """The source's compile command without input, output, warnings, debug information, launcher and precompiled
@@ -90,8 +93,9 @@ class BuildTree:
             target = place / (str(source.relative_to(self.root)).replace("/", "_") + ".o")
             command = self._plain_command(source)
             command[1:1] = [f"-I{place / 'source'}"]
-            if self.sources in source.parents:
-                command[1:1] = ["-include", str(self.foreign_header)]
+            for folder, header in self.foreign_headers.items():
+                if folder in source.parents:
+                    command[1:1] = ["-include", header]
             compiled = changed if relative.suffix == ".cpp" else source
             command += ["-c", str(compiled), "-o", str(target)]
             if not _succeeds(command, self.folder):

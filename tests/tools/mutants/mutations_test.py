@@ -264,17 +264,21 @@ class Stages(unittest.TestCase):
 class StagesOfKvlink(unittest.TestCase):
     """In which stages a mutant of kvlink is tried."""
 
-    def stages(self, room):
-        return KvlinkTrials(room, KvlinkTree(ROOT, ROOT / "nowhere", room)).stages_for(Path("any.cpp"), "boundary")
+    def stages(self, room, path):
+        return KvlinkTrials(room, KvlinkTree(ROOT, ROOT / "nowhere", room)).stages_for(Path(path), "boundary")
 
     def trials(self, path):
         mutant = mutants_in("int a = 1;")[0]
         return [trials.name for trials in SUBJECTS["kvlink"].trials(ROOT / "nowhere")(Path(path), mutant)]
 
-    def test_the_simulation_comes_last_and_the_model_s_tests_are_all_quick(self):
-        self.assertEqual([stage.limit for stage in self.stages("model")], ["quick"])
-        self.assertEqual([stage.limit for stage in self.stages("engine")], ["quick", "slow"])
-        self.assertIn("Simulation.", self.stages("engine")[1].tests)
+    def test_a_mutant_of_the_engine_meets_the_simulation_last(self):
+        stages = self.stages("engine", "engine/planner.cpp")
+        self.assertEqual([stage.limit for stage in stages], ["quick", "slow"])
+        self.assertIn("Simulation.", stages[1].tests)
+
+    def test_a_mutant_of_the_model_meets_quick_tests_alone(self):
+        for room in ("model", "engine"):
+            self.assertEqual([stage.limit for stage in self.stages(room, "model/place.cpp")], ["quick"], room)
 
     def test_what_survives_the_tests_of_the_model_meets_those_of_the_engine(self):
         self.assertEqual(self.trials("model/place.cpp"), ["model tests", "engine tests"])

@@ -99,6 +99,23 @@ TEST(Refusals, LeaveTheNeighboursGoodAndAreTriedAgainEachMinute)
     EXPECT_LE(bench.plc.count("RDS DM5002.U 4"), 5);
 }
 
+TEST(Refusals, OfAnotherTagMinutesLaterLeaveTheNeighboursGoodToo)
+{
+    Bench bench(quick());
+    bench.plc.lastUnit["DM"] = 5003;
+    bench.add({engineTag(1, "DM4998", 1s), engineTag(2, "DM4999", 1s), engineTag(3, "DM5000", 1s),
+               engineTag(4, "DM5002.D:2", 1s)});
+    bench.engine.start();
+    bench.run(200s);
+    EXPECT_EQ(bench.text(3), "good 0");
+    bench.plc.lastUnit["DM"] = 4999;
+    bench.run(10s);
+    EXPECT_EQ(bench.text(1), "good 0");
+    EXPECT_EQ(bench.text(2), "good 0");
+    EXPECT_EQ(bench.text(3), "bad 0 (the PLC answered E0)");
+    EXPECT_EQ(bench.text(4), "bad (the PLC answered E0)");
+}
+
 // --- questions -----------------------------------------------------------------------------------
 
 TEST(Questions, AreAllAnsweredWhileReadsAreDue)

@@ -67,6 +67,8 @@ TEST(AnswerCheck, TakesOnlyWhatFits)
         {Shape::Triples,         25, "1 0000000005 0000000100\r\n",        Kind::Good, 0},
         {Shape::Triples,         25, "1,000000005,00000000100\r\n",        Kind::Malformed, 0},
         {Shape::Triples,         25, "E0\r\n",                             Kind::Error, 0},
+        {Shape::Line,            1,  "57\r\n",                             Kind::Malformed, 0},
+        {Shape::Line,            -1, "57\r\n",                             Kind::Good, 0},
         {Shape::Line,            0,  "57\r\n",                             Kind::Good, 0},
         {Shape::Line,            0,  "\r\n",                               Kind::Malformed, 0},
         {Shape::Line,            0,  "E1\r\n",                             Kind::Error, 1},

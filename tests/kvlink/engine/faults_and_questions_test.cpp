@@ -64,6 +64,21 @@ TEST(LinkProblems, BytesThatNobodyAskedForAreOne)
     EXPECT_EQ(bench.engine.link().problem, QStringLiteral("bytes came that nobody had asked for"));
 }
 
+TEST(LinkProblems, AttemptsThatFailAreNoLossesOfALink)
+{
+    Bench bench(quick());
+    bench.wire.door = ModelWire::Door::Refuses;
+    bench.engine.start();
+    bench.run(5s);
+    EXPECT_GE(bench.wire.opens(), 3);
+    EXPECT_EQ(bench.engine.statistics().linkLosses, 0U);
+    bench.wire.door = ModelWire::Door::Open;
+    ASSERT_TRUE(bench.runUntilReady());
+    bench.wire.cut();
+    bench.step();
+    EXPECT_EQ(bench.engine.statistics().linkLosses, 1U);
+}
+
 TEST(Buttons, WhoseReleaseWasNotSentSayWhy)
 {
     Bench bench(quick());
@@ -93,6 +108,8 @@ TEST(Refusals, LeaveTheNeighboursGoodAndAreTriedAgainEachMinute)
         EXPECT_EQ(bench.text(2), "good 0") << minute;
         EXPECT_EQ(bench.text(3), "bad (the PLC answered E0)") << minute;
     }
+    for (const Events::Change &change : bench.events.changes)
+        EXPECT_TRUE(change.tag == Tag(3) || change.sample.isGood()) << qPrintable(change.sample.toText());
     // All three, the later two, and the last one alone: at most three answers of E0 each minute.
     EXPECT_LE(bench.engine.statistics().plcErrors, 3U * 5);
     EXPECT_GE(bench.plc.count("RDS DM5002.U 4"), 4);
@@ -173,6 +190,25 @@ TEST(PendingValues, CarryNoErrorOfThePlc)
     EXPECT_EQ(bench.text(1), "pending 0");
     EXPECT_EQ(bench.sample(1).plcError, 0);
     EXPECT_EQ(bench.sample(1).reason, Reason::None);
+}
+
+TEST(Lists, AreToldWhenAnyOfTheirValuesPassesTheDeadband)
+{
+    Bench bench(quick());
+    EngineTag list = engineTag(1, "DM0:3", 100ms);
+    list.deadband = 5.0;
+    bench.add({list});
+    bench.engine.start();
+    bench.run(1s);
+    ASSERT_EQ(bench.events.changes.size(), 1U);
+    for (int unit = 0; unit < 3; ++unit) {
+        bench.plc.set("DM", unit, 4, bench.clock.now());
+        bench.run(1s);
+        EXPECT_EQ(bench.events.changes.size(), std::size_t(1 + unit)) << unit;
+        bench.plc.set("DM", unit, 100, bench.clock.now());
+        bench.run(1s);
+        EXPECT_EQ(bench.events.changes.size(), std::size_t(2 + unit)) << unit;
+    }
 }
 
 // --- what requests cost --------------------------------------------------------------------------

@@ -1,10 +1,9 @@
 # SPDX-License-Identifier: MIT
-"""A build of the driver and its tests, and private builds of the driver with one file changed.
+"""A build of what is changed and of its tests, and private builds with one file changed.
 
-A mutant costs no more than it must: the files that see it are compiled again (with a precompiled header of all that the driver
-includes from elsewhere), one shared object is linked, and the one test program, which stays as it is, loads it. Files
-that tests/driver/parts looks into are linked into its program, too; the public header is every host's, so that the
-tests of its records are compiled again with it.
+A mutant costs no more than it must: the files that see it are compiled again (with a precompiled header of all that the
+sources include from elsewhere), and only what the tests need is linked again. What that is, the classes for the driver and
+for kvlink say.
 """
 
 import json
@@ -14,82 +13,54 @@ import shutil
 import subprocess
 from pathlib import Path
 
-LIBRARY = "lib/libCommunication_Protocol.so"
-TEST_PROGRAM = "bin/driver_tests"
-PARTS_PROGRAM = "bin/driver_parts_tests"
-PUBLIC_HEADER = Path("Communication_Protocol.h")
-TESTS_OF_PUBLIC_HEADER = ["tests/driver/host_setup_test.cpp", "tests/support/driver_test.cpp"]
-
 
 class BuildTree:
-    def __init__(self, root, folder, options=(), only_tests=()):
-        """only_tests: the test program holds these test files alone, named without _test.cpp."""
-        self.root, self.folder = root, folder
-        self.sources = root / "Communication_Protocol"
-        self.parts = root / "tests" / "driver" / "parts"
-        self.tests_of_public_header = [root / name for name in TESTS_OF_PUBLIC_HEADER]
-        self.options, self.only_tests = list(options), only_tests
+    """Of a class derived from it: outputs, all that may be linked again; build_tests(); is_compiled_again(entry);
+    users_of(relative); any_source(), one of the sources; outputs_for(relative)."""
+
+    outputs = ()
+
+    def __init__(self, root, folder, sources, options=()):
+        """sources: the folder from which the changed files are named."""
+        self.root, self.folder, self.sources, self.options = root, folder, sources, list(options)
 
     def prepare(self):
-        """Builds the unchanged driver and its tests."""
+        """Builds everything unchanged."""
         configure = ["cmake", "-G", "Ninja", "-S", self.root, "-B", self.folder, "-DCMAKE_BUILD_TYPE=Debug", "-DKV_WERROR=ON",
-                     "-DKV_BUILD_PROGRAMS=OFF", *self.options]
-        _run(configure, "configuring")
-        self._build_tests()
+                     *self.options]
+        run(configure, "configuring")
+        self.build_tests()
+        strip = ["-Wl,--strip-debug"] + (["-fuse-ld=gold"] if shutil.which("ld.gold") else [])  # four times as fast
+        self.link_commands = {output: self.link_command_of(output) + strip for output in self.outputs}
         commands = json.loads((self.folder / "compile_commands.json").read_text())
         self.compile_commands = {
-            Path(entry["file"]): shlex.split(entry["command"]) for entry in commands if self._is_compiled_again(entry)
+            Path(entry["file"]): shlex.split(entry["command"]) for entry in commands if self.is_compiled_again(entry)
         }
-        strip = ["-Wl,--strip-debug"] + (["-fuse-ld=gold"] if shutil.which("ld.gold") else [])  # four times as fast
-        self.link_commands = {
-            output: self._link_command_of(output) + strip for output in (LIBRARY, PARTS_PROGRAM, TEST_PROGRAM)
+        self.foreign_headers = {
+            folder: self._precompiled(number, *of) for number, (folder, of) in enumerate(self.precompiled().items())
         }
-        self._precompile_foreign_headers()
 
-    def _build_tests(self):
-        if not self.only_tests:
-            programs = ["driver_tests", "driver_parts_tests"]
-            _run(["ninja", "-C", self.folder, *programs], "building the unchanged driver and its tests")
-            return
-        command = self._link_command_of(TEST_PROGRAM)
-        left_out = [word for word in command if word.endswith("_test.cpp.o") and not self._is_wanted(word)]
-        command = [word for word in command if word not in left_out]
-        parts = [word for word in command if word.endswith((".o", ".a")) and not word.startswith("/")]
-        _run(["ninja", "-C", self.folder, LIBRARY, *parts], "building the unchanged driver and some of its tests")
-        (self.folder / TEST_PROGRAM).parent.mkdir(exist_ok=True)
-        _run(command, "linking the tests", cwd=self.folder)
-
-    def _is_wanted(self, test_object):
-        name = Path(test_object).name.removesuffix("_test.cpp.o")
-        return name in self.only_tests or test_object.endswith("support/driver_test.cpp.o")
-
-    def _link_command_of(self, output):
+    def link_command_of(self, output):
         """The command without the shell around it: ": && LINK && :"."""
-        listed = _run(["ninja", "-C", self.folder, "-t", "commands", output], "asking for a link command")
+        listed = run(["ninja", "-C", self.folder, "-t", "commands", output], "asking for a link command")
         words = shlex.split(listed.splitlines()[-1])
         inner = words[words.index("&&") + 1 :] if "&&" in words else words
         return inner[: inner.index("&&")] if "&&" in inner else inner
 
-    def _precompile_foreign_headers(self):
+    def precompiled(self):
+        """Folders whose files are compiled with a precompiled header: one of its files for the options of the compiler, and
+        the files whose foreign headers it holds."""
+        return {self.sources: (self.any_source(), code_files(self.sources))}
+
+    def _precompiled(self, number, source, users):
         included = set()
-        for path in self.sources.rglob("*.[ch]*"):
+        for path in users:
             included.update(re.findall(r"^#include (<.*>)$", path.read_text(), re.MULTILINE))
-        self.foreign_header = self.folder / "foreign.h"
-        self.foreign_header.write_text("".join(f"#include {name}\n" for name in sorted(included)))
-        command = self._plain_command(self.any_source())
-        command += ["-x", "c++-header", str(self.foreign_header), "-o", f"{self.foreign_header}.gch"]
-        _run(command, "precompiling", cwd=self.folder)
-
-    def _is_compiled_again(self, entry):
-        path = Path(entry["file"])
-        if path in self.tests_of_public_header:
-            return "driver_tests.dir" in entry["command"]
-        return self.sources in path.parents or self.parts in path.parents
-
-    def any_source(self):
-        """One that the tests of tests/driver/parts look into, so that compiling it again makes their program, too."""
-        sources = [path for path in self.compile_commands if self.sources in path.parents]
-        return next(path for path in sources if self.only_tests or self.has_parts_tests(path.relative_to(self.sources)))
+        header = self.folder / f"foreign{number}-{Path(self.outputs[0]).stem}.h"
+        header.write_text("".join(f"#include {name}\n" for name in sorted(included)))
+        command = self._plain_command(source) + ["-x", "c++-header", str(header), "-o", f"{header}.gch"]
+        run(command, "precompiling", cwd=self.folder)
+        return str(header)
 
     def _plain_command(self, source):
         """The source's compile command without input, output, warnings, debug information, launcher and precompiled
@@ -106,39 +77,8 @@ class BuildTree:
                 kept.append(word)
         return kept + ["-w"]
 
-    def users_of(self, relative):
-        """The files to compile when this one changes; those that check constants come first."""
-        if relative.suffix == ".cpp":
-            return [self.sources / relative]
-        changed, grown = {str(relative)}, True
-        includes = self._includes_of(self.sources)
-        while grown:
-            users = {str(path.relative_to(self.sources)) for path, names in includes.items() if changed & set(names)}
-            grown = not users <= changed
-            changed |= users
-        cpps = [self.sources / name for name in changed if name.endswith(".cpp")]
-        if self.compiles_tests_with(relative):
-            cpps += self.tests_of_public_header
-        if self.has_parts_tests(relative):
-            cpps += [path for path, names in self._includes_of(self.parts).items() if changed & set(names)]
-        return sorted(cpps, key=lambda path: (path.name != "area_table.cpp", path))
-
-    @staticmethod
-    def _includes_of(folder):
-        return {
-            path: re.findall(r'^#include "(.*)"$', path.read_text(), re.MULTILINE) for path in folder.rglob("*.[ch]*")
-        }
-
-    def compiles_tests_with(self, relative):
-        return not self.only_tests and relative == PUBLIC_HEADER
-
-    def has_parts_tests(self, relative):
-        """True if a test of tests/driver/parts includes this file, or its header."""
-        header = str(relative.with_suffix(".h"))
-        return not self.only_tests and any(header in names for names in self._includes_of(self.parts).values())
-
     def build_changed(self, place, relative, text):
-        """Builds the driver with one file's text replaced. \return False if it does not compile or link."""
+        """Builds with one file's text replaced. \return False if it does not compile or link."""
         changed = place / "source" / relative
         changed.parent.mkdir(parents=True, exist_ok=True)
         changed.write_text(text)
@@ -153,21 +93,19 @@ class BuildTree:
             target = place / (str(source.relative_to(self.root)).replace("/", "_") + ".o")
             command = self._plain_command(source)
             command[1:1] = [f"-I{place / 'source'}"]
-            if self.sources in source.parents:
-                command[1:1] = ["-include", str(self.foreign_header)]
+            for folder, header in self.foreign_headers.items():
+                if folder in source.parents:
+                    command[1:1] = ["-include", header]
             compiled = changed if relative.suffix == ".cpp" else source
             command += ["-c", str(compiled), "-o", str(target)]
             if not _succeeds(command, self.folder):
                 return False
-            objects[self._object_in_tree(source)] = str(target)
-        outputs = [LIBRARY]
-        outputs += [PARTS_PROGRAM] if self.has_parts_tests(relative) else []
-        outputs += [TEST_PROGRAM] if self.compiles_tests_with(relative) else []
-        return all(self._link(place, output, objects) for output in outputs)
+            objects[object_of(self.compile_commands[source])] = str(target)
+        return all(self._link(place, output, objects) for output in self.outputs_for(relative))
 
     def _link(self, place, output, objects):
-        (place / output).parent.mkdir(exist_ok=True)
         """The changed objects come first: of an inline function in several objects, the linker takes the first."""
+        (place / output).parent.mkdir(exist_ok=True)
         words = self.link_commands[output]
         first = next(at for at, word in enumerate(words) if word.endswith(".o"))
         command = words[:first] + [objects[word] for word in words if word in objects]
@@ -175,12 +113,34 @@ class BuildTree:
         command[command.index("-o") + 1] = str(place / output)
         return _succeeds(command, self.folder)
 
-    def _object_in_tree(self, source):
-        words = self.compile_commands[source]
-        return words[words.index("-o") + 1]
+
+def object_of(compile_command):
+    return compile_command[compile_command.index("-o") + 1]
 
 
-def _run(command, what, cwd=None):
+def code_files(folder):
+    return sorted(path for path in folder.rglob("*") if path.suffix in (".cpp", ".h"))
+
+
+def includes_of(folder):
+    """Each file -> what it includes of ours."""
+    return {path: re.findall(r'^#include "(.*)"$', path.read_text(), re.MULTILINE) for path in code_files(folder)}
+
+
+def includers_of(header, folders):
+    """The .cpp files that include it, directly or not; files are included by their names under one of the folders."""
+    includes = {
+        path: (str(path.relative_to(folder)), set(names)) for folder in folders for path, names in includes_of(folder).items()
+    }
+    changed, grown = {header}, True
+    while grown:
+        users = {name for name, names in includes.values() if changed & names}
+        grown = not users <= changed
+        changed |= users
+    return sorted(path for path, (name, _) in includes.items() if name in changed and path.suffix == ".cpp")
+
+
+def run(command, what, cwd=None):
     done = subprocess.run([str(word) for word in command], cwd=cwd, capture_output=True, text=True)
     if done.returncode != 0:
         raise SystemExit(f"mutants: {what} failed:\n{done.stdout}{done.stderr}")

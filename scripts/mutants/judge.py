@@ -9,7 +9,7 @@ import time
 from concurrent.futures import ThreadPoolExecutor
 from typing import NamedTuple
 
-from build_tree import TEST_PROGRAM
+from build_tree import code_files
 
 KILLED, SURVIVED, NOT_COMPILED = "killed", "survived", "does not compile"
 
@@ -20,10 +20,12 @@ class Outcome(NamedTuple):
 
 
 class Judge:
-    """plain is tried first; what survives goes on to the tests under sanitizers: locks to threads, the rest to memory."""
+    """What survives the first trials of a mutant goes on to the next."""
 
-    def __init__(self, plain, memory, threads, folder, again):
-        self.plain, self.memory, self.threads, self.folder = plain, memory, threads, folder
+    def __init__(self, trials_for, tests, folder, again):
+        """trials_for(path, mutant) gives them in their order; tests: folders of the tests' sources."""
+        self.trials_for, self.folder = trials_for, folder
+        self.tests = _version_of(tests)
         self.kept_path = folder / "judged.jsonl"
         self.kept = {} if again else self._read_kept()
         self.lock = threading.Lock()
@@ -37,8 +39,6 @@ class Judge:
 
     def judge_all(self, pairs, texts, jobs, tell):
         """Calls tell(path, mutant, outcome, seconds) for each pair, from this thread."""
-        self._make_ready(self.plain)
-        self.tests = self._version_of_the_tests()
         self.places = queue.Queue()
         for number in range(jobs):
             place = self.folder / f"place{number}"
@@ -49,13 +49,6 @@ class Judge:
             for path, mutant, future in running:
                 tell(path, mutant, *future.result())
 
-    def _version_of_the_tests(self):
-        tree = self.plain.tree
-        version = hashlib.sha1((tree.folder / TEST_PROGRAM).read_bytes())
-        for path in sorted(tree.parts.glob("*.cpp")):
-            version.update(path.read_bytes())
-        return version.hexdigest()
-
     def _make_ready(self, trials):
         with self.lock:
             if trials not in self.ready:
@@ -64,17 +57,13 @@ class Judge:
                 self.ready.append(trials)
 
     def _measure(self, trials):
-        """Also proves that the test program takes the driver that it is given: without one it cannot start."""
         place = self.folder / f"unchanged-{trials.tree.folder.name}"
         place.mkdir(exist_ok=True)
         relative = trials.tree.any_source().relative_to(trials.tree.sources)
         if not trials.tree.build_changed(place, relative, (trials.tree.sources / relative).read_text()):
             raise SystemExit(f"mutants: the unchanged {relative} does not build by itself")
         trials.measure(place)
-        library = place / "lib" / "libCommunication_Protocol.so"
-        library.write_bytes(b"no library")
-        if trials.passes(place, trials.all_stages()[-1]):
-            raise SystemExit("mutants: the tests do not load the driver that they are given")
+        trials.prove(place)
 
     def _judge(self, path, mutant, text):
         key = hashlib.sha1(f"{path}\0{text}\0{mutant.start} {mutant.end} {mutant.replacement}".encode()).hexdigest()
@@ -95,15 +84,22 @@ class Judge:
 
     def _try(self, place, path, mutant, text):
         changed = mutant.made_in(text)
-        for trials in (self.plain, self.threads if mutant.kind == "lock" else self.memory):
+        for trials in self.trials_for(path, mutant):
             self._make_ready(trials)
             if not trials.tree.build_changed(place, path, changed):
                 return Outcome(NOT_COMPILED)
             for stage in trials.stages_for(path, mutant.kind):
                 if not trials.passes(place, stage):
-                    return Outcome(KILLED, stage.limit if trials is self.plain and stage.limit == "parts" else trials.name)
+                    return Outcome(KILLED, trials.killer(stage))
         return Outcome(SURVIVED)
 
     def _keep(self, entry):
         with self.lock, self.kept_path.open("a") as out:
             out.write(json.dumps(entry) + "\n")
+
+
+def _version_of(folders):
+    version = hashlib.sha1()
+    for path in sorted(path for folder in folders for path in code_files(folder)):
+        version.update(path.read_bytes())
+    return version.hexdigest()

@@ -5,12 +5,11 @@ from collections import Counter
 
 from judge import NOT_COMPILED, KILLED, SURVIVED, Outcome
 
-ENOUGH = 0.95
-
 
 class Report:
-    def __init__(self, texts, equivalents):
-        self.texts, self.equivalents = texts, equivalents
+    def __init__(self, texts, equivalents, enough):
+        """enough: the share that has to be killed."""
+        self.texts, self.equivalents, self.enough = texts, equivalents, enough
         self.counts = {}  # (what, name) -> Counter of verdicts, what being "kind" or "file"
         self.killed_by = Counter()
         self.used = set()
@@ -64,7 +63,7 @@ class Report:
         total = self.counts[("all", "all")]
         print("killed by:", ", ".join(f"{name} {count}" for name, count in self.killed_by.most_common()))
         print(f"{self.seconds / 60:.0f} minutes of trials")
-        return 0 if self._share(total) >= ENOUGH and total[SURVIVED] == 0 and self._reasons_hold(whole) else 1
+        return 0 if self._share(total) >= self.enough and total[SURVIVED] == 0 and self._reasons_hold(whole) else 1
 
     def _print_table(self, what):
         row = "{:<34}{:>9}{:>10}{:>9}{:>11}{:>13}{:>9}"
@@ -88,6 +87,6 @@ class Report:
             looked_at = one.file in {str(path) for path in self.texts}
             if whole and looked_at and one not in self.used:
                 what = "is killed by now" if one in self.matched else "matches no mutant"
-                print(f"equivalent.txt: {one.file}: {one.line}: {one.change}: {what}")
+                print(f"no reason needed: {one.file}: {one.line}: {one.change}: {what}")
                 hold = False
         return hold

@@ -1,61 +1,13 @@
 # SPDX-License-Identifier: MIT
-"""Runs the driver's tests against a changed driver, those first that are most likely to kill it."""
+"""Runs tests against what was changed, those first that are most likely to kill it."""
 
 import os
-import re
 import resource
 import signal
 import subprocess
 import time
 from typing import NamedTuple
 
-from build_tree import LIBRARY, PARTS_PROGRAM, TEST_PROGRAM
-
-# Beside the tests of the same name. The rest follows in a second run, the slow ones in a third.
-FIRST_TESTS = {
-    "Communication_Protocol.h": ["host_setup", "reply_intake"],
-    "base/debug_line": ["read_frames", "store_ranges"],
-    "base/held_lock": ["lock_order", "stations", "locks"],
-    "base/settings": ["host_setup", "host_writes"],
-    "addresses/address_parser": ["address_parser", "address_digits"],
-    "addresses/plain_number": ["address_parser", "address_digits"],
-    "addresses/area_table": ["address_parser", "read_frames", "write_frames", "units"],
-    "frames/command_text": ["write_frames", "read_frames"],
-    "frames/frame_queue": ["read_frames", "handshake"],
-    "frames/reply_length": ["read_frames", "remote_frames"],
-    "store/device_image": ["store_ranges", "host_reads", "write_through", "reply_decoder"],
-    "replies/decimal_field": ["decimal_fields", "reply_decoder", "bit_write"],
-    "lists/pieces": ["variable_lists", "host_writes", "block_split"],
-    "lists/read_list": ["read_list", "block_split"],
-    "lists/write_list": ["host_writes"],
-    "base/identity": ["exported_names"],
-    "exchange/outcome": ["return_codes"],
-    "exchange/stations": ["stations", "scheduler"],
-    "lists/turn_list": ["scheduler", "request_end"],
-    "exchange/reply_checks": ["reply_checks", "bit_write", "handshake"],
-    "exchange/reply_intake": ["reply_intake", "request_end", "handshake"],
-}
-# Filter -> beginnings of the paths for which it is run. Changed locks always meet the first two.
-SLOW_TESTS = {
-    "Calls/Locks.*": ("",),
-    "ConcurrentUse.*": ("base/held_lock", "base/settings", "exchange/stations"),
-    "BlockSplit.followsTheRule*": ("lists/read_list", "lists/pieces"),
-    "*/Ceiling.*": ("store/", "replies/"),
-    "*/LastElement.*": ("store/", "replies/"),
-    "*AtTheCeiling.*": ("store/", "replies/"),
-    "HostReads.bitsBehindAnImage*": ("store/", "replies/"),
-    "Limits.theLongestHostReads": ("store/host_reads", "store/device_image"),
-    "*/AddressForm.takesEvery*": ("addresses/address_parser", "addresses/plain_number"),
-    "*DecimalField*": ("replies/decimal_field", "replies/reply_decoder"),
-    "WriteRequest.*SixtyFour*": ("frames/",),
-    "*/FixedSeed.*/seed1": ("",),
-}
-THREAD_TESTS = ["concurrent_use", "locks"]  # run under the thread sanitizer against changed locks
-LEFT_OUT = [
-    "ExportedNames.*", "*/CppName.*", "*/HostCallName.*", "*/ObjectName.*", "Identity.names*", "Identity.isAlso*",  # load the driver by its path: the unchanged one
-    "*/FaultInSplitting.*", "*/SpoiledValue.*", "TranscriptPlayer.*",  # test the tests
-    "Model.*", "ScreensSoak.*", "*/FixedSeed.*/seed2", "*/FixedSeed.*/seed3", "*/FixedSeed.*/seed4", "*/FixedSeed.*/seed5",  # take too long
-]
 MOST_MEMORY = 6 << 30  # a mutant that asks for all there is must not take the machine with it
 LEAST_LIMIT = 20  # seconds
 
@@ -67,61 +19,39 @@ class Stage(NamedTuple):
 
 
 class Trials:
-    """The test program of one build tree, run in stages: filters of which each has its own time limit."""
+    """The test programs of one build tree, run in stages: filters of which each has its own time limit.
 
-    def __init__(self, name, tree, environment=None, bounded_memory=True, fitting_only=False):
-        """fitting_only: a mutant meets only the tests of the same name."""
+    Of a class derived from it: stages_for(relative, kind), the stages that a mutant meets; all_stages()."""
+
+    standing_program = ""  # the one that stays as it is
+
+    def __init__(self, name, tree, environment=None, bounded_memory=True, apart=()):
+        """apart: limits whose stages are reported by their own names when they kill."""
         self.name, self.tree = name, tree
-        self.fitting_only = fitting_only
         self.environment = environment or {}
         self.bounded_memory = bounded_memory
-        self.suites = _suites_of_test_files(tree.root / "tests" / "driver")
+        self.apart = apart
         self.limits = {"parts": 600.0, "quick": 600.0, "slow": 600.0}
 
-    def stages_for(self, relative, kind):
-        if self.tree.only_tests:
-            return [Stage("slow", _filter(self._suites_of(self.tree.only_tests)))]
-        parts = [Stage("parts", "*", PARTS_PROGRAM)] if self.tree.has_parts_tests(relative) else []
-        program = TEST_PROGRAM if self.tree.compiles_tests_with(relative) else ""
-        return parts + [stage._replace(program=program) for stage in self._stages_for(relative, kind)]
-
-    def _stages_for(self, relative, kind):
-        stem = str(relative.with_suffix(""))
-        names = FIRST_TESTS.get(str(relative), FIRST_TESTS.get(stem, [relative.stem]))
-        first = self._suites_of(name for name in names if name in self.suites)
-        apart = [*SLOW_TESTS, *LEFT_OUT]
-        slow = [tests for tests, paths in SLOW_TESTS.items() if stem.startswith(paths)]
-        if kind == "lock":
-            slow = ["ConcurrentUse.*"] + [tests for tests in slow if tests not in list(SLOW_TESTS)[:2]]
-        stages = [Stage("quick", _filter(first, apart))] if first else []
-        if not self.fitting_only or not first:
-            stages.append(Stage("quick", _filter(["*"], first + apart)))
-        if not self.fitting_only:
-            stages.append(Stage("slow", _filter(slow)))
-        return [Stage("slow", "Calls/Locks.*")] + stages if kind == "lock" else stages
-
-    def all_stages(self):
-        if self.tree.only_tests:
-            return self.stages_for(None, "lock")
-        quick = [Stage("parts", "*", PARTS_PROGRAM), Stage("quick", _filter(["*"], [*SLOW_TESTS, *LEFT_OUT]))]
-        return quick if self.fitting_only else quick + [Stage("slow", _filter(SLOW_TESTS))]
-
-    def _suites_of(self, files):
-        return [pattern for name in files for pattern in self.suites[name]]
+    def killer(self, stage):
+        return stage.limit if stage.limit in self.apart else self.name
 
     def measure(self, place):
-        """Runs the unchanged driver, which must pass, and sets the limits by what it takes."""
+        """Runs what is unchanged, which must pass, and sets the limits by what it takes."""
         for stage in self.all_stages():
             began = time.monotonic()
             if not self.passes(place, stage):
-                raise SystemExit(f"mutants: the tests fail with the unchanged driver: {stage.limit} stage of {self.tree.folder}")
+                raise SystemExit(f"mutants: the tests fail with nothing changed: {stage.limit} stage of {self.tree.folder}")
             self.limits[stage.limit] = max(LEAST_LIMIT, 5 * (time.monotonic() - began))
+
+    def prove(self, place):
+        """Ends the run if the tests would not see what was changed."""
 
     def passes(self, place, stage):
         """True if every test passes; a crash and a hang are failures like any other."""
-        program = place / stage.program if stage.program else self.tree.folder / TEST_PROGRAM
+        program = place / stage.program if stage.program else self.tree.folder / self.standing_program
         command = [str(program), "--gtest_brief=1", "--gtest_fail_fast", f"--gtest_filter={stage.tests}"]
-        environment = {**os.environ, "LD_LIBRARY_PATH": str((place / LIBRARY).parent), **self.environment}
+        environment = {**os.environ, "LD_LIBRARY_PATH": str(place / "lib"), **self.environment}
         running = subprocess.Popen(command, cwd=place, env=environment, start_new_session=True, preexec_fn=self._bound,
                                    stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         try:
@@ -146,15 +76,5 @@ def _end_group(running):
     running.wait()
 
 
-def _filter(wanted, unwanted=()):
+def test_filter(wanted, unwanted=()):
     return ":".join(wanted) + ("-" + ":".join(unwanted) if unwanted else "")
-
-
-def _suites_of_test_files(folder):
-    """Name of a test file without _test.cpp -> filters of its suites, whether tests, fixtures or rows."""
-    suites = {}
-    for path in sorted(folder.glob("*_test.cpp")):
-        names = dict.fromkeys(re.findall(r"^TEST(?:_[FP])?\((\w+),", path.read_text(), re.MULTILINE))
-        patterns = [pattern for name in names for pattern in (f"{name}.*", f"*/{name}.*")]
-        suites[path.stem.removesuffix("_test")] = patterns
-    return suites

@@ -54,6 +54,8 @@ TEST(AnswerCheck, TakesOnlyWhatFits)
         {Shape::Words,           13, "00001 65535 \r",                     Kind::Malformed, 0},
         {Shape::Words,           13, "00001,65535\r\n",                    Kind::Malformed, 0},
         {Shape::Words,           13, "00001 6553a\r\n",                    Kind::Malformed, 0},
+        {Shape::Words,           7,  "0000/\r\n",                          Kind::Malformed, 0}, // next to 0
+        {Shape::Words,           7,  "0000:\r\n",                          Kind::Malformed, 0}, // next to 9
         {Shape::Words,           13, "00001\r\n",                          Kind::Malformed, 0},
         {Shape::Words,           13, "00001 65535 00001\r\n",              Kind::Malformed, 0},
         {Shape::Words,           13, "+0001 -0005\r\n",                    Kind::Malformed, 0},
@@ -65,6 +67,8 @@ TEST(AnswerCheck, TakesOnlyWhatFits)
         {Shape::Triples,         25, "1 0000000005 0000000100\r\n",        Kind::Good, 0},
         {Shape::Triples,         25, "1,000000005,00000000100\r\n",        Kind::Malformed, 0},
         {Shape::Triples,         25, "E0\r\n",                             Kind::Error, 0},
+        {Shape::Line,            1,  "57\r\n",                             Kind::Malformed, 0},
+        {Shape::Line,            -1, "57\r\n",                             Kind::Good, 0},
         {Shape::Line,            0,  "57\r\n",                             Kind::Good, 0},
         {Shape::Line,            0,  "\r\n",                               Kind::Malformed, 0},
         {Shape::Line,            0,  "E1\r\n",                             Kind::Error, 1},
@@ -94,6 +98,7 @@ TEST(AnswerSplitter, EndsAtTheLengthOrTheLineEndHoweverTheBytesAreCut)
         {13, "00005 0000", "00005 0000", "", false},
         {0, "57\r\n", "57\r\n", "", true},
         {9, "\n\r\n1", "\n\r\n", "1", true},
+        {9, "5\n0\r\n1", "5\n0\r\n", "1", true},
         {7, "", "", "", false},
     };
     for (const auto &row : rows) {
@@ -163,6 +168,16 @@ TEST(LargeNumbers, ComeOutOfTheAnswerWhereTheDriverHoldsZero)
     takeLargeNumbers(comparator, Shape::Triples, "1,3000000000,4000000000\r\n");
     EXPECT_TRUE(comparator.current.isEmpty());
     EXPECT_EQ(numberAt(comparator.set, 0), 4000000000U);
+}
+
+TEST(LargeNumbers, LeaveAnImageAloneThatIsTooSmallForThem)
+{
+    UnitBlock z{16, 1, 2, QByteArray(7, 'x'), {}, {}, {}}; // one number and three quarters
+    takeLargeNumbers(z, Shape::DoubleWords, "4294967295 4294967295\r\n");
+    EXPECT_EQ(z.whole, QByteArray("\xFF\xFF\xFF\xFFxxx"));
+    UnitBlock three{16, 1, 1, QByteArray(3, 'x'), {}, {}, {}};
+    takeLargeNumbers(three, Shape::DoubleWords, "4294967295\r\n");
+    EXPECT_EQ(three.whole, QByteArray("xxx"));
 }
 
 } // namespace

@@ -108,5 +108,26 @@ TEST_F(ExchangeTest, CountsWhatNobodyAskedFor)
     EXPECT_EQ(exchange.bytesReceived(), 28U);
 }
 
+TEST_F(ExchangeTest, ALateAnswerIsNoCopyOfAnEarlierOne)
+{
+    exchange.begin("RDS DM0.U 1\r", 7, start);
+    wire.comes("00005\r\n");
+    ASSERT_EQ(exchange.advance(start)->end, End::Answered);
+    exchange.begin("RDS DM0.U 1\r", 7, start);
+    ASSERT_EQ(exchange.advance(start + 1s)->end, End::NoAnswer);
+    wire.comes("00005\r\n");
+    EXPECT_FALSE(exchange.drain());
+}
+
+TEST_F(ExchangeTest, NothingIsACopyAfterAReset)
+{
+    exchange.begin("RDS DM0.U 1\r", 7, start);
+    wire.comes("00005\r\n");
+    ASSERT_EQ(exchange.advance(start)->end, End::Answered);
+    exchange.reset();
+    wire.comes("00005\r\n");
+    EXPECT_FALSE(exchange.drain());
+}
+
 } // namespace
 } // namespace kvlink

@@ -277,6 +277,22 @@ TEST_F(WriteQueueTest, AReleaseIsRepeatedUntilItIsConfirmedOrTheLinkStaysLost)
     EXPECT_EQ(ends(), "9 unknown " + number(Reason::NoAnswer) + " sent 5");
 }
 
+TEST_F(WriteQueueTest, ARefusedReleaseIsTriedThreeTimes)
+{
+    QueuedWrite release = queued(9, 1, {.attempts = 1});
+    release.kind = WriteKind::Release;
+    queue.add(release, true, start);
+    for (int i = 0; i < 2; ++i) {
+        send();
+        queue.refusedByPlc(0);
+        EXPECT_EQ(ends(), "");
+    }
+    send();
+    queue.refusedByPlc(0);
+    EXPECT_EQ(ends(), "9 refused " + number(Reason::PlcError) + " sent 3");
+    EXPECT_TRUE(queue.isEmpty());
+}
+
 TEST_F(WriteQueueTest, ARemovedTagTakesItsWritesWithIt)
 {
     queue.add(queued(1, 1), true, start);

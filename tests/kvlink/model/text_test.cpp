@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace kvlink
 {
 namespace
@@ -110,6 +112,46 @@ TEST(Devices, areAllForAHelpPage)
     EXPECT_EQ(devices.front().range.toStdString(), "R0 to R199915");
     for (const DeviceInfo &device : devices)
         EXPECT_EQ(device.isWritable, device.name != "T" && device.name != "C") << device.name.toStdString();
+}
+
+struct HelpRow {
+    const char *name, *writtenAs, *formats;
+};
+
+// clang-format off
+const HelpRow helpRows[] = {
+    {"R",   "R15 R100:16 R100.U",              "bit; channel .U .S .D .L .H .F .STR:n"},
+    {"VB",  "VBF VB1F0:4 VB10.U",              "bit; channel .U .S .D .L .H .F .STR:n"},
+    {"T",   "T5 T0:8",                         "bit"},
+    {"DM",  "DM100 DM100.5 DM100.F DM100-DM109", "U; .S .D .L .H .F .STR:n, bit .0-.15"},
+    {"W",   "W1A W1A.3 W10.F W10-W1F",         "U; .S .D .L .H .F .STR:n, bit .0-.15"},
+    {"TC",  "TC1 TC1.L",                       "D; .L .H .F"},
+    {"Z",   "Z1 Z1.L",                         "D; .L .H .F"},
+    {"CTH", "CTH1 CTH1.L",                     "D; .L .H .F, contact .C"},
+};
+// clang-format on
+
+TEST(Devices, showHowTheyAreWritten)
+{
+    const std::vector<DeviceInfo> devices = deviceInfos();
+    for (const HelpRow &row : helpRows) {
+        const auto device = std::find_if(devices.begin(), devices.end(), [&row](const DeviceInfo &one) {
+            return one.name == QLatin1String(row.name);
+        });
+        ASSERT_NE(device, devices.end()) << row.name;
+        EXPECT_EQ(device->writtenAs.toStdString(), row.writtenAs);
+        EXPECT_EQ(device->formats.toStdString(), row.formats) << row.name;
+    }
+}
+
+TEST(Devices, haveExamplesThatAreAddresses)
+{
+    for (const DeviceInfo &device : deviceInfos()) {
+        for (const QString &example : device.writtenAs.split(' ')) {
+            QString problem;
+            EXPECT_TRUE(AddressInfo::parse(example, problem)) << problem.toStdString();
+        }
+    }
 }
 
 } // namespace

@@ -74,6 +74,7 @@ const TypedRow typedRows[] = {
     {"wordSpaces",     "DM100",     " 5 ",          1, 0, "10 100 x1 0500"},
     {"wordHex",        "DM100",     "0x1F",         1, 0, "10 100 x1 1F00"},
     {"wordHexSigned",  "DM100",     "0x-1",         1, 0, "'0x-1' is not valid: DM100 takes a number, such as 15"},
+    {"wordHexPlus",    "DM100",     "0x+1",         1, 0, "'0x+1' is not valid: DM100 takes a number, such as 15"},
     {"wordHexEmpty",   "DM100",     "0x",           1, 0, "'0x' is not valid: DM100 takes a number, such as 15"},
     {"wordWholeReal",  "DM100",     "5.0",          1, 0, "10 100 x1 0500"},
     {"wordFraction",   "DM100",     "1.5",          1, 0, "1.5 is not a whole number, and DM100 takes one (0 to 65535)"},

@@ -1,19 +1,24 @@
 # SPDX-License-Identifier: MIT
 """Which mutants a few lines of code have, and what counts as equivalent."""
 
+import re
 import sys
 import unittest
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[3] / "scripts" / "mutants"))
 
-from build_tree import BuildTree  # noqa: E402
+from build_tree import includers_of  # noqa: E402
 from cpp_tokens import tokens_of  # noqa: E402
+from driver_tree import DriverTree  # noqa: E402
+from driver_trials import DriverTrials  # noqa: E402
 from equivalent import read_equivalents  # noqa: E402
 from mutations import mutants_in  # noqa: E402
 from judge import NOT_COMPILED, KILLED, SURVIVED, Outcome  # noqa: E402
 from report import Report  # noqa: E402
-from trial import Trials  # noqa: E402
+from kvlink_tree import KvlinkTree  # noqa: E402
+from kvlink_trials import LEFT_OUT, SLOW_TESTS, KvlinkTrials  # noqa: E402
+from subject import SUBJECTS  # noqa: E402
 
 ROOT = Path(__file__).resolve().parents[3]
 
@@ -157,8 +162,8 @@ class Verdicts(unittest.TestCase):
     TEXT = "bool f(int a)\n{\n    return a < 1;\n}\n"
     EQUIVALENT = "# comment\nfile: a.cpp\nline: return a < 1;\nchange: < -> ...\nwhy: because\n"
 
-    def report(self, verdicts, equivalents=EQUIVALENT):
-        report = Report({"a.cpp": self.TEXT}, read_equivalents(equivalents))
+    def report(self, verdicts, equivalents=EQUIVALENT, enough=0.95):
+        report = Report({"a.cpp": self.TEXT}, read_equivalents(equivalents), enough)
         for mutant, verdict in zip(mutants_in(self.TEXT), verdicts):
             report.tell("a.cpp", mutant, Outcome(verdict, "tests" if verdict == KILLED else ""), 1.0)
         return report
@@ -175,6 +180,11 @@ class Verdicts(unittest.TestCase):
 
     def test_equivalent_mutants_are_not_among_the_killed(self):
         self.assertEqual(self.report([SURVIVED, KILLED, NOT_COMPILED, KILLED]).finish(whole=True), 1)
+
+    def test_so_many_have_to_be_killed(self):
+        verdicts = [SURVIVED, KILLED, KILLED, KILLED]
+        self.assertEqual(self.report(verdicts, enough=0.75).finish(whole=True), 0)
+        self.assertEqual(self.report(verdicts, enough=0.76).finish(whole=True), 1)
 
     def test_all_killed_is_enough_and_a_reason_without_a_survivor_is_not(self):
         self.assertEqual(self.report([KILLED] * 4, "").finish(whole=True), 0)
@@ -193,7 +203,7 @@ class Verdicts(unittest.TestCase):
     def test_a_bare_break_is_shown_and_listed_with_the_line_before(self):
         text = "void f(int a)\n{\nswitch (a) {\ncase 1:\ng();\nbreak;\ncase 2:\nh();\nbreak;\ncase 3:\ni();\n}\n}"
         equivalents = read_equivalents("file: a.cpp\nline: h(); break;\nchange: break; -> ;\nwhy: because\n")
-        report = Report({"a.cpp": text}, equivalents)
+        report = Report({"a.cpp": text}, equivalents, 0.95)
         first, second = mutants_in(text, ["break"])
         self.assertEqual(report.line_for("a.cpp", second), "a.cpp:9: break: break; -> ;\n    h(); break;")
         report.tell("a.cpp", first, Outcome(SURVIVED), 1.0)
@@ -205,11 +215,32 @@ class Verdicts(unittest.TestCase):
             read_equivalents("file: a.cpp\nline: b\nchange: c -> d\n")
 
 
+class Reasons(unittest.TestCase):
+    """Each reason names a line that exists and a mutant that is made there."""
+
+    def unmatched(self, subject, equivalents):
+        texts = {str(path): subject.text(path) for path in subject.files()}
+        report = Report(texts, equivalents, subject.enough)
+        report.take_equivalent([(path, mutant) for path, text in texts.items() for mutant in mutants_in(text)])
+        return [(one.file, one.line, one.change) for one in equivalents if one not in report.matched]
+
+    def test_those_of_the_driver_and_of_kvlink(self):
+        for name, subject in SUBJECTS.items():
+            with self.subTest(name):
+                self.assertEqual(self.unmatched(subject, read_equivalents(subject.equivalents.read_text())), [])
+
+    def test_a_reason_for_another_line_is_found(self):
+        text = "file: store/host_reads.cpp\nline: return a < 77;\nchange: < -> <=\nwhy: because\n"
+        self.assertEqual(
+            self.unmatched(SUBJECTS["driver"], read_equivalents(text)), [("store/host_reads.cpp", "return a < 77;", "< -> <=")]
+        )
+
+
 class Stages(unittest.TestCase):
     """In which stages a mutant is tried; the tests' sources are the real ones, nothing is built."""
 
     def stages(self, path, kind="boundary", **options):
-        trials = Trials("tests", BuildTree(ROOT, ROOT / "nowhere"), **options)
+        trials = DriverTrials("tests", DriverTree(ROOT, ROOT / "nowhere"), **options)
         return trials.stages_for(Path(path), kind)
 
     def test_the_tests_of_the_same_name_come_first_and_the_slow_ones_last(self):
@@ -226,8 +257,50 @@ class Stages(unittest.TestCase):
         self.assertEqual(self.stages("frames/checksums.cpp", fitting_only=True), self.stages("frames/checksums.cpp")[:1])
 
     def test_a_header_is_compiled_again_in_whatever_includes_it(self):
-        users = BuildTree(ROOT, ROOT / "nowhere").users_of(Path("addresses/plain_number.h"))
+        users = DriverTree(ROOT, ROOT / "nowhere").users_of(Path("addresses/plain_number.h"))
         self.assertEqual([path.name for path in users], ["address_parser.cpp", "plain_number_test.cpp"])
+
+
+class StagesOfKvlink(unittest.TestCase):
+    """In which stages a mutant of kvlink is tried."""
+
+    def stages(self, room, path):
+        return KvlinkTrials(room, KvlinkTree(ROOT, ROOT / "nowhere", room)).stages_for(Path(path), "boundary")
+
+    def trials(self, path):
+        mutant = mutants_in("int a = 1;")[0]
+        return [trials.name for trials in SUBJECTS["kvlink"].trials(ROOT / "nowhere")(Path(path), mutant)]
+
+    def test_a_mutant_of_the_engine_meets_the_simulation_last(self):
+        stages = self.stages("engine", "engine/planner.cpp")
+        self.assertEqual([stage.limit for stage in stages], ["quick", "slow"])
+        self.assertIn("Simulation.", stages[1].tests)
+
+    def test_a_mutant_of_the_model_meets_quick_tests_alone(self):
+        for room in ("model", "engine"):
+            self.assertEqual([stage.limit for stage in self.stages(room, "model/place.cpp")], ["quick"], room)
+
+    def test_what_survives_the_tests_of_the_model_meets_those_of_the_engine(self):
+        self.assertEqual(self.trials("model/place.cpp"), ["model tests", "engine tests"])
+        self.assertEqual(self.trials("engine/planner.cpp"), ["engine tests"])
+
+    def test_only_the_engine_and_the_model_are_changed(self):
+        self.assertEqual({path.parts[0] for path in SUBJECTS["kvlink"].files()}, {"model", "engine"})
+
+    def test_the_slow_tests_and_those_left_out_exist(self):
+        names = set()
+        for path in (ROOT / "tests" / "kvlink" / "engine").glob("*_test.cpp"):
+            names.update(re.findall(r"^TEST(?:_[FP])?\((\w+), (\w+)\)", path.read_text(), re.MULTILINE))
+        known = {f"{suite}.{test}" for suite, test in names} | {f"*/{suite}.*" for suite, _ in names}
+        self.assertEqual([one for one in [*SLOW_TESTS, *LEFT_OUT] if one not in known], [])
+
+    def test_a_header_is_compiled_again_in_tests_that_include_it_by_way_of_others(self):
+        users = includers_of("engine/pass_clock.h", [ROOT / "kvlink", ROOT / "tests" / "kvlink"])
+        names = {str(path.relative_to(ROOT)) for path in users}
+        self.assertLessEqual({"kvlink/engine/pass_clock.cpp", "kvlink/engine/reader.cpp", "kvlink/engine/engine.cpp",
+                              "tests/kvlink/engine/bench.cpp", "tests/kvlink/engine/engine_test.cpp"}, names)  # fmt: skip
+        self.assertNotIn("kvlink/engine/write_queue.cpp", names)
+        self.assertNotIn("tests/kvlink/engine/write_queue_test.cpp", names)
 
 
 if __name__ == "__main__":

@@ -74,7 +74,7 @@ INSTANTIATE_TEST_SUITE_P(Faults, StopUnderFault, testing::Values(
 
 TEST(Stop, aButtonThatIsPressedIsReleasedFirst)
 {
-    SimPlc sim;
+    SimulatedPlc sim;
     Plc plc(settingsFor(sim.url()));
     TagSettings relay;
     relay.address = QStringLiteral("R500");

@@ -45,7 +45,7 @@ constexpr int writesARound = 60;
 constexpr int roundsPerProgram = 12; // then the program writes instead of this process
 constexpr int roundsPerCalm = 8;     // then there are no faults, and no write may fail
 constexpr int pulsesARound = 2;
-constexpr auto pulseLength = 40ms; // eight scans: the PLC's program sees each edge
+constexpr auto pulseLength = 120ms; // many scans, so that the program sees each edge on a busy machine, too
 
 // The program of the PLC counts the edges of the relays that are pulsed.
 constexpr char program[] = "when MR90000 rises then count DM64000\nwhen MR90001 rises then count DM64001\n";
@@ -357,8 +357,10 @@ protected:
             settings.address = QStringLiteral("EM60000");
             settings.period = 0ms;
             const kvlink::Tag tag = linkOf(station).tag(settings);
+            kvlink::WriteOptions options; // the second of two answers may cost the link only now
+            options.whenOffline = kvlink::WhenOffline::Wait;
             const kvlink::WriteResult result =
-                linkOf(station).writeAndWait(tag, qint64(count.rounds % 65536));
+                linkOf(station).writeAndWait(tag, qint64(count.rounds % 65536), options);
             EXPECT_EQ(result.outcome, Outcome::Done) << "without a fault: " << result.text.toStdString();
             linkOf(station).removeTag(tag);
         }

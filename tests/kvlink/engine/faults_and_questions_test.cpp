@@ -81,14 +81,19 @@ TEST(LinkProblems, AttemptsThatFailAreNoLossesOfALink)
 
 TEST(Buttons, WhoseReleaseWasNotSentSayWhy)
 {
-    Bench bench(quick());
-    bench.add({engineTag(1, "R500", Duration(0))});
+    LinkSettings settings;
+    settings.timeout = 5s;
+    Bench bench(settings);
+    bench.add({engineTag(1, "R500", Duration(0)), engineTag(2, "DM0", Duration(0))});
     bench.engine.start();
     ASSERT_TRUE(bench.runUntilReady());
     bench.engine.press(70, Tag(1));
     bench.run(50ms);
+    bench.wire.isFrozen = true;
+    bench.engine.readNow(80, {Tag(2)});
+    bench.step(); // on its way, and no answer will come
     bench.engine.stop();
-    bench.step();
+    bench.run(Engine::longestRelease);
     EXPECT_EQ(bench.result(70).outcome, Outcome::Unknown);
     EXPECT_EQ(bench.result(70).text, QStringLiteral("only the first part is confirmed: pressed; the release: "
                                                     "the link was stopped; nothing was sent"));

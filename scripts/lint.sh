@@ -17,6 +17,8 @@ trap 'rm -f "$log"' EXIT
 
 # tidy WHAT CHECKS FILE...
 # CHECKS: those of .clang-tidy if it is empty. (An empty --config= would mean clang-tidy's own few.)
+# The path-sensitive ones look at 30,000 states of a function in the place of 225,000: all files
+# together then take half the time.
 tidy() {
     local what=$1 option=()
     [ -z "$2" ] || option=("--checks=$2")
@@ -24,7 +26,8 @@ tidy() {
     [ $# -gt 0 ] || return 0
     echo "clang-tidy, $what: $# files"
     if ! printf '%s\0' "$@" | xargs -0 -n 1 -P "$(nproc)" \
-        clang-tidy -p "$folder" --quiet --warnings-as-errors='*' "${option[@]}" >"$log" 2>/dev/null; then
+        clang-tidy -p "$folder" --quiet --warnings-as-errors='*' --extra-arg=-Xclang --extra-arg=-analyzer-config \
+        --extra-arg=-Xclang --extra-arg=max-nodes=30000 "${option[@]}" >"$log" 2>/dev/null; then
         cat "$log" >&2
         echo "clang-tidy reported the problems above." >&2
         exit 1

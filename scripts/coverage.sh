@@ -1,7 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Runs all tests and reports which lines and branches of what ships they reach, a table for each
-# part.
+# Runs all tests, and reports which lines and branches of each part that ships they reach.
 # Use: scripts/coverage.sh FOLDER
 # What was not reached is listed in FOLDER/coverage-PART.txt.
 set -euo pipefail

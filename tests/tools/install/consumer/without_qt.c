@@ -1,4 +1,4 @@
-/* SPDX-License-Identifier: MIT */
+// SPDX-License-Identifier: MIT
 /* Prints why a link cannot be made, or "made": the driver is found, loaded and asked who it is. */
 #include <kvlink/kvlink.h>
 

@@ -229,16 +229,16 @@ TEST_F(PlcTest, aLoggerSeesEachAnswerOnce)
 {
     TagSettings logged = at("DM100", 1ms);
     logged.everySample = true;
-    std::vector<SteadyTime> answers;
+    std::vector<SteadyTime> seen;
     QObject::connect(&plc, &Plc::changed, [&](Tag, const Sample &sample) {
         if (sample.isGood())
-            answers.push_back(sample.steadyTime);
+            seen.push_back(sample.steadyTime);
     });
     plc.tag(logged);
     start();
-    EXPECT_TRUE(soon([&] { return answers.size() >= 200; }));
-    EXPECT_TRUE(std::is_sorted(answers.begin(), answers.end()));
-    EXPECT_EQ(std::adjacent_find(answers.begin(), answers.end()), answers.end());
+    EXPECT_TRUE(soon([&] { return seen.size() >= 200; }));
+    EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()));
+    EXPECT_EQ(std::adjacent_find(seen.begin(), seen.end()), seen.end());
 }
 
 TEST_F(PlcTest, theTimeOfASampleIsThatOfTheLastAnswerAlsoWhenNothingChanged)

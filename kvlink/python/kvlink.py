@@ -421,11 +421,12 @@ class Watch(Iterator[Change]):
         return self
 
     def __next__(self) -> Change:
-        while not self._changes:
+        while True:
             if not self._addresses:
                 raise StopIteration
-            self._plc._take_events(self)
-        return self._changes.pop(next(iter(self._changes)))
+            change = self._plc._next_change(self)
+            if change is not None:
+                return change
 
     def close(self) -> None:
         addresses, self._addresses = self._addresses, {}
@@ -457,7 +458,8 @@ class Plc:
         self._tags: dict = {}  # address: tag, of read() and write()
         self._tags_lock = threading.Lock()
         self._watches: weakref.WeakSet = weakref.WeakSet()
-        self._events_lock = threading.Lock()  # one thread at a time takes events
+        self._events = threading.Condition()  # guards the changes of all watches
+        self._is_taking = False               # one thread at a time takes events, for all
         settings = _LinkSettings()
         _check(self._lib.kvlink_link_settings_init(byref(settings), 1))
         settings.timeout = timeout
@@ -652,14 +654,33 @@ class Plc:
             id, self._lib.kvlink_outcome_name(result.outcome).decode(),
             self._lib.kvlink_reason_text(result.reason).decode(), result.text.decode())
 
-    def _take_events(self, watch: Watch) -> None:
-        """Waits a little for events, and gives each to its watch: whoever waits takes them for all."""
-        with self._events_lock:
-            if watch._changes or not _check(self._lib.kvlink_wait(self._handle(), _SLICE)):
-                return
-            event = _Event()
-            while _check(self._lib.kvlink_next(byref(event), self._handle())) == 1:
-                if event.type == KVLINK_EVENT_SAMPLE:
+    def _next_change(self, watch: Watch) -> Optional[Change]:
+        """The next change of a watch, after a little wait at most. Whoever waits takes the events of all
+        watches; the others wait for it."""
+        with self._events:
+            if not watch._changes and self._is_taking:
+                self._events.wait(_SLICE)
+            if watch._changes:
+                return watch._changes.pop(next(iter(watch._changes)))
+            if self._is_taking:
+                return None
+            self._is_taking = True
+        try:
+            self._take_events()
+        finally:
+            with self._events:
+                self._is_taking = False
+                self._events.notify_all()
+        return None
+
+    def _take_events(self) -> None:
+        """Waits a little for events, and gives each to its watch."""
+        if not _check(self._lib.kvlink_wait(self._handle(), _SLICE)):
+            return
+        event = _Event()
+        while _check(self._lib.kvlink_next(byref(event), self._handle())) == 1:
+            if event.type == KVLINK_EVENT_SAMPLE:
+                with self._events:
                     self._give_out(event)
 
     def _give_out(self, event: _Event) -> None:

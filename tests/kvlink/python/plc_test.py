@@ -1,11 +1,13 @@
 # SPDX-License-Identifier: MIT
 """kvlink.py against kv-sim."""
 
+import contextlib
 import os
 import socket
 import subprocess
 import sys
 import threading
+import time
 import unittest
 from pathlib import Path
 
@@ -151,6 +153,25 @@ class PlcTest(unittest.TestCase):
             self.assertEqual(plc.statistics["connects"], 1)
             self.assertGreaterEqual(plc.statistics["answers"], 1)
             self.assertTrue(plc.link.ready)
+
+
+    def test_each_of_many_threads_sees_what_it_watches(self):
+        """Each waits for itself, and whoever waits takes the events of all."""
+        places = [f"DM{number}" for number in range(100, 108)]
+        seen = {place: threading.Event() for place in places}
+
+        def look(plc, place):
+            with contextlib.suppress(kvlink.KvlinkError):  # it is closed in the end
+                for change in plc.watch([place], period=0.05):
+                    if change.good:
+                        seen[place].set()
+
+        with self.plc as plc:
+            for place in places:
+                threading.Thread(target=look, args=(plc, place), daemon=True).start()
+            end = time.monotonic() + 5
+            late = [place for place in places if not seen[place].wait(max(0.0, end - time.monotonic()))]
+        self.assertEqual(late, [])
 
 
 class ErrorTest(unittest.TestCase):

@@ -411,8 +411,10 @@ class Watch(Iterator[Change]):
         self._addresses: dict = {}  # tag: address
         self._changes: dict = {}    # tag: the newest change, in the order in which the tags changed
         try:
-            for address in addresses:
-                self._addresses[plc._add(address, period=period, deadband=deadband).value] = address
+            with plc._events:  # another thread may take the first change before this one knows the tag
+                plc._watches.add(self)
+                for address in addresses:
+                    self._addresses[plc._add(address, period=period, deadband=deadband).value] = address
         except KvlinkError:
             self.close()
             raise
@@ -547,9 +549,7 @@ class Plc:
     def watch(self, addresses: Sequence[str], *, period: float = 0.5, deadband: float = 0.0) -> "Watch":
         """Every change of these addresses, for as long as the loop runs; leaving the loop ends the watch.
         A lost link is a change to bad. Who is slow sees the newest value of each address."""
-        watch = Watch(self, addresses, period, deadband)
-        self._watches.add(watch)
-        return watch
+        return Watch(self, addresses, period, deadband)
 
     # --- writes ---
 

@@ -157,7 +157,7 @@ class PlcTest(unittest.TestCase):
 
     def test_each_of_many_threads_sees_what_it_watches(self):
         """Each waits for itself, and whoever waits takes the events of all."""
-        places = [f"DM{number}" for number in range(100, 108)]
+        places = [f"DM{number}" for number in range(100, 200)]
         seen = {place: threading.Event() for place in places}
 
         def look(plc, place):

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "engine/read_groups.h"
 
+#include <algorithm>
+
 namespace kvlink
 {
 
@@ -40,6 +42,39 @@ bool ReadGroups::next(ReadRequest &request, quint64 pass, const PlanCosts &costs
         return true;
     }
     return false;
+}
+
+SteadyTime ReadGroups::age(ValueBook &book, const PlanCosts &costs, SteadyTime now)
+{
+    SteadyTime next = SteadyTime::max();
+    for (auto &[area, group] : m_groups) {
+        group.replan(costs.limitsOf(group.device())); // tags that came since age as well
+        // Named again: clang 14 captures no structured binding.
+        const SteadyTime ofGroup = group.age(now, [&book, &aged = group](const ReadBlock &block) {
+            for (const UnitRange &tag : aged.tagsOf(block))
+                book.age(tag.slot);
+        });
+        next = std::min(next, ofGroup);
+    }
+    return next;
+}
+
+void ReadGroups::invalidate()
+{
+    for (auto &[area, group] : m_groups)
+        group.invalidate();
+}
+
+void ReadGroups::forgetRefusals()
+{
+    for (auto &[area, group] : m_groups)
+        group.forgetRefusals();
+}
+
+void ReadGroups::forgetAges()
+{
+    for (auto &[area, group] : m_groups)
+        group.forgetAges();
 }
 
 } // namespace kvlink

@@ -34,9 +34,15 @@ public:
     /// due. False: none is left. \a request keeps its memory from use to use.
     bool next(ReadRequest &request, quint64 pass, const PlanCosts &costs, SteadyTime now);
 
+    /// Ages the values in \a book that are stale now. \return when the next ones will be
+    SteadyTime age(ValueBook &book, const PlanCosts &costs, SteadyTime now);
+
+    // Each of these is done to all groups.
+    void invalidate();
+    void forgetRefusals();
+    void forgetAges();
+
     // The groups, with the area code of their reads.
-    auto begin() { return m_groups.begin(); }
-    auto end() { return m_groups.end(); }
     auto begin() const { return m_groups.begin(); }
     auto end() const { return m_groups.end(); }
 

@@ -86,8 +86,7 @@ void Reader::readNow(ReadId id, std::vector<ValueBook::Slot> tagSlots, SteadyTim
 void Reader::linkReady(SteadyTime now)
 {
     for (auto &[period, pass] : m_passes) {
-        for (auto &[area, group] : pass.groups)
-            group.forgetRefusals();
+        pass.groups.forgetRefusals();
         pass.clock.passNow(now);
     }
 }
@@ -96,8 +95,7 @@ void Reader::linkLost()
 {
     for (auto &[period, pass] : m_passes) {
         pass.clock.abandon();
-        for (auto &[area, group] : pass.groups)
-            group.forgetAges();
+        pass.groups.forgetAges();
     }
     m_nextStale = SteadyTime::max();
     m_pieces.clear();
@@ -119,25 +117,14 @@ void Reader::tick(SteadyTime now, bool online)
 void Reader::ageAll(SteadyTime now)
 {
     m_nextStale = SteadyTime::max();
-    for (auto &[period, pass] : m_passes) {
-        for (auto &[area, group] : pass.groups) {
-            group.replan(m_costs.limitsOf(group.device())); // tags that came since age as well
-            // Named again: clang 14 captures no structured binding.
-            const SteadyTime next = group.age(now, [this, &aged = group](const ReadBlock &block) {
-                for (const UnitRange &tag : aged.tagsOf(block))
-                    m_book.age(tag.slot);
-            });
-            m_nextStale = std::min(m_nextStale, next);
-        }
-    }
+    for (auto &[period, pass] : m_passes)
+        m_nextStale = std::min(m_nextStale, pass.groups.age(m_book, m_costs, now));
 }
 
 void Reader::replanAll()
 {
-    for (auto &[period, pass] : m_passes) {
-        for (auto &[area, group] : pass.groups)
-            group.invalidate();
-    }
+    for (auto &[period, pass] : m_passes)
+        pass.groups.invalidate();
 }
 
 SteadyTime Reader::nextDeadline() const

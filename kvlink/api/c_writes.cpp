@@ -5,7 +5,7 @@
 using kvlink::duration;
 using kvlink::failed;
 using kvlink::Handed;
-using End = kvlink::PlcCore::End;
+using End = kvlink::PlcWrites::End;
 
 KV_SAME(KVLINK_DONE, Outcome::Done);
 KV_SAME(KVLINK_REFUSED, Outcome::Refused);
@@ -51,7 +51,7 @@ int64_t write(kvlink_plc *plc, kvlink_tag tag, const kvlink::Value &value,
               const kvlink_write_options *options)
 {
     return handOut(plc, options, [&](const Options &how) {
-        return plc->core.write(kvlink::Tag(tag), value, how.options, how.end);
+        return plc->core.writes().write(kvlink::Tag(tag), value, how.options, how.end);
     });
 }
 
@@ -117,7 +117,7 @@ int64_t kvlink_write_typed(kvlink_plc *plc, kvlink_tag tag, const char *typed,
     if (typed == nullptr)
         return kvlink::notUsable();
     return handOut(plc, options, [&](const Options &how) {
-        return plc->core.writeText(kvlink::Tag(tag), QString::fromUtf8(typed), how.options, how.end);
+        return plc->core.writes().writeText(kvlink::Tag(tag), QString::fromUtf8(typed), how.options, how.end);
     });
 }
 
@@ -127,7 +127,7 @@ int64_t kvlink_pulse(kvlink_plc *plc, kvlink_tag relay, double length, uint32_t 
     if (plc == nullptr || !time)
         return kvlink::notUsable();
     const End end = (flags & KVLINK_WRITE_AWAITED) != 0 ? End::Awaited : End::AsEvent;
-    return int64_t(plc->core.pulse(kvlink::Tag(relay), *time, end));
+    return int64_t(plc->core.writes().pulse(kvlink::Tag(relay), *time, end));
 }
 
 int kvlink_write_wait(kvlink_write_result *out, kvlink_plc *plc, int64_t id, double longest)
@@ -139,7 +139,7 @@ int kvlink_write_wait(kvlink_write_result *out, kvlink_plc *plc, int64_t id, dou
     const auto write = kvlink::WriteId(id);
     if (!plc->core.mailbox().isExpected(write))
         return failed(KVLINK_EINVAL, QStringLiteral("no write %1 is awaited").arg(id));
-    const std::optional<kvlink::WriteResult> result = plc->core.waitForWrite(write, *time);
+    const std::optional<kvlink::WriteResult> result = plc->core.writes().waitForWrite(write, *time);
     if (!result)
         return failed(KVLINK_ETIMEOUT, QStringLiteral("write %1 has not ended yet").arg(id));
     handed.clear();
@@ -149,12 +149,12 @@ int kvlink_write_wait(kvlink_write_result *out, kvlink_plc *plc, int64_t id, dou
 
 int kvlink_cancel(kvlink_plc *plc, int64_t id)
 {
-    return plc == nullptr ? kvlink::notUsable() : int(plc->core.cancel(kvlink::WriteId(id)));
+    return plc == nullptr ? kvlink::notUsable() : int(plc->core.writes().cancel(kvlink::WriteId(id)));
 }
 
 int kvlink_cancel_all(kvlink_plc *plc)
 {
-    return plc == nullptr ? kvlink::notUsable() : plc->core.cancelAll();
+    return plc == nullptr ? kvlink::notUsable() : plc->core.writes().cancelAll();
 }
 
 int64_t kvlink_press(kvlink_plc *plc, kvlink_tag relay)
@@ -162,10 +162,10 @@ int64_t kvlink_press(kvlink_plc *plc, kvlink_tag relay)
     QString problem;
     if (const int error = kvlink::checkTags(plc, &relay, 1); error < 0)
         return error;
-    if (!plc->core.isButton(kvlink::Tag(relay), problem))
+    if (!plc->core.writes().isButton(kvlink::Tag(relay), problem))
         return failed(KVLINK_EINVAL, problem);
     const kvlink::WriteId id = plc->core.newId();
-    plc->core.press(id, kvlink::Tag(relay));
+    plc->core.writes().press(id, kvlink::Tag(relay));
     return int64_t(id);
 }
 
@@ -173,7 +173,7 @@ int kvlink_renew(kvlink_plc *plc, int64_t press)
 {
     if (plc == nullptr)
         return kvlink::notUsable();
-    plc->core.renew(kvlink::WriteId(press));
+    plc->core.writes().renew(kvlink::WriteId(press));
     return KVLINK_OK;
 }
 
@@ -181,7 +181,7 @@ int kvlink_release(kvlink_plc *plc, int64_t press)
 {
     if (plc == nullptr)
         return kvlink::notUsable();
-    plc->core.release(kvlink::WriteId(press));
+    plc->core.writes().release(kvlink::WriteId(press));
     return KVLINK_OK;
 }
 

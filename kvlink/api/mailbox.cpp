@@ -6,18 +6,6 @@
 
 namespace kvlink
 {
-namespace
-{
-constexpr std::size_t mostLinkChanges = 64;
-
-template <class Record>
-Event takeFront(std::deque<Record> &queue)
-{
-    Event event = std::move(queue.front());
-    queue.pop_front();
-    return event;
-}
-} // namespace
 
 Mailbox::Mailbox()
 {
@@ -93,18 +81,23 @@ void Mailbox::setLink(LinkState state)
 void Mailbox::put(Events &events)
 {
     std::unique_lock held(m_mutex);
-    for (LinkStatus &status : events.links)
-        addLink(status);
+    const bool wasEmpty = m_events.isEmpty();
+    for (LinkStatus &status : events.links) {
+        m_link = status;
+        m_events.add(std::move(status));
+    }
     for (const Events::Change &change : events.changes)
         addChange(change.tag);
     for (WriteResult &result : events.writes)
-        addEnd(Kind::Write, m_writes, result);
+        addEnd(result);
     for (QueryResult &result : events.queries)
-        addEnd(Kind::Query, m_queries, result);
+        addEnd(result);
     for (const ReadId id : events.reads) {
         ReadDone done{id};
-        addEnd(Kind::Read, m_reads, done);
+        addEnd(done);
     }
+    if (wasEmpty && !m_events.isEmpty())
+        setReadable(true);
     announce(std::move(held));
 }
 
@@ -114,43 +107,24 @@ void Mailbox::addChange(Tag tag)
     if (entry == nullptr)
         return; // removed a moment ago
     if (!entry->changeWaits)
-        addEntry(Kind::Change, tag);
+        m_events.add(tag);
     entry->changeWaits = true;
-}
-
-void Mailbox::addLink(LinkStatus &status)
-{
-    m_link = status;
-    m_links.push_back(std::move(status));
-    if (m_links.size() > mostLinkChanges)
-        m_links.pop_front(); // each entry that waits brings the next one then
-    else
-        addEntry(Kind::Link);
 }
 
 // The end of a write, read or query: to the caller who waits for it, else into the row.
 template <class Record>
-void Mailbox::addEnd(Kind kind, std::deque<Record> &queue, Record &record)
+void Mailbox::addEnd(Record &record)
 {
     const auto expected = m_expected.find(record.id);
-    if (expected != m_expected.end()) {
+    if (expected != m_expected.end())
         expected->second = std::move(record);
-        return;
-    }
-    queue.push_back(std::move(record));
-    addEntry(kind);
-}
-
-void Mailbox::addEntry(Kind kind, Tag tag)
-{
-    m_entries.push_back({kind, tag});
-    if (m_entries.size() == 1)
-        setReadable(true);
+    else
+        m_events.add(std::move(record));
 }
 
 void Mailbox::announce(std::unique_lock<std::mutex> held)
 {
-    const bool call = !m_announced && !m_entries.empty();
+    const bool call = !m_announced && !m_events.isEmpty();
     m_announced = m_announced || call;
     m_changed.notify_all();
     held.unlock();
@@ -173,48 +147,37 @@ std::size_t Mailbox::beginDelivery()
 {
     const std::lock_guard held(m_mutex);
     m_announced = false;
-    return m_entries.size();
+    return m_events.size();
 }
 
 std::optional<Event> Mailbox::take()
 {
     const std::lock_guard held(m_mutex);
     std::optional<Event> event;
-    while (!event && !m_entries.empty())
-        event = takeEntry();
-    if (m_entries.empty())
+    while (!event && !m_events.isEmpty()) {
+        event = m_events.take();
+        const auto *change = std::get_if<Events::Change>(&*event);
+        if (change != nullptr && !endChange(change->tag))
+            event.reset();
+    }
+    if (m_events.isEmpty())
         setReadable(false);
     return event;
 }
 
-// The first entry. Nothing if what it stood for is gone.
-std::optional<Event> Mailbox::takeEntry()
+// The change of this tag waits no more. False: the tag was removed.
+bool Mailbox::endChange(Tag tag)
 {
-    const Entry first = m_entries.front();
-    m_entries.pop_front();
-    switch (first.kind) {
-    case Kind::Write:
-        return takeFront(m_writes);
-    case Kind::Read:
-        return takeFront(m_reads);
-    case Kind::Query:
-        return takeFront(m_queries);
-    case Kind::Link:
-        return m_links.empty() ? std::nullopt : std::optional(takeFront(m_links));
-    case Kind::Change:
-        break;
-    }
-    TagEntry *entry = m_tags.find(first.tag);
-    if (entry == nullptr)
-        return std::nullopt;
-    entry->changeWaits = false;
-    return Events::Change{first.tag, Sample()};
+    TagEntry *entry = m_tags.find(tag);
+    if (entry != nullptr)
+        entry->changeWaits = false;
+    return entry != nullptr;
 }
 
 bool Mailbox::wait(Duration longest) const
 {
     std::unique_lock held(m_mutex);
-    return m_changed.wait_for(held, longest, [this] { return !m_entries.empty(); });
+    return m_changed.wait_for(held, longest, [this] { return !m_events.isEmpty(); });
 }
 
 bool Mailbox::waitForLink(Duration longest) const
@@ -230,7 +193,7 @@ int Mailbox::descriptor()
     const std::lock_guard held(m_mutex);
     if (m_descriptor < 0) {
         m_descriptor = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
-        setReadable(!m_entries.empty());
+        setReadable(!m_events.isEmpty());
     }
     return m_descriptor;
 }

@@ -12,25 +12,18 @@
 //          must only post.
 #pragma once
 
+#include "api/event_row.h"
 #include "api/tag_table.h"
 #include "engine/engine.h"
 
 #include <condition_variable>
-#include <deque>
 #include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
-#include <variant>
 
 namespace kvlink
 {
-
-struct ReadDone {
-    ReadId id = 0;
-};
-
-using Event = std::variant<Events::Change, WriteResult, LinkStatus, ReadDone, QueryResult>;
 
 class Mailbox
 {
@@ -89,18 +82,10 @@ public:
     void forget(quint64 id);
 
 private:
-    enum class Kind : quint8 { Change, Write, Link, Read, Query };
-    struct Entry {
-        Kind kind;
-        Tag tag; ///< with Change
-    };
-
     void addChange(Tag tag);
-    void addLink(LinkStatus &status);
     template <class Record>
-    void addEnd(Kind kind, std::deque<Record> &queue, Record &record);
-    void addEntry(Kind kind, Tag tag = Tag());
-    std::optional<Event> takeEntry();
+    void addEnd(Record &record);
+    bool endChange(Tag tag);
     void announce(std::unique_lock<std::mutex> held);
     void setReadable(bool readable) const;
 
@@ -108,11 +93,7 @@ private:
     mutable std::condition_variable m_changed;
     TagTable m_tags;
     LinkStatus m_link;
-    std::deque<Entry> m_entries; ///< in the order of arrival; the queues below hold what they stand for
-    std::deque<WriteResult> m_writes;
-    std::deque<LinkStatus> m_links;
-    std::deque<ReadDone> m_reads;
-    std::deque<QueryResult> m_queries;
+    EventRow m_events;
     std::map<quint64, std::optional<Event>> m_expected;
     bool m_announced = false;
     int m_descriptor = -1;

@@ -17,20 +17,20 @@ WriteId Momentary::press()
     WriteId pressed = 0;
     if (!m_press.compare_exchange_strong(pressed, id))
         return pressed;
-    m_core->press(id, m_relay);
+    m_core->writes().press(id, m_relay);
     return id;
 }
 
 void Momentary::renew()
 {
     if (const WriteId pressed = m_press; pressed != 0)
-        m_core->renew(pressed);
+        m_core->writes().renew(pressed);
 }
 
 void Momentary::release()
 {
     if (const WriteId pressed = m_press.exchange(0); pressed != 0)
-        m_core->release(pressed);
+        m_core->writes().release(pressed);
 }
 
 bool Momentary::isPressed() const

@@ -164,39 +164,39 @@ void Plc::deliver()
 
 WriteId Plc::write(Tag tag, const Value &value, const WriteOptions &options)
 {
-    return m_core->write(tag, value, options);
+    return m_core->writes().write(tag, value, options);
 }
 
 WriteResult Plc::writeAndWait(Tag tag, const Value &value, const WriteOptions &options)
 {
-    const WriteId id = m_core->write(tag, value, options, PlcCore::End::Awaited);
-    return m_core->waitForWrite(id, Duration::max()).value_or(WriteResult());
+    const WriteId id = m_core->writes().write(tag, value, options, PlcWrites::End::Awaited);
+    return m_core->writes().waitForWrite(id, Duration::max()).value_or(WriteResult());
 }
 
 WriteId Plc::writeText(Tag tag, const QString &typed, const WriteOptions &options)
 {
-    return m_core->writeText(tag, typed, options);
+    return m_core->writes().writeText(tag, typed, options);
 }
 
 WriteId Plc::pulse(Tag relay, Duration length)
 {
-    return m_core->pulse(relay, length);
+    return m_core->writes().pulse(relay, length);
 }
 
 bool Plc::cancel(WriteId id)
 {
-    return m_core->cancel(id);
+    return m_core->writes().cancel(id);
 }
 
 int Plc::cancelAll()
 {
-    return m_core->cancelAll();
+    return m_core->writes().cancelAll();
 }
 
 std::unique_ptr<Momentary> Plc::momentary(Tag relay)
 {
     QString problem;
-    if (!m_core->isButton(relay, problem))
+    if (!m_core->writes().isButton(relay, problem))
         return nullptr;
     return std::unique_ptr<Momentary>(new Momentary(m_core, relay));
 }
@@ -221,7 +221,7 @@ LinkStatistics Plc::statistics() const
 QStringList Plc::framesOfWrite(Tag tag, const QString &typed, QString *problem)
 {
     QString why;
-    QStringList frames = m_core->framesOfWrite(tag, typed, why);
+    QStringList frames = m_core->writes().framesOfWrite(tag, typed, why);
     if (problem != nullptr)
         *problem = why;
     return frames;

@@ -8,11 +8,13 @@
 // Threads: none. The link's thread makes all calls, one after the other.
 //
 // Where to read on: step() in engine.cpp, the table in link_life.cpp, and from there
-//   exchange      one frame out, one answer in         write_queue   writes and their ends
-//   answer_check  what an answer must look like        push_buttons  a 1 and the 0 that ends it
-//   planner       which requests read a set of tags    reader        what is read when
-//   read_group    the same while tags come and go      pass_clock    the rhythm of a period
-//   value_book    values and how far to trust them     statistics    answer times, request cost
+//   exchange      one frame out, one answer in       write_queue   writes, in order
+//   answer_check  what an answer must look like      write_ends    how each of them ends
+//   planner       which requests read a set of tags  push_buttons  a 1 and the 0 that ends it
+//   plan_costs    what it reckons with               reader        what is read when
+//   read_group    the same while tags come and go    asked_reads   what somebody asked for
+//   read_groups   the same for several devices       pass_clock    the rhythm of a period
+//   value_book    values and how far to trust them   statistics    answer times, request cost
 #pragma once
 
 #include "driver/driver.h"

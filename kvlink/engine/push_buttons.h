@@ -6,7 +6,7 @@
 // followed by its 0 at once.
 #pragma once
 
-#include "engine/write_queue.h"
+#include "engine/write_ends.h"
 
 #include <map>
 #include <optional>

@@ -67,27 +67,44 @@ Duration durationOf(double seconds)
     return Duration(std::llround(seconds * 1e6));
 }
 
+// \param group a copy: asking for the plan changes nothing
+void addRows(ReadPlan &plan, Duration period, ReadGroup group, const PlanLimits &limits)
+{
+    const Device &device = group.device();
+    group.replan(limits);
+    for (const ReadBlock &block : group.blocks()) {
+        plan.requests.push_back(
+            {period, QLatin1String(deviceOfFrame(device).name), unitName(device, block.first),
+             unitName(device, block.first + block.count - 1), block.count, block.usedUnits,
+             int(block.end - block.begin), frameText(device, block), whyOf(block, limits)});
+    }
+}
+
+LinkStatistics::Period rowOf(const PassClock &clock, const ReadGroups &groups)
+{
+    LinkStatistics::Period row;
+    row.asked = clock.period();
+    row.reached = clock.reached();
+    row.passes = clock.passes();
+    row.missed = clock.missed();
+    for (const auto &[area, group] : groups) {
+        row.tags += group.tagCount();
+        row.requests += int(group.blocks().size());
+    }
+    return row;
+}
+
 } // namespace
 
 ReadPlan Reader::plan() const
 {
     ReadPlan plan;
-    plan.measured = m_cost.isMeasured();
-    plan.requestCost = durationOf(m_plannedCost + bytesOfFrame * m_cost.perByte());
-    plan.unitCost = durationOf(bytesOfWord * m_cost.perByte());
+    plan.measured = m_costs.isMeasured();
+    plan.requestCost = durationOf(m_costs.requestSeconds());
+    plan.unitCost = durationOf(m_costs.unitSeconds(bytesOfWord));
     for (const auto &[period, pass] : m_passes) {
-        for (const auto &[area, group] : pass.groups) {
-            ReadGroup planned = group; // a copy: asking for the plan changes nothing
-            const PlanLimits limits = limitsOf(group.device());
-            planned.replan(limits);
-            for (const ReadBlock &block : planned.blocks()) {
-                plan.requests.push_back({period, QLatin1String(deviceOfFrame(group.device()).name),
-                                         unitName(group.device(), block.first),
-                                         unitName(group.device(), block.first + block.count - 1), block.count,
-                                         block.usedUnits, int(block.end - block.begin),
-                                         frameText(group.device(), block), whyOf(block, limits)});
-            }
-        }
+        for (const auto &[area, group] : pass.groups)
+            addRows(plan, period, group, m_costs.limitsOf(group.device()));
     }
     return plan;
 }
@@ -97,17 +114,8 @@ void Reader::fill(LinkStatistics &statistics) const
     statistics.periods.clear();
     statistics.missedPasses = m_missedOfGone;
     for (const auto &[period, pass] : m_passes) {
-        LinkStatistics::Period row;
-        row.asked = period;
-        row.reached = pass.clock.reached();
-        row.passes = pass.clock.passes();
-        row.missed = pass.clock.missed();
-        for (const auto &[area, group] : pass.groups) {
-            row.tags += group.tagCount();
-            row.requests += int(group.blocks().size());
-        }
-        statistics.missedPasses += row.missed;
-        statistics.periods.push_back(row);
+        statistics.periods.push_back(rowOf(pass.clock, pass.groups));
+        statistics.missedPasses += pass.clock.missed();
     }
 }
 

@@ -6,32 +6,15 @@
 // by a long one, and a late long one not forever by short ones.
 #pragma once
 
+#include "engine/asked_reads.h"
 #include "engine/pass_clock.h"
 #include "engine/piece_gatherer.h"
-#include "engine/read_group.h"
-#include "engine/statistics.h"
+#include "engine/plan_costs.h"
+#include "engine/read_groups.h"
 #include "engine/value_book.h"
-
-#include <list>
-#include <memory>
 
 namespace kvlink
 {
-
-// Bytes of one unit in an answer, with the blank after it.
-constexpr int bytesOfWord = 6;
-constexpr int bytesOfDoubleWord = 11;
-constexpr int bytesOfTriple = 24;
-constexpr int bytesOfFrame = 22; ///< "RDS DM10000.U 100" with its CR, and the CR LF of the answer
-
-/// One read in hand.
-struct ReadRequest {
-    const Device *device = nullptr;
-    PlannedBlock block;
-    std::vector<ValueBook::Slot> tagSlots;
-    Duration period{}; ///< 0: somebody asked for it
-    SteadyTime due{};
-};
 
 class Reader
 {
@@ -51,7 +34,7 @@ public:
     void linkReady(SteadyTime now);
     void linkLost();
     /// Ends all reads that somebody asked for: their tags are bad.
-    void endReads();
+    void endReads() { m_asked.endAll(); }
 
     // --- reading ---------------------------------------------------------------------------------
 
@@ -67,49 +50,33 @@ public:
 
     SteadyTime nextDeadline() const;
     /// Ids of reads that have ended since the last call.
-    std::vector<ReadId> takeEnded() { return std::exchange(m_ended, {}); }
+    std::vector<ReadId> takeEnded() { return m_asked.takeEnded(); }
 
-    void measured(Duration took, int bytes) { m_cost.add(took, bytes); }
+    void measured(Duration took, int bytes) { m_costs.measured(took, bytes); }
 
     ReadPlan plan() const;
     void fill(LinkStatistics &statistics) const;
 
 private:
-    using Groups = std::map<int, ReadGroup>; ///< by area code of the reads
     struct Pass {
         PassClock clock;
-        Groups groups;
-    };
-    /// A read that somebody asked for.
-    struct Asked {
-        ReadId id = 0; ///< 0: new tags
-        SteadyTime at{};
-        Groups groups;
-        int losses = 0;
+        ReadGroups groups;
     };
 
-    UnitRange rangeOf(ValueBook::Slot slot) const;
-    static void addTo(Groups &groups, const Device &device, const UnitRange &range, SteadyTime staleAt);
-    PlanLimits limitsOf(const Device &device) const;
-    bool nextOf(Groups &groups, quint64 pass, ReadRequest &request, SteadyTime now);
     Pass *mostUrgent();
     ReadGroup *groupOf(const ReadRequest &request);
     void ageAsked(const ReadRequest &request);
     bool isTold(const ReadRequest &request) const;
-    void replanIfCostsChanged(SteadyTime now);
     void ageAll(SteadyTime now);
+    void replanAll();
 
     ValueBook &m_book;
-    const int m_maxBlock;
-    RequestCost m_cost;
-    double m_plannedCost;
-    SteadyTime m_costsLookedAt{};
+    PlanCosts m_costs;
     std::map<Duration, Pass> m_passes;
     quint64 m_missedOfGone = 0; ///< missed passes of periods that no tag has any more
-    std::list<Asked> m_asked;
+    AskedReads m_asked;
     SteadyTime m_nextStale = SteadyTime::max();
     PieceGatherer m_pieces;
-    std::vector<ReadId> m_ended;
 };
 
 } // namespace kvlink

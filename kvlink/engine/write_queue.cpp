@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "engine/write_queue.h"
 
-#include "engine/write_outcomes.h"
-#include "model/duration_text.h"
-
 #include <algorithm>
 
 namespace kvlink
@@ -25,21 +22,21 @@ void WriteQueue::add(QueuedWrite write, bool online, SteadyTime now)
         return;
     }
     if (!online && write.options.whenOffline == WhenOffline::Fail) {
-        end(write, Outcome::NotSent, Reason::Offline);
+        m_ends.add(write, Outcome::NotSent, Reason::Offline);
         return;
     }
     watchExpiry(write);
     if (write.options.coalesce && takesPlaceOfOlder(write))
         return;
     if (int(m_waiting.size()) >= m_mostWaiting)
-        end(write, Outcome::NotSent, Reason::QueueFull, QString::number(m_waiting.size()));
+        m_ends.add(write, Outcome::NotSent, Reason::QueueFull, QString::number(m_waiting.size()));
     else
         m_waiting.push_back(std::move(write));
 }
 
 void WriteQueue::refuse(const QueuedWrite &write, Reason reason, const QString &what)
 {
-    end(write, Outcome::NotSent, reason, what);
+    m_ends.add(write, Outcome::NotSent, reason, what);
 }
 
 bool WriteQueue::isUntouched(const QueuedWrite &write) const
@@ -55,7 +52,7 @@ bool WriteQueue::takesPlaceOfOlder(QueuedWrite &write)
                                      [&](const QueuedWrite &older) { return older.tag == write.tag; });
     if (newest == m_waiting.rend() || newest->kind != WriteKind::Plain || !isUntouched(*newest))
         return false;
-    end(*newest, Outcome::NotSent, Reason::Replaced);
+    m_ends.add(*newest, Outcome::NotSent, Reason::Replaced);
     *newest = std::move(write);
     return true;
 }
@@ -107,8 +104,8 @@ bool WriteQueue::sending(SteadyTime now)
 void WriteQueue::impossible()
 {
     letGo();
-    end(m_waiting.front(), Outcome::NotSent, Reason::InvalidValue,
-        QStringLiteral("the driver does not take it"));
+    m_ends.add(m_waiting.front(), Outcome::NotSent, Reason::InvalidValue,
+               QStringLiteral("the driver does not take it"));
     m_waiting.pop_front();
 }
 
@@ -161,48 +158,14 @@ void WriteQueue::unanswered(Reason reason)
         first.unread = reason;
     if (first.kind == WriteKind::Release || first.tries < first.options.attempts)
         return;
-    endAsFarAsSent(first, first.unread);
+    m_ends.addAsFarAsSent(first, first.unread);
     m_waiting.pop_front();
-}
-
-// --- ends ----------------------------------------------------------------------------------------
-
-void WriteQueue::end(const QueuedWrite &write, Outcome outcome, Reason reason, const QString &what)
-{
-    const auto code = quint8(reason == Reason::PlcError ? qMax(write.refusal, 0) : 0);
-    m_ended.push_back({write.id, write.tag, write.kind, outcome, reason, code, write.sent,
-                       endText(outcome, reason, what.isEmpty() ? detail(write, reason) : what)});
-}
-
-void WriteQueue::endAsFarAsSent(const QueuedWrite &write, Reason ifUnsent)
-{
-    if (write.part > 0)
-        end(write, Outcome::Unknown, Reason::PartlyDone);
-    else if (write.doubt != Reason::None)
-        end(write, Outcome::Unknown, write.doubt);
-    else if (write.refusal >= 0)
-        end(write, Outcome::Refused, Reason::PlcError);
-    else
-        end(write, Outcome::NotSent, ifUnsent);
 }
 
 void WriteQueue::endFirst(Outcome outcome, Reason reason)
 {
-    end(m_waiting.front(), outcome, reason);
+    m_ends.add(m_waiting.front(), outcome, reason);
     m_waiting.pop_front();
-}
-
-QString WriteQueue::detail(const QueuedWrite &write, Reason reason) const
-{
-    if (reason == Reason::NoAnswer)
-        return durationText(m_timeout);
-    if (reason == Reason::PlcError)
-        return QStringLiteral("E%1").arg(write.refusal);
-    if (reason == Reason::Expired)
-        return durationText(write.options.expires);
-    if (reason == Reason::PartlyDone)
-        return QStringLiteral("%1 of %2 requests").arg(write.part).arg(write.requests.size());
-    return {};
 }
 
 // --- all -----------------------------------------------------------------------------------------
@@ -214,7 +177,7 @@ int WriteQueue::endAll(Reason ifUnsent, Which which)
     std::erase_if(m_waiting, [&](const QueuedWrite &write) {
         if (isHeld(write) || !which(write))
             return false;
-        endAsFarAsSent(write, ifUnsent);
+        m_ends.addAsFarAsSent(write, ifUnsent);
         ++ended;
         return true;
     });

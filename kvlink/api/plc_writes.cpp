@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
-// Writes, pulses and push buttons of a link: what is wrong with one
-// ends it here, the rest goes to the engine.
-#include "api/plc_core.h"
+#include "api/plc_writes.h"
 
 #include "api/settings_check.h"
+#include "api/write_frames.h"
 #include "engine/write_outcomes.h"
 #include "model/value_codec.h"
 
@@ -26,42 +25,42 @@ bool isOneBit(const Place &place)
 
 // --- writes --------------------------------------------------------------------------------------
 
-WriteId PlcCore::newWrite(End end)
+WriteId PlcWrites::newWrite(End end)
 {
-    const WriteId id = newId();
+    const WriteId id = m_link.newId();
     if (end == End::Awaited)
-        m_mailbox.expect(id);
+        m_link.mailbox().expect(id);
     return id;
 }
 
 // \param what of InvalidValue: what is wrong
-void PlcCore::endUnsent(WriteId id, Tag tag, Reason reason, const QString &what)
+void PlcWrites::endUnsent(WriteId id, Tag tag, Reason reason, const QString &what)
 {
     const SystemClock clock;
     Events events;
     ++m_unsent;
     events.writes.push_back({id, tag, Outcome::NotSent, reason, 0, endText(Outcome::NotSent, reason, what), 0,
                              clock.wallNow(), clock.now()});
-    m_mailbox.put(events);
+    m_link.mailbox().put(events);
 }
 
-WriteId PlcCore::write(Tag tag, const Value &value, const WriteOptions &options, End end)
+WriteId PlcWrites::write(Tag tag, const Value &value, const WriteOptions &options, End end)
 {
     const WriteId id = newWrite(end);
     const QString problem = problemOf(options);
-    if (!m_mailbox.hasTag(tag))
+    if (!m_link.mailbox().hasTag(tag))
         endUnsent(id, tag, Reason::InvalidValue, QStringLiteral("there is no such tag"));
     else if (!problem.isEmpty())
         endUnsent(id, tag, Reason::InvalidValue, problem);
-    else if (!post([=](Engine &engine) { engine.write({id, tag, value, options}); }))
+    else if (!m_link.post([=](Engine &engine) { engine.write({id, tag, value, options}); }))
         endUnsent(id, tag, Reason::Stopped);
     return id;
 }
 
-WriteId PlcCore::writeText(Tag tag, const QString &typed, const WriteOptions &options, End end)
+WriteId PlcWrites::writeText(Tag tag, const QString &typed, const WriteOptions &options, End end)
 {
     QString problem = QStringLiteral("there is no such tag");
-    const std::optional<EngineTag> known = engineTagOf(tag);
+    const std::optional<EngineTag> known = m_link.engineTagOf(tag);
     std::optional<Value> value;
     if (known)
         value = valueFromText(known->place, typed, known->scale, known->offset, problem);
@@ -72,14 +71,14 @@ WriteId PlcCore::writeText(Tag tag, const QString &typed, const WriteOptions &op
     return id;
 }
 
-std::optional<WriteResult> PlcCore::waitForWrite(WriteId id, Duration longest)
+std::optional<WriteResult> PlcWrites::waitForWrite(WriteId id, Duration longest)
 {
-    const std::optional<Event> event = m_mailbox.await(id, std::min(longest, longestWrite));
+    const std::optional<Event> event = m_link.mailbox().await(id, std::min(longest, longestWrite));
     const WriteResult *result = event ? std::get_if<WriteResult>(&*event) : nullptr;
     return result == nullptr ? std::nullopt : std::optional(*result);
 }
 
-WriteId PlcCore::pulse(Tag relay, Duration length, End end)
+WriteId PlcWrites::pulse(Tag relay, Duration length, End end)
 {
     const WriteId id = newWrite(end);
     QString problem;
@@ -87,32 +86,54 @@ WriteId PlcCore::pulse(Tag relay, Duration length, End end)
         endUnsent(id, relay, Reason::InvalidValue, problem);
     else if (length < shortestPulse || length > longestPulse)
         endUnsent(id, relay, Reason::InvalidValue, QStringLiteral("a pulse lasts between 10 ms and 60 s"));
-    else if (!post([=](Engine &engine) { engine.pulse(id, relay, length); }))
+    else if (!m_link.post([=](Engine &engine) { engine.pulse(id, relay, length); }))
         endUnsent(id, relay, Reason::Stopped);
     return id;
 }
 
-bool PlcCore::cancel(WriteId id)
+bool PlcWrites::cancel(WriteId id)
 {
     bool cancelled = false;
-    if (m_thread)
-        m_thread->call([&](Engine &engine) { cancelled = engine.cancel(id); });
+    m_link.call([&](Engine &engine) { cancelled = engine.cancel(id); });
     return cancelled;
 }
 
-int PlcCore::cancelAll()
+int PlcWrites::cancelAll()
 {
     int cancelled = 0;
-    if (m_thread)
-        m_thread->call([&](Engine &engine) { cancelled = engine.cancelAll(); });
+    m_link.call([&](Engine &engine) { cancelled = engine.cancelAll(); });
     return cancelled;
+}
+
+QStringList PlcWrites::framesOfWrite(Tag tag, const QString &typed, QString &problem)
+{
+    const std::optional<EngineTag> known = m_link.engineTagOf(tag);
+    problem = QStringLiteral("there is no such tag");
+    const auto value =
+        known ? valueFromText(known->place, typed, known->scale, known->offset, problem) : std::nullopt;
+    const LinkSettings &settings = m_link.settings();
+    const Coding coding{settings.wordOrder, settings.textEncoding};
+    const auto pieces =
+        value ? encode(known->place, *value, coding, known->scale, known->offset, settings.maxBlock, problem)
+              : std::nullopt;
+    QStringList frames;
+    if (!pieces)
+        return frames;
+    m_link.call([&](const Engine &engine) { // the driver is the engine's
+        problem.clear();
+        if (engine.link().state != LinkState::Stopped)
+            problem = QStringLiteral("frames are shown before the link is started");
+        for (const WriteUnits &piece : problem.isEmpty() ? *pieces : std::vector<WriteUnits>())
+            frames += framesOf(m_link.driver(), piece);
+    });
+    return frames;
 }
 
 // --- push buttons --------------------------------------------------------------------------------
 
-bool PlcCore::isButton(Tag relay, QString &problem) const
+bool PlcWrites::isButton(Tag relay, QString &problem) const
 {
-    const std::optional<EngineTag> known = engineTagOf(relay);
+    const std::optional<EngineTag> known = m_link.engineTagOf(relay);
     problem.clear();
     if (!known)
         problem = QStringLiteral("there is no such tag");
@@ -123,20 +144,20 @@ bool PlcCore::isButton(Tag relay, QString &problem) const
     return problem.isEmpty();
 }
 
-void PlcCore::press(WriteId id, Tag relay)
+void PlcWrites::press(WriteId id, Tag relay)
 {
-    if (!post([=](Engine &engine) { engine.press(id, relay); }))
+    if (!m_link.post([=](Engine &engine) { engine.press(id, relay); }))
         endUnsent(id, relay, Reason::Stopped);
 }
 
-void PlcCore::renew(WriteId press)
+void PlcWrites::renew(WriteId press)
 {
-    post([press](Engine &engine) { engine.renew(press); });
+    m_link.post([press](Engine &engine) { engine.renew(press); });
 }
 
-void PlcCore::release(WriteId press)
+void PlcWrites::release(WriteId press)
 {
-    post([press](Engine &engine) { engine.release(press); });
+    m_link.post([press](Engine &engine) { engine.release(press); });
 }
 
 } // namespace kvlink

@@ -30,7 +30,7 @@ winsize terminalSize()
 
 int lengthOfKey(const QByteArray &bytes, int at)
 {
-    const uchar first = uchar(bytes[at]);
+    const auto first = uchar(bytes[at]);
     int length = 1;
     if (first == 0x1B && at + 1 < bytes.size() && (bytes[at + 1] == '[' || bytes[at + 1] == 'O')) {
         length = 2;

@@ -21,6 +21,7 @@ def cached(name):
 
 LIB = cached("CMAKE_INSTALL_LIBDIR")
 INSTALLED = f"""
+    bin/kv-conform
     bin/kv-host
     bin/kv-sim
     include/Communication_Protocol.h
@@ -35,6 +36,7 @@ INSTALLED = f"""
     {LIB}/pkgconfig/communication-protocol-qt{QT}.pc
     {LIB}/pkgconfig/kvlink-qt{QT}.pc
     {LIB}/pkgconfig/kvlink.pc
+    share/kv-conform/adapters/kvlink_adapter.py
     share/man/man1/kv-host.1
     share/man/man1/kv-sim.1
     share/bash-completion/completions/kv-host
@@ -75,6 +77,9 @@ class Installation(unittest.TestCase):
         self.assertIn(version, output(self.prefix / "bin/kv-host", "--version"))
         self.assertIn(version, output(self.prefix / "bin/kv-sim", "--version"))
         self.assertIn("DM0", output(self.prefix / "bin/kv-host", "--simulate", "read", "DM0"))
+
+    def test_the_kit_finds_its_checks(self):
+        self.assertIn("LNK-01  must", output(self.prefix / "bin/kv-conform", "--list"))
 
     def test_pkg_config_names_the_driver(self):
         folder = Path(self.pkg_config("--variable=plugindir", f"communication-protocol-qt{QT}")).resolve()

@@ -23,7 +23,7 @@ QString firstLine(const QString &text, int begin)
 {
     for (int at = begin; at < int(text.size());) {
         const int end = int(text.indexOf('\n', at));
-        const QString line = text.mid(at, end < 0 ? -1 : end - at);
+        QString line = text.mid(at, end < 0 ? -1 : end - at);
         if (!line.trimmed().isEmpty() && !line.startsWith('#'))
             return line;
         if (end < 0)

@@ -53,7 +53,7 @@ Source sourceOf(const QByteArray &bytes, FileEncoding encoding)
 // \return how many bytes were taken; all of them if everything is text
 qint64 convert(const QByteArray &bytes, const Source &source, std::u16string &text)
 {
-    const iconv_t converter = iconv_open(ownUtf16, source.encoding);
+    iconv_t converter = iconv_open(ownUtf16, source.encoding);
     if (converter == iconv_t(-1))
         return 0;
     std::vector<char> in(bytes.begin() + source.begin, bytes.end());

@@ -89,14 +89,14 @@ std::string readConnection(const QJsonObject &object, bool wantsBytes, RecordedE
     const auto plc = wholeNumber(object, "plc", largestNumber);
     const auto connection = wholeNumber(object, "connection", largestNumber);
     if (!plc || !connection)
-        return "\"plc\" and \"connection\" must be whole numbers";
+        return R"("plc" and "connection" must be whole numbers)";
     event.plc = std::uint32_t(*plc);
     event.connection = std::uint32_t(*connection);
     if (!wantsBytes)
         return {};
     const auto bytes = bytesFrom(object);
     event.bytes = bytes.value_or("");
-    return bytes ? "" : "there is neither \"text\" of visible characters, CR and LF nor \"hex\"";
+    return bytes ? "" : R"(there is neither "text" of visible characters, CR and LF nor "hex")";
 }
 
 std::string readLine(std::string_view line, RecordedEvent &event)
@@ -156,7 +156,7 @@ std::optional<std::vector<RecordedEvent>> recordingFromText(std::string_view tex
         if (problem.empty() && first != (events.back().kind == EventKind::Start))
             problem = first ? "a recording begins with \"start\"" : "only the first event can be \"start\"";
         if (!problem.empty()) {
-            problem = "line " + std::to_string(number) + ": " + problem;
+            problem.insert(0, "line " + std::to_string(number) + ": ");
             return std::nullopt;
         }
     }

@@ -180,14 +180,13 @@ std::optional<Command> spanOf(const RemoteRequest &request)
     span.first = address;
     span.format =
         area->element == Element::DWord || span.device->kind == Kind::Triple ? Format::D : Format::U;
-    if (area->element == Element::Contact && request.write) {
-        span.format = Format::Bit;
-    } else if (area->element == Element::BitOfWord) {
+    const bool isRelay = span.device->kind == Kind::Relay;
+    if (area->element == Element::BitOfWord) {
         setWordsOfBits(address, request.count, span);
-    } else if (span.device->kind == Kind::Relay && (!request.write || area->element == Element::Word)) {
+    } else if (isRelay && (!request.write || area->element == Element::Word)) {
         span.first =
             std::uint32_t(std::min<std::uint64_t>(std::uint64_t{address} * bitsPerChannel, largestElement));
-    } else if (span.device->kind == Kind::Relay) {
+    } else if (isRelay || (area->element == Element::Contact && request.write)) {
         span.format = Format::Bit;
     }
     return span;

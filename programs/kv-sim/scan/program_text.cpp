@@ -251,7 +251,7 @@ std::optional<std::vector<ProgramRow>> programFromText(std::string_view text, co
         problem = rows.size() < mostRows ? reader.read()
                                          : "there are more than " + std::to_string(mostRows) + " rows";
         if (!problem.empty()) {
-            problem = "line " + std::to_string(number) + ": " + problem;
+            problem.insert(0, "line " + std::to_string(number) + ": ");
             return std::nullopt;
         }
         rows.push_back(std::move(reader.row));

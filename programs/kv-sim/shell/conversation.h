@@ -57,7 +57,7 @@ public:
     /// True while the last bytes have not been worked off; feeding more would only pile them up.
     bool busy() const { return m_busy || !m_input.isEmpty() || !m_arriving.isEmpty(); }
     /// Bytes that wait to be worked off.
-    std::size_t waiting() const { return std::size_t(m_input.size() + m_arriving.size()); }
+    std::size_t waiting() const { return std::size_t(m_input.size()) + std::size_t(m_arriving.size()); }
     void receive(const QByteArray &bytes);
 
     /// Called whenever more bytes are welcome.

@@ -97,13 +97,14 @@ class Installation(unittest.TestCase):
         self.assertEqual(output(program, LD_LIBRARY_PATH=str(self.prefix / LIB)), "made")
 
     def test_cmake_finds_kvlink(self):
-        build = self.scratch / "consumer"
-        output("cmake", "-S", ROOT / "tests/tools/install/consumer", "-B", build, "-G", "Ninja", f"-DQT=qt{QT}",
-               f"-DCMAKE_PREFIX_PATH={self.prefix}", f"-DCMAKE_CXX_COMPILER={cached('CMAKE_CXX_COMPILER')}",
-               f"-DCMAKE_C_COMPILER={cached('CMAKE_C_COMPILER')}")
-        output("cmake", "--build", build)
-        self.assertEqual(output(build / "with_qt"), "made")
-        self.assertEqual(output(build / "without_qt"), "made")
+        for names_none in ("OFF", "ON"):
+            build = self.scratch / f"consumer-{names_none}"
+            output("cmake", "-S", ROOT / "tests/tools/install/consumer", "-B", build, "-G", "Ninja", f"-DQT=qt{QT}",
+                   f"-DALL={names_none}", f"-DCMAKE_PREFIX_PATH={self.prefix}",
+                   f"-DCMAKE_CXX_COMPILER={cached('CMAKE_CXX_COMPILER')}", f"-DCMAKE_C_COMPILER={cached('CMAKE_C_COMPILER')}")
+            output("cmake", "--build", build)
+            self.assertEqual(output(build / "with_qt"), "made")
+            self.assertEqual(output(build / "without_qt"), "made")
 
     def test_python_finds_the_module(self):
         found = output(sys.executable, "-B", "-c", "import kvlink; print(kvlink.version())",

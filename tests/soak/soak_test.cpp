@@ -321,6 +321,9 @@ protected:
     {
         for (int i = 0; i < pulsesARound; ++i) {
             const int station = dice.between(1, 2);
+            // A pulse whose release was lost with the link left the relay on: no edge would come.
+            plc(station).control(QByteArray("set ") + pulsedRelays[i] + "=0");
+            waitFor([] { return false; }, pulseLength);
             const QByteArray before = plc(station).control(QByteArray("get ") + pulseCounters[i]);
             kvlink::TagSettings settings;
             settings.address = QString::fromLatin1(pulsedRelays[i]);

@@ -6,6 +6,11 @@ import time
 from .kit import NOTICED, RECOVERY, expect
 from .requirement import MUST, SHOULD, Failed, Unclear, requirement
 
+# 65535 and 65536 by turns, three scans each; DM0 counts.
+TOGGLES = """when always then count DM0, toggle MR0 after 2 scans
+when MR0 on then copy 65536 DM100.D
+when MR0 off then copy 65535 DM100.D
+"""
 WATCHED = 4.0  # seconds that wrong answers are given a chance
 
 
@@ -46,8 +51,8 @@ for number, fault, words in (
 
 @requirement("VAL-10", MUST, "a 32-bit value is never torn into halves of two moments")
 def not_torn(kit):
-    kit.start("--scan", "10", "--set", "DM100=65535,0")
-    kit.plc.run_program("when DM100.D = 65535 then copy 65536 DM100.D\nwhen DM100.D = 65536 then copy 65535 DM100.D after 1 scans\n")
+    kit.start("--scan", "7", "--set", "DM100=65535,0")  # no even part of the period: both values are met
+    kit.plc.run_program(TOGGLES)
     kit.watch_until_good("DM0", "DM100.D")
     begin = time.monotonic()
     time.sleep(WATCHED)

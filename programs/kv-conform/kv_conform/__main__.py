@@ -114,10 +114,3 @@ def main(arguments):
     if chosen.junit:
         chosen.junit.write_text(as_junit(host, verdicts), encoding="utf-8")
     return exit_status(verdicts)
-
-
-if __name__ == "__main__":
-    try:
-        sys.exit(main(sys.argv[1:]))
-    except KeyboardInterrupt:
-        sys.exit(130)

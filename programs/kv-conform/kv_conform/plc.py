@@ -6,6 +6,7 @@ import socket
 import subprocess
 import tempfile
 import threading
+import time
 from pathlib import Path
 
 PATIENCE = 10  # seconds
@@ -57,6 +58,7 @@ class Plc:
             file.write(rows)
             file.flush()
             self.tell(f"program {Path(file.name)}")
+        time.sleep(0.1)  # its first scan sees no edge
 
     def get(self, device):
         """A number; of a relay 0 or 1."""

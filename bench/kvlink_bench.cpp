@@ -268,7 +268,7 @@ int floats(double seconds, int count, int writes, Plcs plcs)
 int flat(double seconds, Plcs plcs)
 {
     kvlink::Plc &plc = *plcs.front();
-    addTag(plc, QStringLiteral("DM0:120"), 10us); // always due
+    addTag(plc, QStringLiteral("DM0:120"), 1us); // always due
     startAll(plcs);
     const quint64 before = plc.statistics().answers;
     const double cpu = cpuSeconds();

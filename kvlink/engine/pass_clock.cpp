@@ -36,6 +36,7 @@ void PassClock::tick(SteadyTime now, bool canRead)
 
 void PassClock::ended(SteadyTime now)
 {
+    tick(now, false); // what came due meanwhile is missed
     m_running = false;
     m_ends[m_passes % remembered] = now;
     ++m_passes;

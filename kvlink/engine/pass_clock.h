@@ -36,8 +36,9 @@ public:
     /// When the pass under way was due, and when it should have ended.
     SteadyTime due() const { return m_due; }
     SteadyTime deadline() const { return m_due + m_period; }
-    /// When the next pass is due. The end of time before the first.
-    SteadyTime next() const { return m_next; }
+    /// When the next pass can begin. The end of time before the first, and while a pass is under
+    /// way: it is not worth waking up only to count a pass as missed.
+    SteadyTime next() const { return m_running ? SteadyTime::max() : m_next; }
 
     quint64 passes() const { return m_passes; }
     quint64 missed() const { return m_missed; }

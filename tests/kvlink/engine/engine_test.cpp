@@ -43,6 +43,22 @@ TEST(Engine, ASampleCarriesTheTimeOfItsAnswer)
     EXPECT_EQ(bench.sample(1).time, WallTime((started + 5ms).time_since_epoch() + 400000h));
 }
 
+TEST(Engine, SleepsWhileAnAnswerTakesLongerThanThePeriod)
+{
+    Bench bench;
+    bench.add({engineTag(1, "DM100", 10ms)});
+    bench.engine.start();
+    const SteadyTime started = bench.clock.now();
+    ASSERT_TRUE(bench.runUntil([&bench] { return bench.wire.frames().size() == 2; })); // CR and a read
+    EXPECT_EQ(bench.clock.now(), started + 3ms);
+    EXPECT_EQ(bench.deadline, started + 30ms); // not at 13 ms: the value is stale after three periods
+    bench.wire.back = 94ms;
+    bench.run(1s);
+    // Nine of ten are missed, each counted.
+    EXPECT_NEAR(double(bench.engine.statistics().periods[0].passes), 10.0, 1.0);
+    EXPECT_NEAR(double(bench.engine.statistics().missedPasses), 90.0, 1.0);
+}
+
 TEST(Engine, AChangeIsToldOnceAndOnlyWhenThereIsOne)
 {
     Bench bench;

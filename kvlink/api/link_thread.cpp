@@ -145,12 +145,15 @@ bool LinkThread::takeCommands()
 
 void LinkThread::sleepUntil(SteadyTime deadline)
 {
-    const auto wait = std::clamp(deadline - m_clock.now(), Duration(0), Duration(1h));
+    const auto wait = std::min(deadline - m_clock.now(), Duration(1h));
+    if (wait <= Duration(0))
+        return; // the next step looks at the socket and takes the commands itself
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(wait);
     const timespec span{time_t(seconds.count()), long(std::chrono::nanoseconds(wait - seconds).count())};
-    ::ppoll(m_sleepOn.data(), nfds_t(m_sleepOn.size()), &span, nullptr);
+    const int woken = ::ppoll(m_sleepOn.data(), nfds_t(m_sleepOn.size()), &span, nullptr);
     eventfd_t wakeUps = 0;
-    ::eventfd_read(m_wakeUp, &wakeUps);
+    if (woken > 0 && m_sleepOn.front().revents != 0)
+        ::eventfd_read(m_wakeUp, &wakeUps);
 }
 
 } // namespace kvlink

@@ -9,7 +9,7 @@ set -euo pipefail
 # What each step needs. "driver" is the smallest: one Qt, no programs; "demo" adds the programs.
 driver="g++ cmake ninja-build qtbase5-dev"
 demo="$driver libqt5serialport5-dev libcli11-dev libsqlite3-dev"
-test="$demo qt6-base-dev qt6-serialport-dev libgtest-dev pkg-config procps python3 git tmux"
+test="$demo qt6-base-dev qt6-serialport-dev libgtest-dev pkg-config procps python3 git tmux man-db doxygen"
 declare -A packages=(
     [driver]=$driver
     [demo]=$demo
@@ -21,6 +21,8 @@ declare -A packages=(
     [lint]="$test clang clang-tidy clang-format cppcheck libbenchmark-dev libmodbus-dev"
     # gnuplot draws SVG without further packages; kv-host is compared with libmodbus.
     [bench]="$demo qt6-base-dev qt6-serialport-dev libbenchmark-dev libmodbus-dev mbpoll gnuplot-nox python3"
+    # The packages are checked, and tried in a root of their own.
+    [packages]="$demo qt6-base-dev qt6-serialport-dev pkg-config dpkg-dev debhelper dh-python chrpath lintian mmdebstrap"
     [mutants]="$test clang-14 libclang-rt-14-dev"
 )
 

@@ -25,6 +25,7 @@ INSTALLED = f"""
     bin/kv-host
     bin/kv-sim
     include/Communication_Protocol.h
+    include/kvlink/driver_result.h
     include/kvlink/kvlink.h
     include/kvlink/plc.h
     {LIB}/communication_protocol/qt{QT}/libCommunication_Protocol.so
@@ -37,10 +38,18 @@ INSTALLED = f"""
     {LIB}/pkgconfig/kvlink-qt{QT}.pc
     {LIB}/pkgconfig/kvlink.pc
     share/kv-conform/adapters/kvlink_adapter.py
+    share/man/man1/kv-conform.1
     share/man/man1/kv-host.1
     share/man/man1/kv-sim.1
+    share/man/man3/kvlink.3
+    share/man/man3/kvlink_plc_new.3
+    share/man/man5/kv-host-tags.5
+    share/man/man5/kv-sim-program.5
+    share/man/man5/kv-sim-recording.5
+    share/bash-completion/completions/kv-conform
     share/bash-completion/completions/kv-host
     share/bash-completion/completions/kv-sim
+    share/zsh/site-functions/_kv-conform
     share/zsh/site-functions/_kv-host
     share/zsh/site-functions/_kv-sim
     share/doc/Communication_Protocol/LICENSE

@@ -9,6 +9,8 @@
 #                          Qt 5), then the driver under the thread sanitizer (clang, Qt 6)
 #   ./test.sh --lint       rooms, texts, clang-format; clang-tidy: all that ships, names and habits
 #                          in the tests; cppcheck: all that ships
+#   ./test.sh --packages   Debian packages, built as Debian builds them, then installed, used and
+#                          removed in a minimal Debian that is made for it (needs the network)
 #
 # Qt 5 is built optimised, as it ships; Qt 6 with assertions, which also check the order of locks.
 set -euo pipefail
@@ -24,7 +26,7 @@ while [ $# -gt 0 ]; do
                 *) echo "test.sh: --qt takes 5 or 6" >&2; exit 2 ;;
             esac
             shift ;;
-        --coverage | --sanitize | --lint) mode=${1#--} ;;
+        --coverage | --sanitize | --lint | --packages) mode=${1#--} ;;
         -h | --help) sed -n '3,/^set /s/^# \{0,1\}//p' "$0"; exit 0 ;;
         *) echo "test.sh: unknown option '$1' (./test.sh --help lists them)" >&2; exit 2 ;;
     esac
@@ -48,18 +50,33 @@ sanitize() {
     TSAN_OPTIONS=halt_on_error=1 KV_TEST_SECONDS=60 run_tests build/tsan
 }
 
+test_packages() {
+    packaging/deb.sh build/deb/packages
+    python3 -B tests/tools/packages/packages_test.py build/deb/packages
+    echo "Trying the packages in a fresh minimal Debian"
+    packaging/clean-root.sh build/deb/packages
+}
+
 scripts/packages.sh "$mode"
 case $mode in
     coverage) scripts/coverage.sh build/coverage; exit ;;
     sanitize) sanitize; exit ;;
     lint) scripts/lint.sh build/lint; exit ;;
+    packages) test_packages; exit ;;
 esac
 
 for qt in "${versions[@]}"; do
     type=RelWithDebInfo
     [ "$qt" = 5 ] || type=Debug
     echo "Building with Qt $qt ($type)"
-    scripts/build.sh "build/qt$qt" -DKV_QT_MAJOR="$qt" -DCMAKE_BUILD_TYPE="$type" -DKV_WERROR=ON
+    # As packages have it; nothing is installed there.
+    scripts/build.sh "build/qt$qt" -DKV_QT_MAJOR="$qt" -DCMAKE_BUILD_TYPE="$type" -DKV_WERROR=ON -DCMAKE_INSTALL_PREFIX=/usr
     echo "Testing with Qt $qt"
     run_tests "build/qt$qt"
 done
+
+if [ ${#versions[@]} -eq 2 ]; then
+    packaging/deb.sh build/packages build/qt5 build/qt6
+    echo "Testing what is in the packages"
+    python3 -B tests/tools/packages/packages_test.py build/packages
+fi

@@ -32,7 +32,8 @@ constexpr ResultText resultTexts[] = {
 
 } // namespace
 
-const char *KvDriverResultText(int result)
+// Named as the driver's own calls are.
+const char *KvDriverResultText(int result) // NOLINT(readability-identifier-naming)
 {
     for (const ResultText &row : resultTexts) {
         if (result >= row.first && result <= row.last)

@@ -15,6 +15,7 @@ extern "C" {
  *     std::printf("%s\n", KvDriverResultText(13));
  *     // the PLC answered with an error code; the request was given up
  */
+/* NOLINTNEXTLINE(readability-identifier-naming): named as the driver's own calls are */
 __attribute__((visibility("default"))) const char *KvDriverResultText(int result);
 
 #ifdef __cplusplus

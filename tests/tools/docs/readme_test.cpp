@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The complete host that README.md shows: it is the file that is built, and it does what it says.
+// The complete host that docs/small-host.md shows: it is the file that is built, and it does what it says.
 #include <gtest/gtest.h>
 
 #include <QFile>
@@ -28,15 +28,15 @@ QString waitForLine(QProcess &program, const char *beginning)
 }
 } // namespace
 
-TEST(Readme, showsTheHostThatIsBuilt)
+TEST(SmallHost, isShownAsItIsBuilt)
 {
     const QString program = contents("/docs/examples/small_host.cpp");
     ASSERT_FALSE(program.isEmpty());
     EXPECT_TRUE(
-        contents("/README.md").contains(QLatin1String("```cpp\n") + program + QLatin1String("```\n")));
+        contents("/docs/small-host.md").contains(QLatin1String("```cpp\n") + program + QLatin1String("```\n")));
 }
 
-TEST(Readme, itsHostReadsAndWritesAPlc)
+TEST(SmallHost, readsAndWritesAPlc)
 {
     QProcess plc;
     plc.start(QString::fromUtf8(KV_SIM), {QLatin1String("--tcp"), QLatin1String("127.0.0.1:0"),

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The complete host that docs/small-host.md shows: it is the file that is built, and it does what it says.
+// The host that docs/small-host.md shows: it is the file that is built, and it does what it says.
 #include <gtest/gtest.h>
 
 #include <QFile>
@@ -32,8 +32,8 @@ TEST(SmallHost, isShownAsItIsBuilt)
 {
     const QString program = contents("/docs/examples/small_host.cpp");
     ASSERT_FALSE(program.isEmpty());
-    EXPECT_TRUE(
-        contents("/docs/small-host.md").contains(QLatin1String("```cpp\n") + program + QLatin1String("```\n")));
+    EXPECT_TRUE(contents("/docs/small-host.md")
+                    .contains(QLatin1String("```cpp\n") + program + QLatin1String("```\n")));
 }
 
 TEST(SmallHost, readsAndWritesAPlc)

@@ -64,6 +64,9 @@ mkdir -p "$packages"
 rm -f "$packages"/{libcommunication-protocol,libkvlink,kv,python3-kvlink,communication-protocol}[-0]*_*.{deb,changes,buildinfo}
 mkdir "$work/source"
 cp -a packaging/debian README.md docs "$work/source/"
+if [ -e "$KV_QT5_BUILD/bin/kv-gateway" ]; then
+    cat packaging/debian/kv-gateway.control >>"$work/source/debian/control"
+fi
 cat >"$work/source/debian/changelog" <<END
 communication-protocol ($version) unstable; urgency=medium
 

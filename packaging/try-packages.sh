@@ -49,6 +49,10 @@ import kvlink
 kvlink.Plc("tcp://127.0.0.1:1").close()
 print("made")'
 done
+if [[ " ${names[*]} " == *" kv-gateway "* ]]; then
+    holds "kv-gateway says its version" "$version" "${user[@]}" kv-gateway --version
+    holds "the user of kv-gateway may use serial lines" "dialout" id --groups --name kv-gateway
+fi
 for page in kv-host kv-sim kv-conform; do
     [ -s "/usr/share/man/man1/$page.1.gz" ] || fail "no manual page of $page"
 done

@@ -32,8 +32,8 @@ struct LinkSettings {
     Duration gap = 0ms; ///< pause between two requests, 0 to 10 s
     WordOrder wordOrder = WordOrder::LowFirst;
     TextEncoding textEncoding = TextEncoding::Utf8;
-    LinkTrace trace; ///< for those who look for a fault; empty: none
-    QString driver;  ///< path of the driver library; empty: where it was installed
+    LinkTrace trace = {}; ///< for those who look for a fault; empty: none
+    QString driver = {};  ///< path of the driver library; empty: where it was installed
 };
 
 enum class LinkState : quint8 { Stopped, Resolving, Connecting, Greeting, Ready, Waiting };

@@ -24,11 +24,11 @@ enum class TextEncoding : quint8 { Utf8, ShiftJis, Latin1 };
 struct TagSettings {
     QString
         address; ///< as in the ladder program: "DM100", "R500", "DM200.S", "DM100.5", "W1A.3", "DM0.F:4", "DM10.STR:8"
-    QString name;            ///< for people and logs; empty: the address in capital letters
+    QString name = {};       ///< for people and logs; empty: the address in capital letters
     Duration period = 500ms; ///< time between two reads; 0: read only on demand (Plc::readNow)
     double scale = 1.0;      ///< shown = raw * scale + offset
     double offset = 0.0;
-    QString unit;
+    QString unit = {};
     double deadband = 0.0; ///< smaller changes of a number (as shown) are not reported
     Access access = Access::ReadWrite;
     /// Each answer is reported, also one that brings the same value again: for those who log. Not

@@ -83,5 +83,5 @@ if ! cmake --build "$folder" --target kvlink_api_autogen >"$log" 2>&1; then
 fi
 cppcheck --project="$folder/compile_commands.json" --enable=warning,style,performance,portability --inline-suppr \
     --library=qt '-DQT_STRINGIFY(x)=#x' --suppressions-list=.cppcheck-suppressions --error-exitcode=1 --quiet -j "$(nproc)" \
-    -i tests -i fuzz -i bench -i docs
+    -i tests -i fuzz -i bench -i docs -i examples
 echo "Nothing found."

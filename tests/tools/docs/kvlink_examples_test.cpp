@@ -12,7 +12,7 @@ constexpr int patienceMs = 20000;
 
 QString contents(const QString &path)
 {
-    QFile file(QStringLiteral(KV_SOURCE_FOLDER "/docs/") + path);
+    QFile file(QStringLiteral(KV_SOURCE_FOLDER "/") + path);
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
@@ -22,19 +22,23 @@ class Shown : public testing::TestWithParam<const char *>
 
 TEST_P(Shown, asItIsBuilt)
 {
-    const QString name = QString::fromLatin1(GetParam());
-    const QString program = contents(QStringLiteral("examples/") + name);
+    const QString path = QString::fromLatin1(GetParam());
+    const QString program = contents(path);
     const QString language =
-        name.section(QLatin1Char('.'), 1).replace(QLatin1String("py"), QLatin1String("python"));
+        path.section(QLatin1Char('.'), 1).replace(QLatin1String("py"), QLatin1String("python"));
     ASSERT_FALSE(program.isEmpty());
-    EXPECT_TRUE(contents(QStringLiteral("kvlink.md"))
+    EXPECT_TRUE(contents(QStringLiteral("docs/kvlink.md"))
                     .contains(QStringLiteral("```%1\n%2```\n").arg(language, program)));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Examples, Shown, testing::Values("lamp_and_slider.cpp", "minimal.c", "watch.py"), [](const auto &row) {
-        return QString::fromLatin1(row.param).section(QLatin1Char('.'), 0, 0).toStdString();
-    });
+INSTANTIATE_TEST_SUITE_P(Examples, Shown,
+                         testing::Values("examples/lamp_and_slider/lamp_and_slider.cpp",
+                                         "examples/minimal/minimal.c", "docs/examples/watch.py"),
+                         [](const auto &row) {
+                             const QString name =
+                                 QString::fromLatin1(row.param).section(QLatin1Char('/'), -1);
+                             return name.section(QLatin1Char('.'), 0, 0).toStdString();
+                         });
 
 class KvlinkExamples : public testing::Test
 {

@@ -1,0 +1,172 @@
+# SPDX-License-Identifier: MIT
+"""Each installed example builds and runs by the two lines of its README. Use: examples_test.py BUILDFOLDER QTMAJOR"""
+
+import csv
+import os
+import re
+import shutil
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+from pathlib import Path
+
+BUILD, QT = Path(sys.argv[1]).resolve(), sys.argv[2]
+CACHE = (BUILD / "CMakeCache.txt").read_text()
+PATIENCE = 20  # seconds
+EXAMPLES = {"lamp_and_slider", "logger", "minimal", "own_loop", "screen"}
+
+
+def cached(name):
+    return re.search(rf"^{name}:\w+=(.*)$", CACHE, re.M)[1]
+
+
+class Plc:
+    """A kv-sim that ends with this process, and its control connection."""
+
+    def __init__(self, program, scratch):
+        self.trace = scratch / "trace"
+        with open(self.trace, "w", encoding="utf-8") as trace:
+            self.process = subprocess.Popen([program, "--tcp", "127.0.0.1:0", "--control", "127.0.0.1:0", "--trace",
+                                             "--exit-with-stdin"],
+                                            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=trace, text=True)
+        ports = {}
+        for line in self.process.stdout:
+            if line == "ready\n":
+                break
+            ports[line.split()[1]] = int(line.rsplit(":", 1)[1])
+        self.address = f"127.0.0.1:{ports['tcp']}"
+        self.control = socket.create_connection(("127.0.0.1", ports["control"]), PATIENCE)
+        self.lines = self.control.makefile("rw", newline="\n")
+
+    def tell(self, command):
+        self.lines.write(command + "\n")
+        self.lines.flush()
+        return self.lines.readline().strip()
+
+    def was_asked(self, text):
+        return soon(lambda: text in self.trace.read_text(encoding="utf-8"))
+
+    def close(self):
+        self.lines.close()
+        self.control.close()
+        self.process.communicate()
+
+
+def soon(is_so):
+    end = time.monotonic() + PATIENCE
+    while not is_so():
+        if time.monotonic() > end:
+            return False
+        time.sleep(0.05)
+    return True
+
+
+class Examples(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.scratch = Path(tempfile.mkdtemp())
+        cls.addClassCleanup(shutil.rmtree, cls.scratch)
+        cls.prefix = cls.scratch / "prefix"
+        subprocess.run(["cmake", "--install", BUILD, "--prefix", cls.prefix], check=True, capture_output=True)
+        cls.installed = cls.prefix / "share/doc/Communication_Protocol/examples"
+        lib = cls.prefix / cached("CMAKE_INSTALL_LIBDIR")
+        cls.environment = {
+            "PATH": os.environ["PATH"], "CC": cached("CMAKE_C_COMPILER"), "CXX": cached("CMAKE_CXX_COMPILER"),
+            "CMAKE_PREFIX_PATH": str(cls.prefix), "PKG_CONFIG_PATH": f"{lib}/pkgconfig", "LD_LIBRARY_PATH": str(lib),
+            "PYTHONPATH": str(cls.prefix / cached("KV_PYTHON_DIR")), "QT_QPA_PLATFORM": "offscreen",
+            "CXXFLAGS": "-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror",
+            "CFLAGS": "-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror"}
+
+    def setUp(self):
+        self.plc = Plc(self.prefix / "bin/kv-sim", self.scratch)
+        self.addCleanup(self.plc.close)
+
+    def two_lines(self, name):
+        """Of the README: the folder that they are for, the line that builds, the line that runs, for our PLC and our Qt."""
+        folder = self.scratch / name
+        shutil.copytree(self.installed / name, folder)
+        code = re.findall(r"^    (\S.*)$", (folder / "README.md").read_text(encoding="utf-8"), re.M)
+        self.assertEqual(len(code), 2, name)
+        build, run = code
+        build = build.replace("QT_MAJOR=5", f"QT_MAJOR={QT}")
+        return folder, build, re.sub(r"192\.168\.0\.10(:8501)?", self.plc.address, run)
+
+    def built(self, name):
+        """Folder and command that runs it."""
+        folder, build, run = self.two_lines(name)
+        done = subprocess.run(build, shell=True, cwd=folder, env=self.environment, capture_output=True, text=True)
+        self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+        return folder, run
+
+    def started(self, name):
+        folder, run = self.built(name)
+        process = subprocess.Popen(["sh", "-c", f"exec {run}"], cwd=folder, env=self.environment, stdout=subprocess.PIPE,
+                                   stderr=subprocess.STDOUT, text=True)
+        self.addCleanup(self.ended, process)
+        return folder, process
+
+    def ended(self, process):
+        process.terminate()
+        process.communicate()
+
+    def test_every_example_is_installed(self):
+        found = {path.parent.name for path in self.installed.glob("*/README.md")}
+        self.assertEqual(found, EXAMPLES)
+
+    def test_lamp_and_slider(self):
+        _, process = self.started("lamp_and_slider")
+        self.assertTrue(self.plc.was_asked("R500"), process.poll())
+
+    def test_minimal(self):
+        self.plc.tell("set DM100=5")
+        self.plc.tell("set R500=1")
+        folder, run = self.built("minimal")
+        done = subprocess.run(run, shell=True, cwd=folder, env=self.environment, capture_output=True, text=True, timeout=PATIENCE)
+        self.assertEqual(done.stdout, "DM200: confirmed by the PLC\nDM100 = 5 (good)\nR500 = 1 (good)\n", done.stderr)
+        self.assertEqual(self.plc.tell("get DM200.S"), "ok -00005")
+
+    def test_minimal_with_cmake(self):
+        folder = self.scratch / "minimal_with_cmake"
+        shutil.copytree(self.installed / "minimal", folder)
+        done = subprocess.run("cmake -S . -B build && cmake --build build", shell=True, cwd=folder, env=self.environment,
+                              capture_output=True, text=True)
+        self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+        self.assertTrue((folder / "build/minimal").exists())
+
+    def test_logger(self):
+        self.plc.tell("set DM100=7")
+        folder, process = self.started("logger")  # its first line exports PYTHONPATH; ours is that of the prefix
+        file = folder / "values.csv"
+
+        def rows():
+            return list(csv.reader(file.read_text(encoding="utf-8").splitlines())) if file.exists() else []
+
+        self.assertTrue(soon(lambda: len(rows()) >= 4), process.poll())
+        self.assertEqual(rows()[0], ["time", "address", "value", "quality", "problem"])
+        self.assertIn(["DM100", "7", "good", ""], [row[1:] for row in rows()])
+        self.plc.tell("listen off")
+        self.plc.tell("disconnect")
+        self.assertTrue(soon(lambda: ["DM100", "", "bad", "no link"] in [row[1:] for row in rows()]), rows())
+
+    def test_own_loop(self):
+        self.plc.tell("set DM100=7")
+        self.plc.tell("set DM200.S=-5")
+        _, process = self.started("own_loop")
+        lines = {process.stdout.readline().strip() for _ in range(4)}
+        wanted = {"DM100 = 7", "DM200.S = -5", "R500 = 0", "DM210: done, confirmed by the PLC"}
+        while not wanted <= lines and process.poll() is None:
+            lines.add(process.stdout.readline().strip())
+        self.assertLessEqual(wanted, lines)
+        self.assertEqual(self.plc.tell("get DM210"), "ok 00005")
+
+    def test_screen(self):
+        _, process = self.started("screen")
+        for address in ("DM10", "DM200", "DM105", "R500"):
+            self.assertTrue(self.plc.was_asked(address), process.poll())
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1] + sys.argv[3:])

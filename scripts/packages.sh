@@ -24,6 +24,8 @@ declare -A packages=(
     # The packages are checked, and tried in a root of their own.
     [packages]="$demo qt6-base-dev qt6-serialport-dev pkg-config dpkg-dev debhelper dh-python chrpath lintian mmdebstrap"
     [mutants]="$test clang-14 libclang-rt-14-dev"
+    # A display that nobody sees, a mouse without a hand, and what saves a window as a picture.
+    [pictures]="$test xvfb xdotool imagemagick"
 )
 
 list=no

@@ -2,6 +2,8 @@
 """kv-conform: judges a host for KV PLCs against a simulated PLC with the faults of the field."""
 
 import argparse
+import concurrent.futures
+import contextlib
 import fnmatch
 import shlex
 import shutil
@@ -29,13 +31,17 @@ def options(arguments):
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--adapter", metavar="COMMAND", help="the host under test: a command that speaks the adapter's protocol")
     parser.add_argument("--only", metavar="ID", action="append", default=[], help="these checks only; WRT-* is a pattern; repeatable")
+    parser.add_argument("--jobs", metavar="N", type=int, default=1,
+                        help="so many checks at a time, each with PLCs and a host of its own (1)")
     parser.add_argument("--list", action="store_true", help="list the checks and end")
     parser.add_argument("--transcripts", metavar="FOLDER", type=Path, help="write what was said in each check to FOLDER/ID.txt")
     parser.add_argument("--json", metavar="FILE", type=Path, help="write the verdicts as JSON")
     parser.add_argument("--junit", metavar="FILE", type=Path, help="write the verdicts for CI")
     parser.add_argument("--kv-sim", metavar="FILE", help="the simulated PLC (beside kv-conform, or in the PATH)")
     chosen = parser.parse_args(arguments)
-    chosen.checks = [one for one in ALL if not chosen.only or any(fnmatch.fnmatch(one.id, wanted) for wanted in chosen.only)]
+    if chosen.jobs < 1:
+        parser.error(f"--jobs {chosen.jobs}: at least one check runs at a time")
+    chosen.checks = [one for one in sorted(ALL) if not chosen.only or any(fnmatch.fnmatch(one.id, wanted) for wanted in chosen.only)]
     if not chosen.checks:
         parser.error(f"no check is called {' or '.join(chosen.only)}; --list shows them")
     if not chosen.list and not chosen.adapter:
@@ -51,15 +57,21 @@ class Run:
     def __init__(self, chosen):
         self.chosen = chosen
         self.command = shlex.split(chosen.adapter)
-        self.transcript = []
-
-    def log(self, line):
-        self.transcript.append(line)
 
     def hello(self):
-        kit = Kit(self.command, self.chosen.kv_sim, self.log)
-        try:
+        with self.kit() as (kit, _):
             return kit.start_host()
+
+    @contextlib.contextmanager
+    def kit(self):
+        """A kit and what is said with it, a line each. A fault of adapter or kv-sim takes the last lines along."""
+        begin, transcript = time.monotonic(), []
+        kit = Kit(self.command, self.chosen.kv_sim, lambda line: transcript.append(f"{time.monotonic() - begin:8.3f}  {line}"))
+        try:
+            yield kit, transcript
+        except (AdapterError, SimError) as error:
+            error.transcript = transcript[-5:]
+            raise
         finally:
             kit.close()
 
@@ -67,25 +79,36 @@ class Run:
         missing = [need for need in one.needs if need not in offers]
         if missing:
             return Verdict(one, SKIPPED, 0.0, saw=f"the adapter does not offer {', '.join(missing)}")
-        begin, self.transcript = time.monotonic(), []
-        kit = Kit(self.command, self.chosen.kv_sim, lambda line: self.log(f"{time.monotonic() - begin:8.3f}  {line}"))
+        begin, transcript = time.monotonic(), []
         word, expected, saw = PASS, "", ""
         try:
-            one.check(kit)
-        except Failed as failure:
-            word, expected, saw = FAIL, failure.expected, failure.saw
-        except Unclear as doubt:
-            word, saw = UNCLEAR, str(doubt)
+            with self.kit() as (kit, transcript):
+                try:
+                    one.check(kit)
+                except Failed as failure:
+                    word, expected, saw = FAIL, failure.expected, failure.saw
+                except Unclear as doubt:
+                    word, saw = UNCLEAR, str(doubt)
+                seconds = time.monotonic() - begin
         finally:
-            seconds = time.monotonic() - begin
-            kit.close()
-            self.keep_transcript(one)
+            self.keep(transcript, one)
         return Verdict(one, word, seconds, expected, saw)
 
-    def keep_transcript(self, one):
+    def keep(self, transcript, one):
         if self.chosen.transcripts:
             self.chosen.transcripts.mkdir(parents=True, exist_ok=True)
-            (self.chosen.transcripts / f"{one.id}.txt").write_text("\n".join(self.transcript) + "\n", encoding="utf-8")
+            (self.chosen.transcripts / f"{one.id}.txt").write_text("\n".join(transcript) + "\n", encoding="utf-8")
+
+    def verdicts(self, offers):
+        """In the order of the checks, each as soon as it is there."""
+        with concurrent.futures.ThreadPoolExecutor(self.chosen.jobs) as pool:
+            waiting = [pool.submit(self.judge, one, offers) for one in self.chosen.checks]
+            try:
+                for one in waiting:
+                    yield one.result()
+            finally:
+                for one in waiting:
+                    one.cancel()
 
 
 def main(arguments):
@@ -100,13 +123,13 @@ def main(arguments):
         host = f"{hello.get('name', 'a host')} {hello.get('version', '')}".strip()
         print(f'kv-conform: host "{host}" by {chosen.adapter}', flush=True)
         verdicts = []
-        for one in chosen.checks:
-            verdicts.append(run.judge(one, hello.get("offers", [])))
-            again = f"kv-conform --adapter {shlex.quote(chosen.adapter)} --only {one.id} --transcripts ."
-            print("\n".join(lines_of(verdicts[-1], again)), flush=True)
+        for verdict in run.verdicts(hello.get("offers", [])):
+            verdicts.append(verdict)
+            again = f"kv-conform --adapter {shlex.quote(chosen.adapter)} --only {verdict.requirement.id} --transcripts ."
+            print("\n".join(lines_of(verdict, again)), flush=True)
     except (AdapterError, SimError, OSError) as error:
         print(f"kv-conform: {error}", file=sys.stderr)
-        print("\n".join(f"    {line}" for line in run.transcript[-5:]), file=sys.stderr)
+        print("\n".join(f"    {line}" for line in getattr(error, "transcript", [])), file=sys.stderr)
         return 3
     print(summary(verdicts))
     if chosen.json:

@@ -20,6 +20,7 @@ void ModelWire::comes(const QByteArray &bytes)
     if (m_state != State::Open)
         return;
     m_received += bytes;
+    m_owes = m_owes && !bytes.endsWith('\n');
     if (trace)
         trace("comes", bytes);
 }
@@ -36,6 +37,7 @@ void ModelWire::open()
 {
     close();
     ++m_opens;
+    m_owes = false;
     m_opensAt = m_clock.now() + resolving;
     m_state = State::Resolving;
     work();
@@ -83,6 +85,8 @@ void ModelWire::send(const QByteArray &bytes)
     if (m_state != State::Open)
         return;
     m_frames.push_back(bytes);
+    m_lastSent = m_clock.now();
+    m_owes = true;
     if (trace)
         trace("sent", bytes);
     Event event{{}, true, bytes, m_connection, {}};

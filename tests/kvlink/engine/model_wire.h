@@ -53,6 +53,9 @@ public:
 
     const std::vector<QByteArray> &frames() const { return m_frames; } ///< all that the engine sent
     int opens() const { return m_opens; }
+    /// True while it is open and the last frame sent over it has no whole answer, right or wrong.
+    bool owesAnswer() const { return m_state == State::Open && m_owes; }
+    SteadyTime lastSent() const { return m_lastSent; }
 
     // --- what the engine sees --------------------------------------------------------------------
 
@@ -89,6 +92,8 @@ private:
     int m_opens = 0;
     QByteArray m_received;
     std::vector<QByteArray> m_frames;
+    SteadyTime m_lastSent{};
+    bool m_owes = false;
     std::vector<Event> m_events;  ///< in order of time
     SteadyTime m_lineBusyUntil{}; ///< with an earlier answer
 };

@@ -86,6 +86,7 @@ private:
     void checkGood(const EngineTag &tag, const Sample &sample);
     bool wasHeld(const EngineTag &tag, const Value &value, SteadyTime from, SteadyTime to) const;
     void checkLink();
+    void checkSocket();
     void checkDriver();
     void checkPasses();
     int timesCarriedOut(const Handed &write) const;

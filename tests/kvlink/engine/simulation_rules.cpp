@@ -39,6 +39,7 @@ void Simulation::check(const Events &events)
     constexpr quint64 agesEvery = 16;
     if (!events.links.empty() || !events.changes.empty() || m_steps % agesEvery == 0)
         checkLink();
+    checkSocket();
     checkDriver();
     for (const ReadId id : events.reads) {
         if (m_openReads.erase(id) == 0)
@@ -226,6 +227,17 @@ void Simulation::checkLink()
                    joined(", period ms", tag.period.count() / 1000) +
                    joined(", age ms", (now - since).count() / 1000));
     }
+}
+
+// A late answer must never be taken for that of the next request. On a socket nothing tells the
+// two apart, so it is closed as soon as the time for an answer is over.
+void Simulation::checkSocket()
+{
+    const ModelWire &wire = m_bench.wire;
+    if (wire.isSerial() || !wire.owesAnswer())
+        return;
+    if (m_bench.clock.now() >= wire.lastSent() + m_options.settings.timeout)
+        broken("fresh-socket: still open, and an answer is overdue on it");
 }
 
 void Simulation::checkDriver()

@@ -23,10 +23,10 @@ SECONDS = 60
 FAULTS = {
     "old-values-stay-good": ("reader.cpp", "constexpr int stalePeriods = 3;", "constexpr int stalePeriods = 30;"),
     "one-attempt-too-many": ("write_queue.cpp", "first.tries < first.options.attempts", "first.tries <= first.options.attempts"),
-    "values-outlive-the-link": ("engine_link.cpp", "    m_book.loseAll(true);\n", ""),
-    "sockets-outlive-a-time-out": ("engine_link.cpp", "if (!m_transport.isSerial() || m_transport", "if (m_transport"),
+    "values-outlive-the-link": ("engine.cpp", "    m_book.loseAll(true);\n", ""),
+    "sockets-outlive-a-time-out": ("link_keeper.cpp", "if (!m_transport.isSerial() || m_transport", "if (m_transport"),
     "expired-is-sent": ("write_queue.cpp", "now >= write.expiresAt;", "now >= write.expiresAt + 1s;"),
-    "a-pulse-is-repeated": ("engine_writes.cpp", "    options.attempts = 1;\n", ""),
+    "a-pulse-is-repeated": ("write_desk.cpp", "    options.attempts = 1;\n", ""),
 }
 
 

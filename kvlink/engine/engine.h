@@ -8,26 +8,21 @@
 // Threads: none. The link's thread makes all calls, one after the other.
 //
 // Where to read on: step() in engine.cpp, the table in link_life.cpp, and from there
-//   exchange      one frame out, one answer in       write_queue   writes, in order
-//   answer_check  what an answer must look like      write_ends    how each of them ends
-//   planner       which requests read a set of tags  push_buttons  a 1 and the 0 that ends it
-//   plan_costs    what it reckons with               reader        what is read when
-//   read_group    the same while tags come and go    asked_reads   what somebody asked for
-//   read_groups   the same for several devices       pass_clock    the rhythm of a period
-//   value_book    values and how far to trust them   statistics    answer times, request cost
+//   link_keeper   what the link waits for        write_desk    writes, handed in and told
+//   requests      which is next, and its answer  write_queue   those that wait, in order
+//   exchange      one frame out, one answer in   write_ends    how each of them ends
+//   answer_check  what an answer must look like  push_buttons  a 1 and the 0 that ends it
+//   queries       questions to the PLC itself    reader        what is read when
+//   planner       how a set of tags is read      asked_reads   what somebody asked for
+//   plan_costs    what it reckons with           pass_clock    the rhythm of a period
+//   read_group    the same as tags come and go   value_book    values, how far to trust them
+//   read_groups   the same for several devices   statistics    answer times, request cost
 #pragma once
 
-#include "driver/driver.h"
 #include "engine/events.h"
-#include "engine/exchange.h"
-#include "engine/link_life.h"
-#include "engine/push_buttons.h"
-#include "engine/reader.h"
-#include "engine/statistics.h"
-#include "engine/value_book.h"
-#include "engine/write_queue.h"
-#include "model/clock.h"
-#include "transport/transport.h"
+#include "engine/link_keeper.h"
+#include "engine/requests.h"
+#include "engine/write_desk.h"
 
 #include <optional>
 
@@ -37,7 +32,7 @@ namespace kvlink
 class Engine
 {
 public:
-    static constexpr int mostWaitingWrites = 10000;
+    static constexpr int mostWaitingWrites = WriteDesk::mostWaiting;
     /// So much of the half second that stopping may take is for releasing buttons.
     static constexpr Duration longestRelease = 400ms;
 
@@ -63,15 +58,18 @@ public:
     /// all are done. While no link comes to be the id follows at once, since all tags are bad.
     void readNow(ReadId id, const std::vector<Tag> &tags);
 
-    void write(const EngineWrite &write);
-    void pulse(WriteId id, Tag relay, Duration length);
-    bool cancel(WriteId id);
-    int cancelAll();
+    void write(const EngineWrite &write) { m_writes.write(write, m_link.isReady()); }
+    void pulse(WriteId id, Tag relay, Duration length)
+    {
+        m_writes.pulse(id, relay, length, m_link.isReady());
+    }
+    bool cancel(WriteId id) { return m_writes.queue().cancel(id); }
+    int cancelAll() { return m_writes.queue().cancelAll(); }
     /// A push button; see Momentary. Press and release together are one write with this id: it ends
     /// with the release.
-    void press(WriteId id, Tag relay);
-    void renew(WriteId press);
-    void release(WriteId press);
+    void press(WriteId id, Tag relay) { m_writes.press(id, relay, m_link.isReady()); }
+    void renew(WriteId press) { m_writes.renew(press); }
+    void release(WriteId press) { m_writes.release(press); }
 
     /// \param command "?K", "?M" or "?E"
     void query(QueryId id, const QByteArray &command);
@@ -81,7 +79,7 @@ public:
     /// call was made
     SteadyTime step(Events &out);
 
-    LinkStatus link() const { return m_status; }
+    LinkStatus link() const { return m_link.status(); }
     LinkStatistics statistics() const;
     ReadPlan plan() const { return m_reader.plan(); }
     /// Quality::Never for an unknown tag.
@@ -90,92 +88,30 @@ public:
     std::optional<EngineTag> tag(Tag tag) const;
 
 private:
-    /// What the exchange is for.
-    enum class Errand : quint8 { None, Greeting, Read, Write, Query };
-    struct Query {
-        QueryId id = 0;
-        QByteArray command;
-    };
-    using Ended = Exchange::Ended;
-
-    // The link: engine_link.cpp
     void moveLink(SteadyTime now);
-    bool moveOnce(SteadyTime now);
-    bool moveOpening(SteadyTime now);
-    bool moveReady(SteadyTime now);
-    bool moveWaiting(SteadyTime now);
-    void go(LinkEvent event, SteadyTime now, const QString &problem = {});
-    void act(LinkAction action, SteadyTime now);
-    void open(SteadyTime now);
+    void go(const LinkNews &news, SteadyTime now);
     void greet(SteadyTime now);
-    void enterReady(SteadyTime now);
     void giveUp();
     void leaveReady();
-    bool isStopping() const { return m_stopBy != SteadyTime::max(); }
+    void end();
+
+    bool isStopping() const { return m_writes.isStopping(); }
     void moveStop(SteadyTime now);
     void finishStop(SteadyTime now);
-    void end();
-    void close();
-    void wait(SteadyTime now);
-    void takeGreeting(const Ended &ended, SteadyTime now);
 
-    // Requests: engine_requests.cpp
     void beginNext(SteadyTime now);
-    bool beginWrite(SteadyTime now);
-    bool beginQuery(SteadyTime now);
-    bool beginRead(SteadyTime now);
-    void askRead(SteadyTime now);
-    void sendDriverFrame(SteadyTime now);
-    void send(Errand errand, const QByteArray &frame, int replyLength, SteadyTime now);
-    void takeAnswer(SteadyTime now);
-    void count(const Ended &ended);
-    bool greetsAgain(const Ended &ended, SteadyTime now);
-    void askAgain(SteadyTime now);
-    void endErrand(const Ended &ended, SteadyTime now);
-    void endRead(const Ended &ended, SteadyTime now);
-    void endWrite(const Ended &ended, SteadyTime now);
-    void endQuery(const Ended &ended);
-    void dropRequest();
-    void failQueries(const QString &problem);
-
-    // Writes and events: engine_writes.cpp
-    std::optional<QueuedWrite> prepared(const EngineWrite &write);
-    void beginStroke(WriteId id, Tag relay, std::optional<Duration> length);
-    void moveWrites(SteadyTime now);
-    void tellEnds(SteadyTime now);
-    void tell(const WriteEnd &end, SteadyTime now);
-
     SteadyTime nextDeadline(SteadyTime now) const;
 
     const Clock &m_clock;
-    Transport &m_transport;
-    Driver &m_driver;
     const LinkSettings m_settings;
-
-    LinkLife m_life;
-    LinkStatus m_status;
-    SteadyTime m_stateUntil{};               ///< of Resolving, Connecting and Waiting
-    SteadyTime m_latestTry{};                ///< a noisy serial line is not waited for longer
-    bool m_staysLost = false;                ///< the last attempt failed as well, not only the link
-    SteadyTime m_stopBy = SteadyTime::max(); ///< stop() was called; buttons are being released
-
     Exchange m_exchange;
-    Errand m_errand = Errand::None;     ///< None: no exchange is open
-    Errand m_askedAgain = Errand::None; ///< with Greeting: what is asked again after it
-    bool m_hasGreetedAgain = false;     ///< in this request
-    SteadyTime m_nextSend{};            ///< the pause between two requests
-    int m_readsHeldUp = 0;              ///< requests since the last read
-
+    LinkKeeper m_link;
     ValueBook m_book;
     Reader m_reader;
-    ReadRequest m_read; ///< the read in hand
-    WriteQueue m_writes;
-    PushButtons m_buttons;
-    std::deque<Query> m_queries;
-
-    AnswerTimes m_times;
-    LinkStatistics m_counters;
-    Events m_events;
+    WriteDesk m_writes;
+    Queries m_queries;
+    Requests m_requests;
+    SteadyTime m_stopBy = SteadyTime::max(); ///< while stopping: buttons are waited for no longer
 };
 
 } // namespace kvlink

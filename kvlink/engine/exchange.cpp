@@ -47,10 +47,12 @@ std::optional<Exchange::Ended> Exchange::advance(SteadyTime now)
         return judged(now);
     Ended ended;
     // Bytes first, state second: an answer that came before the connection was closed counts.
-    if (m_transport.state() != Transport::State::Open)
+    if (m_transport.state() != Transport::State::Open) {
         ended.end = End::LinkLost;
-    else if (now < m_deadline)
+        ended.problem = m_transport.problem();
+    } else if (now < m_deadline) {
         return std::nullopt;
+    }
     m_open = false;
     ended.shape = m_shape;
     ended.took = now - m_sentAt;

@@ -32,6 +32,7 @@ public:
         AnswerShape shape{};
         QByteArray answer;
         Duration took{}; ///< from sending to the last byte
+        QString problem; ///< with LinkLost: what happened to the transport
 
         bool isAnswer() const { return end == End::Answered || end == End::PlcError; }
     };

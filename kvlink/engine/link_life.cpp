@@ -21,7 +21,7 @@ struct Row {
 constexpr Row rows[] = {
 //   state                  event                 next                   action
     {LinkState::Stopped,    LinkEvent::Start,     LinkState::Resolving,  LinkAction::Open},
-    {LinkState::Resolving,  LinkEvent::Resolved,  LinkState::Connecting, LinkAction::None},
+    {LinkState::Resolving,  LinkEvent::Resolved,  LinkState::Connecting, LinkAction::Connect},
     {LinkState::Resolving,  LinkEvent::Connected, LinkState::Greeting,   LinkAction::Greet}, // a serial line, an address without a name
     {LinkState::Resolving,  LinkEvent::TimedOut,  LinkState::Waiting,    LinkAction::GiveUp},
     {LinkState::Resolving,  LinkEvent::Failed,    LinkState::Waiting,    LinkAction::GiveUp},
@@ -30,6 +30,7 @@ constexpr Row rows[] = {
     {LinkState::Connecting, LinkEvent::Failed,    LinkState::Waiting,    LinkAction::GiveUp},
     {LinkState::Greeting,   LinkEvent::Answered,  LinkState::Ready,      LinkAction::EnterReady},
     {LinkState::Greeting,   LinkEvent::Failed,    LinkState::Waiting,    LinkAction::GiveUp},
+    {LinkState::Ready,      LinkEvent::Answered,  LinkState::Ready,      LinkAction::Trust},
     {LinkState::Ready,      LinkEvent::Failed,    LinkState::Waiting,    LinkAction::LeaveReady},
     {LinkState::Waiting,    LinkEvent::TimedOut,  LinkState::Resolving,  LinkAction::Open}, // from the name on: the PLC may have moved
 };

@@ -18,18 +18,26 @@ enum class LinkEvent : quint8 {
     Start,
     Resolved,  ///< the name is known, a connection is being made
     Connected, ///< bytes can be sent
-    Answered,  ///< the greeting was answered, or none is called for
+    Answered,  ///< the greeting was answered, or none is called for; in Ready a request
     TimedOut,  ///< the state has lasted as long as it may
     Failed,    ///< refused, closed by the other side, not answered, or in doubt
     Stop,
 };
 
-/// What the engine does on entering a state.
+/// An event as the engine's parts hand it on.
+struct LinkNews {
+    LinkEvent event;
+    QString problem; ///< why it failed or timed out; empty: nobody knows more
+};
+
+/// What is done on entering a state.
 enum class LinkAction : quint8 {
     None,
     Open,       ///< open the transport
+    Connect,    ///< the name is known: a connection has so long from now on
     Greet,      ///< send CR, or go on at once where the port does not know it
     EnterReady, ///< requests may go out
+    Trust,      ///< the PLC answers requests: the next pause is a short one
     GiveUp,     ///< this attempt has failed: close, and wait
     LeaveReady, ///< the link is lost: close, all values bad, and wait
     Close,      ///< stopped

@@ -32,7 +32,7 @@ TEST(LinkLife, LeadsFromStateToState)
     // clang-format off
     const struct { S state; E event; S next; A action; } rows[] = {
         {S::Stopped,    E::Start,     S::Resolving,  A::Open},
-        {S::Resolving,  E::Resolved,  S::Connecting, A::None},
+        {S::Resolving,  E::Resolved,  S::Connecting, A::Connect},
         {S::Resolving,  E::Connected, S::Greeting,   A::Greet},
         {S::Resolving,  E::TimedOut,  S::Waiting,    A::GiveUp},
         {S::Resolving,  E::Failed,    S::Waiting,    A::GiveUp},
@@ -41,6 +41,7 @@ TEST(LinkLife, LeadsFromStateToState)
         {S::Connecting, E::Failed,    S::Waiting,    A::GiveUp},
         {S::Greeting,   E::Answered,  S::Ready,      A::EnterReady},
         {S::Greeting,   E::Failed,    S::Waiting,    A::GiveUp},
+        {S::Ready,      E::Answered,  S::Ready,      A::Trust},
         {S::Ready,      E::Failed,    S::Waiting,    A::LeaveReady},
         {S::Waiting,    E::TimedOut,  S::Resolving,  A::Open},
         {S::Resolving,  E::Stop,      S::Stopped,    A::Close},

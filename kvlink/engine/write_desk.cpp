@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Writes: what is checked before they wait, and how their ends are told.
-#include "engine/engine.h"
+#include "engine/write_desk.h"
 
 #include <algorithm>
 
@@ -14,18 +13,25 @@ constexpr Duration shortestPulse = 10ms;
 constexpr Duration longestPulse = 60s;
 } // namespace
 
+WriteDesk::WriteDesk(const Clock &clock, ValueBook &book, const LinkSettings &settings)
+    : m_clock(clock), m_book(book), m_settings(settings), m_queue(settings.timeout, mostWaiting)
+{
+}
+
+// --- coming in -----------------------------------------------------------------------------------
+
 // Nothing: it has ended already.
-std::optional<QueuedWrite> Engine::prepared(const EngineWrite &write)
+std::optional<QueuedWrite> WriteDesk::prepared(const EngineWrite &write)
 {
     QueuedWrite queued;
     queued.id = write.id;
     queued.tag = write.tag;
     queued.options = write.options;
     const auto refused = [&](Reason reason, const QString &what) {
-        m_writes.refuse(queued, reason, what);
+        m_queue.refuse(queued, reason, what);
         return std::nullopt;
     };
-    if (isStopping())
+    if (m_isStopping)
         return refused(Reason::Stopped, {});
     const ValueBook::Slot slot = m_book.find(write.tag);
     if (slot == ValueBook::noSlot)
@@ -48,23 +54,23 @@ std::optional<QueuedWrite> Engine::prepared(const EngineWrite &write)
     return queued;
 }
 
-void Engine::write(const EngineWrite &write)
+void WriteDesk::write(const EngineWrite &write, bool online)
 {
     if (std::optional<QueuedWrite> queued = prepared(write))
-        m_writes.add(std::move(*queued), m_life.isReady(), m_clock.now());
+        m_queue.add(std::move(*queued), online, m_clock.now());
 }
 
-void Engine::pulse(WriteId id, Tag relay, Duration length)
+void WriteDesk::pulse(WriteId id, Tag relay, Duration length, bool online)
 {
-    beginStroke(id, relay, std::clamp(length, shortestPulse, longestPulse));
+    beginStroke(id, relay, std::clamp(length, shortestPulse, longestPulse), online);
 }
 
-void Engine::press(WriteId id, Tag relay)
+void WriteDesk::press(WriteId id, Tag relay, bool online)
 {
-    beginStroke(id, relay, std::nullopt);
+    beginStroke(id, relay, std::nullopt, online);
 }
 
-void Engine::beginStroke(WriteId id, Tag relay, std::optional<Duration> length)
+void WriteDesk::beginStroke(WriteId id, Tag relay, std::optional<Duration> length, bool online)
 {
     WriteOptions options;
     options.attempts = 1;
@@ -76,49 +82,49 @@ void Engine::beginStroke(WriteId id, Tag relay, std::optional<Duration> length)
         return;
     const Place &place = m_book.tag(m_book.find(relay)).place;
     if (place.format != Format::Bit || place.values != 1) {
-        m_writes.refuse(*press, Reason::InvalidValue,
-                        QStringLiteral("%1 is not a single bit").arg(place.name()));
+        m_queue.refuse(*press, Reason::InvalidValue,
+                       QStringLiteral("%1 is not a single bit").arg(place.name()));
         return;
     }
     std::optional<QueuedWrite> release = prepared({id, relay, false, options}); // as good as the press
     press->kind = WriteKind::Press;
     release->kind = WriteKind::Release;
     m_buttons.begin(std::move(*release), length, now);
-    m_writes.add(std::move(*press), m_life.isReady(), now);
+    m_queue.add(std::move(*press), online, now);
 }
 
-void Engine::renew(WriteId press)
-{
-    m_buttons.renew(press, m_clock.now());
-}
+// --- while they wait -----------------------------------------------------------------------------
 
-void Engine::release(WriteId press)
+void WriteDesk::tick(SteadyTime now, bool online)
 {
-    m_buttons.release(press, m_clock.now());
-}
-
-bool Engine::cancel(WriteId id)
-{
-    return m_writes.cancel(id);
-}
-
-int Engine::cancelAll()
-{
-    return m_writes.cancelAll();
-}
-
-void Engine::moveWrites(SteadyTime now)
-{
-    m_writes.expire(now);
-    if (isStopping())
-        m_writes.endButReleases(); // the one that was in hand may want another request
+    m_queue.expire(now);
+    if (m_isStopping)
+        m_queue.endButReleases(); // the one that was in hand may want another request
     for (QueuedWrite &release : m_buttons.takeDue(now))
-        m_writes.add(std::move(release), m_life.isReady(), now);
+        m_queue.add(std::move(release), online, now);
 }
 
-void Engine::tellEnds(SteadyTime now)
+void WriteDesk::beginStop(SteadyTime now)
 {
-    for (const WriteEnd &end : m_writes.takeEnded()) {
+    m_isStopping = true;
+    m_queue.endButReleases();
+    tellEnds(now); // a press that was not sent takes its release with it
+}
+
+void WriteDesk::stop(SteadyTime now)
+{
+    m_isStopping = false;
+    m_queue.stop();
+    tellEnds(now);
+    for (const WriteEnd &end : m_buttons.stop())
+        tell(end, now);
+}
+
+// --- going out -----------------------------------------------------------------------------------
+
+void WriteDesk::tellEnds(SteadyTime now)
+{
+    for (const WriteEnd &end : m_queue.takeEnded()) {
         const ValueBook::Slot slot = m_book.find(end.tag);
         const bool mayHaveChanged = end.outcome == Outcome::Done || end.outcome == Outcome::Unknown;
         if (mayHaveChanged && slot != ValueBook::noSlot)
@@ -129,28 +135,36 @@ void Engine::tellEnds(SteadyTime now)
             tell(*stroke, now);
         }
     }
-    for (const ReadId id : m_reader.takeEnded())
-        m_events.reads.push_back(id);
 }
 
-void Engine::tell(const WriteEnd &end, SteadyTime now)
+void WriteDesk::tell(const WriteEnd &end, SteadyTime now)
 {
-    switch (end.outcome) {
+    ++counterOf(end.outcome);
+    m_results.push_back(
+        {end.id, end.tag, end.outcome, end.reason, end.plcError, end.text, end.sent, m_clock.wallNow(), now});
+}
+
+quint64 &WriteDesk::counterOf(Outcome outcome)
+{
+    switch (outcome) {
     case Outcome::Done:
-        ++m_counters.writesDone;
-        break;
+        return m_counters.writesDone;
     case Outcome::Refused:
-        ++m_counters.writesRefused;
-        break;
+        return m_counters.writesRefused;
     case Outcome::NotSent:
-        ++m_counters.writesNotSent;
-        break;
+        return m_counters.writesNotSent;
     case Outcome::Unknown:
-        ++m_counters.writesUnknown;
         break;
     }
-    m_events.writes.push_back(
-        {end.id, end.tag, end.outcome, end.reason, end.plcError, end.text, end.sent, m_clock.wallNow(), now});
+    return m_counters.writesUnknown;
+}
+
+void WriteDesk::fill(LinkStatistics &statistics) const
+{
+    statistics.writesDone = m_counters.writesDone;
+    statistics.writesRefused = m_counters.writesRefused;
+    statistics.writesNotSent = m_counters.writesNotSent;
+    statistics.writesUnknown = m_counters.writesUnknown;
 }
 
 } // namespace kvlink

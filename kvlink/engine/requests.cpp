@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Requests: which one is next, and what becomes of its answer.
-#include "engine/engine.h"
+#include "engine/requests.h"
+
 #include "model/duration_text.h"
 
 namespace kvlink
@@ -12,17 +12,35 @@ namespace
 constexpr int mostBeforeReads = 2; // writes and queries in a row while reads are due
 constexpr quint8 notKnown = 1;     // "E1": the PLC does not know the command, or the link is not open there
 const QByteArray greeting("CR\r\n");
-constexpr int greetingReply = 4;
+constexpr int greetingReply = 4; // "CC\r\n"
 
 bool isReadFrame(const QByteArray &frame)
 {
     return frame.startsWith("RDS ");
 }
 
-QString problemOf(const Exchange::Ended &ended, const LinkSettings &settings, const Transport &transport)
+QString greetingProblem(const Exchange::Ended &ended, const LinkSettings &settings)
+{
+    switch (ended.end) {
+    case Exchange::End::PlcError:
+        return QStringLiteral(
+                   "the PLC answered E%1 to CR; if its port does not know CR, open the link without it")
+            .arg(ended.plcError);
+    case Exchange::End::Corrupted:
+        return QStringLiteral("something else than CC was answered to CR; is it a PLC of the KV series?");
+    case Exchange::End::LinkLost:
+        return ended.problem;
+    case Exchange::End::NoAnswer:
+    case Exchange::End::Answered:
+        break;
+    }
+    return QStringLiteral("connected, but no answer to CR in %1").arg(durationText(settings.timeout));
+}
+
+QString problemOf(const Exchange::Ended &ended, const LinkSettings &settings)
 {
     if (ended.end == Exchange::End::LinkLost)
-        return transport.problem();
+        return ended.problem;
     if (ended.end == Exchange::End::NoAnswer)
         return QStringLiteral("no answer in %1").arg(durationText(settings.timeout));
     return QStringLiteral("an answer that does not belong to its request");
@@ -37,15 +55,23 @@ Reason reasonOf(Exchange::End end)
 
 } // namespace
 
+Requests::Requests(const Clock &clock, Exchange &exchange, Driver &driver, const LinkSettings &settings,
+                   const Sources &sources)
+    : m_clock(clock), m_exchange(exchange), m_driver(driver), m_settings(settings), m_reader(sources.reader),
+      m_writes(sources.writes), m_queries(sources.queries)
+{
+}
+
 // --- out -----------------------------------------------------------------------------------------
 
-void Engine::beginNext(SteadyTime now)
+void Requests::greet(SteadyTime now)
+{
+    send(Errand::Greeting, greeting, greetingReply, now);
+}
+
+void Requests::begin(SteadyTime now)
 {
     m_hasGreetedAgain = false;
-    if (isStopping()) {
-        beginWrite(now); // of a release
-        return;
-    }
     const bool readsTurn = m_readsHeldUp >= mostBeforeReads && m_reader.isDue();
     if (!readsTurn && (beginWrite(now) || beginQuery(now)))
         return;
@@ -53,28 +79,33 @@ void Engine::beginNext(SteadyTime now)
         beginQuery(now);
 }
 
-bool Engine::beginWrite(SteadyTime now)
+void Requests::beginWriteOnly(SteadyTime now)
+{
+    m_hasGreetedAgain = false;
+    beginWrite(now);
+}
+
+bool Requests::beginWrite(SteadyTime now)
 {
     if (m_writes.isEmpty())
         return false;
     ++m_readsHeldUp;
-    const WriteUnits &units = m_writes.begin();
-    m_driver.beginWrite(units);
+    m_driver.beginWrite(m_writes.begin());
     m_errand = Errand::Write;
     sendDriverFrame(now);
     return true;
 }
 
-bool Engine::beginQuery(SteadyTime now)
+bool Requests::beginQuery(SteadyTime now)
 {
-    if (m_queries.empty())
+    if (m_queries.isEmpty())
         return false;
     ++m_readsHeldUp;
-    send(Errand::Query, m_queries.front().command + '\r', 0, now);
+    askQuery(now);
     return true;
 }
 
-bool Engine::beginRead(SteadyTime now)
+bool Requests::beginRead(SteadyTime now)
 {
     m_readsHeldUp = 0;
     if (!m_reader.next(m_read, now))
@@ -83,15 +114,20 @@ bool Engine::beginRead(SteadyTime now)
     return true;
 }
 
-void Engine::askRead(SteadyTime now)
+void Requests::askRead(SteadyTime now)
 {
     m_driver.beginRead(m_read.device->readArea, m_read.block.first, m_read.block.count);
     m_errand = Errand::Read;
     sendDriverFrame(now);
 }
 
+void Requests::askQuery(SteadyTime now)
+{
+    send(Errand::Query, m_queries.first() + '\r', 0, now);
+}
+
 // Sends the next frame of the request in the driver's hands.
-void Engine::sendDriverFrame(SteadyTime now)
+void Requests::sendDriverFrame(SteadyTime now)
 {
     const QByteArray frame = m_driver.frame();
     const bool isWrite = m_errand == Errand::Write;
@@ -111,61 +147,50 @@ void Engine::sendDriverFrame(SteadyTime now)
     }
 }
 
-void Engine::send(Errand errand, const QByteArray &frame, int replyLength, SteadyTime now)
+void Requests::send(Errand errand, const QByteArray &frame, int replyLength, SteadyTime now)
 {
     m_errand = errand;
-    m_counters.requests += errand == Errand::Greeting ? 0 : 1;
+    if (errand != Errand::Greeting)
+        m_counts.sent();
     m_exchange.begin(frame, replyLength, now);
 }
 
 // --- in ------------------------------------------------------------------------------------------
 
-void Engine::takeAnswer(SteadyTime now)
+std::optional<LinkNews> Requests::takeAnswer(SteadyTime now)
 {
     if (m_errand == Errand::None)
-        return;
+        return std::nullopt;
     const std::optional<Ended> ended = m_exchange.advance(now);
     if (!ended)
-        return;
+        return std::nullopt;
     m_nextSend = now + m_settings.gap;
-    if (m_errand == Errand::Greeting) {
-        takeGreeting(*ended, now);
-        return;
-    }
-    count(*ended);
-    if (greetsAgain(*ended, now))
-        return;
-    endErrand(*ended, now);
+    if (m_errand == Errand::Greeting)
+        return takeGreeting(*ended, now);
+    m_counts.ended(*ended);
+    if (!greetsAgain(*ended, now))
+        end(*ended, now);
+    if (ended->isAnswer())
+        return LinkNews{LinkEvent::Answered, {}};
     // Without an answer the link starts afresh: the true one may still come, and be taken for that
     // of the next request.
-    if (!ended->isAnswer())
-        go(LinkEvent::Failed, now, problemOf(*ended, m_settings, m_transport));
+    return LinkNews{LinkEvent::Failed, problemOf(*ended, m_settings)};
 }
 
-void Engine::count(const Ended &ended)
+std::optional<LinkNews> Requests::takeGreeting(const Ended &ended, SteadyTime now)
 {
-    switch (ended.end) {
-    case Exchange::End::Answered:
-        ++m_counters.answers;
-        break;
-    case Exchange::End::PlcError:
-        ++m_counters.plcErrors;
-        break;
-    case Exchange::End::Corrupted:
-        ++m_counters.corrupted;
-        return;
-    case Exchange::End::NoAnswer:
-    case Exchange::End::LinkLost:
-        ++m_counters.noAnswers;
-        return;
-    }
-    m_times.add(ended.took);
-    m_life.backOff().reset();
+    m_errand = Errand::None;
+    if (ended.end != Exchange::End::Answered)
+        return LinkNews{LinkEvent::Failed, greetingProblem(ended, m_settings)};
+    if (m_askedAgain == Errand::None)
+        return LinkNews{LinkEvent::Answered, {}};
+    askAgain(now);
+    return std::nullopt;
 }
 
 // A PLC that was restarted answers E1 until it is greeted again: the request is then asked once
 // more. A second E1 is meant.
-bool Engine::greetsAgain(const Ended &ended, SteadyTime now)
+bool Requests::greetsAgain(const Ended &ended, SteadyTime now)
 {
     const bool isNotKnown = ended.end == Exchange::End::PlcError && ended.plcError == notKnown;
     if (!isNotKnown || m_hasGreetedAgain || m_settings.open == Open::None)
@@ -177,26 +202,26 @@ bool Engine::greetsAgain(const Ended &ended, SteadyTime now)
     m_driver.answer(ended.answer);
     if (m_errand == Errand::Write)
         m_writes.refusedForNow(ended.plcError);
-    send(Errand::Greeting, greeting, greetingReply, now);
+    greet(now);
     return true;
 }
 
-void Engine::askAgain(SteadyTime now)
+void Requests::askAgain(SteadyTime now)
 {
     m_errand = m_askedAgain;
     m_askedAgain = Errand::None;
-    ++m_counters.repeats;
+    m_counts.sentAgain();
     if (m_errand == Errand::Read) {
         askRead(now);
     } else if (m_errand == Errand::Query) {
-        beginQuery(now);
+        askQuery(now);
     } else {
         m_driver.beginWrite(m_writes.inHand());
         sendDriverFrame(now);
     }
 }
 
-void Engine::endErrand(const Ended &ended, SteadyTime now)
+void Requests::end(const Ended &ended, SteadyTime now)
 {
     const Errand errand = m_errand;
     m_errand = Errand::None;
@@ -208,7 +233,7 @@ void Engine::endErrand(const Ended &ended, SteadyTime now)
         endQuery(ended);
 }
 
-void Engine::endRead(const Ended &ended, SteadyTime now)
+void Requests::endRead(const Ended &ended, SteadyTime now)
 {
     const Driver::Result result = m_driver.answer(ended.isAnswer() ? ended.answer : QByteArray());
     if (ended.end == Exchange::End::Answered && result == Driver::Result::Done) {
@@ -223,7 +248,7 @@ void Engine::endRead(const Ended &ended, SteadyTime now)
     }
 }
 
-void Engine::endWrite(const Ended &ended, SteadyTime now)
+void Requests::endWrite(const Ended &ended, SteadyTime now)
 {
     const Driver::Result result = m_driver.answer(ended.isAnswer() ? ended.answer : QByteArray());
     if (ended.end == Exchange::End::PlcError) {
@@ -240,20 +265,15 @@ void Engine::endWrite(const Ended &ended, SteadyTime now)
     }
 }
 
-void Engine::endQuery(const Ended &ended)
+void Requests::endQuery(const Ended &ended)
 {
-    QueryResult result{m_queries.front().id, true, QString::fromLatin1(ended.answer).trimmed(), {}};
-    m_queries.pop_front();
-    if (!ended.isAnswer()) {
-        result.answered = false;
-        result.answer.clear();
-        result.problem = reasonText(reasonOf(ended.end));
-    }
-    m_events.queries.push_back(result);
+    if (ended.isAnswer())
+        m_queries.firstAnswered(ended.answer);
+    else
+        m_queries.firstFailed(reasonText(reasonOf(ended.end)));
 }
 
-// The request in hand, if any, ends without an answer; the driver's lists are empty afterwards.
-void Engine::dropRequest()
+void Requests::drop()
 {
     const Errand errand = m_askedAgain == Errand::None ? m_errand : m_askedAgain;
     m_errand = Errand::None;
@@ -266,22 +286,12 @@ void Engine::dropRequest()
         m_writes.unanswered(Reason::LinkLost);
 }
 
-void Engine::failQueries(const QString &problem)
+void Requests::fill(LinkStatistics &statistics) const
 {
-    for (const Query &query : m_queries)
-        m_events.queries.push_back({query.id, false, {}, problem});
-    m_queries.clear();
-}
-
-void Engine::query(QueryId id, const QByteArray &command)
-{
-    const bool isKnown = command == "?K" || command == "?M" || command == "?E";
-    if (!isKnown)
-        m_events.queries.push_back({id, false, {}, QStringLiteral("only ?K, ?M and ?E can be asked")});
-    else if (m_staysLost)
-        m_events.queries.push_back({id, false, {}, m_status.problem});
-    else
-        m_queries.push_back({id, command});
+    m_counts.fill(statistics);
+    statistics.bytesSent = m_exchange.bytesSent();
+    statistics.bytesReceived = m_exchange.bytesReceived();
+    statistics.strayBytes = m_exchange.strayBytes();
 }
 
 } // namespace kvlink

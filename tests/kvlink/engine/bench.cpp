@@ -53,6 +53,10 @@ Bench::Bench(const LinkSettings &settings, double secondsPerByte)
 
 void Bench::step()
 {
+    m_stepsAtOnce = clock.now() == m_lastStep ? m_stepsAtOnce + 1 : 0;
+    m_lastStep = clock.now();
+    if (m_stepsAtOnce == mostStepsAtOnce + 1)
+        ADD_FAILURE() << "the engine is called again and again while no time passes";
     Events fresh;
     deadline = engine.step(fresh);
     append(events.changes, fresh.changes);
@@ -68,7 +72,7 @@ void Bench::run(Duration time)
 {
     const SteadyTime end = clock.now() + time;
     step();
-    while (std::min(deadline, wire.nextEvent()) <= end) {
+    while (std::min(deadline, wire.nextEvent()) <= end && !spins()) {
         clock.advanceTo(std::min(deadline, wire.nextEvent()));
         step();
     }
@@ -82,7 +86,7 @@ bool Bench::runUntil(const std::function<bool()> &isSo, Duration longest)
     step();
     while (!isSo()) {
         const SteadyTime next = std::min(deadline, wire.nextEvent());
-        if (next > end)
+        if (next > end || spins())
             return false;
         clock.advanceTo(next);
         step();

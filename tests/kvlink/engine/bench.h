@@ -32,6 +32,9 @@ public:
     }
     /// One step, now.
     void step();
+    /// The engine wants to be called again and again while no time passes: on a machine that is a
+    /// busy wait. Fails the test.
+    bool spins() const { return m_stepsAtOnce > mostStepsAtOnce; }
 
     void add(std::initializer_list<EngineTag> tags) { engine.addTags(std::vector<EngineTag>(tags)); }
     /// Hands out a write with the next id.
@@ -52,6 +55,12 @@ public:
     SteadyTime deadline{};
     std::function<void(const Events &)> afterStep; ///< with what the step brought
     WriteId lastId = 0;
+
+private:
+    static constexpr int mostStepsAtOnce = 1000;
+
+    SteadyTime m_lastStep{};
+    int m_stepsAtOnce = 0;
 };
 
 } // namespace kvlink

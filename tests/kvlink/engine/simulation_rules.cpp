@@ -41,6 +41,8 @@ void Simulation::check(const Events &events)
         checkLink();
     checkSocket();
     checkDriver();
+    if (m_bench.spins())
+        broken("busy: the engine wants to be called again while no time passes");
     for (const ReadId id : events.reads) {
         if (m_openReads.erase(id) == 0)
             broken(joined("one-end: a read ended that was not open:", id));

@@ -35,7 +35,7 @@ void answerAll(ReadGroup &group, SteadyTime staleAt)
 }
 
 struct Aged {
-    std::vector<int> first; ///< units of the requests that were stale
+    std::vector<int> first; // units of the requests that were stale
     SteadyTime next;
 
     friend bool operator==(const Aged &, const Aged &) = default;

@@ -89,6 +89,8 @@ private:
     void checkSocket();
     void checkDriver();
     void checkPasses();
+    void checkPresses(const QByteArray &frame);
+    void checkStrokes(quint32 relay);
     int timesCarriedOut(const Handed &write) const;
     Handed *writeOf(const QByteArray &frame);
     std::optional<Value> valueInPlc(const EngineTag &tag, SteadyTime at) const;

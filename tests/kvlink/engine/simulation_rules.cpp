@@ -77,6 +77,8 @@ void Simulation::checkFrames()
         m_frames.push_back({m_bench.clock.now(), frame});
         for (const char byte : frame)
             m_digest = (m_digest ^ quint64(quint8(byte))) * 1099511628211ULL;
+        if (frame.startsWith("ST "))
+            checkPresses(frame.trimmed());
         if (!frame.startsWith("WRS "))
             continue;
         const Handed *write = writeOf(frame);
@@ -87,6 +89,21 @@ void Simulation::checkFrames()
         else if (m_bench.clock.now() >= write->expiresAt)
             broken("expired: sent too late: " + frame.trimmed().toStdString());
     }
+}
+
+// The 1 of a stroke leaves once, whatever becomes of its answer: none more than there are strokes
+// that have not ended as not sent.
+void Simulation::checkPresses(const QByteArray &frame)
+{
+    const auto sent = std::count_if(m_frames.begin(), m_frames.end(),
+                                    [&](const Frame &one) { return one.text.trimmed() == frame; });
+    const auto strokes = std::count_if(m_writes.begin(), m_writes.end(), [&](const auto &one) {
+        const Handed &write = one.second;
+        return write.isStroke && frame == "ST " + m_tags[write.tag].place.name().toLatin1() &&
+               !(write.result && write.result->outcome == Outcome::NotSent);
+    });
+    if (sent > strokes)
+        broken("press-once: sent again: " + frame.toStdString());
 }
 
 int Simulation::timesCarriedOut(const Handed &write) const
@@ -257,33 +274,19 @@ void Simulation::checkDriver()
 
 void Simulation::checkRest()
 {
-    std::map<quint32, quint32> newest;
-    std::map<quint32, std::array<int, 3>> strokes; // by relay: done, perhaps, pressed by the PLC's account
+    std::set<quint32> relays;
     for (const auto &[id, write] : m_writes) {
         if (!write.result) {
             broken(joined("rest: a write never ended:", id));
             return;
         }
-        if (write.isStroke) {
-            ++strokes[write.tag][write.result->outcome == Outcome::Done ? 0 : 1];
-            continue;
-        }
-        checkEnd(write);
+        if (write.isStroke)
+            relays.insert(write.tag);
+        else
+            checkEnd(write);
     }
-    for (const auto &[tag, counts] : strokes) {
-        const std::string name = m_tags[tag].place.name().toStdString();
-        int pressed = 0;
-        for (const ModelPlc::Entry &entry : m_bench.plc.diary())
-            pressed +=
-                entry.command == QByteArray::fromStdString("ST " + name) && entry.answer == "OK\r\n" ? 1 : 0;
-        if (pressed < counts[0] || pressed > counts[0] + counts[1])
-            broken("pulse-at-most-once: " + name + joined(" pressed", pressed));
-        const Place &place = m_tags[tag].place;
-        const bool isOn = m_bench.plc.value(place.device->name, place.number / 16) >> place.number % 16 & 1U;
-        const bool lossWasTold = counts[1] > 0;
-        if (isOn && !lossWasTold)
-            broken("release-follows: " + name + " is still on");
-    }
+    for (const quint32 relay : relays)
+        checkStrokes(relay);
     if (!m_openReads.empty() || !m_openQueries.empty())
         broken("rest: a read or a query never ended");
     if (!m_bench.engine.link().isReady()) {
@@ -291,6 +294,31 @@ void Simulation::checkRest()
         return;
     }
     checkPasses();
+}
+
+void Simulation::checkStrokes(quint32 relay)
+{
+    const Place &place = m_tags[relay].place;
+    const QByteArray frame = "ST " + place.name().toLatin1();
+    checkPresses(frame);
+    const auto endedAs = [&](Outcome outcome) {
+        return std::count_if(m_writes.begin(), m_writes.end(), [&](const auto &one) {
+            const Handed &write = one.second;
+            return write.isStroke && write.tag == relay && write.result->outcome == outcome;
+        });
+    };
+    const auto &diary = m_bench.plc.diary();
+    const auto pressed = std::count_if(diary.begin(), diary.end(), [&](const ModelPlc::Entry &entry) {
+        return entry.command == frame && entry.answer == "OK\r\n";
+    });
+    const auto done = endedAs(Outcome::Done);
+    const auto perhaps = endedAs(Outcome::Unknown);
+    if (pressed < done || pressed > done + perhaps)
+        broken("pulse-at-most-once: " + frame.toStdString() + joined(" carried out", pressed));
+    const bool isOn = m_bench.plc.value(place.device->name, place.number / 16) >> place.number % 16 & 1U;
+    const bool lossWasTold = perhaps > 0;
+    if (isOn && !lossWasTold)
+        broken("release-follows: still on: " + frame.toStdString());
 }
 
 // Over a while without faults: every tag is asked when it is due, or its pass is counted as missed.

@@ -107,6 +107,20 @@ TEST(ReadGroup, AgesAtLatestAsSaidAndEarlierWhereItHadTo)
     EXPECT_EQ(aged(group, now + 3s), (Aged{{0}, now + 3500ms}));
 }
 
+TEST(ReadGroup, AgesAllWhenTheRequestThatWasAnsweredIsNoLongerPlanned)
+{
+    ReadGroup group = groupOf({{0, 1, 1, 1}, {100, 1, 1, 2}});
+    answerAll(group, now + 3s); // and 4 s
+    const PlannedBlock asked = group.blocks()[0];
+    group.add({1, 1, 1, 3});
+    group.replan(apart);
+    ASSERT_EQ(group.blocks()[0].count, 2);
+    // Its tags are in another request now, and nothing tells in which.
+    group.answered(asked, now + 2s);
+    EXPECT_EQ(aged(group, now + 1999ms), (Aged{{}, now + 2s}));
+    EXPECT_EQ(aged(group, now + 2s), (Aged{{0, 100}, never}));
+}
+
 TEST(ReadGroup, KeepsItsCutsForAMinuteAfterRefusalsWereForgotten)
 {
     ReadGroup group = groupOf({{0, 1, 1, 1}, {1, 1, 1, 2}});

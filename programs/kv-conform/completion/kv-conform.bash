@@ -9,6 +9,9 @@ _kv_conform() {
             # The kit itself knows its checks.
             mapfile -t COMPREPLY < <(compgen -W "$("${COMP_WORDS[0]}" --list 2>/dev/null | cut -d' ' -f1)" -- "$current")
             return ;;
+        --jobs)
+            COMPREPLY=()
+            return ;;
         --transcripts)
             mapfile -t COMPREPLY < <(compgen -d -- "$current")
             return ;;
@@ -16,6 +19,6 @@ _kv_conform() {
             mapfile -t COMPREPLY < <(compgen -f -- "$current")
             return ;;
     esac
-    mapfile -t COMPREPLY < <(compgen -W "--adapter --only --list --transcripts --json --junit --kv-sim --help" -- "$current")
+    mapfile -t COMPREPLY < <(compgen -W "--adapter --only --jobs --list --transcripts --json --junit --kv-sim --help" -- "$current")
 }
 complete -F _kv_conform kv-conform

@@ -76,7 +76,7 @@ TEST(Bash, proposesValues)
 
 TEST(Bash, proposesFiles)
 {
-    const QString man = KV_SIM_DOCS "/man/kv-s";
+    const QString man = KV_SIM_DOCS "/man/kv-sim.";
     const QString page = KV_SIM_DOCS "/man/kv-sim.1";
     EXPECT_EQ(proposed({"kv-sim", "--load", man}), QSet<QString>{page});
     EXPECT_EQ(proposed({"kv-sim", "--check", man}), QSet<QString>{page});

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Checks what no other tool does: comments, doc comments, nested conditional operators, words with one meaning.
+"""Checks what no other tool does: comments, doc comments, includes, nested conditional operators, words with one meaning.
 
     scripts/check_text.py             all tracked sources and documents
     scripts/check_text.py FILE ...    these
@@ -98,12 +98,23 @@ def word_problems(lines):
                 yield number, f"'{found[0]}': write '{better}'"
 
 
+def include_problems(lines):
+    seen = set()
+    for number, line in enumerate(lines, 1):
+        found = re.match(r'#include ([<"][^>"]+(?<!\.inc)[>"])', line)  # tables are included more than once
+        if found and found[1] in seen and "NOLINT" not in lines[number - 2]:
+            yield number, f"{found[1]} is included already"
+        elif found:
+            seen.add(found[1])
+
+
 def problems(name, text):
     """[(line number, what is wrong)] of one file."""
     lines = text.split("\n")
     found = []
     if name.endswith((".cpp", ".h")):
         found += comment_problems(lines, "//")
+        found += include_problems(lines)
         found += [(number, "a ?: within a ?:; use if, or name the inner one") for number in nested_conditionals(text)]
     elif not name.endswith(".md"):
         found += comment_problems(lines, "#")

@@ -65,7 +65,7 @@ def carry_out_writes():
             words.append(f"{ask['address']}={ask['value']}")
         done = subprocess.run(command(ask["plc"], *words), capture_output=True, text=True)
         result = json.loads(done.stdout) if done.stdout else {}
-        # Without a result it did not come to a write: the value does not fit, or there is no such address.
+        # Without a result nothing was written: the value does not fit, or there is no such place.
         say(re=ask["id"], outcome=result.get("outcome", "not sent"), reason=result.get("text", done.stderr.strip()))
 
 

@@ -57,6 +57,15 @@ class Comments(unittest.TestCase):
             self.assertEqual(found(text), [], text)
 
 
+class Includes(unittest.TestCase):
+    def test_none_stands_twice(self):
+        self.assertEqual(found('#include "a.h"\n#include <a.h>\n#include <b>\n#include "a.h"\n'), ['4: "a.h" is included already'])
+
+    def test_a_table_may_and_so_may_what_says_so(self):
+        twice = '#include "rows.inc"\n' * 2 + "#include <a.h>\n// NOLINTNEXTLINE(readability-duplicate-include)\n#include <a.h>\n"
+        self.assertEqual(found(twice), [])
+
+
 class DocComments(unittest.TestCase):
     def test_they_belong_into_headers(self):
         self.assertEqual(found("/// The frame.\n", "driver/frame.h"), [])

@@ -23,7 +23,8 @@ import tempfile
 from pathlib import Path
 
 MOST = 16  # sources in one unit
-# The path-sensitive checks look at 30,000 states of a function in the place of 225,000: all files together then take half the time.
+# The path-sensitive checks look at 30,000 states of a function in the place of 225,000: all files
+# together then take half the time.
 ARGUMENTS = [f"--extra-arg={part}" for part in ("-Xclang", "-analyzer-config", "-Xclang", "max-nodes=30000")]
 
 
@@ -72,7 +73,7 @@ class Tidy:
             command = flags_of(entry) + ["-iquote", str(sources[0].parent), "-c", str(unit)]
             (Path(scratch) / "compile_commands.json").write_text(
                 json.dumps([{"directory": entry["directory"], "file": str(unit), "arguments": command}]), encoding="utf-8")
-            # Each source includes what it needs, so a unit includes much twice; check_text.py looks for that.
+            # Each source includes what it needs, so a unit includes much twice.
             if not self.run(scratch, unit, f"{self.checks},-readability-duplicate-include".lstrip(",")):
                 return ""
         middle = len(sources) // 2

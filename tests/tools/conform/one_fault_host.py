@@ -69,7 +69,8 @@ class Plc(threading.Thread):
         host, port = url.split("//")[1].split(":")
         self.number, self.target = number, (host, int(port))
         self.link, self.rest, self.was_linked, self.timed_out = None, b"", False, False
-        self.lost_at, self.last_line, self.misses = time.monotonic(), "", 0
+        self.lost_at, self.loss, self.was_refused = time.monotonic(), Lost(), False
+        self.last_line, self.misses = "", 0
         self.places, self.values = {}, {}  # address: when it is due; the last good value
         self.writes = collections.deque()
         self.changed, self.closed = threading.Condition(), False
@@ -93,7 +94,7 @@ class Plc(threading.Thread):
                 if self.link is None and not self.connect():
                     if wrong("LNK-02") and not self.was_linked:
                         return
-                    if wrong("LNK-04") and self.was_linked and time.monotonic() - self.lost_at > PATIENCE:
+                    if wrong("LNK-04") and self.was_linked and self.was_refused and time.monotonic() - self.lost_at > PATIENCE:
                         return
                     if not wrong("LNK-09"):
                         time.sleep(PAUSE)
@@ -111,10 +112,12 @@ class Plc(threading.Thread):
         try:
             link = socket.create_connection(self.target, 1.0)
         except OSError:
+            self.was_refused = True
             return False
         self.rest = b""
+        waits = wrong("LNK-03") and not self.was_refused and not isinstance(self.loss, NoAnswer)
         try:
-            if self.line_of(link, "CR", 3600.0 if wrong("LNK-03") else TIMEOUT) != "CC":
+            if self.line_of(link, "CR", 3600.0 if waits else TIMEOUT) != "CC":
                 if wrong("LNK-07"):
                     self.closed = True
                 raise Lost
@@ -122,14 +125,13 @@ class Plc(threading.Thread):
             link.close()
             return False
         with self.changed:
-            self.link, self.was_linked = link, True
+            self.link, self.was_linked, self.was_refused = link, True, False
         return True
 
     def lose(self, loss):
         """All places are bad at once; what was not sent ends."""
         with self.changed:
-            self.link.close()
-            self.link, self.lost_at = None, time.monotonic()
+            link, self.link, self.lost_at, self.loss = self.link, None, time.monotonic(), loss
             waiting = [ask for ask in self.writes if ask.get("when_offline") == "wait"]
             for ask in self.writes:
                 if ask not in waiting:
@@ -137,9 +139,19 @@ class Plc(threading.Thread):
             self.writes = collections.deque(waiting)
         if not wrong("VAL-12" if isinstance(loss, NoAnswer) else "VAL-11"):
             self.all_bad()
+        if wrong("LNK-05") and isinstance(loss, NoAnswer):
+            self.wait_for_the_end(link)
+        link.close()
         if wrong("VAL-13"):
             for address, value in self.values.items():
                 self.show(address, value)
+
+    def wait_for_the_end(self, link):
+        """A connection that is open proves nothing: this may take forever."""
+        link.settimeout(None)
+        with contextlib.suppress(OSError):
+            while link.recv(4096):
+                pass
 
     def all_bad(self):
         for address in list(self.places):
@@ -178,14 +190,18 @@ class Plc(threading.Thread):
         """The answer, if it has the shape that the request calls for."""
         is_write = kind == "write"
         believes_strays = wrong("WRT-08") if is_write else wrong("VAL-03") or (wrong("VAL-02") and self.timed_out)
+        if self.timed_out and wrong("VAL-09"):
+            self.timed_out = False
+            raise Lost
         if not believes_strays and (self.rest or select.select([self.link], [], [], 0)[0]):
             raise Lost
         self.timed_out = False
         try:
-            line = self.line_of(self.link, command, 0.15 if wrong("VAL-02") and not is_write else TIMEOUT)
+            line = self.line_of(self.link, command, 0.25 if wrong("VAL-02") and not is_write else TIMEOUT)
         except NoAnswer:
             line = self.line_after_time_out(is_write)
-        self.misses = 0
+        else:
+            self.misses = 0
         if re.fullmatch(r"E\d", line):
             if line == "E1" and not wrong("LNK-06"):
                 raise Lost  # it wants to be opened again
@@ -204,7 +220,7 @@ class Plc(threading.Thread):
                 return part.zfill(5)
             if wrong("VAL-09") and not part and self.misses == 1 and self.last_line.isdigit():
                 return self.last_line
-            if (wrong("VAL-02") and self.misses < 5) or wrong("LNK-05"):
+            if wrong("VAL-02") and self.misses < 5:
                 self.all_bad()
                 raise Refused  # and stays on the connection
         raise NoAnswer
@@ -276,14 +292,17 @@ class Plc(threading.Thread):
         except ValueError:
             outcome = "not sent"
         except Lost as loss:
-            self.finish(ask, self.outcome_without_answer(ask))
-            raise loss
+            self.finish(ask, self.outcome_without_answer(ask, loss))
+            raise
         self.finish(ask, outcome)
 
-    def outcome_without_answer(self, ask):
-        if ask["do"] == "write" and wrong("WRT-04"):
-            return "not sent"
-        return "done" if ask["do"] == "write" and wrong("WRT-05") else "unknown"
+    def outcome_without_answer(self, ask, loss):
+        if ask["do"] == "write" and isinstance(loss, NoAnswer):
+            if wrong("WRT-04"):
+                return "not sent"
+            if wrong("WRT-05"):
+                return "done"
+        return "unknown"
 
     def finish(self, ask, outcome):
         if not ask.get("told"):

@@ -35,13 +35,12 @@ void MomentaryButton::letGo()
         m_relay->release();
 }
 
+// What Qt's button does not take for a release. It releases by itself when it is disabled.
 bool MomentaryButton::event(QEvent *event)
 {
     switch (event->type()) {
-    case QEvent::FocusOut:
-    case QEvent::Hide:
-    case QEvent::Close:
-    case QEvent::EnabledChange:
+    case QEvent::FocusOut: // to a menu too, where Qt's button would stay down
+    case QEvent::Hide:     // also when its window is closed
     case QEvent::WindowDeactivate:
     case QEvent::WindowBlocked: // a dialog is in front
     case QEvent::TouchCancel:

@@ -181,6 +181,8 @@ void send(QWidget &widget, QEvent &&event)
 const Release releases[] = {
     {"mouseUp",         nullptr},
     {"focusLost",       [](Screen &, MomentaryButton &button) { send(button, QFocusEvent(QEvent::FocusOut)); }},
+    {"menuOpened",      [](Screen &, MomentaryButton &button) {
+                            send(button, QFocusEvent(QEvent::FocusOut, Qt::PopupFocusReason)); }},
     {"hidden",          [](Screen &, MomentaryButton &button) { button.hide(); }},
     {"screenHidden",    [](Screen &screen, MomentaryButton &) { screen.hide(); }},
     {"closed",          [](Screen &screen, MomentaryButton &) { screen.close(); }},

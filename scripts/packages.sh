@@ -9,7 +9,8 @@ set -euo pipefail
 # What each step needs. "driver" is the smallest: one Qt, no programs; "demo" adds the programs.
 driver="g++ cmake ninja-build qtbase5-dev"
 demo="$driver libqt5serialport5-dev libcli11-dev libsqlite3-dev"
-test="$demo qt6-base-dev qt6-serialport-dev libgtest-dev pkg-config procps python3 git tmux man-db doxygen"
+demo+=" pkg-config libtomlplusplus-dev libmicrohttpd-dev libsodium-dev"
+test="$demo qt6-base-dev qt6-serialport-dev libgtest-dev procps python3 git tmux man-db doxygen"
 declare -A packages=(
     [driver]=$driver
     [demo]=$demo

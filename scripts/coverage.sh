@@ -21,7 +21,7 @@ tail -n 4 "$folder/ctest.log"
 # Branches of the compiler's own exception paths are not decisions of ours.
 gcovr --root . --object-directory "$folder" --exclude-throw-branches --exclude-unreachable-branches \
     -j "$(nproc)" --json "$folder/coverage.json" >/dev/null
-for part in Communication_Protocol kvlink programs/kv-host programs/kv-sim programs/kv-gateway; do
+for part in Communication_Protocol kvlink programs/tags programs/kv-host programs/kv-sim programs/kv-gateway; do
     [ -d "$part" ] || continue
     report=("$folder"/coverage-"${part##*/}")
     gcovr --root . --add-tracefile "$folder/coverage.json" --filter "$part/" \

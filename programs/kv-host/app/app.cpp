@@ -20,12 +20,12 @@ bool loadTags(App &app, QString &problem)
     const Options &options = app.options;
     if (options.tagFile.isEmpty())
         return true;
-    TagFile file = readTagFile(options.tagFile, options.encoding);
+    kvtags::TagFile file = kvtags::readTagFile(options.tagFile, options.encoding);
     problem = file.problem;
     if (!problem.isEmpty())
         return false;
     if (!file.faults.isEmpty()) {
-        const TagFault &first = file.faults.first();
+        const kvtags::TagFault &first = file.faults.first();
         problem = QStringLiteral("%1:%2: %3 (%4 bad line(s); 'kv-host -f %1 check' lists them)")
                       .arg(options.tagFile)
                       .arg(first.line)
@@ -43,7 +43,7 @@ bool loadTags(App &app, QString &problem)
 QStringList placeholders(const App &app)
 {
     std::set<int> numbers;
-    for (const Variable &tag : app.tags)
+    for (const kvtags::Variable &tag : app.tags)
         numbers.insert(tag.station);
     for (const QString &word : app.options.words) {
         bool ok = false;
@@ -86,12 +86,12 @@ std::optional<int> findPlcs(App &app, const QString &programFolder, bool isNeede
 QString nearTag(const App &app, const QString &word)
 {
     QStringList names;
-    for (const Variable &tag : app.tags)
+    for (const kvtags::Variable &tag : app.tags)
         names << tag.settings.name;
     return kvlink::nearestName(word, names);
 }
 
-bool findStation(App &app, Variable &variable, const QString &word, QString &problem)
+bool findStation(App &app, kvtags::Variable &variable, const QString &word, QString &problem)
 {
     if (app.stations.isEmpty())
         return true;
@@ -110,8 +110,8 @@ bool findStation(App &app, Variable &variable, const QString &word, QString &pro
 int addMatching(const App &app, const QString &pattern, QStringList &words)
 {
     const auto before = words.size();
-    for (const Variable &tag : app.tags) {
-        if (matchesPattern(pattern, tag.settings.name))
+    for (const kvtags::Variable &tag : app.tags) {
+        if (kvtags::matchesPattern(pattern, tag.settings.name))
             words << tag.settings.name;
     }
     return int(words.size() - before);
@@ -121,7 +121,7 @@ bool expand(App &app, const QStringList &given, QStringList &words)
 {
     bool isGood = true;
     for (const QString &word : given) {
-        if (!isPattern(word)) {
+        if (!kvtags::isPattern(word)) {
             words << word;
         } else if (addMatching(app, word, words) == 0) {
             app.refuse(
@@ -157,14 +157,14 @@ std::optional<int> prepare(App &app, const QString &programFolder, bool needsPlc
     return findPlcs(app, programFolder, needsPlc);
 }
 
-std::optional<Variable> variableFor(App &app, const QString &word, QString &problem)
+std::optional<kvtags::Variable> variableFor(App &app, const QString &word, QString &problem)
 {
-    std::optional<Variable> variable;
+    std::optional<kvtags::Variable> variable;
     const auto tag = app.tagPositions.constFind(word);
     if (tag != app.tagPositions.constEnd())
         variable = app.tags[std::size_t(*tag)];
     else
-        variable = parseVariable(word, problem);
+        variable = kvtags::parseVariable(word, problem);
     if (!variable) {
         const QString near = nearTag(app, word);
         if (!near.isEmpty())
@@ -176,13 +176,13 @@ std::optional<Variable> variableFor(App &app, const QString &word, QString &prob
     return variable;
 }
 
-bool variablesFor(App &app, const QStringList &words, std::vector<Variable> &variables)
+bool variablesFor(App &app, const QStringList &words, std::vector<kvtags::Variable> &variables)
 {
     QStringList wanted;
     if (!expand(app, words, wanted))
         return false;
     if (words.isEmpty()) {
-        for (const Variable &tag : app.tags)
+        for (const kvtags::Variable &tag : app.tags)
             wanted << tag.settings.name;
     }
     if (wanted.isEmpty()) {
@@ -205,10 +205,10 @@ bool variablesFor(App &app, const QStringList &words, std::vector<Variable> &var
     return isGood;
 }
 
-int widestName(const std::vector<Variable> &variables)
+int widestName(const std::vector<kvtags::Variable> &variables)
 {
     int width = 0;
-    for (const Variable &variable : variables) {
+    for (const kvtags::Variable &variable : variables) {
         for (int i = 0; i < variable.address.values(); ++i)
             width = std::max(width, columnsOf(printable(variable.nameOf(i))));
     }

@@ -22,8 +22,8 @@ struct App {
     Output out;
     SimulatorChild simulator;
     Stations stations;
-    std::vector<Variable> tags;       ///< of the tag file
-    QHash<QString, int> tagPositions; ///< by name
+    std::vector<kvtags::Variable> tags; ///< of the tag file
+    QHash<QString, int> tagPositions;   ///< by name
 
     explicit App(const Options &given);
 
@@ -37,13 +37,13 @@ std::optional<int> prepare(App &app, const QString &programFolder, bool needsPlc
 /// Variables for the words of the command line, patterns of tag names included; all tags if there
 /// is no word.
 /// \return false after a message for each word that is neither a tag nor an address
-bool variablesFor(App &app, const QStringList &words, std::vector<Variable> &variables);
+bool variablesFor(App &app, const QStringList &words, std::vector<kvtags::Variable> &variables);
 
 /// One word: the name of a tag or an address, with the number of its station.
-std::optional<Variable> variableFor(App &app, const QString &word, QString &problem);
+std::optional<kvtags::Variable> variableFor(App &app, const QString &word, QString &problem);
 
 /// How wide the names are, for a table.
-int widestName(const std::vector<Variable> &variables);
+int widestName(const std::vector<kvtags::Variable> &variables);
 
 /// When --for is over.
 kvlink::SteadyTime endOf(const Options &options);

@@ -8,7 +8,7 @@ namespace kvhost
 {
 
 struct Assignment {
-    Variable variable;
+    kvtags::Variable variable;
     QString typed;        ///< after the '='
     kvlink::Value wanted; ///< what the PLC is to hold then
 };

@@ -69,9 +69,9 @@ constexpr ChoiceRow<OutputFormat> formats[] = {
 constexpr ChoiceRow<kvlink::TextEncoding> textEncodings[] = {
     {"utf-8", kvlink::TextEncoding::Utf8}, {"shift-jis", kvlink::TextEncoding::ShiftJis},
     {"latin-1", kvlink::TextEncoding::Latin1}};
-constexpr ChoiceRow<FileEncoding> encodings[] = {
-    {"utf-8", FileEncoding::Utf8}, {"utf-16", FileEncoding::Utf16}, {"windows-1252", FileEncoding::Windows1252},
-    {"latin-1", FileEncoding::Latin1}, {"shift-jis", FileEncoding::ShiftJis}};
+constexpr ChoiceRow<kvtags::FileEncoding> encodings[] = {
+    {"utf-8", kvtags::FileEncoding::Utf8}, {"utf-16", kvtags::FileEncoding::Utf16}, {"windows-1252", kvtags::FileEncoding::Windows1252},
+    {"latin-1", kvtags::FileEncoding::Latin1}, {"shift-jis", kvtags::FileEncoding::ShiftJis}};
 constexpr ChoiceRow<kvlink::WordOrder> wordOrders[] = {
     {"low", kvlink::WordOrder::LowFirst}, {"high", kvlink::WordOrder::HighFirst}};
 constexpr ChoiceRow<kvlink::Open> opens[] = {{"cr", kvlink::Open::Cr}, {"none", kvlink::Open::None}};

@@ -23,7 +23,7 @@ struct Options {
     kvlink::LinkSettings link; ///< all but its url
     int retries = 3;
     QString tagFile;
-    FileEncoding encoding = FileEncoding::Utf8;
+    kvtags::FileEncoding encoding = kvtags::FileEncoding::Utf8;
     OutputFormat format = OutputFormat::Text;
     bool isQuiet = false;
     int verbosity = 0;

@@ -14,7 +14,8 @@ using kvlink::Quality;
 using kvlink::Reason;
 using kvlink::Sample;
 
-Subscription::Subscription(App &app, std::vector<Variable> variables, kvlink::Duration period, bool isEach)
+Subscription::Subscription(App &app, std::vector<kvtags::Variable> variables, kvlink::Duration period,
+                           bool isEach)
     : m_app(app), m_variables(std::move(variables)), m_tags(m_variables.size())
 {
     for (Station &station : app.stations.all()) {
@@ -37,7 +38,7 @@ Subscription::Subscription(App &app, std::vector<Variable> variables, kvlink::Du
                 m_problem = problems.value(int(k));
         }
     }
-    for (const Variable &one : m_variables)
+    for (const kvtags::Variable &one : m_variables)
         m_stations.push_back(app.stations.find(one.station));
 }
 

@@ -14,7 +14,8 @@ class Subscription
 public:
     /// \param period 0: read only when it is asked for
     /// \param isEach each answer is a sample of its own, also one that brings the same value again
-    Subscription(App &app, std::vector<Variable> variables, kvlink::Duration period, bool isEach = false);
+    Subscription(App &app, std::vector<kvtags::Variable> variables, kvlink::Duration period,
+                 bool isEach = false);
     Subscription(const Subscription &) = delete;
     Subscription &operator=(const Subscription &) = delete;
 
@@ -22,8 +23,8 @@ public:
     const QString &problem() const { return m_problem; }
 
     int size() const { return int(m_variables.size()); }
-    const std::vector<Variable> &variables() const { return m_variables; }
-    const Variable &variable(int i) const { return m_variables[std::size_t(i)]; }
+    const std::vector<kvtags::Variable> &variables() const { return m_variables; }
+    const kvtags::Variable &variable(int i) const { return m_variables[std::size_t(i)]; }
     Station &station(int i) const { return *m_stations[std::size_t(i)]; }
     kvlink::Tag tag(int i) const { return m_tags[std::size_t(i)]; }
     /// With the link's own reason where there is no link.
@@ -49,7 +50,7 @@ private:
     bool hasGivenUp(const Station &station) const;
 
     App &m_app;
-    std::vector<Variable> m_variables;
+    std::vector<kvtags::Variable> m_variables;
     std::vector<Station *> m_stations; ///< of each variable
     std::vector<kvlink::Tag> m_tags;   ///< of each variable
     QHash<Station *, QHash<kvlink::Tag, int>> m_positions;

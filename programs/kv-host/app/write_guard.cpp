@@ -9,14 +9,15 @@ namespace kvhost
 namespace
 {
 
-bool isReadOnly(const Variable &tag)
+bool isReadOnly(const kvtags::Variable &tag)
 {
     return tag.settings.access == kvlink::Access::ReadOnly;
 }
 
-const Variable *readOnlyTagOf(const Variable &variable, const std::vector<Variable> &tags)
+const kvtags::Variable *readOnlyTagOf(const kvtags::Variable &variable,
+                                      const std::vector<kvtags::Variable> &tags)
 {
-    const auto tag = std::find_if(tags.begin(), tags.end(), [&](const Variable &one) {
+    const auto tag = std::find_if(tags.begin(), tags.end(), [&](const kvtags::Variable &one) {
         // A tag without a station means the first PLC, whose number is not known here: it guards
         // all of them.
         const bool isSamePlc = one.station < 0 || one.station == variable.station;
@@ -32,7 +33,8 @@ bool isGuarded(const QString &device)
     return device == QLatin1String("AT") || device == QLatin1String("CR") || device == QLatin1String("CM");
 }
 
-QString guardedBecause(const Variable &variable, const std::vector<Variable> &tags, bool isForced)
+QString guardedBecause(const kvtags::Variable &variable, const std::vector<kvtags::Variable> &tags,
+                       bool isForced)
 {
     const QString name = variable.nameOf(0);
     const QString device = variable.address.device();
@@ -41,7 +43,8 @@ QString guardedBecause(const Variable &variable, const std::vector<Variable> &ta
             .arg(name);
     if (isReadOnly(variable))
         return QStringLiteral("%1 is read-only in the tag file (column rw)").arg(name);
-    if (const Variable *tag = variable.settings.name.isEmpty() ? readOnlyTagOf(variable, tags) : nullptr)
+    if (const kvtags::Variable *tag =
+            variable.settings.name.isEmpty() ? readOnlyTagOf(variable, tags) : nullptr)
         return QStringLiteral("%1 belongs to the tag %2, which is read-only in the tag file (column rw)")
             .arg(name, tag->settings.name);
     if (isForced || !isGuarded(device))

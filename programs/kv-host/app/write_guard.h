@@ -16,6 +16,7 @@ bool isGuarded(const QString &device);
 /// \param tags     of the tag file: what it calls read-only is guarded also where its address is
 ///   typed
 /// \param isForced --force
-QString guardedBecause(const Variable &variable, const std::vector<Variable> &tags, bool isForced);
+QString guardedBecause(const kvtags::Variable &variable, const std::vector<kvtags::Variable> &tags,
+                       bool isForced);
 
 } // namespace kvhost

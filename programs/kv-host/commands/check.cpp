@@ -27,14 +27,14 @@ public:
     bool checkFile()
     {
         const QString &path = m_app.options.tagFile;
-        TagFile file = readTagFile(path, m_app.options.encoding);
+        kvtags::TagFile file = kvtags::readTagFile(path, m_app.options.encoding);
         if (!file.problem.isEmpty()) {
             m_app.refuse(file.problem, ExitUsage);
             return false;
         }
-        for (const TagFault &fault : file.faults)
+        for (const kvtags::TagFault &fault : file.faults)
             m_faults.push_back({QStringLiteral("%1:%2").arg(path).arg(fault.line), fault.why});
-        for (const Variable &tag : file.tags)
+        for (const kvtags::Variable &tag : file.tags)
             checkStation(tag, QStringLiteral("%1: tag '%2'").arg(path, tag.settings.name));
         return true;
     }
@@ -42,7 +42,7 @@ public:
     void checkWord(const QString &word)
     {
         QString problem;
-        if (const auto variable = parseVariable(word, problem))
+        if (const auto variable = kvtags::parseVariable(word, problem))
             checkStation(*variable, word);
         else
             m_faults.push_back({QString(), problem});
@@ -66,7 +66,7 @@ public:
 
 private:
     // Without any --plc nobody can know which stations there are.
-    void checkStation(const Variable &variable, const QString &where)
+    void checkStation(const kvtags::Variable &variable, const QString &where)
     {
         if (m_app.stations.isEmpty() || m_app.stations.find(variable.station) != nullptr)
             ++m_good;

@@ -34,7 +34,7 @@ public:
         : m_app(app), m_all(all), m_writer(writer), m_wide(valuesOf(all))
     {
         int cell = 0;
-        for (const Variable &variable : all.variables()) {
+        for (const kvtags::Variable &variable : all.variables()) {
             m_firstCell.push_back(cell);
             cell += variable.address.values();
         }
@@ -70,7 +70,7 @@ private:
     static int valuesOf(const Subscription &all)
     {
         int values = 0;
-        for (const Variable &variable : all.variables())
+        for (const kvtags::Variable &variable : all.variables())
             values += variable.address.values();
         return values;
     }
@@ -198,7 +198,7 @@ int summarise(App &app, const LogWriter &writer)
 
 int runLog(App &app)
 {
-    std::vector<Variable> variables;
+    std::vector<kvtags::Variable> variables;
     const QString wrong = wrongTogether(app.options);
     if (!wrong.isEmpty())
         return app.refuse(wrong, ExitUsage);

@@ -187,7 +187,7 @@ void finish(Measure &measure, const Station &station, const Subscription &all, q
 
 int measure(App &app, bool isFlatOut)
 {
-    std::vector<Variable> variables;
+    std::vector<kvtags::Variable> variables;
     QStringList words = app.options.words;
     if (words.isEmpty() && app.tags.empty())
         words << QStringLiteral("DM0:%1").arg(app.options.link.maxBlock); // one full block

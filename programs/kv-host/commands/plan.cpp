@@ -30,7 +30,7 @@ void noteCosts(App &app, const Station &station, const kvlink::ReadPlan &plan)
 
 int runPlan(App &app)
 {
-    std::vector<Variable> variables;
+    std::vector<kvtags::Variable> variables;
     if (!variablesFor(app, app.options.words, variables))
         return ExitUsage;
     const Subscription all(app, std::move(variables), app.options.every);

@@ -11,7 +11,7 @@ namespace kvhost
 
 int runRead(App &app)
 {
-    std::vector<Variable> variables;
+    std::vector<kvtags::Variable> variables;
     if (!variablesFor(app, app.options.words, variables))
         return ExitUsage;
     Subscription all(app, std::move(variables), kvlink::Duration(0));

@@ -37,7 +37,7 @@ class Watch
 public:
     Watch(App &app, Subscription &all) : m_app(app), m_all(all)
     {
-        for (const Variable &variable : all.variables())
+        for (const kvtags::Variable &variable : all.variables())
             m_shown.emplace_back(std::size_t(variable.address.values()));
     }
 
@@ -179,7 +179,7 @@ void watchTable(App &app, Subscription &all, Watch &watch, SteadyTime end)
 
 int runWatch(App &app)
 {
-    std::vector<Variable> variables;
+    std::vector<kvtags::Variable> variables;
     if (!variablesFor(app, app.options.words, variables))
         return ExitUsage;
     const bool isTable =

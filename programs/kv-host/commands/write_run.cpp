@@ -30,7 +30,7 @@ constexpr int mostAttempts = 10;
 constexpr int deliverTurns = 100;
 constexpr int deliverMs = 10;
 
-QString joined(const Variable &variable, const kvlink::Value &value)
+QString joined(const kvtags::Variable &variable, const kvlink::Value &value)
 {
     QStringList texts;
     for (int i = 0; i < variable.address.values(); ++i)
@@ -40,9 +40,9 @@ QString joined(const Variable &variable, const kvlink::Value &value)
 
 } // namespace
 
-std::vector<Variable> variablesOf(const std::vector<Assignment> &assignments)
+std::vector<kvtags::Variable> variablesOf(const std::vector<Assignment> &assignments)
 {
-    std::vector<Variable> variables;
+    std::vector<kvtags::Variable> variables;
     variables.reserve(assignments.size());
     for (const Assignment &assignment : assignments)
         variables.push_back(assignment.variable);
@@ -66,7 +66,7 @@ bool WriteRun::isOutOfReach() const
 void WriteRun::showPlan()
 {
     for (int i = 0; i < m_all.size(); ++i) {
-        const Variable &variable = m_all.variable(i);
+        const kvtags::Variable &variable = m_all.variable(i);
         const Sample old = m_all.sample(i);
         const Assignment &assignment = m_assignments[std::size_t(i)];
         m_app.out.note(
@@ -197,7 +197,7 @@ void WriteRun::collectAfterStop()
 
 int WriteRun::showEnd(std::size_t i, bool isReadBack, bool &differs)
 {
-    const Variable &variable = m_assignments[i].variable;
+    const kvtags::Variable &variable = m_assignments[i].variable;
     kvlink::WriteResult result;
     result.reason = Reason::Stopped;
     result.text = QStringLiteral("not handed out; nothing was sent");

@@ -14,7 +14,7 @@
 namespace kvhost
 {
 
-std::vector<Variable> variablesOf(const std::vector<Assignment> &assignments);
+std::vector<kvtags::Variable> variablesOf(const std::vector<Assignment> &assignments);
 
 /// One run. The links are started by it.
 class WriteRun

@@ -56,7 +56,7 @@ bool hasShownValue(const kvlink::Sample &sample)
            sample.quality != kvlink::Quality::Never;
 }
 
-Row makeRow(const Variable &variable, int i, const kvlink::Sample &sample, qint64 now)
+Row makeRow(const kvtags::Variable &variable, int i, const kvlink::Sample &sample, qint64 now)
 {
     Row row;
     row.name = variable.nameOf(i);

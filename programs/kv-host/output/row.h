@@ -34,7 +34,7 @@ struct WriteRow {
 bool hasShownValue(const kvlink::Sample &sample);
 
 /// Value \a i of a sample. \param now ms since 1970, for what has no answer to take its time from
-Row makeRow(const Variable &variable, int i, const kvlink::Sample &sample, qint64 now);
+Row makeRow(const kvtags::Variable &variable, int i, const kvlink::Sample &sample, qint64 now);
 
 qint64 msOf(kvlink::WallTime time);
 qint64 nowMs();

@@ -79,9 +79,9 @@ QString valueText(const Row &row)
 
 bool passes(const QString &filter, const QString &name)
 {
-    if (!isPattern(filter))
+    if (!kvtags::isPattern(filter))
         return name.contains(filter, Qt::CaseInsensitive);
-    return matchesPattern(filter.toLower(), name.toLower());
+    return kvtags::matchesPattern(filter.toLower(), name.toLower());
 }
 
 // Worst first.

@@ -27,10 +27,10 @@ Row row(const char *name, const char *value, Quality quality = Quality::Good)
     return r;
 }
 
-Variable variable(const char *typed)
+kvtags::Variable variable(const char *typed)
 {
     QString problem;
-    return parseVariable(typed, problem).value();
+    return kvtags::parseVariable(typed, problem).value();
 }
 
 TEST(Lines, asText)
@@ -127,10 +127,10 @@ TEST(Variables, ofAStationShowIt)
     EXPECT_EQ(variable("2/dm0:3").nameOf(1).toStdString(), "2/DM1");
     EXPECT_EQ(variable("2/dm0:3").name().toStdString(), "2/DM0:3");
     QString problem;
-    EXPECT_FALSE(parseVariable("256/DM0", problem));
+    EXPECT_FALSE(kvtags::parseVariable("256/DM0", problem));
     EXPECT_EQ(problem.toStdString(),
               "256/DM0: '256' is not a station: write a number from 0 to 255 before '/', as in 2/DM0");
-    EXPECT_FALSE(parseVariable("2/R1016", problem));
+    EXPECT_FALSE(kvtags::parseVariable("2/R1016", problem));
     EXPECT_EQ(problem.count("R1016"), 1) << problem.toStdString();
 }
 

@@ -4,7 +4,7 @@
 
 #include <QString>
 
-namespace kvhost
+namespace kvtags
 {
 
 bool isPattern(const QString &word);
@@ -12,4 +12,4 @@ bool isPattern(const QString &word);
 /// '*' is any number of characters, '?' one. Case counts.
 bool matchesPattern(const QString &pattern, const QString &name);
 
-} // namespace kvhost
+} // namespace kvtags

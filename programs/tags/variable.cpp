@@ -2,7 +2,7 @@
 // Names and shown values of a variable, and the station in front of a typed address.
 #include "variable.h"
 
-namespace kvhost
+namespace kvtags
 {
 
 namespace
@@ -78,4 +78,4 @@ std::optional<Variable> parseVariable(const QString &typed, QString &problem)
     return variable;
 }
 
-} // namespace kvhost
+} // namespace kvtags

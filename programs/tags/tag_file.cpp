@@ -10,7 +10,7 @@
 #include <algorithm>
 #include <utility>
 
-namespace kvhost
+namespace kvtags
 {
 
 namespace
@@ -90,6 +90,8 @@ public:
         tag->settings.name = text(Column::Name);
         tag->settings.unit = text(Column::Unit);
         tag->comment = text(Column::Comment);
+        tag->line = m_record.line;
+        tag->extras = m_columns.extras(m_record);
         if (!takeNumbers(tag->settings, why) || !takeAccess(tag->settings, why) ||
             !takeCommand(tag->settings, why))
             return std::nullopt;
@@ -183,6 +185,8 @@ QString foreignHeader(const Record &record)
 class FileReader
 {
 public:
+    explicit FileReader(const QStringList &extras) : m_extras(extras) {}
+
     TagFile read(const QString &text)
     {
         int begin = 0;
@@ -202,7 +206,9 @@ private:
         const bool isFirst = std::exchange(m_isFirst, false);
         QString why;
         if (isFirst && TagColumns::isHeader(record)) {
-            m_isHopeless = !TagColumns::fromHeader(record, m_columns, why);
+            const auto columns = TagColumns::fromHeader(record, m_extras, why);
+            m_isHopeless = !columns;
+            m_columns = columns.value_or(m_columns);
         } else if (isFirst && !(why = foreignHeader(record)).isEmpty()) {
             m_isHopeless = true;
         } else if (auto tag = LineReader(m_columns, record).variable(why)) {
@@ -216,6 +222,7 @@ private:
             m_file.faults.append({record.line, why});
     }
 
+    const QStringList &m_extras;
     TagFile m_file;
     TagColumns m_columns = TagColumns::usual();
     QSet<QString> m_names;
@@ -225,19 +232,19 @@ private:
 
 } // namespace
 
-TagFile parseTags(const QByteArray &bytes, FileEncoding encoding)
+TagFile parseTags(const QByteArray &bytes, FileEncoding encoding, const QStringList &extras)
 {
     int line = 0;
     QString problem;
     const auto text = decodeText(bytes, encoding, line, problem);
     if (text)
-        return FileReader().read(*text);
+        return FileReader(extras).read(*text);
     TagFile file;
     file.faults.append({line, problem});
     return file;
 }
 
-TagFile readTagFile(const QString &path, FileEncoding encoding)
+TagFile readTagFile(const QString &path, FileEncoding encoding, const QStringList &extras)
 {
     TagFile result;
     QFile file(path);
@@ -249,7 +256,7 @@ TagFile readTagFile(const QString &path, FileEncoding encoding)
         result.problem = QStringLiteral("the tag file %1 is larger than 64 MiB").arg(path);
         return result;
     }
-    return parseTags(file.readAll(), encoding);
+    return parseTags(file.readAll(), encoding, extras);
 }
 
-} // namespace kvhost
+} // namespace kvtags

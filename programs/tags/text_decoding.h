@@ -8,7 +8,7 @@
 
 #include <optional>
 
-namespace kvhost
+namespace kvtags
 {
 
 /// How a file without a byte order mark is written. A mark at the beginning decides whatever
@@ -21,4 +21,4 @@ enum class FileEncoding { Utf8, Utf16, Windows1252, Latin1, ShiftJis };
 std::optional<QString> decodeText(const QByteArray &bytes, FileEncoding encoding, int &line,
                                   QString &problem);
 
-} // namespace kvhost
+} // namespace kvtags

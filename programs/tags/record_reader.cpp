@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <iterator>
 
-namespace kvhost
+namespace kvtags
 {
 
 namespace
@@ -143,4 +143,4 @@ QString RecordReader::quoted(Record &record)
     return value;
 }
 
-} // namespace kvhost
+} // namespace kvtags

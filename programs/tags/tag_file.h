@@ -16,7 +16,7 @@
 
 #include <vector>
 
-namespace kvhost
+namespace kvtags
 {
 
 struct TagFault {
@@ -30,7 +30,9 @@ struct TagFile {
     QString problem;          ///< the file itself cannot be read
 };
 
-TagFile parseTags(const QByteArray &bytes, FileEncoding encoding = FileEncoding::Utf8);
-TagFile readTagFile(const QString &path, FileEncoding encoding);
+/// \param extras further columns that a header may name; their cells are handed on as text
+TagFile parseTags(const QByteArray &bytes, FileEncoding encoding = FileEncoding::Utf8,
+                  const QStringList &extras = {});
+TagFile readTagFile(const QString &path, FileEncoding encoding, const QStringList &extras = {});
 
-} // namespace kvhost
+} // namespace kvtags

@@ -5,7 +5,7 @@
 #include <kvlink/tag.h>
 #include <kvlink/text.h>
 
-namespace kvhost
+namespace kvtags
 {
 
 struct Variable {
@@ -14,6 +14,8 @@ struct Variable {
     int station = -1;             ///< -1: the first PLC of the command line
     bool stationShown = false;    ///< as a part of the name
     QString comment;
+    int line = 0;       ///< of the tag file; 0: typed
+    QStringList extras; ///< cells of the further columns that the program asked for; empty: none has any
 
     explicit Variable(kvlink::AddressInfo place) : address(std::move(place)) {}
 
@@ -36,4 +38,4 @@ struct Variable {
 ///   only
 std::optional<Variable> parseVariable(const QString &typed, QString &problem);
 
-} // namespace kvhost
+} // namespace kvtags

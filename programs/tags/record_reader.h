@@ -5,7 +5,7 @@
 #include <QString>
 #include <QStringList>
 
-namespace kvhost
+namespace kvtags
 {
 
 struct Record {
@@ -43,4 +43,4 @@ private:
     int m_line = 1;
 };
 
-} // namespace kvhost
+} // namespace kvtags

@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <vector>
 
-namespace kvhost
+namespace kvtags
 {
 
 namespace
@@ -115,4 +115,4 @@ std::optional<QString> decodeText(const QByteArray &bytes, FileEncoding encoding
     return text;
 }
 
-} // namespace kvhost
+} // namespace kvtags

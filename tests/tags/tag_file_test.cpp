@@ -7,7 +7,7 @@
 #include <iostream>
 #include <random>
 
-namespace kvhost
+namespace kvtags
 {
 namespace
 {
@@ -175,6 +175,52 @@ TEST(TagFiles, goodLinesAreTakenBesideBadOnes)
     EXPECT_EQ(shownFile(file), "a=DM1\nc=DM2\n");
 }
 
+const QStringList twoExtras{"period", "min"};
+
+TEST(TagFiles, cellsOfFurtherColumnsAreHandedOn)
+{
+    const TagFile file =
+        parseTags("name,MIN,address,period\na,-5,DM1,2s\n\nb,,DM2\n", FileEncoding::Utf8, twoExtras);
+    ASSERT_EQ(file.tags.size(), 2u);
+    EXPECT_EQ(file.tags[0].extras, QStringList({"2s", "-5"}));
+    EXPECT_EQ(file.tags[0].line, 2);
+    EXPECT_EQ(file.tags[1].extras, QStringList({"", ""}));
+    EXPECT_EQ(file.tags[1].line, 4);
+}
+
+TEST(TagFiles, furtherColumnsNeedAHeader)
+{
+    const TagFile file = parseTags("a,DM1,,,,,,,,,,2s\n", FileEncoding::Utf8, twoExtras);
+    ASSERT_EQ(file.faults.size(), 1);
+    EXPECT_TRUE(file.faults[0].why.contains("more fields than columns; the first is '2s'"));
+}
+
+struct ExtraRow {
+    const char *row;
+    QByteArray file;
+    const char *hint;
+};
+
+class BadFurtherColumn : public testing::TestWithParam<ExtraRow>
+{
+};
+
+TEST_P(BadFurtherColumn, isNamed)
+{
+    const TagFile file = parseTags(GetParam().file, FileEncoding::Utf8, twoExtras);
+    ASSERT_EQ(file.faults.size(), 1);
+    EXPECT_TRUE(file.faults[0].why.contains(GetParam().hint)) << file.faults[0].why.toStdString();
+}
+
+const ExtraRow extraRows[] = {
+    {"misspelt", "name,address,perod\na,DM1,2s\n", "did you mean 'period'?"},
+    {"repeated", "name,address,min,min\na,DM1,1,1\n", "'min' is there twice"},
+    {"ofAnotherProgram", "name,address,max\na,DM1,1\n", "command, period, min"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rows, BadFurtherColumn, testing::ValuesIn(extraRows),
+                         [](const auto &row) { return std::string(row.param.row); });
+
 TEST(TagFiles, oneThatIsNotThereIsNamed)
 {
     EXPECT_TRUE(readTagFile("/nonexistent/tags.csv", FileEncoding::Utf8).problem.contains("cannot be read"));
@@ -211,4 +257,4 @@ TEST(TagFiles, anyBytesAreSurvived)
 }
 
 } // namespace
-} // namespace kvhost
+} // namespace kvtags

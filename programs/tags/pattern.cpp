@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "pattern.h"
 
-namespace kvhost
+namespace kvtags
 {
 
 bool isPattern(const QString &word)
@@ -32,4 +32,4 @@ bool matchesPattern(const QString &pattern, const QString &name)
     return p == int(pattern.size());
 }
 
-} // namespace kvhost
+} // namespace kvtags

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-namespace kvhost
+namespace kvtags
 {
 namespace
 {
@@ -41,4 +41,4 @@ const PatternRow rows[] = {
 INSTANTIATE_TEST_SUITE_P(Rows, Patterns, testing::ValuesIn(rows));
 
 } // namespace
-} // namespace kvhost
+} // namespace kvtags

@@ -16,8 +16,7 @@ namespace kvgateway
 /// Appends a text in quotes: "a \"b\"".
 void appendJson(QByteArray &out, const QString &text);
 
-/// Appends a value: null, true, 5, 1.5, "text", [1,2]. Numbers that JSON does not know (NaN) are
-/// null.
+/// Appends a value: null, true, 5, 1.5, "text", [1,2]. NaN is null: JSON does not know it.
 void appendJson(QByteArray &out, const kvlink::Value &value);
 
 /// Appends value, quality, reason (of a bad one) and time (of one that was read), without braces:
@@ -27,8 +26,7 @@ void appendSample(QByteArray &out, const kvlink::Sample &sample);
 /// A value as one of Qt's.
 QJsonValue jsonValue(const kvlink::Value &value);
 
-/// The value that somebody sent. Whole numbers up to 2^53 stay whole; lists may hold anything but
-/// lists.
+/// The value that somebody sent. Whole numbers up to 2^53 stay whole; a list holds no lists.
 /// \param problem what cannot be a value: null, an object, a list in a list; set on failure only
 std::optional<kvlink::Value> valueFromJson(const QJsonValue &json, QString &problem);
 

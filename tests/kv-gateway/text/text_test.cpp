@@ -20,7 +20,7 @@ using namespace std::chrono_literals;
 struct TimeRow {
     const char *row;
     const char *text;
-    const char *shown; ///< empty: refused
+    const char *shown; // empty: refused
 };
 
 class Times : public testing::TestWithParam<TimeRow>

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: MIT
+// The configuration of a service, checked: plain records.
+#pragma once
+
+#include <kvlink/link.h>
+#include <kvlink/tag.h>
+
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+#include <vector>
+
+namespace kvgateway
+{
+
+struct TagConfig {
+    QString name; ///< whole: "line1.speed"
+    QString group;
+    QString comment;
+    kvlink::TagSettings settings; ///< as kvlink takes it; its name is the short one: "speed"
+    bool history = false;         ///< each change is kept
+    std::optional<double> min;    ///< a write below is refused, as shown
+    std::optional<double> max;
+
+    bool operator==(const TagConfig &other) const;
+};
+
+struct PlcConfig {
+    QString name; ///< "line1"
+    kvlink::LinkSettings link;
+    std::vector<TagConfig> tags;
+
+    /// The same link: only its tags may differ.
+    bool hasLinkOf(const PlcConfig &other) const;
+};
+
+struct ListenConfig {
+    QString address = QStringLiteral("127.0.0.1"); ///< numeric, IPv4 or IPv6
+    quint16 port = 8480;                           ///< 0: any free one
+    QString certificate;                           ///< PEM file, absolute path; empty: no TLS
+    QString key;
+    QStringList hosts;     ///< names by which browsers may reach it, beside addresses and "localhost"
+    int connections = 200; ///< most at once
+
+    bool isLocal() const;
+    bool hasTls() const { return !certificate.isEmpty(); }
+};
+
+struct HistoryConfig {
+    bool isKept = true;
+    kvlink::Duration rows = std::chrono::hours(30 * 24); ///< how long each change is kept; 0: forever
+    kvlink::Duration minutes = std::chrono::hours(400 * 24);
+    kvlink::Duration hours{0};
+    kvlink::Duration events = std::chrono::hours(400 * 24);
+    kvlink::Duration audit{0};
+    qint64 size = 0; ///< bytes of the database; 0: no limit
+};
+
+/// What somebody on this machine may do without a login.
+enum class LocalAccess : quint8 { None, Viewer, Operator, Engineer };
+
+struct AccessConfig {
+    LocalAccess local = LocalAccess::Viewer;
+    kvlink::Duration idle = std::chrono::minutes(30);  ///< a login without a request for so long ends
+    kvlink::Duration longest = std::chrono::hours(12); ///< and each one after so long
+};
+
+struct Config {
+    QString file;   ///< absolute path
+    QString folder; ///< data folder, absolute
+    ListenConfig listen;
+    HistoryConfig history;
+    AccessConfig access;
+    std::vector<PlcConfig> plcs;
+
+    qint64 tagCount() const;
+};
+
+} // namespace kvgateway

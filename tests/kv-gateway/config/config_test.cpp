@@ -1,0 +1,312 @@
+// SPDX-License-Identifier: MIT
+// Configurations: each mistake is named with its place, all of them at once.
+#include "config/config_file.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace kvgateway
+{
+namespace
+{
+
+using namespace std::chrono_literals;
+
+class Folder
+{
+public:
+    QString write(const char *name, const QByteArray &bytes) const
+    {
+        QFile file(m_folder.filePath(name));
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+        return file.fileName();
+    }
+    QString path(const char *name) const { return m_folder.filePath(name); }
+
+    // The problems as the program shows them, without the folder.
+    std::string problems(const QByteArray &toml) const
+    {
+        std::string all;
+        const LoadedConfig loaded = loadConfig(write("gateway.toml", toml));
+        for (const Problem &problem : loaded.problems)
+            all += problem.shown().remove(m_folder.path() + "/").toStdString() + "\n";
+        return all;
+    }
+
+private:
+    QTemporaryDir m_folder;
+};
+
+constexpr char onePlc[] = "[[plc]]\nname = \"line1\"\nurl = \"tcp://127.0.0.1\"\ntags = \"tags.csv\"\n";
+constexpr char tags[] = "name,address\nspeed,DM200.S\n";
+
+TEST(ConfigFile, smallestOneHasDefaults)
+{
+    const Folder folder;
+    folder.write("tags.csv", tags);
+    const LoadedConfig loaded = loadConfig(folder.write("gateway.toml", onePlc));
+    ASSERT_TRUE(loaded.problems.empty()) << loaded.problems[0].shown().toStdString();
+    const Config &config = loaded.config;
+    EXPECT_EQ(config.listen.address, "127.0.0.1");
+    EXPECT_EQ(config.listen.port, 8480);
+    EXPECT_TRUE(config.listen.isLocal());
+    EXPECT_FALSE(config.listen.hasTls());
+    EXPECT_EQ(config.folder, "/var/lib/kv-gateway");
+    EXPECT_EQ(config.access.local, LocalAccess::Viewer);
+    ASSERT_EQ(config.plcs.size(), 1u);
+    ASSERT_EQ(config.tagCount(), 1);
+    const TagConfig &tag = config.plcs[0].tags[0];
+    EXPECT_EQ(tag.name, "line1.speed");
+    EXPECT_EQ(tag.settings.address, "DM200.S");
+    EXPECT_EQ(tag.settings.period, 1s);
+    EXPECT_FALSE(tag.history);
+    EXPECT_FALSE(tag.settings.everySample);
+}
+
+TEST(ConfigFile, everyKeyIsTaken)
+{
+    const Folder folder;
+    folder.write("tags.csv", "name,address,period,group,history,min,max,on_change\n"
+                             "speed,DM200.S,200ms,drive,yes,-10,1500,no\n");
+    folder.write("cert.pem", "x");
+    folder.write("key.pem", "x");
+    const LoadedConfig loaded = loadConfig(folder.write("gateway.toml", R"(
+data = "data"
+[listen]
+address = "0.0.0.0"
+port = 0
+certificate = "cert.pem"
+key = "key.pem"
+hosts = ["panel", "panel.local"]
+connections = 50
+[history]
+enabled = false
+rows = "7d"
+minutes = "forever"
+hours = "forever"
+events = "30d"
+audit = "365d"
+size = "2GB"
+[access]
+local = "operator"
+idle = "10m"
+longest = "1h"
+[[plc]]
+name = "line1"
+url = "udp://127.0.0.1:8501"
+tags = ["tags.csv"]
+encoding = "shift-jis"
+period = "2s"
+open = "none"
+timeout = "500ms"
+gap = "10ms"
+max_block = 64
+word_order = "high"
+text_encoding = "shift-jis"
+)"));
+    ASSERT_TRUE(loaded.problems.empty()) << loaded.problems[0].shown().toStdString();
+    const Config &config = loaded.config;
+    EXPECT_EQ(config.folder, folder.path("data"));
+    EXPECT_FALSE(config.listen.isLocal());
+    EXPECT_EQ(config.listen.port, 0);
+    EXPECT_EQ(config.listen.key, folder.path("key.pem"));
+    EXPECT_EQ(config.listen.hosts, QStringList({"panel", "panel.local"}));
+    EXPECT_EQ(config.listen.connections, 50);
+    EXPECT_FALSE(config.history.isKept);
+    EXPECT_EQ(config.history.rows, 7 * 24h);
+    EXPECT_EQ(config.history.minutes, 0s);
+    EXPECT_EQ(config.history.size, 2'000'000'000);
+    EXPECT_EQ(config.access.local, LocalAccess::Operator);
+    EXPECT_EQ(config.access.idle, 10min);
+    EXPECT_EQ(config.access.longest, 1h);
+    const PlcConfig &plc = config.plcs.at(0);
+    EXPECT_EQ(plc.link.url, "udp://127.0.0.1:8501");
+    EXPECT_EQ(plc.link.open, kvlink::Open::None);
+    EXPECT_EQ(plc.link.timeout, 500ms);
+    EXPECT_EQ(plc.link.gap, 10ms);
+    EXPECT_EQ(plc.link.maxBlock, 64);
+    EXPECT_EQ(plc.link.wordOrder, kvlink::WordOrder::HighFirst);
+    EXPECT_EQ(plc.link.textEncoding, kvlink::TextEncoding::ShiftJis);
+    const TagConfig &tag = plc.tags.at(0);
+    EXPECT_EQ(tag.settings.period, 200ms);
+    EXPECT_EQ(tag.group, "drive");
+    EXPECT_TRUE(tag.history);
+    EXPECT_EQ(tag.min, -10.0);
+    EXPECT_EQ(tag.max, 1500.0);
+    EXPECT_TRUE(tag.settings.everySample);
+}
+
+TEST(ConfigFile, allMistakesAreSaidAtOnce)
+{
+    const Folder folder;
+    folder.write("tags.csv", "name,address,period\nspeed,DM200.S,1\nrun,R1016,\n");
+    EXPECT_EQ(folder.problems("[listen]\nport = \"80\"\n[[plc]]\nname = \"line1\"\nperod = \"1s\"\n"
+                              "url = \"tcp://127.0.0.1\"\ntags = \"tags.csv\"\n"),
+              "gateway.toml:2:8: port must be a whole number from 0 to 65535, without quotes\n"
+              "tags.csv:2: period: '1' has no unit: write 1ms or 1s\n"
+              "tags.csv:3: R1016: the last two digits are the bit, 00 to 15; after R1015 comes R1100\n"
+              "gateway.toml:5:1: unknown key \"perod\" in [[plc]]; did you mean \"period\"?\n");
+}
+
+struct BadRow {
+    const char *row;
+    QByteArray toml;
+    const char *problem;
+};
+
+class BadConfig : public testing::TestWithParam<BadRow>
+{
+};
+
+TEST_P(BadConfig, isNamedWithItsPlace)
+{
+    const Folder folder;
+    folder.write("tags.csv", tags);
+    EXPECT_EQ(folder.problems(GetParam().toml), GetParam().problem + std::string("\n"));
+}
+
+QByteArray with(const char *plcLine)
+{
+    return QByteArray(onePlc) + plcLine + "\n";
+}
+
+const BadRow badRows[] = {
+    {"unknownSection", QByteArray(onePlc) + "[lisen]\nport = 1\n",
+     "gateway.toml:5:2: unknown key \"lisen\"; did you mean \"listen\"?"},
+    {"unknownKeyFarFromAll", with("colour = 5"), "gateway.toml:5:1: unknown key \"colour\" in [[plc]]"},
+    {"sectionAsKey", QByteArray("listen = 5\n") + onePlc,
+     "gateway.toml:1:10: listen is a section: write [listen] on a line of its own, and its keys below"},
+    {"onePairOfBrackets", "[plc]\nname = \"line1\"\n",
+     "gateway.toml:1:1: write [[plc]], with two brackets, on a line of its own for each plc"},
+    {"address", QByteArray("[listen]\naddress = \"everywhere\"\n") + onePlc,
+     "gateway.toml:2:11: \"everywhere\" is not an address: write 127.0.0.1, 0.0.0.0, ::1 or ::"},
+    {"portTooLarge", QByteArray("[listen]\nport = 65536\n") + onePlc,
+     "gateway.toml:2:8: port must be a whole number from 0 to 65535, without quotes"},
+    {"certificateAlone", QByteArray("[listen]\ncertificate = \"tags.csv\"\n") + onePlc,
+     "gateway.toml:2:15: TLS needs both: certificate and key"},
+    {"yesInQuotes", QByteArray("[history]\nenabled = \"yes\"\n") + onePlc,
+     "gateway.toml:2:11: enabled must be true or false, without quotes"},
+    {"durationWithoutQuotes", QByteArray("[history]\nrows = 30\n") + onePlc,
+     "gateway.toml:2:8: rows must be a time in quotes, as in \"500ms\""},
+    {"durationWithoutUnit", QByteArray("[history]\nrows = \"30\"\n") + onePlc,
+     "gateway.toml:2:8: rows: '30' has no unit: write 30ms or 30s"},
+    {"durationTooShort", QByteArray("[history]\nrows = \"1s\"\n") + onePlc,
+     "gateway.toml:2:8: rows must be from 1h to 36500d, and is 1s"},
+    {"periodForever", with("period = \"forever\""),
+     "gateway.toml:5:10: period: 'forever' is not a time: write 500ms, 2s, 1.5m, 1h or 30d"},
+    {"size", QByteArray("[history]\nsize = \"2 gigs\"\n") + onePlc,
+     "gateway.toml:2:8: size must be a size in quotes, as in \"500MB\" or \"2GB\", or \"unlimited\""},
+    {"choice", with("word_order = \"hihg\""),
+     "gateway.toml:5:14: word_order must be one of \"low\", \"high\"; did you mean \"high\"?"},
+    {"noPlc", "data = \"x\"\n", "gateway.toml:1:1: there is no PLC: add [[plc]] with a name, a url and tags"},
+    {"noName", "[[plc]]\nurl = \"tcp://127.0.0.1\"\ntags = \"tags.csv\"\n",
+     "gateway.toml:1:1: a [[plc]] has no name: add name = \"line1\""},
+    {"nameWithDot", "[[plc]]\nname = \"a.b\"\nurl = \"tcp://127.0.0.1\"\ntags = \"tags.csv\"\n",
+     "gateway.toml:2:8: the name \"a.b\" may have letters, digits, '-' and '_' only, and at most 40 of them"},
+    {"noUrl", "[[plc]]\nname = \"a\"\ntags = \"tags.csv\"\n",
+     "gateway.toml:1:1: the PLC \"a\" has no address: add url = \"tcp://192.168.0.10\""},
+    {"noTags", "[[plc]]\nname = \"a\"\nurl = \"tcp://127.0.0.1\"\n",
+     "gateway.toml:1:1: the PLC \"a\" has no tags: add tags = \"FILE.csv\""},
+    {"twoNames",
+     QByteArray(onePlc) + "[[plc]]\nname = \"line1\"\nurl = \"tcp://127.0.0.2\"\ntags = \"tags.csv\"\n",
+     "gateway.toml:6:8: two PLCs are called \"line1\""},
+    {"twoUrls",
+     QByteArray(onePlc) + "[[plc]]\nname = \"line2\"\nurl = \"tcp://127.0.0.1\"\ntags = \"tags.csv\"\n",
+     "gateway.toml:7:7: plc \"line2\" has the address of plc \"line1\" (tcp://127.0.0.1)"},
+    {"tagFileTwice",
+     "[[plc]]\nname = \"a\"\nurl = \"tcp://127.0.0.1\"\ntags = [\"tags.csv\", \"tags.csv\"]\n",
+     "gateway.toml:4:8: the tag \"a.speed\" is in two of the files"},
+    {"numberAmongTexts", "[[plc]]\nname = \"a\"\nurl = \"tcp://127.0.0.1\"\ntags = [\"tags.csv\", 5]\n",
+     "gateway.toml:4:21: tags must be a list of texts in quotes"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rows, BadConfig, testing::ValuesIn(badRows),
+                         [](const auto &row) { return std::string(row.param.row); });
+
+struct BadTagRow {
+    const char *row;
+    QByteArray file;
+    const char *problem;
+};
+
+class BadGatewayTag : public testing::TestWithParam<BadTagRow>
+{
+};
+
+TEST_P(BadGatewayTag, isNamedWithItsLine)
+{
+    const Folder folder;
+    folder.write("tags.csv", GetParam().file);
+    EXPECT_EQ(folder.problems(onePlc), GetParam().problem + std::string("\n"));
+}
+
+const BadTagRow badTagRows[] = {
+    {"misspeltColumn", "name,address,histroy\na,DM1,yes\n",
+     "tags.csv:1: the column 'histroy' is not known; did you mean 'history'?; the columns are name, address, "
+     "type, "
+     "station, scale, offset, unit, rw, deadband, comment, command, period, group, history, min, max, "
+     "on_change"},
+    {"station", "name,address\na,2/DM1\n",
+     "tags.csv:2: 'a' has a station: a tag file belongs to one PLC; leave the station out"},
+    {"comma", "name,address\n\"a,b\",DM1\n",
+     "tags.csv:2: the name 'a,b' has a comma, '*', '?' or a character that cannot be seen"},
+    {"star", "name,address\na*,DM1\n",
+     "tags.csv:2: the name 'a*' has a comma, '*', '?' or a character that cannot be seen"},
+    {"periodTooLong", "name,address,period\na,DM1,2d\n",
+     "tags.csv:2: period '2d': from 1ms to 24h is possible"},
+    {"history", "name,address,history\na,DM1,perhaps\n",
+     "tags.csv:2: history 'perhaps': yes or no is expected"},
+    {"min", "name,address,min\na,DM1,low\n", "tags.csv:2: min 'low' is not a number"},
+    {"limitOfABit", "name,address,max\na,R5,1\n",
+     "tags.csv:2: max has no meaning for R5, which is not a number: leave it empty"},
+    {"minAboveMax", "name,address,min,max\na,DM1,6,5\n", "tags.csv:2: min 6 is above max 5"},
+    {"deadbandOfEverySample", "name,address,deadband,on_change\na,DM1,2,no\n",
+     "tags.csv:2: on_change 'no' reports every answer, and a deadband leaves answers out: take one of them"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rows, BadGatewayTag, testing::ValuesIn(badTagRows),
+                         [](const auto &row) { return std::string(row.param.row); });
+
+TEST(ConfigFile, syntaxIsNamedWithItsPlace)
+{
+    const Folder folder;
+    const std::string problems = folder.problems("[listen\nport = 1\n");
+    EXPECT_EQ(problems.rfind("gateway.toml:1:8: ", 0), 0u) << problems;
+}
+
+TEST(ConfigFile, wrongUrlIsNamed)
+{
+    const Folder folder;
+    folder.write("tags.csv", tags);
+    const std::string problems =
+        folder.problems("[[plc]]\nname = \"a\"\nurl = \"tcp://192.168.1\"\ntags = \"tags.csv\"\n");
+    EXPECT_EQ(problems.rfind("gateway.toml:3:7: ", 0), 0u) << problems;
+    EXPECT_NE(problems.find("192.168.1"), std::string::npos);
+}
+
+TEST(ConfigFile, missingFilesAreNamed)
+{
+    const Folder folder;
+    EXPECT_NE(loadConfig(folder.path("none.toml")).problems.at(0).shown().indexOf("cannot be read"), -1);
+    const std::string problems = folder.problems(onePlc);
+    EXPECT_EQ(problems.rfind("tags.csv: the tag file ", 0), 0u) << problems;
+    EXPECT_NE(folder.problems(QByteArray("[listen]\ncertificate = \"c.pem\"\nkey = \"tags.csv\"\n") + onePlc)
+                  .find("gateway.toml:2:15: certificate: "),
+              std::string::npos);
+}
+
+TEST(ConfigFile, aLinkIsTheSameWhateverItsTagsAre)
+{
+    PlcConfig one, other;
+    one.name = other.name = "line1";
+    one.link.url = other.link.url = "tcp://127.0.0.1";
+    other.tags.resize(2);
+    EXPECT_TRUE(one.hasLinkOf(other));
+    other.link.timeout = 2s;
+    EXPECT_FALSE(one.hasLinkOf(other));
+}
+
+} // namespace
+} // namespace kvgateway

@@ -25,11 +25,9 @@ auto fieldsOf(const kvlink::LinkSettings &link)
 
 } // namespace
 
-bool TagConfig::operator==(const TagConfig &other) const
+bool TagConfig::readsLike(const TagConfig &other) const
 {
-    return std::tie(name, group, comment, history, min, max) ==
-               std::tie(other.name, other.group, other.comment, other.history, other.min, other.max) &&
-           fieldsOf(settings) == fieldsOf(other.settings);
+    return name == other.name && fieldsOf(settings) == fieldsOf(other.settings);
 }
 
 bool PlcConfig::hasLinkOf(const PlcConfig &other) const

@@ -23,7 +23,8 @@ struct TagConfig {
     std::optional<double> min;    ///< a write below is refused, as shown
     std::optional<double> max;
 
-    bool operator==(const TagConfig &other) const;
+    /// kvlink would do the same with both.
+    bool readsLike(const TagConfig &other) const;
 };
 
 struct PlcConfig {

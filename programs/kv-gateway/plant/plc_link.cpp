@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: MIT
+#include "plc_link.h"
+
+#include <QSet>
+
+namespace kvgateway
+{
+
+PlcLink::PlcLink(const PlcConfig &config)
+    : m_config(config), m_plc(std::make_unique<kvlink::Plc>(config.link))
+{
+    m_config.tags.clear();
+}
+
+PlcLink::~PlcLink()
+{
+    if (m_stopper.joinable())
+        m_stopper.join();
+}
+
+std::unique_ptr<PlcLink> PlcLink::build(const PlcConfig &config, QString &problem)
+{
+    std::unique_ptr<PlcLink> link(new PlcLink(config));
+    problem = link->m_plc->problem();
+    if (!problem.isEmpty())
+        problem = QStringLiteral("plc \"%1\": %2").arg(config.name, problem);
+    if (!problem.isEmpty() || !link->prepare(config, problem))
+        return nullptr;
+    return link;
+}
+
+bool PlcLink::prepare(const PlcConfig &config, QString &problem)
+{
+    QHash<QString, int> known;
+    for (std::size_t i = 0; i < m_tags.size(); ++i)
+        known.insert(m_config.tags[i].name, int(i));
+    std::vector<kvlink::TagSettings> missing;
+    std::vector<std::size_t> places;
+    m_nextTags.assign(config.tags.size(), {});
+    for (std::size_t i = 0; i < config.tags.size(); ++i) {
+        const int old = known.value(config.tags[i].name, -1);
+        if (old >= 0 && m_config.tags[std::size_t(old)].readsLike(config.tags[i])) {
+            m_nextTags[i] = m_tags[std::size_t(old)];
+        } else {
+            missing.push_back(config.tags[i].settings);
+            places.push_back(i);
+        }
+    }
+    QStringList problems;
+    m_added = m_plc->addTags(missing, &problems);
+    for (std::size_t i = 0; i < m_added.size(); ++i) {
+        m_nextTags[places[i]] = m_added[i];
+        if (!m_added[i].isValid() && problem.isEmpty())
+            problem = QStringLiteral("%1: %2").arg(config.tags[places[i]].name, problems.value(int(i)));
+    }
+    m_nextConfig = std::make_unique<PlcConfig>(config);
+    if (!problem.isEmpty())
+        rollBack();
+    return problem.isEmpty();
+}
+
+void PlcLink::commit()
+{
+    QSet<kvlink::Tag> kept;
+    for (const kvlink::Tag tag : m_nextTags)
+        kept.insert(tag);
+    for (const kvlink::Tag tag : m_tags) {
+        if (!kept.contains(tag))
+            m_plc->removeTag(tag);
+    }
+    m_config = *m_nextConfig;
+    m_tags = std::move(m_nextTags);
+    m_nextConfig.reset();
+    m_added.clear();
+    m_orders.clear();
+    for (std::size_t i = 0; i < m_tags.size(); ++i)
+        m_orders.insert(m_tags[i], int(i));
+}
+
+void PlcLink::rollBack()
+{
+    for (const kvlink::Tag tag : m_added) {
+        if (tag.isValid())
+            m_plc->removeTag(tag);
+    }
+    m_added.clear();
+    m_nextTags.clear();
+    m_nextConfig.reset();
+}
+
+int PlcLink::indexOf(kvlink::Tag tag) const
+{
+    const int order = m_orders.value(tag, -1);
+    return order < 0 ? -1 : m_firstIndex + order;
+}
+
+void PlcLink::beginStop(std::function<void()> whenStopped)
+{
+    if (m_stopper.joinable())
+        return;
+    m_stopper = std::thread([plc = m_plc.get(), whenStopped = std::move(whenStopped)] {
+        plc->stop();
+        whenStopped();
+    });
+}
+
+void PlcLink::endStop()
+{
+    if (m_stopper.joinable())
+        m_stopper.join();
+    while (m_plc->waitForChange(kvlink::Duration(0))) {
+    }
+}
+
+} // namespace kvgateway

@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: MIT
+// The link to one PLC of the plant: its tags in kvlink's hands, and their places in the table.
+#pragma once
+
+#include "config/config.h"
+
+#include <kvlink/plc.h>
+
+#include <functional>
+#include <memory>
+#include <thread>
+
+namespace kvgateway
+{
+
+/// One thread, that of the plant.
+class PlcLink
+{
+public:
+    /// Builds the link, prepared; nothing is dialled yet.
+    /// \return nullptr with a problem
+    static std::unique_ptr<PlcLink> build(const PlcConfig &config, QString &problem);
+    ~PlcLink();
+
+    const PlcConfig &config() const { return m_config; }
+    kvlink::Plc &plc() { return *m_plc; }
+
+    /// Adds those tags of a new configuration that it does not have yet; the others go on.
+    /// \return false with a problem, and nothing was changed
+    bool prepare(const PlcConfig &config, QString &problem);
+    /// Puts the prepared configuration in place of the old one, whose other tags go.
+    void commit();
+    /// Takes back what prepare() added.
+    void rollBack();
+
+    /// Its tags stand in the table from here on, in the order of the configuration.
+    void setFirstIndex(int index) { m_firstIndex = index; }
+    /// -1: no longer, or not yet, in the table
+    int indexOf(kvlink::Tag tag) const;
+    /// \param index in the table
+    kvlink::Tag tagAt(int index) const { return m_tags[std::size_t(index - m_firstIndex)]; }
+
+    /// Stops the link in a thread of its own, which takes up to 0.5 s and then calls \a whenStopped.
+    /// A second call does nothing.
+    void beginStop(std::function<void()> whenStopped);
+    /// Waits for that thread, and gives out the last signals.
+    void endStop();
+
+private:
+    explicit PlcLink(const PlcConfig &config);
+
+    PlcConfig m_config;
+    std::unique_ptr<kvlink::Plc> m_plc;
+    std::vector<kvlink::Tag> m_tags; ///< in the order of the configuration
+    std::unique_ptr<PlcConfig> m_nextConfig;
+    std::vector<kvlink::Tag> m_nextTags;
+    std::vector<kvlink::Tag> m_added;
+    QHash<kvlink::Tag, int> m_orders; ///< where a tag stands in the configuration
+    int m_firstIndex = 0;
+    std::thread m_stopper;
+};
+
+} // namespace kvgateway

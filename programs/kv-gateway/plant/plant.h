@@ -16,8 +16,8 @@
 namespace kvgateway
 {
 
-/// A button that is held down by a client: renewed more often than every 0.5 s, or it releases by
-/// itself.
+/// A button that is held down by a client: renewed more often than every 0.5 s, or it
+/// releases by itself.
 using ButtonId = quint64; ///< above 0
 
 class Plant : public QObject
@@ -27,8 +27,8 @@ public:
     explicit Plant(PlantObserver &observer);
     ~Plant() override;
 
-    /// Makes the plant what \a config says: links whose settings stay are not dropped, nor are their
-    /// samples. All or nothing.
+    /// Makes the plant what \a config says: links whose settings stay are not dropped, nor are
+    /// their samples. All or nothing.
     /// \return false with a problem, and nothing was changed
     bool apply(const Config &config, QString &problem);
     /// Values of an earlier run, before the first apply().

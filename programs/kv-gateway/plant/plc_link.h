@@ -40,8 +40,8 @@ public:
     /// \param index in the table
     kvlink::Tag tagAt(int index) const { return m_tags[std::size_t(index - m_firstIndex)]; }
 
-    /// Stops the link in a thread of its own, which takes up to 0.5 s and then calls \a whenStopped.
-    /// A second call does nothing.
+    /// Stops the link in a thread of its own, which takes up to 0.5 s and then calls \a
+    /// whenStopped. A second call does nothing.
     void beginStop(std::function<void()> whenStopped);
     /// Waits for that thread, and gives out the last signals.
     void endStop();

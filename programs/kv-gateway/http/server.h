@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+// The HTTP server: libmicrohttpd with one thread. A request that takes longer is put aside and
+// answered later, by any thread; a stream that has nothing to send is put aside until it is woken.
+#pragma once
+
+#include "message.h"
+
+#include <mutex>
+#include <set>
+
+struct MHD_Connection;
+struct MHD_Daemon;
+
+namespace kvgateway
+{
+
+class HttpServer;
+struct HttpExchange;
+struct HttpStream;
+
+/// Where the answer to a request goes. Any thread, once; a second answer is dropped.
+class Reply
+{
+public:
+    void send(Response response);
+
+private:
+    friend class HttpServer;
+    friend struct HttpExchange;
+
+    std::mutex m_mutex;
+    std::optional<Response> m_response;
+    MHD_Connection *m_suspended = nullptr; ///< put aside, and to be resumed
+    bool m_isSent = false;
+};
+
+/// In the thread of the server. Never waits: what takes long is handed on with the reply.
+using HttpHandler = std::function<void(const Request &request, const std::shared_ptr<Reply> &reply)>;
+
+struct ServerSettings {
+    QString address;
+    quint16 port = 0;
+    QByteArray certificate; ///< PEM; empty: no TLS
+    QByteArray key;
+    int mostConnections = 200;
+    int mostOfOnePeer = 100;
+    int mostBytes = 64 * 1024; ///< of a request's body
+    int idleSeconds = 30;      ///< a connection on which nothing moves is closed
+};
+
+/// Made and ended by one thread.
+class HttpServer
+{
+public:
+    HttpServer(ServerSettings settings, HttpHandler handler);
+    ~HttpServer();
+    HttpServer(const HttpServer &) = delete;
+    HttpServer &operator=(const HttpServer &) = delete;
+
+    /// \return false with a problem: the port is in use, the certificate is not one
+    bool start(QString &problem);
+    /// Answers what was put aside with 503, ends all streams and closes all connections.
+    void stop();
+
+    quint16 port() const;
+    int streams() const;
+    /// Any thread: asks all streams that wait again.
+    void wakeStreams();
+
+private:
+    friend struct HttpExchange;
+    friend struct HttpStream;
+
+    bool isStopping() const;
+    void remember(const std::shared_ptr<Reply> &reply);
+
+    ServerSettings m_settings;
+    HttpHandler m_handler;
+    MHD_Daemon *m_daemon = nullptr;
+    mutable std::mutex m_mutex;
+    std::set<std::shared_ptr<Reply>> m_open;
+    std::set<HttpStream *> m_streams;
+    bool m_isStopping = false;
+};
+
+} // namespace kvgateway

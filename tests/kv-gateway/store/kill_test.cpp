@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: MIT
+// A store that is killed at any moment loses at most a second, and its databases stay whole.
+// KV_KILLS sets how often it is killed: KV_KILLS=200 kv_gateway_store_tests --gtest_filter=Kill.*
+#include "store/database.h"
+#include "store/store.h"
+
+#include "fake_clock.h"
+
+#include <gtest/gtest.h>
+
+#include <QFile>
+
+#include <csignal>
+#include <random>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace kvgateway
+{
+namespace
+{
+
+using namespace std::chrono_literals;
+
+constexpr int killsOfATest = 12;
+constexpr auto lossAllowed = 1s;
+constexpr auto longestLife = 1400ms;
+constexpr int tags = 50;
+constexpr qint64 burst = 100; // rows together, of which one is audited
+
+// A row that the child handed to its store.
+struct Told {
+    qint64 value;
+    qint64 steadyNs;
+};
+
+qint64 steadyNs()
+{
+    return std::chrono::steady_clock::now().time_since_epoch().count();
+}
+
+// Adds rows as fast as a plant does, and tells each one once it is handed over.
+[[noreturn]] void live(const QString &folder, int out, qint64 first)
+{
+    StoreSettings settings;
+    settings.folder = folder;
+    const MachineClock clock;
+    Store store(settings, clock);
+    QString problem;
+    if (!store.start(problem)) {
+        std::fprintf(stderr, "%s\n", qPrintable(problem));
+        ::_exit(1);
+    }
+    for (qint64 value = first;; ++value) {
+        kvlink::Sample sample = good(0, value);
+        sample.time = clock.wall();
+        store.addHistory({{QStringLiteral("tag%1").arg(value % tags), sample}});
+        AuditRow row;
+        row.newValue = value;
+        if (value % burst == 0)
+            store.addAudit(row);
+        const Told told{value, steadyNs()};
+        if (::write(out, &told, sizeof told) != sizeof told)
+            ::_exit(1);
+        if (value % burst == 0)
+            std::this_thread::sleep_for(5ms);
+    }
+}
+
+// What a child told until it was killed after \a life.
+std::vector<Told> killAfter(std::chrono::microseconds life, const QString &folder, qint64 first,
+                            qint64 &killedNs)
+{
+    int pipe[2];
+    EXPECT_EQ(::pipe(pipe), 0);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::close(pipe[0]);
+        live(folder, pipe[1], first);
+    }
+    ::close(pipe[1]);
+    std::vector<Told> told;
+    const auto end = std::chrono::steady_clock::now() + life;
+    std::thread killer([&] {
+        std::this_thread::sleep_until(end);
+        ::kill(child, SIGKILL);
+        killedNs = steadyNs();
+    });
+    Told one{};
+    while (::read(pipe[0], &one, sizeof one) == sizeof one)
+        told.push_back(one);
+    killer.join();
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status)) << "the child ended by itself";
+    ::close(pipe[0]);
+    return told;
+}
+
+std::unique_ptr<Database> openFile(const QString &folder, const char *name)
+{
+    OpenProblem problem;
+    auto database = Database::open(folder + QLatin1String(name), Database::Use::Read, 0, problem);
+    EXPECT_NE(database, nullptr) << problem.text.toStdString();
+    return database;
+}
+
+void expectWhole(Database &database)
+{
+    Statement check(database, "PRAGMA integrity_check");
+    ASSERT_TRUE(check.step()) << database.problem().toStdString();
+    EXPECT_EQ(check.text(0), QStringLiteral("ok"));
+}
+
+TEST(Kill, LosesAtMostASecondAndLeavesWholeDatabases)
+{
+    const char *wanted = std::getenv("KV_KILLS");
+    const int kills = wanted == nullptr ? killsOfATest : std::max(1, std::atoi(wanted));
+    const QTemporaryDir folder;
+    std::mt19937 random(std::random_device{}());
+    std::uniform_int_distribution<qint64> lives(0, std::chrono::microseconds(longestLife).count());
+    const int longLife = kills / 2; // at least this one is judged
+    qint64 next = 1;
+    std::size_t mostLost = 0;
+    int judged = 0; // lived for longer than may be lost
+    for (int round = 0; round < kills; ++round) {
+        const auto life = round == longLife ? longestLife : std::chrono::microseconds(lives(random));
+        SCOPED_TRACE("killed after " + std::to_string(life.count()) + " us");
+        qint64 killedNs = 0;
+        const std::vector<Told> told = killAfter(life, folder.path(), next, killedNs);
+        if (!told.empty())
+            next = told.back().value + 1;
+        if (!QFile::exists(folder.path() + "/history.sqlite"))
+            continue; // killed before it had made one
+        const auto history = openFile(folder.path(), "/history.sqlite");
+        const auto journal = openFile(folder.path(), "/journal.sqlite");
+        expectWhole(*history);
+        expectWhole(*journal);
+        if (told.empty())
+            continue;
+        const qint64 due = killedNs - std::chrono::nanoseconds(lossAllowed).count();
+        const auto firstLate =
+            std::find_if(told.begin(), told.end(), [due](const Told &one) { return one.steadyNs > due; });
+        const qint64 newest = history->number("SELECT max(value) FROM history WHERE quality = 'good'");
+        const qint64 newestAudit = journal->number("SELECT max(new_value) FROM audit");
+        if (firstLate != told.begin()) {
+            const qint64 mustBeThere = (firstLate - 1)->value;
+            EXPECT_GE(newest, mustBeThere);
+            EXPECT_GT(newestAudit, mustBeThere - burst);
+            ++judged;
+        }
+        mostLost = std::max(mostLost, std::size_t(told.back().value - std::min(newest, told.back().value)));
+        // What is there has no holes since this child began, and nothing is there twice.
+        const qint64 first = told.front().value;
+        const QByteArray from = QByteArray::number(first);
+        const qint64 rows = history->number(
+            QByteArray("SELECT count(*) FROM history WHERE quality = 'good' AND value >= " + from));
+        EXPECT_EQ(rows, std::max<qint64>(0, newest - first + 1));
+        EXPECT_EQ(history->number("SELECT count(*) - count(DISTINCT seq) FROM history"), 0);
+        next = std::max(next, newest + 1);
+    }
+    // Roll-ups and rows tell the same: nothing was rolled up twice, or not at all.
+    const auto history = openFile(folder.path(), "/history.sqlite");
+    const qint64 samples = history->number("SELECT count(*) FROM samples WHERE quality = 1");
+    EXPECT_EQ(history->number("SELECT sum(count) FROM minutes"), samples);
+    EXPECT_EQ(history->number("SELECT sum(count) FROM hours"), samples);
+    RecordProperty("mostRowsLost", int(mostLost));
+    EXPECT_GT(judged, 0) << "no child lived long enough; run it again";
+}
+
+} // namespace
+} // namespace kvgateway

@@ -59,7 +59,7 @@ struct Login {
 
 struct TokenCheck {
     std::optional<Identity> identity; ///< none: unknown or expired
-    kvlink::Duration retryAfter{};    ///< above 0: too many wrong tokens from this address; not looked at
+    kvlink::Duration retryAfter{};    ///< above 0: too many wrong ones from this address; say so, not more
 };
 
 /// Every call from any thread. Only logIn(), addUser() and setPassword() take long (a password is

@@ -48,4 +48,14 @@ qint64 Config::tagCount() const
     return count;
 }
 
+QString Config::sizeText() const
+{
+    const qint64 count = tagCount();
+    return QStringLiteral("%1 %2, %3 %4")
+        .arg(plcs.size())
+        .arg(plcs.size() == 1 ? QStringLiteral("PLC") : QStringLiteral("PLCs"))
+        .arg(count)
+        .arg(count == 1 ? QStringLiteral("tag") : QStringLiteral("tags"));
+}
+
 } // namespace kvgateway

@@ -76,6 +76,8 @@ struct Config {
     std::vector<PlcConfig> plcs;
 
     qint64 tagCount() const;
+    /// "3 PLCs, 300 tags".
+    QString sizeText() const;
 };
 
 } // namespace kvgateway

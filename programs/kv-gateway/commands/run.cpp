@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+// `run`: the service, until TERM.
+#include "commands.h"
+
+#include "service/gateway.h"
+#include "service/log.h"
+#include "service/notify.h"
+#include "service/unix_signals.h"
+
+#include <QCoreApplication>
+
+namespace kvgateway
+{
+
+int runService(const CommandLine &line)
+{
+    Gateway gateway({line.file, line.driver, line.isInsecure});
+    const UnixSignals signalsOfSystem([] { QCoreApplication::quit(); },
+                                      [&gateway] {
+                                          notifyManager("RELOADING=1");
+                                          gateway.reload(QStringLiteral("HUP"));
+                                          notifyManager("READY=1");
+                                      });
+    const QStringList problems = gateway.start();
+    for (const QString &problem : problems)
+        logLine(LogLevel::Error, problem);
+    if (!problems.isEmpty())
+        return 1;
+    QTimer watchdog;
+    if (const auto period = watchdogPeriod()) {
+        QObject::connect(&watchdog, &QTimer::timeout, &watchdog, [] { notifyManager("WATCHDOG=1"); });
+        watchdog.start(std::chrono::duration_cast<std::chrono::milliseconds>(*period / 2));
+    }
+    logLine(LogLevel::Info,
+            QStringLiteral("listening on %1 port %2").arg(gateway.address()).arg(gateway.port()));
+    notifyManager("READY=1");
+    QCoreApplication::exec();
+    notifyManager("STOPPING=1");
+    gateway.stop();
+    return 0;
+}
+
+} // namespace kvgateway

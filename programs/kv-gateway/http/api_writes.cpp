@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: MIT
+// Writes and push buttons. A write that is not done is never answered with success: a client that
+// looks at the status alone does not take it for carried out.
+#include "api.h"
+#include "arguments.h"
+#include "tag_choice.h"
+
+#include "text/json_text.h"
+#include "text/time_text.h"
+
+#include <QRegularExpression>
+#include <QUuid>
+
+namespace kvgateway
+{
+
+namespace
+{
+
+constexpr double longestExpiry = 3600;
+constexpr int longestCorrelation = 100;
+
+struct OutcomeRow {
+    kvlink::Outcome outcome;
+    int status;
+};
+
+// clang-format off
+constexpr OutcomeRow outcomeRows[] = {
+    {kvlink::Outcome::Done,    200},
+    {kvlink::Outcome::Refused, 502}, // the PLC answered an error
+    {kvlink::Outcome::NotSent, 409}, // nothing left this host: it may be sent again
+    {kvlink::Outcome::Unknown, 504}, // it may have been carried out
+};
+// clang-format on
+
+int statusOf(kvlink::Outcome outcome)
+{
+    for (const OutcomeRow &row : outcomeRows) {
+        if (row.outcome == outcome)
+            return row.status;
+    }
+    return 500;
+}
+
+Response responseTo(const WriteReport &report)
+{
+    QJsonObject object{{QStringLiteral("tag"), report.order.tag},
+                       {QStringLiteral("outcome"), kvlink::outcomeName(report.outcome)},
+                       {QStringLiteral("correlation"), report.order.correlation}};
+    if (report.reason != kvlink::Reason::None)
+        object[QStringLiteral("reason")] = kvlink::reasonText(report.reason);
+    if (report.time != kvlink::WallTime{})
+        object[QStringLiteral("time")] = timeText(report.time);
+    if (report.outcome != kvlink::Outcome::Done)
+        return problemResponse(statusOf(report.outcome), report.text, object);
+    object[QStringLiteral("text")] = report.text;
+    return jsonResponse(object);
+}
+
+bool takeCorrelation(const QJsonObject &body, WriteOrder &order, Response &refusal)
+{
+    static const QRegularExpression shape(QStringLiteral("^[A-Za-z0-9._:-]{1,%1}$").arg(longestCorrelation));
+    if (!body.contains(QStringLiteral("correlation"))) {
+        order.correlation = QUuid::createUuid().toString(QUuid::WithoutBraces);
+        return true;
+    }
+    order.correlation = body.value(QStringLiteral("correlation")).toString();
+    if (shape.match(order.correlation).hasMatch())
+        return true;
+    refusal = problemResponse(
+        400,
+        QStringLiteral("correlation must have 1 to %1 letters, digits and . _ : -").arg(longestCorrelation));
+    return false;
+}
+
+bool takeExpiry(const QJsonObject &body, WriteOrder &order, Response &refusal)
+{
+    if (!body.contains(QStringLiteral("expires")))
+        return true;
+    const double seconds = body.value(QStringLiteral("expires")).toDouble(-1);
+    if (seconds > 0 && seconds <= longestExpiry) {
+        order.expires = std::chrono::duration_cast<kvlink::Duration>(std::chrono::duration<double>(seconds));
+        return order.expires > kvlink::Duration(0);
+    }
+    refusal = problemResponse(
+        400, QStringLiteral("expires must be seconds, above 0 and up to %1").arg(longestExpiry));
+    return false;
+}
+
+// What both a write and a press bring.
+std::optional<WriteOrder> orderOf(const Request &request, const Caller &caller, const LiveTable &table,
+                                  const QJsonObject &body, Response &refusal)
+{
+    WriteOrder order;
+    order.tag = body.value(QStringLiteral("tag")).toString();
+    order.who = caller.name;
+    order.from = request.peer;
+    if (table.find(order.tag) < 0) {
+        refusal = problemResponse(
+            404, QStringLiteral("there is no tag \"%1\"%2").arg(order.tag, nearTag(table, order.tag)));
+        return std::nullopt;
+    }
+    if (!takeCorrelation(body, order, refusal) || !takeExpiry(body, order, refusal))
+        return std::nullopt;
+    return order;
+}
+
+Response buttonGone()
+{
+    return problemResponse(
+        410, QStringLiteral("this button is released: it was not renewed for 0.5 s, or belongs to "
+                            "somebody else; press again"));
+}
+
+} // namespace
+
+void Api::postWrite(const CallPtr &call)
+{
+    Response refusal;
+    const auto body = objectBody(call->request, {"tag", "value", "expires", "correlation"}, refusal);
+    auto order =
+        body ? orderOf(call->request, call->caller, *m_parts.plant.table(), *body, refusal) : std::nullopt;
+    if (!order)
+        return call->reply->send(std::move(refusal));
+    QString problem;
+    const auto value = valueFromJson(body->value(QStringLiteral("value")), problem);
+    if (!value)
+        return call->reply->send(problemResponse(400, problem));
+    order->value = *value;
+    onPlant([this, call, order = *order] {
+        m_parts.plant.write(order,
+                            [call](const WriteReport &report) { call->reply->send(responseTo(report)); });
+    });
+}
+
+void Api::postButton(const CallPtr &call)
+{
+    Response refusal;
+    const auto body = objectBody(call->request, {"tag", "correlation"}, refusal);
+    const auto order =
+        body ? orderOf(call->request, call->caller, *m_parts.plant.table(), *body, refusal) : std::nullopt;
+    if (!order)
+        return call->reply->send(std::move(refusal));
+    onPlant([this, call, order = *order] {
+        const ButtonId button = m_parts.plant.press(
+            order, [call](const WriteReport &report) { call->reply->send(responseTo(report)); });
+        if (button == 0)
+            return;
+        constexpr double lease = 0.5;
+        call->reply->send(jsonResponse({{QStringLiteral("button"), qint64(button)},
+                                        {QStringLiteral("tag"), order.tag},
+                                        {QStringLiteral("correlation"), order.correlation},
+                                        {QStringLiteral("lease"), lease}},
+                                       201));
+    });
+}
+
+void Api::renewButton(const CallPtr &call)
+{
+    onPlant([this, call] {
+        const bool isDown = m_parts.plant.renew(call->rest.toULongLong(), call->caller.name);
+        call->reply->send(isDown ? emptyResponse() : buttonGone());
+    });
+}
+
+void Api::releaseButton(const CallPtr &call)
+{
+    onPlant([this, call] {
+        const bool isDown = m_parts.plant.release(call->rest.toULongLong(), call->caller.name);
+        call->reply->send(isDown ? emptyResponse() : buttonGone());
+    });
+}
+
+} // namespace kvgateway

@@ -1,0 +1,203 @@
+// SPDX-License-Identifier: MIT
+#include "metrics.h"
+
+#include <QLocale>
+
+namespace kvgateway
+{
+
+namespace
+{
+
+QByteArray numberText(double number)
+{
+    return QByteArray::number(number, 'g', QLocale::FloatingPointShortest);
+}
+
+double secondsOf(kvlink::Duration duration)
+{
+    return std::chrono::duration<double>(duration).count();
+}
+
+// Names, help texts and values, in this order, as the format wants them.
+class MetricsWriter
+{
+public:
+    void begin(const char *name, const char *type, const char *help)
+    {
+        m_name = name;
+        text += "# HELP " + m_name + " " + help + "\n# TYPE " + m_name + " " + type + "\n";
+    }
+    void value(double number, const QByteArray &labels = {}, const char *suffix = "")
+    {
+        text += m_name + suffix + (labels.isEmpty() ? QByteArray() : "{" + labels + "}") + " " +
+                numberText(number) + "\n";
+    }
+
+    QByteArray text;
+
+private:
+    QByteArray m_name;
+};
+
+struct PlcFigures {
+    QByteArray label; // plc="line1"
+    kvlink::LinkStatus link;
+    kvlink::LinkStatistics statistics;
+    QualityCounts qualities{};
+};
+
+using Figures = std::vector<PlcFigures>;
+
+Figures figuresOf(const Plant &plant)
+{
+    Figures all;
+    const auto table = plant.table();
+    for (int i = 0; i < int(table->plcs().size()); ++i) {
+        if (const kvlink::Plc *plc = plant.plc(i))
+            all.push_back({"plc=\"" + table->plcs()[std::size_t(i)].toLatin1() + "\"", table->link(i),
+                           plc->statistics(), table->qualities(i)});
+    }
+    return all;
+}
+
+struct CounterRow {
+    const char *name;
+    const char *help;
+    quint64 kvlink::LinkStatistics::*count;
+};
+
+// clang-format off
+constexpr CounterRow counterRows[] = {
+    {"kvlink_requests_total", "Frames sent, greetings not counted.", &kvlink::LinkStatistics::requests},
+    {"kvlink_answers_total", "Answers accepted.", &kvlink::LinkStatistics::answers},
+    {"kvlink_repeats_total", "Requests sent again.", &kvlink::LinkStatistics::repeats},
+    {"kvlink_link_losses_total", "How often the link was lost.", &kvlink::LinkStatistics::linkLosses},
+    {"kvlink_missed_passes_total", "Reads that were due and not made.", &kvlink::LinkStatistics::missedPasses},
+    {"kvlink_stray_bytes_total", "Bytes received that nobody asked for.", &kvlink::LinkStatistics::strayBytes},
+    {"kvlink_sent_bytes_total", "Bytes sent.", &kvlink::LinkStatistics::bytesSent},
+    {"kvlink_received_bytes_total", "Bytes received.", &kvlink::LinkStatistics::bytesReceived},
+};
+
+struct LabelRow {
+    const char *label;
+    quint64 kvlink::LinkStatistics::*count;
+};
+
+constexpr LabelRow failureRows[] = {
+    {"reason=\"no_answer\"", &kvlink::LinkStatistics::noAnswers},
+    {"reason=\"corrupted\"", &kvlink::LinkStatistics::corrupted},
+    {"reason=\"plc_error\"", &kvlink::LinkStatistics::plcErrors},
+};
+
+constexpr LabelRow outcomeRows[] = {
+    {"outcome=\"done\"", &kvlink::LinkStatistics::writesDone},
+    {"outcome=\"refused\"", &kvlink::LinkStatistics::writesRefused},
+    {"outcome=\"not_sent\"", &kvlink::LinkStatistics::writesNotSent},
+    {"outcome=\"unknown\"", &kvlink::LinkStatistics::writesUnknown},
+};
+// clang-format on
+
+void writeLinks(MetricsWriter &out, const Figures &all)
+{
+    out.begin("kvlink_link_up", "gauge", "1 while the link to the PLC is ready.");
+    for (const PlcFigures &plc : all)
+        out.value(plc.link.isReady() ? 1 : 0, plc.label);
+    for (const CounterRow &row : counterRows) {
+        out.begin(row.name, "counter", row.help);
+        for (const PlcFigures &plc : all)
+            out.value(double(plc.statistics.*row.count), plc.label);
+    }
+    out.begin("kvlink_request_failures_total", "counter", "Requests without a good answer, by reason.");
+    for (const PlcFigures &plc : all) {
+        for (const LabelRow &row : failureRows)
+            out.value(double(plc.statistics.*row.count), plc.label + "," + row.label);
+    }
+    out.begin("kvlink_writes_total", "counter", "Writes that ended, by outcome.");
+    for (const PlcFigures &plc : all) {
+        for (const LabelRow &row : outcomeRows)
+            out.value(double(plc.statistics.*row.count), plc.label + "," + row.label);
+    }
+}
+
+void writeTimes(MetricsWriter &out, const Figures &all)
+{
+    const struct {
+        const char *quantile;
+        kvlink::Duration kvlink::LinkStatistics::*time;
+    } rows[] = {{"quantile=\"0\"", &kvlink::LinkStatistics::answerMin},
+                {"quantile=\"0.5\"", &kvlink::LinkStatistics::answerMedian},
+                {"quantile=\"0.9\"", &kvlink::LinkStatistics::answer90},
+                {"quantile=\"0.99\"", &kvlink::LinkStatistics::answer99},
+                {"quantile=\"1\"", &kvlink::LinkStatistics::answerMax}};
+    out.begin("kvlink_request_duration_seconds", "summary",
+              "Time from a request to its answer, of the last 10,000.");
+    for (const PlcFigures &plc : all) {
+        for (const auto &row : rows)
+            out.value(secondsOf(plc.statistics.*row.time), plc.label + "," + row.quantile);
+    }
+}
+
+void writeQualities(MetricsWriter &out, const Figures &all)
+{
+    out.begin("kvlink_tags", "gauge", "Tags by the quality of their value.");
+    for (const PlcFigures &plc : all) {
+        for (int quality = 0; quality < qualityCount; ++quality)
+            out.value(double(plc.qualities[std::size_t(quality)]),
+                      plc.label + ",quality=\"" + kvlink::qualityName(kvlink::Quality(quality)).toLatin1() +
+                          "\"");
+    }
+}
+
+void writeStore(MetricsWriter &out, const StoreStatus &store)
+{
+    out.begin("kvgateway_history_up", "gauge", "1 while history is kept.");
+    out.value(store.history == HistoryState::Running ? 1 : 0);
+    out.begin("kvgateway_history_rows_total", "counter", "Rows committed to the history.");
+    out.value(double(store.historyRows));
+    out.begin("kvgateway_history_dropped_rows_total", "counter", "Rows lost because too many waited.");
+    out.value(double(store.droppedHistoryRows));
+    out.begin("kvgateway_history_queued_rows", "gauge", "Rows that wait for the disk.");
+    out.value(double(store.queuedHistoryRows));
+    out.begin("kvgateway_audit_queued_rows", "gauge", "Rows of the record of writes that wait for the disk.");
+    out.value(double(store.queuedAuditRows));
+    out.begin("kvgateway_history_bytes", "gauge", "Size of the history.");
+    out.value(double(store.historyBytes));
+    out.begin("kvgateway_history_wal_bytes", "gauge", "Size of the write-ahead log of the history.");
+    out.value(double(store.walBytes));
+    out.begin("kvgateway_history_commit_duration_seconds", "histogram",
+              "Time that commits of the history took.");
+    quint64 sum = 0;
+    for (std::size_t i = 0; i < CommitTimes::bounds.size(); ++i) {
+        sum += store.historyCommits.counts[i];
+        out.value(double(sum), "le=\"" + numberText(CommitTimes::bounds[i]) + "\"", "_bucket");
+    }
+    out.value(double(store.historyCommits.total), "le=\"+Inf\"", "_bucket");
+    out.value(store.historyCommits.sum, {}, "_sum");
+    out.value(double(store.historyCommits.total), {}, "_count");
+}
+
+} // namespace
+
+QByteArray metricsText(const Plant &plant, const StoreStatus &store, const GatewayCounts &counts)
+{
+    MetricsWriter out;
+    out.begin("kvlink_build_info", "gauge", "Always 1; its labels say what runs.");
+    out.value(1, "version=\"" + kvlink::version().toLatin1() + "\",qt=\"" + qVersion() + "\"");
+    const Figures all = figuresOf(plant);
+    writeLinks(out, all);
+    writeTimes(out, all);
+    writeQualities(out, all);
+    writeStore(out, store);
+    out.begin("kvgateway_sse_clients", "gauge", "Readers of the event stream.");
+    out.value(counts.streams);
+    out.begin("kvgateway_config_last_reload_successful", "gauge",
+              "1 if the last reload took the new configuration.");
+    out.value(counts.isLastReloadGood ? 1 : 0);
+    out.begin("kvgateway_config_last_reload_success_timestamp_seconds", "gauge",
+              "When a configuration was taken last.");
+    out.value(secondsOf(counts.lastGoodReload.time_since_epoch()));
+    return out.text;
+}
+
+} // namespace kvgateway

@@ -1,0 +1,290 @@
+// SPDX-License-Identifier: MIT
+#include "gateway.h"
+
+#include "log.h"
+
+#include "config/config_file.h"
+
+#include <QFile>
+
+namespace kvgateway
+{
+
+namespace
+{
+
+using namespace std::chrono_literals;
+
+constexpr auto historyEvery = 50ms;
+constexpr auto lastValuesEvery = 10s;
+constexpr auto untilRestart = 500ms; // the answer to whoever asked for the reload leaves first
+
+std::optional<Role> localRole(LocalAccess access)
+{
+    switch (access) {
+    case LocalAccess::None:
+        return std::nullopt;
+    case LocalAccess::Viewer:
+        return Role::Viewer;
+    case LocalAccess::Operator:
+        return Role::Operator;
+    case LocalAccess::Engineer:
+        return Role::Engineer;
+    }
+    return std::nullopt;
+}
+
+Retention retentionOf(const HistoryConfig &history)
+{
+    return {history.rows, history.minutes, history.hours, history.events, history.audit, history.size};
+}
+
+QByteArray fileBytes(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+ServerSettings serverSettings(const ListenConfig &listen)
+{
+    ServerSettings settings;
+    settings.address = listen.address;
+    settings.port = listen.port;
+    settings.mostConnections = listen.connections;
+    settings.mostOfOnePeer = std::max(1, listen.connections / 2);
+    if (listen.hasTls()) {
+        settings.certificate = fileBytes(listen.certificate);
+        settings.key = fileBytes(listen.key);
+    }
+    return settings;
+}
+
+// The library takes a certificate only together with a port: tried on one that nobody knows.
+QString certificateProblem(const ListenConfig &listen)
+{
+    QString problem;
+    if (!listen.hasTls())
+        return problem;
+    ServerSettings settings = serverSettings(listen);
+    settings.address = QStringLiteral("127.0.0.1");
+    settings.port = 0;
+    HttpServer trial(settings, [](const Request & /*request*/, const std::shared_ptr<Reply> & /*reply*/) {});
+    if (!trial.start(problem))
+        return QStringLiteral(
+                   "the certificate %1 and the key %2 cannot be used: are they PEM, and do they belong "
+                   "together?")
+            .arg(listen.certificate, listen.key);
+    return {};
+}
+
+} // namespace
+
+QString listenProblem(const ListenConfig &listen, bool hasUsers, bool isInsecure)
+{
+    if (listen.isLocal() || isInsecure)
+        return {};
+    if (!listen.hasTls())
+        return QStringLiteral(
+                   "listening on %1 needs TLS: give certificate and key in [listen], or start with "
+                   "--insecure")
+            .arg(listen.address);
+    if (!hasUsers)
+        return QStringLiteral("listening on %1 needs users: make one with kv-gateway user add, or start with "
+                              "--insecure")
+            .arg(listen.address);
+    return {};
+}
+
+Gateway::Gateway(GatewayOptions options) : m_options(std::move(options)) {}
+
+Gateway::~Gateway()
+{
+    stop();
+}
+
+QStringList Gateway::start()
+{
+    LoadedConfig loaded = loadConfig(m_options.file, m_options.driver);
+    QStringList problems;
+    for (const Problem &problem : loaded.problems)
+        problems << problem.shown();
+    if (!problems.isEmpty())
+        return problems;
+    m_config = std::move(loaded.config);
+    return open();
+}
+
+QStringList Gateway::open()
+{
+    QString problem;
+    StoreSettings settings;
+    settings.folder = m_config.folder;
+    settings.keepHistory = m_config.history.isKept;
+    settings.retention = retentionOf(m_config.history);
+    m_store = std::make_unique<Store>(settings, m_clock);
+    if (!m_store->start(problem))
+        return {problem};
+    AccessSettings access;
+    access.folder = m_config.folder;
+    access.idle = m_config.access.idle;
+    access.longest = m_config.access.longest;
+    m_access = Access::open(access, m_clock, m_hasher, problem);
+    if (!m_access)
+        return {problem};
+    const QStringList problems = check(m_config);
+    if (!problems.isEmpty())
+        return problems;
+    m_gate = std::make_unique<Gate>(*m_access);
+    m_recorder = std::make_unique<Recorder>(*m_store);
+    m_plant = std::make_unique<Plant>(*m_recorder);
+    takeAccess(m_config);
+    restoreLastValues();
+    m_api = std::make_unique<Api>(ApiParts{*m_plant, *m_store, *m_access, *m_gate, m_clock, m_config.folder,
+                                           [this](const QString &who) { return reload(who); },
+                                           [this] {
+                                               m_counts.streams = m_server->streams();
+                                               return m_counts;
+                                           },
+                                           [this]() -> const Config & { return m_config; }});
+    if (!startServer(problem) || !m_plant->apply(m_config, problem))
+        return {problem};
+    QObject::connect(&m_historyTimer, &QTimer::timeout, m_plant.get(), [this] { m_recorder->giveHistory(); });
+    QObject::connect(&m_lastValuesTimer, &QTimer::timeout, m_plant.get(),
+                     [this] { m_recorder->giveLastValues(); });
+    m_historyTimer.start(historyEvery);
+    m_lastValuesTimer.start(lastValuesEvery);
+    m_counts.lastGoodReload = m_clock.wall();
+    m_recorder->event(EventKind::Service, QStringLiteral("started"), m_config.sizeText());
+    if (m_options.isInsecure && !m_config.listen.isLocal())
+        logLine(LogLevel::Warning,
+                QStringLiteral("started with --insecure: other machines may come in without TLS or "
+                               "users"));
+    return {};
+}
+
+QStringList Gateway::check(const Config &config) const
+{
+    QStringList problems;
+    const bool hasUsers = !m_access->users().empty() || !m_access->tokens().empty();
+    problems << listenProblem(config.listen, hasUsers, m_options.isInsecure)
+             << certificateProblem(config.listen);
+    problems.removeAll(QString());
+    return problems;
+}
+
+QStringList Gateway::restartNeeded(const Config &config) const
+{
+    const ListenConfig &now = m_config.listen;
+    const ListenConfig &next = config.listen;
+    const struct {
+        bool isOther;
+        const char *what;
+    } rows[] = {{config.folder != m_config.folder, "data"},
+                {next.address != now.address, "address in [listen]"},
+                {next.port != now.port, "port in [listen]"},
+                {next.connections != now.connections, "connections in [listen]"},
+                {next.hasTls() != now.hasTls(), "certificate in [listen]"},
+                {config.history.isKept && !m_config.history.isKept, "enabled in [history]"},
+                {config.access.idle != m_config.access.idle, "idle in [access]"},
+                {config.access.longest != m_config.access.longest, "longest in [access]"}};
+    QStringList problems;
+    for (const auto &row : rows) {
+        if (row.isOther)
+            problems << QStringLiteral("%1: a new \"%2\" needs a restart of the service")
+                            .arg(config.file, QString::fromLatin1(row.what));
+    }
+    return problems;
+}
+
+QStringList Gateway::reload(const QString &who)
+{
+    LoadedConfig loaded = loadConfig(m_options.file, m_options.driver);
+    QStringList problems;
+    for (const Problem &problem : loaded.problems)
+        problems << problem.shown();
+    if (problems.isEmpty())
+        problems = restartNeeded(loaded.config) + check(loaded.config);
+    QString problem;
+    if (problems.isEmpty() && !m_plant->apply(loaded.config, problem))
+        problems << problem;
+    m_counts.isLastReloadGood = problems.isEmpty();
+    if (!problems.isEmpty()) {
+        m_recorder->event(EventKind::Reload,
+                          QStringLiteral("the configuration has mistakes; the old one goes on"),
+                          problems.join(QLatin1String("; ")));
+        return problems;
+    }
+    m_config = std::move(loaded.config);
+    m_counts.lastGoodReload = m_clock.wall();
+    m_store->setRetention(retentionOf(m_config.history));
+    takeAccess(m_config);
+    // The files may hold a new certificate under the old names.
+    if (m_config.listen.hasTls())
+        QTimer::singleShot(untilRestart, m_plant.get(), [this] { restartServer(); });
+    m_recorder->event(EventKind::Reload, QStringLiteral("reloaded"), who);
+    return {};
+}
+
+bool Gateway::startServer(QString &problem)
+{
+    ServerSettings settings = serverSettings(m_config.listen);
+    if (m_server) // a port that the system chose stays
+        settings.port = m_server->port();
+    m_waker = std::make_unique<StreamWaker>(*m_plant);
+    m_server.reset();
+    m_server = std::make_unique<HttpServer>(
+        settings, [this](const Request &request, const std::shared_ptr<Reply> &reply) {
+            m_api->handle(request, reply);
+        });
+    if (!m_server->start(problem))
+        return false;
+    m_waker->start(*m_server);
+    return true;
+}
+
+void Gateway::restartServer()
+{
+    QString problem;
+    if (!startServer(problem))
+        m_recorder->event(EventKind::Service, QStringLiteral("the API is not there"), problem);
+}
+
+void Gateway::takeAccess(const Config &config)
+{
+    m_gate->set({config.listen.hosts, localRole(config.access.local)});
+    m_recorder->setHistoryKept(config.history.isKept);
+}
+
+void Gateway::restoreLastValues()
+{
+    QString problem;
+    const auto reader = JournalReader::open(m_config.folder, problem);
+    const auto values = reader ? reader->lastValues(problem) : std::nullopt;
+    if (!values)
+        return;
+    QHash<QString, kvlink::Sample> samples;
+    for (const LastValue &value : *values)
+        samples.insert(value.tag, value.sample);
+    m_plant->setLastSamples(std::move(samples));
+}
+
+// From the outside inwards: first nobody can ask for anything, then the links end, then what they
+// left is written down.
+void Gateway::stop()
+{
+    if (!m_plant)
+        return;
+    m_historyTimer.stop();
+    m_lastValuesTimer.stop();
+    m_waker.reset();
+    m_server.reset();
+    m_api.reset();
+    m_recorder->giveLastValues();
+    m_plant->stop();
+    m_recorder->event(EventKind::Service, QStringLiteral("stopped"));
+    m_recorder->giveHistory();
+    m_store->stop();
+    m_plant.reset();
+}
+
+} // namespace kvgateway

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+#include "stream_waker.h"
+
+namespace kvgateway
+{
+
+namespace
+{
+
+using namespace std::chrono_literals;
+
+constexpr auto collect = 50ms;
+constexpr kvlink::Duration longestWait = 100ms; // bounds the stop, too
+
+} // namespace
+
+void StreamWaker::start(HttpServer &server)
+{
+    m_isEnding = false;
+    m_thread = std::thread([this, &server] { run(server); });
+}
+
+void StreamWaker::stop()
+{
+    {
+        const std::lock_guard lock(m_mutex);
+        m_isEnding = true;
+        m_ending.notify_all();
+    }
+    if (m_thread.joinable())
+        m_thread.join();
+}
+
+void StreamWaker::run(HttpServer &server)
+{
+    quint64 seen = 0;
+    std::shared_ptr<LiveTable> table;
+    for (;;) {
+        const auto current = m_plant.table();
+        if (current != table)
+            seen = 0;
+        table = current;
+        table->waitForChange(seen, longestWait);
+        seen = table->newest();
+        server.wakeStreams();
+        std::unique_lock lock(m_mutex);
+        if (m_ending.wait_for(lock, collect, [this] { return m_isEnding; }))
+            return;
+    }
+}
+
+} // namespace kvgateway

@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: MIT
+// Who is let in, and who is not: hosts, pages of others, roles, sessions, tokens.
+#include "gateway_process.h"
+
+namespace kvgateway
+{
+namespace
+{
+
+constexpr char writeOne[] = R"({"tag":"a.speed","value":1})";
+
+TEST_F(GatewayTest, otherHostsAndPagesAreRefused)
+{
+    writeConfig("local = \"engineer\"", "hosts = [\"panel.local\"]");
+    ASSERT_TRUE(startAndRead());
+    const std::string own = "127.0.0.1:" + std::to_string(port);
+    const struct {
+        std::string host, more;
+        int status;
+    } rows[] = {
+        {own, "", 200},
+        {"localhost:" + std::to_string(port), "", 200},
+        {"panel.local", "", 200},
+        {"PANEL.local:8480", "", 200},
+        {"[::1]:8480", "", 200},
+        {"evil.example", "", 421},
+        {"panel.local.evil.example", "", 421},
+        {"", "", 421},
+        {own, "Origin: http://" + own + "\r\n", 200},
+        {own, "Origin: http://evil.example\r\n", 403},
+        {own, "Origin: null\r\n", 403},
+        {own, "Origin: https://" + own + "\r\n", 403},
+        {own, "Sec-Fetch-Site: same-origin\r\n", 200},
+        {own, "Sec-Fetch-Site: cross-site\r\n", 403},
+        {own, "Sec-Fetch-Site: same-site\r\n", 403},
+    };
+    for (const auto &row : rows) {
+        const Answer answer =
+            rawRequest(port, "GET /api/v1/me HTTP/1.1\r\nConnection: close\r\nHost: " + row.host + "\r\n" +
+                                 row.more + "\r\n");
+        EXPECT_EQ(answer.status, row.status) << row.host << " " << row.more;
+    }
+    const Answer form =
+        rawRequest(port, "POST /api/v1/writes HTTP/1.1\r\nConnection: close\r\nHost: " + own +
+                             "\r\nContent-Type: text/plain\r\nContent-Length: 27\r\n\r\n" + writeOne);
+    EXPECT_EQ(form.status, 415);
+    EXPECT_EQ(sim.control("get DM100"), "00000");
+}
+
+TEST_F(GatewayTest, thisMachineMayDoWhatTheConfigurationSays)
+{
+    writeConfig("local = \"viewer\"");
+    ASSERT_TRUE(startAndRead());
+    const Answer refused = post("/api/v1/writes", writeOne);
+    EXPECT_EQ(refused.status, 403);
+    EXPECT_TRUE(refused.body.contains("needs the role operator, and local is viewer"));
+    EXPECT_EQ(get("/api/v1/audit").status, 403);
+    EXPECT_EQ(get("/api/v1/me", "X-Forwarded-For: 10.0.0.7\r\n").status, 401) << "a proxy speaks for others";
+    EXPECT_EQ(get("/healthz", "X-Forwarded-For: 10.0.0.7\r\n").status, 200);
+}
+
+TEST_F(GatewayTest, usersLogInAndOut)
+{
+    writeConfig("local = \"none\"");
+    ASSERT_EQ(
+        command({"user", "add", "-c", "gateway.toml", "--role", "operator", "anna"}, "correct horse\n").code,
+        0);
+    EXPECT_NE(command({"user", "list", "-c", "gateway.toml"}).output.find("anna\toperator\t"),
+              std::string::npos);
+    ASSERT_TRUE(start());
+    EXPECT_EQ(get("/api/v1/values").status, 401);
+    EXPECT_EQ(post("/api/v1/login", R"({"name":"anna","password":"wrong"})").status, 401);
+    const Answer login = post("/api/v1/login", R"({"name":"anna","password":"correct horse"})");
+    ASSERT_EQ(login.status, 200) << login.body.toStdString();
+    EXPECT_TRUE(login.head.contains("HttpOnly; SameSite=Strict"));
+    const auto begin = login.head.indexOf("kvgateway_session=");
+    const std::string cookie =
+        "Cookie: " + login.head.mid(begin, login.head.indexOf(';', begin) - begin).toStdString() + "\r\n";
+    const std::string csrf = "X-CSRF-Token: " + json(login)["csrf"].toString().toStdString() + "\r\n";
+    ASSERT_TRUE(until([&] { return get("/api/v1/values/a.speed", cookie).body.contains("\"good\""); }));
+    EXPECT_EQ(post("/api/v1/writes", writeOne, cookie).status, 403) << "without the CSRF token";
+    EXPECT_EQ(post("/api/v1/writes", writeOne, cookie + "X-CSRF-Token: wrong\r\n").status, 403);
+    EXPECT_EQ(sim.control("get DM100"), "00000");
+    EXPECT_EQ(post("/api/v1/writes", writeOne, cookie + csrf).status, 200);
+    EXPECT_EQ(post("/api/v1/config/reload", "", cookie + csrf).status, 403) << "not an engineer";
+    EXPECT_EQ(post("/api/v1/logout", "", cookie + csrf).status, 204);
+    EXPECT_EQ(get("/api/v1/values", cookie).status, 401);
+}
+
+TEST_F(GatewayTest, tokensAreForMachines)
+{
+    writeConfig("local = \"none\"");
+    const Ended made = command({"token", "add", "-c", "gateway.toml", "--role", "viewer", "scada"});
+    ASSERT_EQ(made.code, 0) << made.errors;
+    ASSERT_TRUE(start());
+    const std::string token = made.output.substr(0, made.output.find('\n'));
+    EXPECT_EQ(get("/api/v1/values", "Authorization: Bearer " + token + "\r\n").status, 200);
+    EXPECT_EQ(get("/api/v1/values", "Authorization: Bearer kvg_wrong\r\n").status, 401);
+    EXPECT_EQ(get("/api/v1/values", "Authorization: Basic YTpi\r\n").status, 401);
+    EXPECT_EQ(post("/api/v1/writes", writeOne, "Authorization: Bearer " + token + "\r\n").status, 403);
+    ASSERT_EQ(command({"token", "remove", "-c", "gateway.toml", "scada"}).code, 0);
+    EXPECT_EQ(get("/api/v1/values", "Authorization: Bearer " + token + "\r\n").status, 401);
+}
+
+TEST_F(GatewayTest, guessingIsSlowedDown)
+{
+    writeConfig("local = \"none\"");
+    ASSERT_EQ(command({"user", "add", "-c", "gateway.toml", "anna"}, "correct horse\n").code, 0);
+    ASSERT_TRUE(start());
+    int status = 401;
+    for (int i = 0; i < 10 && status == 401; ++i)
+        status = post("/api/v1/login", R"({"name":"anna","password":"guess"})").status;
+    EXPECT_EQ(status, 429);
+}
+
+TEST_F(GatewayTest, otherMachinesNeedTlsAndUsers)
+{
+    writeConfig("local = \"viewer\"", "address = \"0.0.0.0\"");
+    const Ended ended = command({"run", "gateway.toml"});
+    EXPECT_EQ(ended.code, 1);
+    EXPECT_NE(ended.errors.find("listening on 0.0.0.0 needs TLS"), std::string::npos) << ended.errors;
+    ASSERT_TRUE(start({"--insecure"}));
+    EXPECT_TRUE(log.contains("started with --insecure"));
+}
+
+TEST_F(GatewayTest, tlsServesAndAWrongKeyIsNamed)
+{
+    QProcess openssl;
+    openssl.setWorkingDirectory(folder.path());
+    openssl.start("openssl", {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=localhost",
+                              "-keyout", "key.pem", "-out", "cert.pem"});
+    if (!openssl.waitForStarted())
+        GTEST_SKIP() << "openssl is not installed";
+    ASSERT_TRUE(openssl.waitForFinished(patienceMs));
+    writeFile("nonsense.pem", "nonsense");
+    writeConfig("local = \"viewer\"", "certificate = \"cert.pem\"\nkey = \"nonsense.pem\"");
+    const Ended ended = command({"run", "gateway.toml"});
+    EXPECT_NE(ended.errors.find("do they belong together?"), std::string::npos) << ended.errors;
+    writeConfig("local = \"viewer\"", "certificate = \"cert.pem\"\nkey = \"key.pem\"");
+    ASSERT_TRUE(start());
+    QProcess curl;
+    curl.start("curl", {"--silent", "--cacert", path("cert.pem"),
+                        QStringLiteral("https://localhost:%1/healthz").arg(port)});
+    if (!curl.waitForStarted())
+        GTEST_SKIP() << "curl is not installed";
+    ASSERT_TRUE(curl.waitForFinished(patienceMs));
+    EXPECT_EQ(curl.readAllStandardOutput(), "{\"status\":\"ok\"}");
+}
+
+} // namespace
+} // namespace kvgateway

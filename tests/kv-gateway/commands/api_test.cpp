@@ -1,0 +1,257 @@
+// SPDX-License-Identifier: MIT
+// The API of the real program against a simulated PLC, as a client sees it.
+#include "gateway_process.h"
+
+namespace kvgateway
+{
+namespace
+{
+
+TEST_F(GatewayTest, valuesFollowThePlc)
+{
+    writeConfig();
+    sim.control("set DM100=5");
+    ASSERT_TRUE(startAndRead());
+    EXPECT_EQ(json(get("/api/v1/values/a.speed"))["value"], 5);
+    sim.control("set DM100=65529");
+    EXPECT_TRUE(until([this] { return json(get("/api/v1/values/a.speed"))["value"] == -7; }));
+    const QJsonObject page = json(get("/api/v1/values?limit=2"));
+    EXPECT_EQ(page["total"], 3);
+    EXPECT_EQ(page["next"], 2);
+    EXPECT_EQ(json(get("/api/v1/values?tags=a.r*,a.fixed"))["total"], 2);
+    EXPECT_EQ(json(get("/api/v1/tags?plc=b"))["total"], 0);
+}
+
+struct WrongRow {
+    const char *method, *target, *body;
+    int status;
+    const char *hint;
+};
+
+TEST_F(GatewayTest, mistakesAreNamed)
+{
+    writeConfig();
+    ASSERT_TRUE(startAndRead());
+    const WrongRow rows[] = {
+        {"GET", "/", "", 404, "/api/v1/openapi.json"},
+        {"GET", "/api/v1/../../etc/passwd", "", 404, "there is nothing"},
+        {"GET", "/api/v1/values/..%2F..%2Fetc%2Fpasswd", "", 404, "there is no tag"},
+        {"GET", "/api/v1/values/a.sped", "", 404, "did you mean \\\"a.speed\\\""},
+        {"GET", "/api/v1/values?tags=a.sped", "", 404, "did you mean \\\"a.speed\\\""},
+        {"GET", "/api/v1/values?limit=0", "", 400, "from 1 to 10000"},
+        {"GET", "/api/v1/history?tag=a.run", "", 404, "must say history yes"},
+        {"GET", "/api/v1/history?tag=a.speed&from=yesterday", "", 400, "from: 'yesterday' is not a time"},
+        {"GET", "/api/v1/history?tag=a.speed&from=2030-01-01&to=2029-01-01", "", 400,
+         "from must be before to"},
+        {"GET", "/api/v1/events?kind=weather", "", 400, "kind must be one of"},
+        {"GET", "/api/v1/events?before=x", "", 400, "before must be"},
+        {"DELETE", "/api/v1/values", "", 405, "takes GET"},
+        {"POST", "/api/v1/writes", "{\"tag\":", 400, "not JSON"},
+        {"POST", "/api/v1/writes", "[]", 400, "a JSON object"},
+        {"POST", "/api/v1/writes", "{\"tag\":\"a.sped\",\"value\":1}", 404, "did you mean"},
+        {"POST", "/api/v1/writes", "{\"tag\":\"a.speed\",\"valeu\":1}", 400, "did you mean \\\"value\\\""},
+        {"POST", "/api/v1/writes", "{\"tag\":\"a.speed\"}", 400, "the value must be"},
+        {"POST", "/api/v1/writes", "{\"tag\":\"a.speed\",\"value\":1,\"expires\":0}", 400, "expires must be"},
+        {"POST", "/api/v1/writes", "{\"tag\":\"a.speed\",\"value\":1,\"correlation\":\"a b\"}", 400,
+         "correlation must"},
+        {"POST", "/api/v1/writes", "{\"tag\":\"a.speed\",\"value\":1501}", 409, "1501 is above"},
+        {"POST", "/api/v1/writes", "{\"tag\":\"a.fixed\",\"value\":1}", 409, "read-only"},
+        {"POST", "/api/v1/buttons", "{\"tag\":\"a.speed\"}", 409, "not a push button"},
+        {"PUT", "/api/v1/buttons/99", "", 410, "press again"},
+    };
+    for (const WrongRow &row : rows) {
+        const Answer answer = request(port, row.method, row.target, row.body);
+        EXPECT_EQ(answer.status, row.status) << row.target << " " << row.body;
+        EXPECT_TRUE(answer.body.contains(row.hint)) << row.target << ": " << answer.body.toStdString();
+        EXPECT_TRUE(answer.head.contains("application/problem+json")) << row.target;
+    }
+    EXPECT_EQ(sim.control("get DM100"), "00000");
+}
+
+TEST_F(GatewayTest, aWriteIsDoneRecordedAndFoundAgain)
+{
+    writeConfig();
+    ASSERT_TRUE(startAndRead());
+    const Answer answer = post("/api/v1/writes", R"({"tag":"a.speed","value":42,"correlation":"order-7"})");
+    EXPECT_EQ(answer.status, 200);
+    EXPECT_EQ(json(answer)["outcome"], "done");
+    EXPECT_EQ(sim.control("get DM100"), "00042");
+    QByteArray audit;
+    EXPECT_TRUE(until([&] {
+        audit = get("/api/v1/audit?correlation=order-7").body;
+        return audit.contains("\"outcome\":\"done\"");
+    })) << audit.toStdString();
+    EXPECT_TRUE(audit.contains("\"new\":42,\"old\":0"));
+    EXPECT_TRUE(get("/api/v1/events?kind=write").body.contains("write of a.speed: done"));
+}
+
+TEST_F(GatewayTest, aWriteWithoutALinkIsNotSent)
+{
+    writeConfig();
+    ASSERT_TRUE(startAndRead());
+    sim.stop();
+    ASSERT_TRUE(until([this] { return get("/api/v1/values/a.speed").body.contains("\"bad\""); }));
+    const Answer answer = post("/api/v1/writes", R"({"tag":"a.speed","value":42})");
+    EXPECT_EQ(answer.status, 409);
+    EXPECT_EQ(json(answer)["outcome"], "not sent");
+    EXPECT_EQ(json(get("/api/v1/values/a.speed"))["value"], 0) << "the last value stays, marked as bad";
+}
+
+TEST_F(GatewayTest, aWriteThatNobodyConfirmsIsUnknown)
+{
+    writeConfig("local = \"engineer\"", {}, "timeout = \"200ms\"");
+    ASSERT_TRUE(startAndRead());
+    sim.sendSignal(SIGSTOP);
+    const Answer answer = post("/api/v1/writes", R"({"tag":"a.speed","value":42})");
+    sim.sendSignal(SIGCONT);
+    EXPECT_TRUE(answer.status == 504 || answer.status == 409) << answer.body.toStdString();
+    EXPECT_EQ(json(answer)["outcome"], answer.status == 504 ? "unknown" : "not sent");
+}
+
+TEST_F(GatewayTest, aButtonIsHeldAndReleased)
+{
+    writeConfig();
+    ASSERT_TRUE(startAndRead());
+    const Answer pressed = post("/api/v1/buttons", R"({"tag":"a.run"})");
+    ASSERT_EQ(pressed.status, 201);
+    const std::string button = "/api/v1/buttons/" + std::to_string(json(pressed)["button"].toInt());
+    EXPECT_TRUE(until([this] { return sim.control("get R500") == "1"; }));
+    EXPECT_EQ(request(port, "PUT", button).status, 204);
+    EXPECT_EQ(request(port, "DELETE", button).status, 204);
+    EXPECT_TRUE(until([this] { return sim.control("get R500") == "0"; }));
+    EXPECT_TRUE(until([&] { return request(port, "PUT", button).status == 410; }));
+}
+
+TEST_F(GatewayTest, aButtonOfAClientThatHangsReleases)
+{
+    writeConfig();
+    ASSERT_TRUE(startAndRead());
+    ASSERT_EQ(post("/api/v1/buttons", R"({"tag":"a.run"})").status, 201);
+    EXPECT_TRUE(until([this] { return sim.control("get R500") == "1"; }));
+    EXPECT_TRUE(until([this] { return sim.control("get R500") == "0"; }));
+}
+
+class Stream
+{
+public:
+    Stream(quint16 port, const std::string &headers = {}) : m_client(port)
+    {
+        m_client.send("GET /api/v1/stream?tags=a.speed HTTP/1.1\r\nHost: 127.0.0.1\r\n" + headers + "\r\n");
+    }
+    // The next line that begins so.
+    std::string next(const std::string &begin)
+    {
+        QElapsedTimer clock;
+        clock.start();
+        while (clock.elapsed() < patienceMs) {
+            const std::string line = m_client.line();
+            if (line.rfind(begin, 0) == 0)
+                return line.substr(begin.size());
+        }
+        return "nothing";
+    }
+    bool shows(const std::string &text)
+    {
+        QElapsedTimer clock;
+        clock.start();
+        while (clock.elapsed() < patienceMs) {
+            if (next("data: [{\"tag\"").find(text) != std::string::npos)
+                return true;
+        }
+        return false;
+    }
+
+private:
+    Client m_client;
+};
+
+TEST_F(GatewayTest, theStreamShowsChangesAndResumes)
+{
+    writeConfig();
+    ASSERT_TRUE(startAndRead());
+    std::string id;
+    {
+        Stream stream(port);
+        EXPECT_NE(stream.next("data: ").find("\"replay\":\"snapshot\""), std::string::npos);
+        id = stream.next("id: ");
+        sim.control("set DM100=5");
+        EXPECT_TRUE(stream.shows("\"value\":5"));
+    }
+    Stream again(port, "Last-Event-ID: " + id + "\r\n");
+    EXPECT_NE(again.next("data: ").find("\"replay\":\"all\""), std::string::npos);
+    EXPECT_TRUE(again.shows("\"value\":5"));
+    Stream ofAnotherRun(port, "Last-Event-ID: ffffffff-5\r\n");
+    EXPECT_NE(ofAnotherRun.next("data: ").find("\"replay\":\"snapshot\""), std::string::npos);
+}
+
+TEST_F(GatewayTest, aSilentStreamBeats)
+{
+    writeConfig();
+    ASSERT_TRUE(startAndRead());
+    Stream stream(port);
+    EXPECT_EQ(stream.next("event: beat"), "");
+}
+
+// A reader that never reads costs nobody anything.
+TEST_F(GatewayTest, slowAndHalfOpenClientsHoldNobodyUp)
+{
+    writeConfig("local = \"engineer\"", "connections = 100");
+    ASSERT_TRUE(startAndRead());
+    Stream never(port);
+    std::vector<std::unique_ptr<Client>> clients;
+    for (int i = 0; i < 45; ++i) {
+        clients.push_back(std::make_unique<Client>(port));
+        clients.back()->send(
+            "POST /api/v1/writes HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Length: 500\r\n\r\n{");
+    }
+    for (int i = 0; i < 20; ++i) {
+        sim.control("set DM100=" + QByteArray::number(i));
+        EXPECT_TRUE(until([&] { return json(get("/api/v1/values/a.speed"))["value"] == i; }));
+    }
+}
+
+TEST_F(GatewayTest, historyComesAsTrendAndAsCsv)
+{
+    writeConfig();
+    ASSERT_TRUE(startAndRead());
+    sim.control("set DM100=12");
+    QByteArray csv;
+    EXPECT_TRUE(until([&] {
+        csv = get("/api/v1/history.csv?tags=a.*").body;
+        return csv.contains(",a.speed,good,,12\r\n");
+    })) << csv.toStdString();
+    const Answer trend = get("/api/v1/history?tag=a.speed&points=10");
+    EXPECT_TRUE(trend.body.contains(",12]")) << trend.body.toStdString();
+    const Ended listed = command({"history", "-c", "gateway.toml"});
+    EXPECT_EQ(listed.output.rfind("a.speed\t", 0), 0u) << listed.errors;
+    const Ended rows = command({"history", "-c", "gateway.toml", "a.sp*"});
+    EXPECT_NE(rows.output.find(",a.speed,good,,12\r\n"), std::string::npos);
+    EXPECT_NE(command({"history", "-c", "gateway.toml", "b.*"}).errors.find("no history of \"b.*\""),
+              std::string::npos);
+}
+
+TEST_F(GatewayTest, metricsAreThoseThatPrometheusWants)
+{
+    writeConfig();
+    ASSERT_TRUE(startAndRead());
+    ASSERT_EQ(post("/api/v1/writes", R"({"tag":"a.speed","value":1})").status, 200);
+    const QByteArray metrics = get("/metrics").body;
+    for (const char *line :
+         {"kvlink_link_up{plc=\"a\"} 1\n", "kvlink_writes_total{plc=\"a\",outcome=\"done\"} 1\n",
+          "kvlink_writes_total{plc=\"a\",outcome=\"unknown\"} 0\n",
+          "kvgateway_config_last_reload_successful 1\n"})
+        EXPECT_TRUE(metrics.contains(line)) << line << metrics.toStdString();
+    EXPECT_FALSE(metrics.contains("speed")) << "a tag is never a label";
+    QProcess promtool;
+    promtool.start("promtool", {"check", "metrics"});
+    if (!promtool.waitForStarted())
+        GTEST_SKIP() << "promtool is not installed";
+    promtool.write(metrics);
+    promtool.closeWriteChannel();
+    ASSERT_TRUE(promtool.waitForFinished(patienceMs));
+    EXPECT_EQ(promtool.exitCode(), 0) << promtool.readAllStandardError().toStdString();
+    EXPECT_EQ(promtool.readAllStandardError(), "");
+}
+
+} // namespace
+} // namespace kvgateway

@@ -77,7 +77,7 @@ std::unique_ptr<AccountBook> AccountBook::open(const QString &folder, QString &p
 {
     OpenProblem found;
     auto database =
-        Database::open(folder + QStringLiteral("/access.sqlite"), Database::Use::Journal, ownerOnly, found);
+        Database::open(folder + QStringLiteral("/access.sqlite"), Database::Use::Accounts, ownerOnly, found);
     if (database && bringUpToDate(*database, accessSchema(), found))
         return std::unique_ptr<AccountBook>(new AccountBook(std::move(database)));
     problem = found.text;

@@ -67,9 +67,10 @@ bool Database::configure(Use use)
 {
     if (use == Use::Read)
         return run(forReaders);
+    const bool hasLog = use != Use::Accounts;
     // Read back: on some file systems a write-ahead log is refused, and the old mode stays.
-    Statement mode(*this, "PRAGMA journal_mode=WAL");
-    if (!mode.step() || mode.text(0) != QLatin1String("wal"))
+    Statement mode(*this, hasLog ? "PRAGMA journal_mode=WAL" : "PRAGMA journal_mode=DELETE");
+    if (!mode.step() || mode.text(0) != QLatin1String(hasLog ? "wal" : "delete"))
         return false;
     mode.reset();
     return run(forWriters) && run(use == Use::History ? forHistory : forJournal);

@@ -23,8 +23,9 @@ class Database
 {
 public:
     enum class Use : quint8 {
-        History, ///< writes; a power cut may cost the last seconds, never the database
-        Journal, ///< writes; what is committed survives a power cut
+        History,  ///< writes; a power cut may cost the last seconds, never the database
+        Journal,  ///< writes; what is committed survives a power cut
+        Accounts, ///< the same, without a write-ahead log: a full disk stops no opening
         Read,
     };
 

@@ -7,8 +7,11 @@
 
 #include <gtest/gtest.h>
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
+
+#include <sys/mount.h>
 
 #include <atomic>
 #include <condition_variable>
@@ -214,12 +217,12 @@ TEST_F(AccessTest, NoSecretIsInTheFile)
     const auto token = access->addToken("grafana", Role::Viewer, {}, problem);
     ASSERT_TRUE(token) << problem.toStdString();
     QByteArray all;
-    for (const char *name : {"/access.sqlite", "/access.sqlite-wal"}) {
-        QFile file(folder.path() + QLatin1String(name));
+    for (const QFileInfo &info : QDir(folder.path()).entryInfoList(QDir::Files)) {
+        QFile file(info.filePath());
         ASSERT_TRUE(file.open(QIODevice::ReadOnly));
         all += file.readAll();
-        const auto rights = QFileInfo(file).permissions();
-        EXPECT_EQ(int(rights & QFileDevice::Permissions(0x0077)), 0) << name << ": others may read it";
+        EXPECT_EQ(int(info.permissions() & QFileDevice::Permissions(0x0077)), 0)
+            << info.fileName().toStdString() << ": others may read it";
     }
     EXPECT_TRUE(all.contains("grafana"));
     EXPECT_FALSE(all.contains(login.session.toLatin1()));
@@ -501,6 +504,33 @@ TEST_F(AccessTest, ManyLoginsAtOnceAreRefusedAndHoldUpNobody)
         thread.join();
     EXPECT_EQ(done, 2);
     EXPECT_EQ(logIn().outcome, LoginOutcome::Done);
+}
+
+TEST_F(AccessTest, AFullDiskKeepsNobodyOut)
+{
+    const QTemporaryDir mountPoint;
+    const QByteArray disk = mountPoint.path().toLocal8Bit();
+    if (::mount("tmpfs", disk.constData(), "tmpfs", 0, "size=200k") != 0)
+        GTEST_SKIP() << "only root may mount a small disk";
+    settings.folder = mountPoint.path();
+    open();
+    QString problem;
+    EXPECT_TRUE(access->addUser("anna", "correct horse", Role::Operator, problem)) << problem.toStdString();
+    {
+        QFile ballast(mountPoint.path() + "/ballast");
+        ASSERT_TRUE(ballast.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+        const QByteArray page(4096, 'x');
+        while (ballast.write(page) == page.size()) {
+        }
+    }
+    open(); // the service starts while the disk is full
+    const Login login = logIn();
+    EXPECT_EQ(login.outcome, LoginOutcome::Done);
+    EXPECT_TRUE(isIn(login));
+    EXPECT_FALSE(access->addUser("bert", "password!", Role::Viewer, problem));
+    EXPECT_TRUE(problem.endsWith("database or disk is full")) << problem.toStdString();
+    access.reset();
+    ::umount2(disk.constData(), MNT_DETACH);
 }
 
 TEST_F(AccessTest, ANewerDatabaseIsRefused)

@@ -94,7 +94,9 @@ const Code<Enum> *rowOfName(const Code<Enum> (&rows)[size], const QString &name)
     return found == std::end(rows) ? nullptr : found;
 }
 
-enum Shape : qint64 { plainShape = 0, bitShape = 1, listShape = 2 };
+constexpr qint64 plainShape = 0;
+constexpr qint64 bitShape = 1;
+constexpr qint64 listShape = 2;
 
 QJsonValue jsonOf(const kvlink::Scalar &scalar)
 {
@@ -228,9 +230,9 @@ kvlink::WallTime fromMs(qint64 ms)
 void bindValue(Statement &statement, int shapeParameter, const kvlink::Value &value)
 {
     const int valueParameter = shapeParameter + 1;
-    statement.bind(shapeParameter, qint64(plainShape));
+    statement.bind(shapeParameter, plainShape);
     if (const auto *bit = std::get_if<bool>(&value))
-        statement.bind(shapeParameter, qint64(bitShape)).bind(valueParameter, qint64(*bit));
+        statement.bind(shapeParameter, bitShape).bind(valueParameter, qint64(*bit));
     else if (const auto *whole = std::get_if<qint64>(&value))
         statement.bind(valueParameter, *whole);
     else if (const auto *real = std::get_if<double>(&value))
@@ -238,7 +240,7 @@ void bindValue(Statement &statement, int shapeParameter, const kvlink::Value &va
     else if (const auto *text = std::get_if<QString>(&value))
         statement.bind(valueParameter, *text);
     else if (const auto *list = std::get_if<std::vector<kvlink::Scalar>>(&value))
-        statement.bind(shapeParameter, qint64(listShape)).bind(valueParameter, listText(*list));
+        statement.bind(shapeParameter, listShape).bind(valueParameter, listText(*list));
     else
         statement.bindNull(valueParameter);
 }

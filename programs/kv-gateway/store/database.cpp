@@ -5,7 +5,6 @@
 #include <QFileInfo>
 
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <sqlite3.h>
 #include <unistd.h>
@@ -43,8 +42,7 @@ std::unique_ptr<Database> Database::open(const QString &path, Use use, unsigned 
     std::unique_ptr<Database> database(new Database(path));
     if (use == Use::Read ? !QFileInfo::exists(path) : !makeFile(path, mode)) {
         const int error = use == Use::Read ? ENOENT : errno;
-        problem = {QStringLiteral("%1: %2").arg(path, QString::fromLocal8Bit(std::strerror(error))),
-                   error == ENOSPC};
+        problem = {QStringLiteral("%1: %2").arg(path, qt_error_string(error)), error == ENOSPC};
         return nullptr;
     }
     if (!database->openFile() || !database->configure(use)) {

@@ -82,11 +82,11 @@ void Inbox::addEvent(EventRow row, kvlink::WallTime now)
     m_events.push_back(std::move(row));
 }
 
-void Inbox::keepLast(std::vector<LastValue> values)
+void Inbox::keepLast(const std::vector<LastValue> &values)
 {
     const std::scoped_lock lock(m_lock);
-    for (LastValue &value : values)
-        m_lastValues.insert(value.tag, std::move(value));
+    for (const LastValue &value : values)
+        m_lastValues.insert(value.tag, value);
 }
 
 JournalBatch Inbox::takeJournal()

@@ -25,7 +25,7 @@ public:
     bool addAudit(AuditRow row, kvlink::WallTime now);
     bool canAudit() const;
     void addEvent(EventRow row, kvlink::WallTime now);
-    void keepLast(std::vector<LastValue> values);
+    void keepLast(const std::vector<LastValue> &values);
 
     /// All history rows that wait; what was lost follows as rows that end and go on. What was taken
     /// counts as waiting until it is written; so for the journal.

@@ -148,9 +148,9 @@ void Store::addEvent(EventRow row)
     m_state->wake();
 }
 
-void Store::keepLast(std::vector<LastValue> values)
+void Store::keepLast(const std::vector<LastValue> &values)
 {
-    m_state->inbox.keepLast(std::move(values));
+    m_state->inbox.keepLast(values);
     m_state->wake();
 }
 

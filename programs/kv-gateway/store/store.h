@@ -102,7 +102,7 @@ public:
     void addEvent(EventRow row);
     /// Replaces the last value of each of these tags; call it now and then with those that changed,
     /// and before stop() with all. Of tags that are not named the old one stays.
-    void keepLast(std::vector<LastValue> values);
+    void keepLast(const std::vector<LastValue> &values);
 
     /// From the next step of the thread on.
     void setRetention(const Retention &retention);

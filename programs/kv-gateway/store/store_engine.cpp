@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <iterator>
 #include <sys/file.h>
@@ -86,8 +85,8 @@ bool StoreEngine::lockFolder(QString &problem)
     const QString path = m_settings.folder + QStringLiteral("/lock");
     m_lockFd = ::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0640);
     if (m_lockFd < 0) {
-        problem = QStringLiteral("%1: %2; check the rights of the data folder")
-                      .arg(path, QString::fromLocal8Bit(std::strerror(errno)));
+        problem =
+            QStringLiteral("%1: %2; check the rights of the data folder").arg(path, qt_error_string(errno));
         return false;
     }
     if (::flock(m_lockFd, LOCK_EX | LOCK_NB) == 0)

@@ -480,7 +480,7 @@ TEST_F(EngineTest, ManyLastValuesTakeSeveralSteps)
     std::vector<LastValue> values;
     for (int i = 0; i < 12'000; ++i)
         values.push_back({QString::number(i), good(0, qint64(i))});
-    inbox->keepLast(std::move(values));
+    inbox->keepLast(values);
     QString problem;
     const auto reader = JournalReader::open(settings.folder, problem);
     for (const std::size_t expected : {5000U, 10'000U, 12'000U}) {

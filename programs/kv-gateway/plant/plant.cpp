@@ -170,8 +170,17 @@ void Plant::forget(const PlcLink *link)
                                     [link](const auto &one) { return one.get() == link; });
     if (found == m_retiring.end())
         return;
-    (*found)->endStop();
+    finishStop(**found);
     m_retiring.erase(found);
+}
+
+// On purpose only with open writes: a link with 10,000 tags has as many samples that nobody wants.
+void Plant::finishStop(PlcLink &link)
+{
+    link.endStop();
+    const auto first = m_writes.lower_bound(WriteKey(&link, 0));
+    if (first != m_writes.end() && first->first.first == &link)
+        link.giveLastSignals();
 }
 
 void Plant::stop()
@@ -179,7 +188,7 @@ void Plant::stop()
     for (const auto &link : std::exchange(m_links, {}))
         retire(link);
     for (const auto &link : m_retiring)
-        link->endStop();
+        finishStop(*link);
     m_retiring.clear();
     m_buttons.clear();
     table()->close();

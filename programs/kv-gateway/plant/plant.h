@@ -75,6 +75,8 @@ private:
     void onWritten(PlcLink &link, const kvlink::WriteResult &result);
     void retire(const std::shared_ptr<PlcLink> &link);
     void forget(const PlcLink *link);
+    /// Waits for the stop of a link that goes; its open writes end.
+    void finishStop(PlcLink &link);
     /// Checks an order and has it recorded. \param link, tag where it goes
     /// \return none: it has ended
     std::optional<OpenWrite> begin(const WriteOrder &order, const WriteEnd &end, bool isPress, PlcLink *&link,

@@ -108,6 +108,10 @@ void PlcLink::endStop()
 {
     if (m_stopper.joinable())
         m_stopper.join();
+}
+
+void PlcLink::giveLastSignals()
+{
     while (m_plc->waitForChange(kvlink::Duration(0))) {
     }
 }

@@ -43,8 +43,10 @@ public:
     /// Stops the link in a thread of its own, which takes up to 0.5 s and then calls \a
     /// whenStopped. A second call does nothing.
     void beginStop(std::function<void()> whenStopped);
-    /// Waits for that thread, and gives out the last signals.
+    /// Waits for that thread.
     void endStop();
+    /// Gives out the signals that wait: how the last writes ended.
+    void giveLastSignals();
 
 private:
     explicit PlcLink(const PlcConfig &config);

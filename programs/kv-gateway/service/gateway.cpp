@@ -16,7 +16,7 @@ namespace
 using namespace std::chrono_literals;
 
 constexpr auto historyEvery = 50ms;
-constexpr auto lastValuesEvery = 10s;
+constexpr auto lastValuesEvery = 2s; // what changed since is all that a stop has to write
 constexpr auto untilRestart = 500ms; // the answer to whoever asked for the reload leaves first
 
 std::optional<Role> localRole(LocalAccess access)

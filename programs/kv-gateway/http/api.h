@@ -30,7 +30,7 @@ struct ApiParts {
     std::function<QStringList(const QString &who)> reload;
     /// In the thread of the plant.
     std::function<GatewayCounts()> counts;
-    /// In the thread of the plant.
+    /// In the thread of the plant; without tags.
     std::function<const Config &()> config;
 };
 

@@ -36,13 +36,16 @@ QJsonObject plcJson(const QString &name, const kvlink::LinkStatus &link,
             {QStringLiteral("answer99Ms"), milliseconds(statistics.answer99)}};
 }
 
-QJsonObject configJson(const Config &config)
+QJsonObject configJson(const Config &config, const LiveTable &table)
 {
+    QHash<QString, qint64> tagCounts;
+    for (const TableTag &tag : table.tags())
+        ++tagCounts[table.plcs()[std::size_t(tag.plc)]];
     QJsonArray plcs;
     for (const PlcConfig &plc : config.plcs)
         plcs.append(QJsonObject{{QStringLiteral("name"), plc.name},
                                 {QStringLiteral("url"), plc.link.url},
-                                {QStringLiteral("tags"), qint64(plc.tags.size())}});
+                                {QStringLiteral("tags"), tagCounts.value(plc.name)}});
     return {{QStringLiteral("plcs"), plcs},
             {QStringLiteral("listen"), QJsonObject{{QStringLiteral("address"), config.listen.address},
                                                    {QStringLiteral("port"), config.listen.port},
@@ -68,7 +71,9 @@ void Api::getPlcs(const CallPtr &call)
 
 void Api::getConfig(const CallPtr &call)
 {
-    onPlant([this, call] { call->reply->send(jsonResponse(configJson(m_parts.config()))); });
+    onPlant([this, call] {
+        call->reply->send(jsonResponse(configJson(m_parts.config(), *m_parts.plant.table())));
+    });
 }
 
 void Api::postReload(const CallPtr &call)

@@ -39,6 +39,13 @@ Retention retentionOf(const HistoryConfig &history)
     return {history.rows, history.minutes, history.hours, history.events, history.audit, history.size};
 }
 
+// The plant has them: 100,000 tags need not be there twice.
+void forgetTags(Config &config)
+{
+    for (PlcConfig &plc : config.plcs)
+        plc.tags = {};
+}
+
 QByteArray fileBytes(const QString &path)
 {
     QFile file(path);
@@ -146,8 +153,10 @@ QStringList Gateway::open()
                                                return m_counts;
                                            },
                                            [this]() -> const Config & { return m_config; }});
+    const QString size = m_config.sizeText();
     if (!startServer(problem) || !m_plant->apply(m_config, problem))
         return {problem};
+    forgetTags(m_config);
     QObject::connect(&m_historyTimer, &QTimer::timeout, m_plant.get(), [this] { m_recorder->giveHistory(); });
     QObject::connect(&m_lastValuesTimer, &QTimer::timeout, m_plant.get(),
                      [this] { m_recorder->giveLastValues(); });
@@ -215,6 +224,7 @@ QStringList Gateway::reload(const QString &who)
         return problems;
     }
     m_config = std::move(loaded.config);
+    forgetTags(m_config);
     m_counts.lastGoodReload = m_clock.wall();
     m_store->setRetention(retentionOf(m_config.history));
     takeAccess(m_config);

@@ -50,7 +50,7 @@ private:
     GatewayOptions m_options;
     MachineClock m_clock;
     Argon2idHasher m_hasher;
-    Config m_config;
+    Config m_config; ///< without the tags, once the plant has them
     std::unique_ptr<Store> m_store;
     std::unique_ptr<Access> m_access;
     std::unique_ptr<Gate> m_gate;

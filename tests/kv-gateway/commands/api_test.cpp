@@ -187,6 +187,7 @@ TEST_F(GatewayTest, theStreamShowsChangesAndResumes)
 TEST_F(GatewayTest, aSilentStreamBeats)
 {
     writeConfig();
+    writeFile("tags.csv", "name,address,period\nspeed,DM100.S,30s\n"); // never stale on a busy machine
     ASSERT_TRUE(startAndRead());
     Stream stream(port);
     EXPECT_EQ(stream.next("event: beat"), "");
@@ -208,6 +209,15 @@ TEST_F(GatewayTest, slowAndHalfOpenClientsHoldNobodyUp)
         sim.control("set DM100=" + QByteArray::number(i));
         EXPECT_TRUE(until([&] { return json(get("/api/v1/values/a.speed"))["value"] == i; }));
     }
+}
+
+TEST_F(GatewayTest, theConfigurationThatRunsIsShown)
+{
+    writeConfig();
+    ASSERT_TRUE(startAndRead());
+    const Answer answer = get("/api/v1/config");
+    EXPECT_TRUE(answer.body.contains("{\"name\":\"a\",\"tags\":3,\"url\":\"" + sim.url().toUtf8() + "\"}"))
+        << answer.body.toStdString();
 }
 
 TEST_F(GatewayTest, historyComesAsTrendAndAsCsv)

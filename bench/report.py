@@ -14,7 +14,7 @@ import sys
 from pathlib import Path
 
 from rows import (HEADINGS, MissingFigure, aligned, best_times, counters, driver_rows, figure, markdown,
-                  program_rows, sim_rows)
+                  program_rows, sim_rows, store_rows)
 
 SERIES = {"exchangeOfLength": (1, 2, 4, 8, 16, 32, 64, 96, 128),
           "plainWordsOfLength": (1, 2, 4, 8, 16, 32, 64, 96, 128),
@@ -72,7 +72,7 @@ def allocation_table(drivers):
 
 def all_rows(drivers, found):
     rows = [row for benchmark in drivers for row in driver_rows(best_times(benchmark), qt_of(benchmark))]
-    return rows + program_rows(found) + sim_rows(found["sim"])
+    return rows + program_rows(found) + sim_rows(found["sim"]) + store_rows(found["store"])
 
 
 TEXT = """# Performance

@@ -143,6 +143,18 @@ def sim_rows(sim):
     ]
 
 
+def store_rows(store):
+    million, fastest, year = store["million"], store["fastest"], store["year"]
+    return [
+        Row("history, a million rows a minute of 10,000 tags: rows lost", str(million["dropped"]), "none", million["dropped"], 0),
+        Row("history, a million rows a minute of 10,000 tags: CPU", *share(million["cpu_share"], 0.10), 1),
+        Row("history rows a minute, as many as are taken", f"{fastest['rows_a_minute'] / 1e6:.2f} million", "1 million",
+            fastest["rows_a_minute"] / 1e6, 1, at_least=True),
+        Row("trend of a year, 1,000 points, slowest of 51", f"{year['year_worst_ms']:.1f} ms", "100 ms",
+            year["year_worst_ms"] / 100, 1),
+    ]
+
+
 def markdown(headings, rows):
     lines = [headings, ["---"] * len(headings), *rows]
     return "\n".join("| " + " | ".join(map(str, cells)) + " |" for cells in lines) + "\n"

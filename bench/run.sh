@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Measures the driver, kv-host and kv-sim against their targets, and writes
+# Measures the driver, kv-host, kv-sim and the store of kv-gateway against their targets, and writes
 # docs/performance.md with plots.
 #
 #   bench/run.sh            everything: about six minutes on a quiet machine, plus the builds

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 
 namespace kvgateway
@@ -19,7 +20,8 @@ namespace
 
 constexpr std::size_t memoryOfConnection = 32 * 1024;
 constexpr std::size_t streamBlock = 32 * 1024;
-constexpr int mostPairs = 64; // of headers, and of the query
+constexpr std::chrono::milliseconds longestFarewell(200); // for a client that does not read its answer
+constexpr int mostPairs = 64;                             // of headers, and of the query
 
 QString textOf(const char *text)
 {
@@ -160,6 +162,7 @@ struct HttpExchange {
             return;
         const std::lock_guard lock(server.m_mutex);
         server.m_open.erase(exchange->reply);
+        server.m_completed.notify_all();
     }
 
     HttpExchange(MHD_Connection *connection, const char *url, const char *method)
@@ -290,7 +293,7 @@ bool HttpServer::start(QString &problem)
         problem = QStringLiteral("cannot listen on %1 port %2: %3; see [listen]")
                       .arg(m_settings.address)
                       .arg(m_settings.port)
-                      .arg(errno != 0 ? QString::fromLocal8Bit(std::strerror(errno))
+                      .arg(errno != 0 ? qt_error_string(errno)
                                       : QStringLiteral("the certificate or its key cannot be used"));
     return m_daemon != nullptr;
 }
@@ -308,6 +311,11 @@ void HttpServer::stop()
     for (const auto &reply : open)
         reply->send(problemResponse(503, QStringLiteral("the gateway is being stopped: try again later")));
     wakeStreams();
+    {
+        // The end of the daemon closes connections at once, whatever was not sent yet.
+        std::unique_lock lock(m_mutex);
+        m_completed.wait_for(lock, longestFarewell, [this] { return m_open.empty(); });
+    }
     MHD_stop_daemon(m_daemon);
     m_daemon = nullptr;
 }

@@ -5,6 +5,7 @@
 
 #include "message.h"
 
+#include <condition_variable>
 #include <mutex>
 #include <set>
 
@@ -78,6 +79,7 @@ private:
     HttpHandler m_handler;
     MHD_Daemon *m_daemon = nullptr;
     mutable std::mutex m_mutex;
+    std::condition_variable m_completed;
     std::set<std::shared_ptr<Reply>> m_open;
     std::set<HttpStream *> m_streams;
     bool m_isStopping = false;

@@ -36,7 +36,7 @@ public:
     std::optional<Account> account(const QString &name);
     std::vector<User> users();
 
-    bool addToken(const KeptToken &token, QString &problem);
+    bool addToken(const KeptToken &kept, QString &problem);
     bool removeToken(const QString &name, QString &problem);
     std::optional<Token> tokenOf(const QByteArray &hash);
     std::vector<Token> tokens();

@@ -163,7 +163,7 @@ QStringList Gateway::open()
     m_historyTimer.start(historyEvery);
     m_lastValuesTimer.start(lastValuesEvery);
     m_counts.lastGoodReload = m_clock.wall();
-    m_recorder->event(EventKind::Service, QStringLiteral("started"), m_config.sizeText());
+    m_recorder->event(EventKind::Service, QStringLiteral("started"), size);
     if (m_options.isInsecure && !m_config.listen.isLocal())
         logLine(LogLevel::Warning,
                 QStringLiteral("started with --insecure: other machines may come in without TLS or "

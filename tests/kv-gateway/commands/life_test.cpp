@@ -42,6 +42,7 @@ TEST_F(GatewayTest, aReloadTakesNewTagsAndKeepsTheLink)
     writeConfig();
     sim.control("set DM300=9");
     ASSERT_TRUE(startAndRead());
+    EXPECT_TRUE(says("started: 1 PLC, 3 tags"));
     writeFile("tags.csv", QByteArray(tags) + "level,DM300,20ms,no,,,r\n");
     hangUp();
     ASSERT_TRUE(says("reloaded: HUP"));

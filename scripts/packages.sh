@@ -10,7 +10,7 @@ set -euo pipefail
 driver="g++ cmake ninja-build qtbase5-dev"
 demo="$driver libqt5serialport5-dev libcli11-dev libsqlite3-dev"
 demo+=" pkg-config libtomlplusplus-dev libmicrohttpd-dev libsodium-dev"
-test="$demo qt6-base-dev qt6-serialport-dev libgtest-dev procps python3 git tmux man-db doxygen"
+test="$demo qt6-base-dev qt6-serialport-dev libgtest-dev procps python3 git tmux man-db doxygen curl openssl"
 declare -A packages=(
     [driver]=$driver
     [demo]=$demo

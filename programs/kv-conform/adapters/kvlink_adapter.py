@@ -2,12 +2,14 @@
 """kv-conform's adapter for programs on kvlink, by its Python face. A model for adapters of other hosts."""
 
 import json
+import queue
 import sys
 import threading
 
 import kvlink
 
 plcs = {}
+places = {}  # the writes that wait for each
 printing = threading.Lock()
 
 
@@ -36,6 +38,21 @@ def write(plc, ask):
         say(re=ask["id"], outcome="not sent", reason=str(error))
 
 
+def write_in_order(plc, waiting):
+    while True:
+        write(plc, waiting.get())
+
+
+def hand_out(number, ask):
+    """A call of kvlink.py returns when its write has ended, so each place has a thread: its writes keep their order, and
+    those to other places need not wait for them."""
+    place = number, ask["address"]
+    if place not in places:
+        places[place] = queue.SimpleQueue()
+        threading.Thread(target=write_in_order, args=(plcs[number], places[place]), daemon=True).start()
+    places[place].put(ask)
+
+
 def answer(ask):
     if ask["do"] == "hello":
         say(re=ask["id"], name="kvlink", version=kvlink.version(), offers=["plcs", "pulse", "time", "wait"])
@@ -45,12 +62,13 @@ def answer(ask):
         plcs[number] = kvlink.Plc(ask["url"], connect=0, timeout=0.5)
         plcs[number].start()
     elif ask["do"] == "close":
+        places.clear()
         while plcs:
             plcs.popitem()[1].close()
     elif ask["do"] == "watch":
         threading.Thread(target=watch, args=(plcs[number], number, ask["address"], ask["period"]), daemon=True).start()
     else:
-        threading.Thread(target=write, args=(plcs[number], ask), daemon=True).start()
+        hand_out(number, ask)
         return
     say(re=ask["id"])
 

@@ -157,7 +157,7 @@ qint64 TomlSection::size(const char *key, qint64 fallback)
         if (typed.endsWith(QLatin1String(unit.unit)) && ok && count > 0 && count <= mostUnits)
             return count * unit.bytes;
     }
-    note(node->source(), expected(key, "a size in quotes, as in \"500MB\" or \"2GB\", or \"unlimited\""));
+    note(node->source(), expected(key, R"(a size in quotes, as in "500MB" or "2GB", or "unlimited")"));
     return fallback;
 }
 

@@ -17,7 +17,7 @@ QByteArray linkText(const LiveTable &table, const LinkChange &change)
 {
     QByteArray text = "{\"plc\":";
     appendJson(text, table.plcs()[std::size_t(change.plc)]);
-    text += ",\"state\":\"" + kvlink::linkStateName(change.status.state).toLatin1() + "\",\"problem\":";
+    text += R"(,"state":")" + kvlink::linkStateName(change.status.state).toLatin1() + R"(","problem":)";
     appendJson(text, change.status.problem);
     return text + "}";
 }
@@ -59,7 +59,7 @@ void EventStream::begin(QByteArray &out, const QByteArray &lastId)
     m_isWanted.assign(m_table->tags().size(), false);
     for (const int tag : m_choice.indexes(*m_table))
         m_isWanted[std::size_t(tag)] = true;
-    out += "retry: 2000\nevent: hello\ndata: {\"run\":\"" + m_table->run().toLatin1() + "\",\"replay\":\"" +
+    out += "retry: 2000\nevent: hello\ndata: {\"run\":\"" + m_table->run().toLatin1() + R"(","replay":")" +
            (isKnown ? "all" : "snapshot") + "\"}\n\n";
 }
 

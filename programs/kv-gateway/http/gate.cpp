@@ -94,7 +94,7 @@ std::optional<Caller> Gate::identify(const Request &request, Response &refusal) 
     if (request.headers.contains("authorization"))
         return byToken(request, refusal);
     if (!request.cookie(sessionCookie).isEmpty()) {
-        const auto caller = bySession(request, refusal);
+        auto caller = bySession(request, refusal);
         if (caller || refusal.status != 401)
             return caller;
     }

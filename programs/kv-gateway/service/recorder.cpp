@@ -117,7 +117,7 @@ void Recorder::giveLastValues()
     }
     m_lastSamples.clear();
     if (!values.empty())
-        m_store.keepLast(std::move(values));
+        m_store.keepLast(values);
 }
 
 } // namespace kvgateway

@@ -6,6 +6,9 @@
 
 #include <QCoreApplication>
 
+#include <cstdio>
+#include <exception>
+
 namespace kvgateway
 {
 
@@ -135,7 +138,11 @@ int run(int argc, char **argv)
     Typed typed;
     CLI::App app("Keeps PLCs in sight: live values, history, writes and metrics over HTTP.", "kv-gateway");
     describe(app, typed);
-    CLI11_PARSE(app, argc, argv)
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        return app.exit(error);
+    }
     // Qt's own event loop instead of GLib's: fewer system calls for each wait.
     qputenv("QT_NO_GLIB", "1");
     const QCoreApplication application(argc, argv);
@@ -154,5 +161,10 @@ int run(int argc, char **argv)
 
 int main(int argc, char **argv)
 {
-    return kvgateway::run(argc, argv);
+    try {
+        return kvgateway::run(argc, argv);
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "kv-gateway: %s\n", error.what());
+        return 1;
+    }
 }

@@ -138,7 +138,7 @@ const kvlink::Plc *Plant::plc(int index) const
     return isThere ? &m_links[std::size_t(index)]->plc() : nullptr;
 }
 
-void Plant::onChanged(PlcLink &link, kvlink::Tag tag, const kvlink::Sample &sample)
+void Plant::onChanged(const PlcLink &link, kvlink::Tag tag, const kvlink::Sample &sample)
 {
     const int index = link.indexOf(tag);
     if (index < 0)
@@ -147,7 +147,7 @@ void Plant::onChanged(PlcLink &link, kvlink::Tag tag, const kvlink::Sample &samp
     m_observer.sampleChanged(m_table->tags()[std::size_t(index)].config, sample);
 }
 
-void Plant::onLink(PlcLink &link, const kvlink::LinkStatus &status)
+void Plant::onLink(const PlcLink &link, const kvlink::LinkStatus &status)
 {
     m_table->setLink(m_table->findPlc(link.config().name), status);
     m_observer.linkChanged(link.config().name, status);

@@ -70,8 +70,8 @@ private:
     void watch(PlcLink &link);
     void replaceTable(const Links &oldLinks);
     kvlink::Sample knownSample(const PlcLink &link, const Links &oldLinks, const TagConfig &tag) const;
-    void onChanged(PlcLink &link, kvlink::Tag tag, const kvlink::Sample &sample);
-    void onLink(PlcLink &link, const kvlink::LinkStatus &status);
+    void onChanged(const PlcLink &link, kvlink::Tag tag, const kvlink::Sample &sample);
+    void onLink(const PlcLink &link, const kvlink::LinkStatus &status);
     void onWritten(PlcLink &link, const kvlink::WriteResult &result);
     void retire(const std::shared_ptr<PlcLink> &link);
     void forget(const PlcLink *link);

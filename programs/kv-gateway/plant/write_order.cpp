@@ -66,7 +66,7 @@ QString writeProblem(const TagConfig &tag, const kvlink::Value &value, kvlink::R
 
 QString pressProblem(const TagConfig &tag, kvlink::Reason &reason)
 {
-    const QString problem = accessProblem(tag, reason);
+    QString problem = accessProblem(tag, reason);
     if (!problem.isEmpty())
         return problem;
     QString why;

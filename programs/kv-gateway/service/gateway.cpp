@@ -138,7 +138,7 @@ QStringList Gateway::open()
     m_access = Access::open(access, m_clock, m_hasher, problem);
     if (!m_access)
         return {problem};
-    const QStringList problems = check(m_config);
+    QStringList problems = check(m_config);
     if (!problems.isEmpty())
         return problems;
     m_gate = std::make_unique<Gate>(*m_access);

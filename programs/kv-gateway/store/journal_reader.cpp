@@ -25,9 +25,11 @@ class Newest
 {
 public:
     Newest(const char *columns, qint64 beforeSeq, const TimeRange &range)
-        : m_text(QByteArray(columns) + " WHERE seq < ?1 AND time >= ?2 AND time < ?3")
+        : m_text(QByteArray(columns) + " WHERE seq < ?1 AND time >= ?2 AND time < ?3"), m_numbers{
+                                                                                            beforeSeq,
+                                                                                            toMs(range.from),
+                                                                                            toMs(range.to)}
     {
-        m_numbers = {beforeSeq, toMs(range.from), toMs(range.to)};
     }
 
     // An empty text asks for all.

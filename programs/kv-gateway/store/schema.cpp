@@ -178,7 +178,7 @@ bool bringUpToDate(Database &database, const Schema &schema, OpenProblem &proble
         return true;
     Transaction transaction(database);
     bool isDone = transaction.isOpen();
-    for (std::size_t i = std::size_t(*version); isDone && i < schema.steps.size(); ++i)
+    for (auto i = std::size_t(*version); isDone && i < schema.steps.size(); ++i)
         isDone = database.run(schema.steps[i]);
     isDone = isDone && database.run(QStringLiteral("PRAGMA application_id=%1").arg(schema.applicationId)) &&
              database.run(QStringLiteral("PRAGMA user_version=%1").arg(schema.steps.size())) &&

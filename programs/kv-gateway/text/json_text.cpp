@@ -80,7 +80,7 @@ QJsonValue anyJson(const Variant &value)
         [](const auto &held) -> QJsonValue {
             using Held = std::decay_t<decltype(held)>;
             if constexpr (std::is_same_v<Held, std::monostate>) {
-                return QJsonValue(QJsonValue::Null);
+                return {QJsonValue::Null};
             } else if constexpr (std::is_same_v<Held, double>) {
                 return std::isfinite(held) ? QJsonValue(held) : QJsonValue(QJsonValue::Null);
             } else if constexpr (std::is_same_v<Held, std::vector<kvlink::Scalar>>) {
@@ -130,7 +130,7 @@ void appendSample(QByteArray &out, const kvlink::Sample &sample)
 {
     out += "\"value\":";
     appendAny(out, sample.value);
-    out += ",\"quality\":\"";
+    out += R"(,"quality":")";
     out += kvlink::qualityName(sample.quality).toLatin1();
     out += '"';
     if (sample.quality == kvlink::Quality::Bad) {
@@ -138,7 +138,7 @@ void appendSample(QByteArray &out, const kvlink::Sample &sample)
         appendJson(out, sample.reasonText());
     }
     if (sample.time != kvlink::WallTime{}) {
-        out += ",\"time\":\"";
+        out += R"(,"time":")";
         out += timeText(sample.time).toLatin1();
         out += '"';
     }

@@ -102,7 +102,8 @@ it.
 ## One PLC without a pause
 
 kvlink against kv-sim, and libmodbus reading 120 registers from its own server, in turns. Each server is a process of its
-own. All use TCP on the loopback with TCP_NODELAY and wait for an answer before they ask again. An answer of the PLC has 721 bytes,
+own, and all share one core: what another core takes to wake up would be most of each figure. All use TCP on the loopback with
+TCP_NODELAY and wait for an answer before they ask again. An answer of the PLC has 721 bytes,
 that of the Modbus server 249. The verdict is about the median of the ratios.
 
 {flat}

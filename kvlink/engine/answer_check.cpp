@@ -125,6 +125,8 @@ AnswerVerdict checkAnswer(AnswerShape shape, int length, const QByteArray &answe
 
 void takeLargeNumbers(UnitBlock &block, AnswerShape shape, const QByteArray &answer)
 {
+    if (shape == AnswerShape::Words)
+        return; // five digits: the driver holds them all
     const int width = int(shapeOfValue(shape).size()) + 1;
     const char *value = answer.constData();
     for (int i = 0; i < block.unitCount && (i + 1) * width <= answer.size(); ++i, value += width) {

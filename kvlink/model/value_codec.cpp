@@ -13,6 +13,8 @@
 #include <cmath>
 #include <cstring>
 
+#include <QtEndian>
+
 namespace kvlink
 {
 
@@ -54,21 +56,26 @@ void copyBits(const Place &place, const UnitBlock &block, char *to)
     }
 }
 
-quint32 unsignedAt(const char *raw, int bytes)
+// How the numbers of a place lie in its raw bytes.
+struct RawNumbers {
+    int bytes = 0;        // of one: 1, 2 or 4
+    bool swapped = false; // the high word comes first
+};
+
+RawNumbers numbersOf(const Place &place, WordOrder order)
 {
-    quint32 number = 0;
-    for (int i = 0; i < bytes; ++i)
-        number |= quint32(quint8(raw[i])) << (8 * i);
-    return number;
+    const int elements = place.elementsPerValue();
+    return {bytesOfElement(place.element) * elements, elements == 2 && order == WordOrder::HighFirst};
 }
 
-// The bits of value i, as wide as its format takes.
-quint32 bitsOfValue(const Place &place, const char *raw, int i, WordOrder order)
+quint32 numberAt(const char *raw, const RawNumbers &numbers)
 {
-    const int bytes = bytesOfElement(place.element) * place.elementsPerValue();
-    const quint32 bits = unsignedAt(raw + i * bytes, bytes);
-    const bool swapped = place.elementsPerValue() == 2 && order == WordOrder::HighFirst;
-    return swapped ? std::rotl(bits, bitsOfWord) : bits;
+    if (numbers.bytes == 1)
+        return quint8(*raw);
+    if (numbers.bytes == 2)
+        return qFromLittleEndian<quint16>(raw);
+    const auto number = qFromLittleEndian<quint32>(raw);
+    return numbers.swapped ? std::rotl(number, bitsOfWord) : number;
 }
 
 // Monostate for what is not a number. On purpose not computed without a scale: -0 would become 0.
@@ -157,12 +164,12 @@ std::optional<Value> decode(const Place &place, const char *raw, const Coding &c
 {
     if (place.format == Format::Text)
         return decodeText(place, raw, coding.textEncoding);
+    const RawNumbers numbers = numbersOf(place, coding.wordOrder);
     std::vector<Scalar> scalars;
     if (place.values > 1)
         scalars.reserve(size_t(place.values));
     for (int i = 0; i < place.values; ++i) {
-        const quint32 bits = bitsOfValue(place, raw, i, coding.wordOrder);
-        Scalar scalar = scalarOf(place.format, bits, scale, offset);
+        Scalar scalar = scalarOf(place.format, numberAt(raw + i * numbers.bytes, numbers), scale, offset);
         if (scalar.index() == 0)
             return std::nullopt;
         if (place.values == 1)

@@ -4,8 +4,10 @@
 // Each change has a number. A reader remembers the last number that it saw and asks for what came
 // after it: so a slow reader gets the newest state, and nothing is queued for anybody.
 //
-//     auto changes = table.changesAfter(seen, 1000); for (const SampleChange &change :
-//     changes.samples) show(table.tags()[change.tag], change.sample); seen = changes.last;
+//     const Changes changes = table.changesAfter(seen, LiveTable::mostAtOnce);
+//     for (const SampleChange &change : changes.samples)
+//         show(table.tags()[change.tag], change.sample);
+//     seen = changes.last;
 #pragma once
 
 #include "config/config.h"

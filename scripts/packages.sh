@@ -84,3 +84,10 @@ if ! { "${as_root[@]}" apt-get update >"$log" 2>&1 </dev/null && install; }; the
     echo "packages.sh: installing failed; the lines above say why" >&2
     exit 3
 fi
+
+# Tests start their own, on free ports. Whoever had the package before keeps its service.
+for service in prometheus mosquitto; do
+    if [ -d /run/systemd/system ] && [[ " ${missing[*]} " == *" $service "* ]]; then
+        "${as_root[@]}" systemctl disable --now --quiet "$service"
+    fi
+done

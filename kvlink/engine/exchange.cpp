@@ -75,6 +75,8 @@ Exchange::Ended Exchange::judged(SteadyTime now)
         ended.end = End::Corrupted;
     else
         ended.end = verdict.kind == AnswerKind::Error ? End::PlcError : End::Answered;
+    if (ended.isAnswer())
+        m_deadline = {};
     return ended;
 }
 

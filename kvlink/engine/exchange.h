@@ -49,6 +49,8 @@ public:
     bool isOpen() const { return m_open; }
     /// When the answer is given up. With an open exchange only.
     SteadyTime deadline() const { return m_deadline; }
+    /// Until when an answer to the last frame may still come; long ago if it has come.
+    SteadyTime owedUntil() const { return m_deadline; }
 
     /// Takes what has come. \return how the exchange has ended, once it has
     std::optional<Ended> advance(SteadyTime now);

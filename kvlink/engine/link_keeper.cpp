@@ -42,10 +42,12 @@ std::optional<LinkNews> LinkKeeper::look(SteadyTime now)
     return std::nullopt;
 }
 
-std::optional<LinkNews> LinkKeeper::lookAtOpening(SteadyTime now) const
+std::optional<LinkNews> LinkKeeper::lookAtOpening(SteadyTime now)
 {
     const bool isResolving = m_life.state() == LinkState::Resolving;
     const Transport::State state = m_transport.state();
+    if (state == Transport::State::Open && m_listens && !isSilent(now))
+        return std::nullopt;
     if (state == Transport::State::Open)
         return LinkNews{LinkEvent::Connected, {}};
     if (state == Transport::State::Failed || state == Transport::State::Closed)
@@ -76,11 +78,14 @@ std::optional<LinkNews> LinkKeeper::lookAtWaiting(SteadyTime now)
 {
     // A serial line stays open while it is waited until idle: what still comes belongs to a request
     // that was given up.
+    return isSilent(now) ? std::optional(LinkNews{LinkEvent::TimedOut, {}}) : std::nullopt;
+}
+
+bool LinkKeeper::isSilent(SteadyTime now)
+{
     if (m_transport.state() == Transport::State::Open && !m_exchange.drain())
         m_stateUntil = std::min(std::max(m_stateUntil, now + silence), m_latestTry);
-    if (now < m_stateUntil)
-        return std::nullopt;
-    return LinkNews{LinkEvent::TimedOut, {}};
+    return now >= m_stateUntil;
 }
 
 // --- what becomes of it --------------------------------------------------------------------------
@@ -99,7 +104,8 @@ LinkAction LinkKeeper::on(const LinkNews &news, SteadyTime now)
         open(now);
         break;
     case LinkAction::Connect:
-        m_stateUntil = now + longestConnecting(m_settings.timeout);
+        if (!m_listens)
+            m_stateUntil = now + longestConnecting(m_settings.timeout);
         break;
     case LinkAction::EnterReady:
         ++m_connects;
@@ -140,8 +146,17 @@ void LinkKeeper::tell(const QString &problem, SteadyTime now)
 void LinkKeeper::open(SteadyTime now)
 {
     m_stateUntil = now + longestResolving;
-    if (m_transport.state() != Transport::State::Open)
-        m_transport.open();
+    m_listens = false;
+    if (m_transport.state() == Transport::State::Open)
+        return;
+    m_transport.open();
+    // An answer may be on its way to whoever used the line before, and no greeting tells it from
+    // that to the first request.
+    m_listens = m_transport.isSerial() && m_settings.open == Open::None;
+    if (!m_listens)
+        return;
+    m_stateUntil = std::max(now + silence, m_exchange.owedUntil());
+    m_latestTry = m_stateUntil + longestSilence;
 }
 
 void LinkKeeper::closeForNow()

@@ -50,11 +50,12 @@ public:
     std::vector<LinkStatus> &changes() { return m_changes; }
 
 private:
-    std::optional<LinkNews> lookAtOpening(SteadyTime now) const;
+    std::optional<LinkNews> lookAtOpening(SteadyTime now);
     std::optional<LinkNews> lookAtReady();
     std::optional<LinkNews> lookAtWaiting(SteadyTime now);
     void tell(const QString &problem, SteadyTime now);
     void open(SteadyTime now);
+    bool isSilent(SteadyTime now);
 
     const Clock &m_clock;
     Transport &m_transport;
@@ -66,6 +67,7 @@ private:
     std::vector<LinkStatus> m_changes;
     SteadyTime m_stateUntil{}; ///< of Resolving, Connecting and Waiting
     SteadyTime m_latestTry{};  ///< a noisy serial line is not waited for longer
+    bool m_listens = false;    ///< while opening: to what may still come on a serial line
     bool m_staysLost = false;
     quint64 m_connects = 0;
     quint64 m_losses = 0;

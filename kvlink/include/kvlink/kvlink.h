@@ -92,7 +92,7 @@ typedef struct kvlink_plc kvlink_plc;
 
 typedef enum kvlink_open {
     KVLINK_OPEN_CR = 0,  /**< each connection is opened with CR, as the PLC's manual has it */
-    KVLINK_OPEN_NONE = 1 /**< the port does not know CR: requests go out at once */
+    KVLINK_OPEN_NONE = 1 /**< the port does not know CR: requests go out without it */
 } kvlink_open;
 
 typedef enum kvlink_word_order { KVLINK_LOW_FIRST = 0, KVLINK_HIGH_FIRST = 1 } kvlink_word_order;

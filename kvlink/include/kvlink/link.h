@@ -15,7 +15,7 @@ namespace kvlink
 
 enum class Open : quint8 {
     Cr,   ///< each connection is opened with CR, as the PLC's manual has it
-    None, ///< the port does not know CR: requests go out at once
+    None, ///< the port does not know CR: requests go out without it
 };
 
 /// Bytes of a link, as they are sent or received: greetings, frames, answers, and what nobody asked

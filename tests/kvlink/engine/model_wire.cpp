@@ -97,7 +97,9 @@ void ModelWire::send(const QByteArray &bytes)
         event.fault = faultOf(bytes);
     }
     const auto onLine = Duration(qint64(perByte * 1e6 * double(bytes.size())));
-    at(m_clock.now() + there + onLine, event);
+    // No frame overtakes the one before it, not even when the port was opened again meanwhile.
+    m_frameBusyUntil = std::max(m_clock.now(), m_frameBusyUntil) + onLine;
+    at(m_frameBusyUntil + there, event);
 }
 
 void ModelWire::happen(const Event &event)

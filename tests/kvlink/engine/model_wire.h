@@ -94,8 +94,9 @@ private:
     std::vector<QByteArray> m_frames;
     SteadyTime m_lastSent{};
     bool m_owes = false;
-    std::vector<Event> m_events;  ///< in order of time
-    SteadyTime m_lineBusyUntil{}; ///< with an earlier answer
+    std::vector<Event> m_events;   ///< in order of time
+    SteadyTime m_lineBusyUntil{};  ///< with an earlier answer
+    SteadyTime m_frameBusyUntil{}; ///< with an earlier frame
 };
 
 } // namespace kvlink

@@ -412,6 +412,49 @@ TEST(Link, OnASerialLineIsWaitedSilentAndGreetedAgainNotClosed)
     EXPECT_EQ(bench.engine.statistics().strayBytes, 7U);
 }
 
+// Nothing on such a line tells an answer to this link from one to whoever asked before it was
+// started: here the same program, a moment ago.
+TEST(Link, OnASerialLineWithoutAGreetingIsNotTakenInByAnAnswerFromBeforeItsStart)
+{
+    for (const Duration late : {Duration(0ms), Duration(150ms)}) {
+        LinkSettings settings;
+        settings.open = Open::None;
+        settings.timeout = 200ms;
+        Bench bench(settings, 10.0 / 9600);
+        bench.plc.wantsGreeting = false;
+        bench.plc.set("DM", 0, 71, bench.clock.now());
+        bench.plc.set("DM", 50, 8, bench.clock.now());
+        bench.wire.faults.push_back({.late = late}); // of the first request
+        bench.add({engineTag(1, "DM0")});
+        bench.engine.start();
+        ASSERT_TRUE(bench.runUntil([&] { return bench.wire.frames().size() == 1; }));
+        bench.engine.stop();
+        bench.engine.removeTag(Tag(1));
+        bench.add({engineTag(2, "DM50")});
+        bench.step();
+        bench.engine.start();
+        ASSERT_TRUE(bench.runUntil([&] { return bench.sample(2).isGood(); }));
+        EXPECT_EQ(bench.text(2), "good 8") << late.count();
+        EXPECT_EQ(bench.engine.statistics().strayBytes, 7U); // "00071", CR LF
+    }
+}
+
+TEST(Link, OnASerialLineThatIsNeverSilentIsStartedAfterTenSeconds)
+{
+    LinkSettings settings;
+    settings.open = Open::None;
+    Bench bench(settings, 10.0 / 9600);
+    bench.plc.wantsGreeting = false;
+    bench.add({engineTag(1, "DM0")});
+    bench.engine.start();
+    for (int i = 0; i < 200; ++i) { // 10 s
+        bench.run(50ms);
+        bench.wire.comes("#");
+    }
+    EXPECT_TRUE(bench.wire.frames().empty());
+    EXPECT_TRUE(bench.runUntil([&] { return !bench.wire.frames().empty(); }, 200ms));
+}
+
 TEST(Link, AnswersQuestionsAboutThePlc)
 {
     Bench bench;

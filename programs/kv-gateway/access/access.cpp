@@ -42,6 +42,19 @@ bool isName(const QString &name, QString &problem)
     return false;
 }
 
+// Empty, with a problem: the password is too weak, or there is no memory to hash it.
+QByteArray newHash(const PasswordHasher &hasher, const QString &name, const QString &password,
+                   QString &problem)
+{
+    problem = passwordProblem(name, password);
+    if (!problem.isEmpty())
+        return {};
+    QByteArray hash = hasher.hash(password);
+    if (hash.isEmpty())
+        problem = QStringLiteral("there is too little memory to hash a password");
+    return hash;
+}
+
 } // namespace
 
 struct Access::State {
@@ -92,14 +105,9 @@ bool Access::addUser(const QString &name, const QString &password, Role role, QS
 {
     if (!isName(name, problem))
         return false;
-    problem = passwordProblem(name, password);
-    if (!problem.isEmpty())
+    const QByteArray hash = newHash(m_state->hasher, name, password, problem);
+    if (hash.isEmpty())
         return false;
-    const QByteArray hash = m_state->hasher.hash(password);
-    if (hash.isEmpty()) {
-        problem = QStringLiteral("there is too little memory to hash a password");
-        return false;
-    }
     const std::scoped_lock guard(m_state->lock);
     return m_state->accounts->add({name, role, m_state->clock.wall()}, hash, problem);
 }
@@ -113,14 +121,9 @@ bool Access::removeUser(const QString &name, QString &problem)
 
 bool Access::setPassword(const QString &name, const QString &password, QString &problem)
 {
-    problem = passwordProblem(name, password);
-    if (!problem.isEmpty())
+    const QByteArray hash = newHash(m_state->hasher, name, password, problem);
+    if (hash.isEmpty())
         return false;
-    const QByteArray hash = m_state->hasher.hash(password);
-    if (hash.isEmpty()) {
-        problem = QStringLiteral("there is too little memory to hash a password");
-        return false;
-    }
     const std::scoped_lock guard(m_state->lock);
     m_state->sessions.removeOfUser(name);
     return m_state->accounts->setPasswordHash(name, hash, problem);

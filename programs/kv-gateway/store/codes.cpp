@@ -261,6 +261,19 @@ kvlink::Value valueOf(const Statement &statement, int shapeColumn)
     return statement.integer(column);
 }
 
+Bucket bucketOf(const Statement &statement, int firstColumn)
+{
+    Bucket bucket;
+    bucket.min = statement.real(firstColumn);
+    bucket.max = statement.real(firstColumn + 1);
+    bucket.mean = statement.real(firstColumn + 2);
+    bucket.good = statement.integer(firstColumn + 3);
+    bucket.count = statement.integer(firstColumn + 4);
+    if (!statement.isNull(firstColumn + 5))
+        bucket.last = statement.real(firstColumn + 5);
+    return bucket;
+}
+
 std::optional<double> numberOf(const kvlink::Value &value)
 {
     if (const auto *bit = std::get_if<bool>(&value))

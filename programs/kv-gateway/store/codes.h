@@ -5,6 +5,7 @@
 
 #include "database.h"
 #include "records.h"
+#include "roll_up.h"
 
 namespace kvgateway
 {
@@ -33,6 +34,8 @@ kvlink::WallTime fromMs(qint64 ms);
 void bindValue(Statement &statement, int shapeParameter, const kvlink::Value &value);
 /// Reads them from two columns that follow each other.
 kvlink::Value valueOf(const Statement &statement, int shapeColumn);
+/// Reads a stretch of a roll-up from six columns: min, max, mean, good, count, last.
+Bucket bucketOf(const Statement &statement, int firstColumn);
 /// The number that is rolled up: bits are 0 and 1; texts and lists have none.
 std::optional<double> numberOf(const kvlink::Value &value);
 

@@ -80,12 +80,8 @@ HistoryReader::~HistoryReader() = default;
 
 std::unique_ptr<HistoryReader> HistoryReader::open(const QString &folder, QString &problem)
 {
-    OpenProblem found;
-    auto database = Database::open(folder + QStringLiteral("/history.sqlite"), Database::Use::Read, 0, found);
-    if (database && isUpToDate(*database, historySchema(), found))
-        return std::unique_ptr<HistoryReader>(new HistoryReader(std::move(database)));
-    problem = found.text;
-    return nullptr;
+    auto database = openToRead(folder + QStringLiteral("/history.sqlite"), historySchema(), problem);
+    return std::unique_ptr<HistoryReader>(database ? new HistoryReader(std::move(database)) : nullptr);
 }
 
 std::optional<std::vector<HistoryTag>> HistoryReader::tags(QString &problem) const

@@ -60,15 +60,8 @@ private:
         m_isLoaded = true;
         m_bucket = {};
         m_load.bind(1, m_tag).bind(2, start);
-        if (m_load.step()) {
-            m_bucket.min = m_load.real(0);
-            m_bucket.max = m_load.real(1);
-            m_bucket.mean = m_load.real(2);
-            m_bucket.good = m_load.integer(3);
-            m_bucket.count = m_load.integer(4);
-            if (!m_load.isNull(5))
-                m_bucket.last = m_load.real(5);
-        }
+        if (m_load.step())
+            m_bucket = bucketOf(m_load, 0);
         m_load.reset();
     }
     void store()

@@ -67,12 +67,8 @@ JournalReader::~JournalReader() = default;
 
 std::unique_ptr<JournalReader> JournalReader::open(const QString &folder, QString &problem)
 {
-    OpenProblem found;
-    auto database = Database::open(folder + QStringLiteral("/journal.sqlite"), Database::Use::Read, 0, found);
-    if (database && isUpToDate(*database, journalSchema(), found))
-        return std::unique_ptr<JournalReader>(new JournalReader(std::move(database)));
-    problem = found.text;
-    return nullptr;
+    auto database = openToRead(folder + QStringLiteral("/journal.sqlite"), journalSchema(), problem);
+    return std::unique_ptr<JournalReader>(database ? new JournalReader(std::move(database)) : nullptr);
 }
 
 std::optional<std::vector<EventRow>> JournalReader::events(const EventQuery &query, QString &problem) const

@@ -147,6 +147,15 @@ std::optional<qint64> versionOf(Database &database, OpenProblem &problem)
     return {};
 }
 
+// None: it is not ours, or newer than this program.
+std::optional<qint64> knownVersionOf(Database &database, const Schema &schema, OpenProblem &problem)
+{
+    const std::optional<qint64> version = versionOf(database, problem);
+    const bool isGood = version && isOurs(database, schema, *version, problem) &&
+                        isKnown(database, schema, *version, problem);
+    return isGood ? version : std::nullopt;
+}
+
 } // namespace
 
 constexpr char auditDeleteTriggerText[] = R"(
@@ -170,9 +179,8 @@ const Schema &journalSchema()
 
 bool bringUpToDate(Database &database, const Schema &schema, OpenProblem &problem)
 {
-    const std::optional<qint64> version = versionOf(database, problem);
-    if (!version || !isOurs(database, schema, *version, problem) ||
-        !isKnown(database, schema, *version, problem))
+    const std::optional<qint64> version = knownVersionOf(database, schema, problem);
+    if (!version)
         return false;
     if (*version == qint64(schema.steps.size()))
         return true;
@@ -190,9 +198,8 @@ bool bringUpToDate(Database &database, const Schema &schema, OpenProblem &proble
 
 bool isUpToDate(Database &database, const Schema &schema, OpenProblem &problem)
 {
-    const std::optional<qint64> version = versionOf(database, problem);
-    if (!version || !isOurs(database, schema, *version, problem) ||
-        !isKnown(database, schema, *version, problem))
+    const std::optional<qint64> version = knownVersionOf(database, schema, problem);
+    if (!version)
         return false;
     if (*version == qint64(schema.steps.size()))
         return true;
@@ -203,6 +210,16 @@ bool isUpToDate(Database &database, const Schema &schema, OpenProblem &problem)
             .arg(*version)
             .arg(schema.steps.size());
     return false;
+}
+
+std::unique_ptr<Database> openToRead(const QString &path, const Schema &schema, QString &problem)
+{
+    OpenProblem found;
+    auto database = Database::open(path, Database::Use::Read, 0, found);
+    if (database && isUpToDate(*database, schema, found))
+        return database;
+    problem = found.text;
+    return nullptr;
 }
 
 } // namespace kvgateway

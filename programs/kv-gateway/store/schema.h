@@ -28,6 +28,9 @@ bool bringUpToDate(Database &database, const Schema &schema, OpenProblem &proble
 /// For those who only read: the version must be this program's.
 bool isUpToDate(Database &database, const Schema &schema, OpenProblem &problem);
 
+/// Opens a database for those who only read. \return nullptr with what is wrong and what to do
+std::unique_ptr<Database> openToRead(const QString &path, const Schema &schema, QString &problem);
+
 /// The trigger that refuses to delete rows of the audit: its retention lifts it for a transaction.
 extern const char *const auditDeleteTrigger;
 

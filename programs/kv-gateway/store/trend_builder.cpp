@@ -126,16 +126,7 @@ bool TrendBuilder::addStretches(const char *query)
     rows.bind(1, m_tag).bind(2, m_from).bind(3, m_to);
     std::optional<Stretch> before;
     while (rows.step()) {
-        Stretch stretch;
-        stretch.start = rows.integer(0);
-        Bucket &bucket = stretch.bucket;
-        bucket.min = rows.real(1);
-        bucket.max = rows.real(2);
-        bucket.mean = rows.real(3);
-        bucket.good = rows.integer(4);
-        bucket.count = rows.integer(5);
-        if (!rows.isNull(6))
-            bucket.last = rows.real(6);
+        const Stretch stretch{rows.integer(0), bucketOf(rows, 1)};
         if (before)
             addStretch(*before, stretch.start);
         before = stretch;

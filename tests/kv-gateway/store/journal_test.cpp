@@ -49,23 +49,17 @@ protected:
         audit.outcome = outcome;
         return audit;
     }
-    QString seqs(const AuditQuery &query)
+    auto found(const AuditQuery &query, QString &problem) { return reader->audit(query, problem); }
+    auto found(const EventQuery &query, QString &problem) { return reader->events(query, problem); }
+    template <typename Query>
+    QString seqs(const Query &query)
     {
         QString problem;
-        QStringList found;
-        const auto rows = reader->audit(query, problem);
-        for (const AuditRow &audit : *rows)
-            found += QString::number(audit.seq);
-        return found.join(' ');
-    }
-    QString seqs(const EventQuery &query)
-    {
-        QString problem;
-        QStringList found;
-        const auto rows = reader->events(query, problem);
-        for (const EventRow &event : *rows)
-            found += QString::number(event.seq);
-        return found.join(' ');
+        QStringList all;
+        const auto rows = found(query, problem);
+        for (const auto &row : *rows)
+            all += QString::number(row.seq);
+        return all.join(' ');
     }
 
     QTemporaryDir folder;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "codes.h"
 
+#include "text/json_text.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 
@@ -98,47 +100,20 @@ constexpr qint64 plainShape = 0;
 constexpr qint64 bitShape = 1;
 constexpr qint64 listShape = 2;
 
-QJsonValue jsonOf(const kvlink::Scalar &scalar)
+QString listText(const kvlink::Value &list)
 {
-    if (const auto *bit = std::get_if<bool>(&scalar))
-        return *bit;
-    if (const auto *whole = std::get_if<qint64>(&scalar))
-        return *whole;
-    if (const auto *real = std::get_if<double>(&scalar))
-        return *real;
-    if (const auto *text = std::get_if<QString>(&scalar))
-        return *text;
-    return {};
+    QByteArray text;
+    appendJson(text, list);
+    return QString::fromUtf8(text);
 }
 
-kvlink::Scalar scalarOf(const QJsonValue &json)
-{
-    if (json.isBool())
-        return json.toBool();
-    if (json.isString())
-        return json.toString();
-    if (!json.isDouble())
-        return {};
-    const double real = json.toDouble();
-    if (real == double(qint64(real)))
-        return qint64(real);
-    return real;
-}
-
-QString listText(const std::vector<kvlink::Scalar> &list)
-{
-    QJsonArray array;
-    for (const kvlink::Scalar &scalar : list)
-        array.append(jsonOf(scalar));
-    return QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Compact));
-}
-
+// A list has null where it has no value.
 std::vector<kvlink::Scalar> listOf(const QString &text)
 {
     std::vector<kvlink::Scalar> list;
     const QJsonArray array = QJsonDocument::fromJson(text.toUtf8()).array();
-    for (const QJsonValue &json : array)
-        list.push_back(scalarOf(json));
+    for (const auto &json : array)
+        list.push_back(scalarFromJson(json).value_or(kvlink::Scalar()));
     return list;
 }
 
@@ -239,8 +214,8 @@ void bindValue(Statement &statement, int shapeParameter, const kvlink::Value &va
         statement.bind(valueParameter, *real);
     else if (const auto *text = std::get_if<QString>(&value))
         statement.bind(valueParameter, *text);
-    else if (const auto *list = std::get_if<std::vector<kvlink::Scalar>>(&value))
-        statement.bind(shapeParameter, listShape).bind(valueParameter, listText(*list));
+    else if (std::holds_alternative<std::vector<kvlink::Scalar>>(value))
+        statement.bind(shapeParameter, listShape).bind(valueParameter, listText(value));
     else
         statement.bindNull(valueParameter);
 }

@@ -96,7 +96,7 @@ QJsonValue anyJson(const Variant &value)
 }
 
 template <typename Variant>
-std::optional<Variant> scalarFromJson(const QJsonValue &json)
+std::optional<Variant> plainFromJson(const QJsonValue &json)
 {
     if (json.isBool())
         return Variant(json.toBool());
@@ -149,10 +149,15 @@ QJsonValue jsonValue(const kvlink::Value &value)
     return anyJson(value);
 }
 
+std::optional<kvlink::Scalar> scalarFromJson(const QJsonValue &json)
+{
+    return plainFromJson<kvlink::Scalar>(json);
+}
+
 std::optional<kvlink::Value> valueFromJson(const QJsonValue &json, QString &problem)
 {
     if (!json.isArray()) {
-        auto value = scalarFromJson<kvlink::Value>(json);
+        auto value = plainFromJson<kvlink::Value>(json);
         if (!value)
             problem = QStringLiteral("the value must be true, false, a number, a text or a list of these");
         return value;
@@ -160,7 +165,7 @@ std::optional<kvlink::Value> valueFromJson(const QJsonValue &json, QString &prob
     std::vector<kvlink::Scalar> list;
     const QJsonArray array = json.toArray();
     for (const auto &one : array) {
-        const auto scalar = scalarFromJson<kvlink::Scalar>(one);
+        const auto scalar = scalarFromJson(one);
         if (!scalar) {
             problem = QStringLiteral("a list of values may hold true, false, numbers and texts only");
             return std::nullopt;

@@ -92,6 +92,42 @@ QStringList textOf(const Trend &trend)
     return lines;
 }
 
+TEST_F(HistoryTest, ListsComeBackAsJsonHasThem)
+{
+    using List = std::vector<kvlink::Scalar>;
+    constexpr double infinite = std::numeric_limits<double>::infinity();
+    struct {
+        List given;
+        const char *shown; // by sqlite3
+        List back;
+    } const rows[] = {
+        {{}, "[]", {}},
+        {{1.0, -0.5}, "[1,-0.5]", {qint64(1), -0.5}}, // whole numbers come back as such
+        {{1e300, -1e300}, "[1e+300,-1e+300]", {1e300, -1e300}},
+        {{9223372036854775808.0}, "[9223372036854776000]", {9223372036854775808.0}},
+        {{-9223372036854775808.0}, "[-9223372036854776000]", {-9223372036854775808.0}},
+        {{infinite, qint64(2)}, "[null,2]", {{}, qint64(2)}},
+        {{{}, {}}, "[null,null]", {{}, {}}},
+        {{QStringLiteral("\u0001 \"\\\n\U0001f3ed")},
+         "[\"\\u0001 \\\"\\\\\\n\xf0\x9f\x8f\xad\"]",
+         {QStringLiteral("\u0001 \"\\\n\U0001f3ed")}},
+    };
+    qint64 time = 0;
+    for (const auto &row : rows)
+        write({{QStringLiteral("x"), good(time++, Value(row.given))}}, time);
+    const RawPage page = raw(QStringLiteral("x"), 0, 100);
+    ASSERT_EQ(page.rows.size(), std::size(rows));
+    for (std::size_t i = 0; i < std::size(rows); ++i)
+        EXPECT_EQ(page.rows[i].sample.value, Value(rows[i].back)) << rows[i].shown;
+    OpenProblem problem;
+    const auto shell = Database::open(folder.path() + "/history.sqlite", Database::Use::Read, 0, problem);
+    Statement seen(*shell, "SELECT value FROM history ORDER BY seq");
+    for (const auto &row : rows) {
+        ASSERT_TRUE(seen.step());
+        EXPECT_EQ(seen.text(0).toStdString(), row.shown);
+    }
+}
+
 TEST_F(HistoryTest, ValuesComeBackAsTheyWere)
 {
     const std::vector<kvlink::Scalar> list{qint64(1), 2.5, true, QStringLiteral("a,b"), {}};

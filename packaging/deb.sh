@@ -66,7 +66,7 @@ mkdir "$work/source"
 cp -a packaging/debian README.md docs "$work/source/"
 if [ -e "$KV_QT5_BUILD/bin/kv-gateway" ]; then
     cat packaging/debian/kv-gateway.control >>"$work/source/debian/control"
-    cp packaging/kv-gateway.service "$work/source/debian/"
+    cp packaging/kv-gateway.service packaging/kv-gateway.sysusers "$work/source/debian/"
 fi
 cat >"$work/source/debian/changelog" <<END
 communication-protocol ($version) unstable; urgency=medium

@@ -43,8 +43,8 @@ NEEDS = {
     "python3-kvlink": "libkvlink0 python3",
 }
 if (ROOT / "programs/kv-gateway/main.cpp").exists():
-    CONTENTS["kv-gateway"] = "usr/bin/kv-gateway lib/systemd/system/kv-gateway.service"
-    NEEDS["kv-gateway"] = "adduser libkvlink0 libqt5core5a"
+    CONTENTS["kv-gateway"] = "usr/bin/kv-gateway lib/systemd/system/kv-gateway.service usr/lib/sysusers.d/kv-gateway.conf"
+    NEEDS["kv-gateway"] = "libkvlink0 libqt5core5a"
 BINARIES = 6 + ("kv-gateway" in CONTENTS)
 
 

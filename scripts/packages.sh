@@ -11,6 +11,7 @@ driver="g++ cmake ninja-build qtbase5-dev"
 demo="$driver libqt5serialport5-dev libcli11-dev libsqlite3-dev"
 demo+=" pkg-config libtomlplusplus-dev libmicrohttpd-dev libsodium-dev"
 test="$demo qt6-base-dev qt6-serialport-dev libgtest-dev procps python3 git tmux man-db doxygen curl openssl"
+test+=" prometheus" # its promtool
 declare -A packages=(
     [driver]=$driver
     [demo]=$demo

@@ -19,6 +19,9 @@ constexpr double weightOfNewest = 0.1;
 
 void AnswerTimes::add(Duration took)
 {
+    const auto *bound = std::lower_bound(answerTimeBounds.begin(), answerTimeBounds.end(), took);
+    ++m_counts[std::size_t(bound - answerTimeBounds.begin())];
+    m_sum += took;
     const auto time = quint32(std::clamp<qint64>(took.count(), 0, std::numeric_limits<quint32>::max()));
     if (m_times.size() < most) {
         m_times.push_back(time);
@@ -30,6 +33,8 @@ void AnswerTimes::add(Duration took)
 
 void AnswerTimes::fill(LinkStatistics &statistics) const
 {
+    statistics.answerCounts = m_counts;
+    statistics.answerSum = m_sum;
     if (m_times.empty())
         return;
     std::vector<quint32> sorted = m_times;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The last answer times of a link, and what they come to.
+// The answer times of a link, and what they come to.
 #pragma once
 
 #include <kvlink/link.h>
@@ -14,8 +14,8 @@ class AnswerTimes
 public:
     void add(Duration took);
 
-    /// Sets the five answer times: nearest ranks of the last 10,000. Nothing while there
-    /// was no answer.
+    /// Sets the counts and sum of all answer times, and five of the last 10,000 by nearest
+    /// rank: nothing while there was no answer.
     void fill(LinkStatistics &statistics) const;
 
 private:
@@ -23,6 +23,8 @@ private:
 
     std::vector<quint32> m_times; ///< microseconds, in a ring
     std::size_t m_next = 0;
+    decltype(LinkStatistics::answerCounts) m_counts{};
+    Duration m_sum{};
 };
 
 /// What a request costs on this link: measured, or guessed while nothing was.

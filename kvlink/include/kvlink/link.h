@@ -8,6 +8,7 @@
 #include <QByteArray>
 #include <QVector>
 
+#include <array>
 #include <functional>
 
 namespace kvlink
@@ -50,6 +51,10 @@ struct LinkStatus {
     bool isReady() const { return state == LinkState::Ready; }
 };
 
+/// Upper bounds by which the times of answers are counted.
+constexpr std::array<Duration, 12> answerTimeBounds{1ms,   2500us, 5ms,   10ms, 25ms,   50ms,
+                                                    100ms, 250ms,  500ms, 1s,   2500ms, 5s};
+
 /// Counters since the start of the link; times of answers as percentiles of the last 10,000.
 struct LinkStatistics {
     quint64 requests = 0; ///< frames sent, greetings not counted
@@ -66,6 +71,10 @@ struct LinkStatistics {
     quint64 bytesReceived = 0;
     quint64 writesDone = 0, writesRefused = 0, writesNotSent = 0, writesUnknown = 0;
     Duration answerMin{}, answerMedian{}, answer90{}, answer99{}, answerMax{};
+    /// All answers: those that took at most the bound of the same index and longer than the one
+    /// before it; the last one counts what took longer than all bounds.
+    std::array<quint64, answerTimeBounds.size() + 1> answerCounts{};
+    Duration answerSum{}; ///< of the times of all answers
     struct Period {
         Duration asked{};
         Duration reached{}; ///< mean of the last ten passes; 0 before the second

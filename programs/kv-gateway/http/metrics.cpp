@@ -33,6 +33,21 @@ public:
         text += m_name + suffix + (labels.isEmpty() ? QByteArray() : "{" + labels + "}") + " " +
                 numberText(number) + "\n";
     }
+    // One count for each bound alone, and one of what is above them all.
+    template <typename Bounds, typename Counts>
+    void histogram(const Bounds &bounds, const Counts &counts, double sum, const QByteArray &labels = {})
+    {
+        const QByteArray more = labels.isEmpty() ? labels : labels + ",";
+        quint64 below = 0;
+        for (std::size_t i = 0; i < bounds.size(); ++i) {
+            below += counts[i];
+            value(double(below), more + "le=\"" + numberText(bounds[i]) + "\"", "_bucket");
+        }
+        const double all = double(below + counts[bounds.size()]);
+        value(all, more + "le=\"+Inf\"", "_bucket");
+        value(sum, labels, "_sum");
+        value(all, labels, "_count");
+    }
 
     QByteArray text;
 
@@ -122,20 +137,12 @@ void writeLinks(MetricsWriter &out, const Figures &all)
 
 void writeTimes(MetricsWriter &out, const Figures &all)
 {
-    const struct {
-        const char *quantile;
-        kvlink::Duration kvlink::LinkStatistics::*time;
-    } rows[] = {{"quantile=\"0\"", &kvlink::LinkStatistics::answerMin},
-                {"quantile=\"0.5\"", &kvlink::LinkStatistics::answerMedian},
-                {"quantile=\"0.9\"", &kvlink::LinkStatistics::answer90},
-                {"quantile=\"0.99\"", &kvlink::LinkStatistics::answer99},
-                {"quantile=\"1\"", &kvlink::LinkStatistics::answerMax}};
-    out.begin("kvlink_request_duration_seconds", "summary",
-              "Time from a request to its answer, of the last 10,000.");
-    for (const PlcFigures &plc : all) {
-        for (const auto &row : rows)
-            out.value(secondsOf(plc.statistics.*row.time), plc.label + "," + row.quantile);
-    }
+    std::vector<double> bounds;
+    for (const kvlink::Duration bound : kvlink::answerTimeBounds)
+        bounds.push_back(secondsOf(bound));
+    out.begin("kvlink_request_duration_seconds", "histogram", "Time from a request to its answer.");
+    for (const PlcFigures &plc : all)
+        out.histogram(bounds, plc.statistics.answerCounts, secondsOf(plc.statistics.answerSum), plc.label);
 }
 
 void writeQualities(MetricsWriter &out, const Figures &all)
@@ -167,14 +174,7 @@ void writeStore(MetricsWriter &out, const StoreStatus &store)
     out.value(double(store.walBytes));
     out.begin("kvgateway_history_commit_duration_seconds", "histogram",
               "Time that commits of the history took.");
-    quint64 sum = 0;
-    for (std::size_t i = 0; i < CommitTimes::bounds.size(); ++i) {
-        sum += store.historyCommits.counts[i];
-        out.value(double(sum), "le=\"" + numberText(CommitTimes::bounds[i]) + "\"", "_bucket");
-    }
-    out.value(double(store.historyCommits.total), "le=\"+Inf\"", "_bucket");
-    out.value(store.historyCommits.sum, {}, "_sum");
-    out.value(double(store.historyCommits.total), {}, "_count");
+    out.histogram(CommitTimes::bounds, store.historyCommits.counts, store.historyCommits.sum);
 }
 
 } // namespace

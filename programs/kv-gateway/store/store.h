@@ -56,7 +56,6 @@ struct CommitTimes {
                                                    0.1,   0.25,   0.5,   1,    2.5,   5};
     std::array<quint64, bounds.size() + 1> counts{};
     double sum = 0; ///< seconds
-    quint64 total = 0;
 };
 
 struct StoreStatus {

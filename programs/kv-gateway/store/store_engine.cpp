@@ -34,7 +34,6 @@ void count(CommitTimes &times, kvlink::Duration duration)
     const auto bound = std::lower_bound(CommitTimes::bounds.begin(), CommitTimes::bounds.end(), seconds);
     ++times.counts[std::size_t(bound - CommitTimes::bounds.begin())];
     times.sum += seconds;
-    ++times.total;
 }
 
 } // namespace

@@ -258,6 +258,23 @@ TEST(AnswerTimes, AreNearestRanksOfTheLastTenThousand)
     EXPECT_EQ(statistics.answerMax, Duration(10000));
 }
 
+TEST(AnswerTimes, AreAllCountedByTheirBounds)
+{
+    AnswerTimes times;
+    for (const Duration took : {Duration(0), Duration(1ms), Duration(1001us), Duration(2500us),
+                                Duration(40ms), Duration(5s), Duration(5000001us), Duration(1h)})
+        times.add(took);
+    LinkStatistics statistics;
+    times.fill(statistics);
+    // clang-format off
+    //                       1 ms 2.5  5 10 25 50 100 250 500 1 s 2.5  5 more
+    const quint64 counts[] = {2,    2, 0, 0, 0, 1,  0,  0,  0,  0,  0, 1,   2};
+    // clang-format on
+    ASSERT_EQ(statistics.answerCounts.size(), std::size(counts));
+    EXPECT_TRUE(std::equal(std::begin(counts), std::end(counts), statistics.answerCounts.begin()));
+    EXPECT_EQ(statistics.answerSum, Duration(0ms + 1ms + 1001us + 2500us + 40ms + 5s + 5000001us + 1h));
+}
+
 TEST(RequestCost, IsWhatRemainsOfAnAnswerTimeWithoutTheLine)
 {
     RequestCost cost(0.001); // a millisecond a byte

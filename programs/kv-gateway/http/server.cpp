@@ -2,6 +2,8 @@
 // Between libmicrohttpd and our records.
 #include "server.h"
 
+#include "store/clock.h"
+
 #include <QHostAddress>
 
 #include <microhttpd.h>
@@ -26,6 +28,14 @@ constexpr int mostPairs = 64;                             // of headers, and of 
 QString textOf(const char *text)
 {
     return text == nullptr ? QString() : QString::fromUtf8(text);
+}
+
+// A zero byte would end a path or an argument, and hide what stands after it.
+std::size_t unescape(void * /*cls*/, MHD_Connection * /*connection*/, char *text)
+{
+    for (char *zero = std::strstr(text, "%00"); zero != nullptr; zero = std::strstr(zero, "%00"))
+        zero[2] = '1';
+    return MHD_http_unescape(text);
 }
 
 MHD_Result takeHeader(void *to, MHD_ValueKind /*kind*/, const char *name, const char *value)
@@ -152,7 +162,7 @@ struct HttpExchange {
         return exchange->answer(server, connection);
     }
 
-    static void onCompleted(void *cls, MHD_Connection * /*connection*/, void **context,
+    static void onCompleted(void *cls, MHD_Connection *connection, void **context,
                             MHD_RequestTerminationCode /*code*/)
     {
         auto &server = *reinterpret_cast<HttpServer *>(cls);
@@ -160,9 +170,20 @@ struct HttpExchange {
         *context = nullptr;
         if (!exchange)
             return;
+        server.noteArriving(connection); // the next one
         const std::lock_guard lock(server.m_mutex);
         server.m_open.erase(exchange->reply);
         server.m_completed.notify_all();
+    }
+
+    static void onConnection(void *cls, MHD_Connection *connection, void ** /*context*/,
+                             MHD_ConnectionNotificationCode code)
+    {
+        auto &server = *reinterpret_cast<HttpServer *>(cls);
+        if (code == MHD_CONNECTION_NOTIFY_STARTED)
+            server.noteArriving(connection);
+        else
+            server.noteArrived(connection); // its socket is closed next
     }
 
     HttpExchange(MHD_Connection *connection, const char *url, const char *method)
@@ -196,6 +217,7 @@ struct HttpExchange {
     MHD_Result answer(HttpServer &server, MHD_Connection *connection)
     {
         if (!std::exchange(isHandled, true)) {
+            server.noteArrived(connection);
             server.remember(reply);
             if (isTooLarge)
                 reply->send(
@@ -288,7 +310,8 @@ bool HttpServer::start(QString &problem)
         MHD_OPTION_PER_IP_CONNECTION_LIMIT, unsigned(m_settings.mostOfOnePeer),
         MHD_OPTION_CONNECTION_MEMORY_LIMIT, memoryOfConnection, MHD_OPTION_CONNECTION_TIMEOUT,
         unsigned(m_settings.idleSeconds), MHD_OPTION_NOTIFY_COMPLETED, &HttpExchange::onCompleted, this,
-        MHD_OPTION_ARRAY, tls.data(), MHD_OPTION_END);
+        MHD_OPTION_NOTIFY_CONNECTION, &HttpExchange::onConnection, this, MHD_OPTION_UNESCAPE_CALLBACK,
+        &unescape, nullptr, MHD_OPTION_ARRAY, tls.data(), MHD_OPTION_END);
     if (m_daemon == nullptr)
         problem = QStringLiteral("cannot listen on %1 port %2: %3; see [listen]")
                       .arg(m_settings.address)
@@ -340,6 +363,31 @@ void HttpServer::wakeStreams()
         if (std::exchange(stream->isWaiting, false))
             MHD_resume_connection(stream->connection);
     }
+}
+
+// Under the lock: a connection that ends is taken out before its socket is closed.
+void HttpServer::closeLate(kvlink::SteadyTime now)
+{
+    const std::lock_guard lock(m_mutex);
+    for (const auto &[connection, since] : m_arriving) {
+        if (now - since < std::chrono::seconds(m_settings.requestSeconds))
+            continue;
+        const auto *info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
+        if (info != nullptr)
+            ::shutdown(info->connect_fd, SHUT_RDWR);
+    }
+}
+
+void HttpServer::noteArriving(MHD_Connection *connection)
+{
+    const std::lock_guard lock(m_mutex);
+    m_arriving[connection] = MachineClock().steady();
+}
+
+void HttpServer::noteArrived(MHD_Connection *connection)
+{
+    const std::lock_guard lock(m_mutex);
+    m_arriving.erase(connection);
 }
 
 bool HttpServer::isStopping() const

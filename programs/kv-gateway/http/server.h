@@ -5,7 +5,10 @@
 
 #include "message.h"
 
+#include <kvlink/times.h>
+
 #include <condition_variable>
+#include <map>
 #include <mutex>
 #include <set>
 
@@ -47,6 +50,7 @@ struct ServerSettings {
     int mostOfOnePeer = 100;
     int mostBytes = 64 * 1024; ///< of a request's body
     int idleSeconds = 30;      ///< a connection on which nothing moves is closed
+    int requestSeconds = 30;   ///< so long may a whole request take to arrive
 };
 
 /// Made and ended by one thread.
@@ -67,6 +71,9 @@ public:
     int streams() const;
     /// Any thread: asks all streams that wait again.
     void wakeStreams();
+    /// Any thread: closes the connections whose request takes too long to arrive; to be called now
+    /// and then. A client that sends a byte at a time never is idle.
+    void closeLate(kvlink::SteadyTime now);
 
 private:
     friend struct HttpExchange;
@@ -74,6 +81,8 @@ private:
 
     bool isStopping() const;
     void remember(const std::shared_ptr<Reply> &reply);
+    void noteArriving(MHD_Connection *connection);
+    void noteArrived(MHD_Connection *connection);
 
     ServerSettings m_settings;
     HttpHandler m_handler;
@@ -82,6 +91,7 @@ private:
     std::condition_variable m_completed;
     std::set<std::shared_ptr<Reply>> m_open;
     std::set<HttpStream *> m_streams;
+    std::map<MHD_Connection *, kvlink::SteadyTime> m_arriving; ///< since when
     bool m_isStopping = false;
 };
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "stream_waker.h"
 
+#include "store/clock.h"
+
 namespace kvgateway
 {
 
@@ -43,6 +45,7 @@ void StreamWaker::run(HttpServer &server)
         table->waitForChange(seen, longestWait);
         seen = table->newest();
         server.wakeStreams();
+        server.closeLate(MachineClock().steady());
         std::unique_lock lock(m_mutex);
         if (m_ending.wait_for(lock, collect, [this] { return m_isEnding; }))
             return;

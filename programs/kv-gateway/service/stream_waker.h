@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Wakes the readers of the event stream: at most every 50 ms while something changes, and now and
-// then so that a silent stream sends its beat.
+// then so that a silent stream sends its beat. Clients whose request never ends are closed, too.
 #pragma once
 
 #include "http/server.h"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The server with its library: answers at once and later, streams, limits, and how it stops.
 #include "http/server.h"
+#include "store/clock.h"
 
 #include "http_client.h"
 
@@ -100,6 +101,12 @@ TEST_F(ServerTest, aRequestIsHandedOnWhole)
     EXPECT_TRUE(answer.head.contains("Cache-Control: no-store"));
 }
 
+TEST_F(ServerTest, aZeroByteHidesNothing)
+{
+    EXPECT_TRUE(request(server.port(), "GET", "/a%00b?x=c%00d")
+                    .body.contains(R"("path":"/a\u0001b","peer":"127.0.0.1","x":"c\u0001d")"));
+}
+
 TEST_F(ServerTest, anAnswerMayComeLater)
 {
     for (int i = 0; i < 50; ++i)
@@ -155,6 +162,36 @@ TEST_F(ServerTest, aHalfRequestIsClosedAfterAWhile)
     slow.send("GET / HTTP/1.1\r\nHost:");
     EXPECT_EQ(request(server.port(), "GET", "/").status, 200) << "others are served meanwhile";
     EXPECT_EQ(parsed(slow.untilEnd()).status / 100 % 4, 0) << "closed, perhaps with 408";
+}
+
+// Never idle for as long as idleSeconds: only the time of the whole request ends it.
+TEST_F(ServerTest, aRequestThatComesByteByByteIsClosed)
+{
+    using namespace std::chrono_literals;
+    HttpServer patient(
+        {QStringLiteral("127.0.0.1"), 0, {}, {}, 50, 20, 1000, 600, 30},
+        [this](const Request &request, const std::shared_ptr<Reply> &reply) { handle(request, reply); });
+    QString problem;
+    ASSERT_TRUE(patient.start(problem)) << problem.toStdString();
+    Client slow(patient.port()), stream(patient.port());
+    stream.send("GET /endless HTTP/1.1\r\nHost: x\r\n\r\n");
+    EXPECT_FALSE(stream.line().empty());
+    const std::string half = "POST / HTTP/1.1\r\nHost: x\r\nContent-Length: 1\r\n";
+    for (const char byte : half)
+        slow.send(std::string(1, byte));
+    EXPECT_EQ(request(patient.port(), "GET", "/").status, 200) << "others are served meanwhile";
+    patient.closeLate(MachineClock().steady() + 20s);
+    slow.send("\r\nx");
+    EXPECT_EQ(slow.line(), "HTTP/1.1 200 OK") << "slow, and in time";
+    slow.send(half);
+    EXPECT_EQ(request(patient.port(), "GET", "/").status, 200);
+    patient.closeLate(MachineClock().steady() + 31s);
+    const std::string rest = slow.untilEnd();
+    EXPECT_FALSE(slow.isConnected());
+    EXPECT_NE(rest.find("\"path\":\"/\""), std::string::npos) << "of the first answer";
+    EXPECT_EQ(rest.find("HTTP/1.1"), std::string::npos) << "the second has none";
+    EXPECT_EQ(patient.streams(), 1) << "an answer on its way is not late";
+    patient.stop();
 }
 
 TEST_F(ServerTest, connectionsOfOnePeerAreLimited)

@@ -99,7 +99,8 @@ void Recorder::event(EventKind kind, const QString &text, const QString &cause, 
     row.cause = cause;
     m_store.addEvent(std::move(row));
     logLine(LogLevel::Info,
-            (plc.isEmpty() ? QString() : plc + ": ") + text + (cause.isEmpty() ? QString() : ": " + cause));
+            (plc.isEmpty() ? QString() : plc + ": ") + text + (cause.isEmpty() ? QString() : ": " + cause),
+            plc, tag);
 }
 
 void Recorder::giveHistory()

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// On purpose the journal's own datagrams and no library of systemd: they are a few lines, and tests
-// read them.
+// On purpose the journal's own datagrams and no library of systemd: they are a few lines, which
+// tests can read on a socket of their own.
 #include "log.h"
 
 #include "unix_datagram.h"

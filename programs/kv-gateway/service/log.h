@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Messages of the service: to the journal with fields by which they are found, otherwise lines on
-// stderr.
+// Messages of the service: to the journal with fields by which they are found, where there is no
+// journal as lines on stderr.
 //
 //     journalctl -u kv-gateway PLC=line1
 //     journalctl -u kv-gateway TAG=line1.speed

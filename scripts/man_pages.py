@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Writes the manual pages of section 3 from kvlink.h: one for each group of calls, and an alias for each call.
+"""Writes the manual pages of section 3 from kvlink.h: one for each group of calls, and an alias for each call. The page of
+KvDriverResultText comes from driver_result.h and from the table of docs/return-codes.md.
 
     scripts/man_pages.py            writes docs/man/man3/
     scripts/man_pages.py --check    fails if a page there is not what the header says
@@ -12,6 +13,8 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[1]
 HEADER = ROOT / "kvlink/include/kvlink/kvlink.h"
+RESULT_HEADER = ROOT / "kvlink/include/kvlink/driver_result.h"
+RESULTS = ROOT / "docs/return-codes.md"
 FOLDER = ROOT / "docs/man/man3"
 # Title of the group in the header: name of its page, what it is for.
 PAGES = {
@@ -58,8 +61,6 @@ def items(text):
         else:
             declaration = re.sub(r"\s+", " ", found["call"]).replace("KVLINK_C_API ", "")
             name = re.search(r"(kvlink_\w+)\(", declaration)[1]
-            if name.endswith("_init"):
-                comment = "Fills in a record as its _INIT macro does. KVLINK_EINVAL: an unknown version."
             if comment or not calls:
                 calls.append((comment, []))
             calls[-1][1].append((name, declaration))
@@ -85,7 +86,7 @@ def page(title, text):
     for comment, declaration in types:
         lines += [".PP"] + ([escaped(comment)] if comment else [])
         lines += [".PP", ".nf", ".RS"] + escaped(declaration.replace("/**<", "/*")).splitlines() + [".RE", ".fi"]
-    others = sorted({other for other, _ in PAGES.values()} - {name})
+    others = sorted(({other for other, _ in PAGES.values()} | {"KvDriverResultText"}) - {name})
     lines += [".SH SEE ALSO", ".BR kvlink (3),"] + [f".BR {other} (3)," for other in others[:-1]] + [f".BR {others[-1]} (3)"]
     return {f"{name}.3": "\n".join(lines) + "\n"} | {f"{call}.3": f".so man3/{name}.3\n" for call in names}
 
@@ -104,15 +105,36 @@ def overview(header):
     lines += [".SH PAGES"]
     for name, purpose in PAGES.values():
         lines += [".TP", f".BR {name} (3)", purpose]
+    lines += [".TP", ".BR KvDriverResultText (3)", "results of the driver, as texts"]
     code = [re.sub(r"^ \*      ?", "", line) for line in example.split(" * \\endcode")[0].splitlines()]
     lines += [".SH EXAMPLE", ".nf"] + [escaped(line.rstrip()) for line in code] + [".fi", ".SH SEE ALSO", ".BR kv\\-host (1),",
                                                                           ".BR kv\\-sim (1)"]
     return {"kvlink.3": "\n".join(lines) + "\n"}
 
 
+def driver_results():
+    """KvDriverResultText(3): what the header says of the call, and what the table says of each result."""
+    header = RESULT_HEADER.read_text(encoding="utf-8")
+    comment, declaration = re.search(r"(/\*\*(?! \\file)(?:(?!\*/).)*\*/).*?(const char \*[^;]*;)", header, re.S).groups()
+    text, example = comment.split("\n *\n")
+    code = [re.sub(r"^ \*      ?", "", line) for line in example.splitlines() if line.strip() != "*/"]
+    table = RESULTS.read_text(encoding="utf-8").split("| code |")[1].split("\n\n")[0].splitlines()[2:]
+    lines = [".TH KVDRIVERRESULTTEXT 3 \"\" kvlink \"kvlink in C\"", ".SH NAME",
+             "KvDriverResultText \\- results of the driver, as texts", ".SH SYNOPSIS", ".nf",
+             ".B #include <kvlink/driver_result.h>", ".PP", f".B \"{escaped(declaration)}\"", ".fi", ".PP",
+             "Compile and link with", ".BR \"pkg\\-config \\-\\-cflags \\-\\-libs kvlink\" .", ".SH DESCRIPTION",
+             escaped(plain(text)), ".SH RESULTS", "Within a range the number tells the type of the owner, too."]
+    for row in table:
+        number, meaning, driver, host = (cell.strip().replace("`", "") for cell in row.strip("|").split("|"))
+        of_host = f" The host {host}." if host else ""
+        lines += [".TP", f".B {number.replace(' .. ', ' to ')}", escaped(f"{meaning[0].upper()}{meaning[1:]}.{of_host}")]
+    lines += [".SH EXAMPLE", ".nf"] + [escaped(line) for line in code] + [".fi", ".SH SEE ALSO", ".BR kvlink (3)"]
+    return {"KvDriverResultText.3": "\n".join(lines) + "\n"}
+
+
 def pages():
     header = HEADER.read_text(encoding="utf-8")
-    made = overview(header)
+    made = overview(header) | driver_results()
     for title, text in groups(header):
         made |= page(title, text)
     return made
@@ -124,7 +146,7 @@ def main():
         there = {path.name: path.read_text(encoding="utf-8") for path in FOLDER.glob("*")}
         wrong = sorted(name for name in made.keys() | there.keys() if made.get(name) != there.get(name))
         if wrong:
-            sys.exit(f"not what {HEADER.relative_to(ROOT)} says: {' '.join(wrong)}; run scripts/man_pages.py")
+            sys.exit(f"not what {HEADER.parent.relative_to(ROOT)} says: {' '.join(wrong)}; run scripts/man_pages.py")
         return
     FOLDER.mkdir(parents=True, exist_ok=True)
     for old in FOLDER.glob("*.3"):

@@ -111,6 +111,7 @@ typedef struct kvlink_link_settings {
     const char *driver;    /**< path of the driver library; NULL: where it was installed */
 } kvlink_link_settings;
 #define KVLINK_LINK_SETTINGS_INIT { 1, KVLINK_OPEN_CR, 1.0, 0.0, 128, KVLINK_LOW_FIRST, KVLINK_UTF8, 0, NULL }
+/** Fills in a record as its _INIT macro does. KVLINK_EINVAL: an unknown version. */
 KVLINK_C_API int kvlink_link_settings_init(kvlink_link_settings *settings, uint32_t version);
 
 /** Makes a link; nothing is sent yet. url: "tcp://192.168.0.10", "udp://plc1:8501",
@@ -162,6 +163,7 @@ typedef struct kvlink_statistics {
 } kvlink_statistics;
 #define KVLINK_STATISTICS_INIT \
     { 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0.0, 0.0, 0.0, 0.0, 0.0 }
+/** Fills in a record as its _INIT macro does. KVLINK_EINVAL: an unknown version. */
 KVLINK_C_API int kvlink_statistics_init(kvlink_statistics *statistics, uint32_t version);
 /** out comes with its version filled in. */
 KVLINK_C_API int kvlink_statistics_of(kvlink_statistics *out, kvlink_plc *plc);
@@ -189,6 +191,7 @@ typedef struct kvlink_tag_settings {
     double deadband; /**< smaller changes of a number, as shown, are no event */
 } kvlink_tag_settings;
 #define KVLINK_TAG_SETTINGS_INIT { 1, 0, 0.5, 1.0, 0.0, 0.0 }
+/** Fills in a record as its _INIT macro does. KVLINK_EINVAL: an unknown version. */
 KVLINK_C_API int kvlink_tag_settings_init(kvlink_tag_settings *settings, uint32_t version);
 
 /** address as in the ladder program: "DM100", "R500", "DM200.S", "DM100.5", "W1A.3", "DM0.F:4",
@@ -299,6 +302,7 @@ typedef struct kvlink_write_options {
     int32_t reserved; /**< 0 */
 } kvlink_write_options;
 #define KVLINK_WRITE_OPTIONS_INIT { 1, 0, 5.0, 2, 0 }
+/** Fills in a record as its _INIT macro does. KVLINK_EINVAL: an unknown version. */
 KVLINK_C_API int kvlink_write_options_init(kvlink_write_options *options, uint32_t version);
 
 typedef struct kvlink_write_result {
@@ -313,20 +317,24 @@ typedef struct kvlink_write_result {
     const char *text; /**< a whole sentence */
 } kvlink_write_result;
 
-/** Each hands out a write and returns its id at once. Accepted is not done: a wrong tag, a value
- * that does not fit, or options out of range end as not sent, invalid value. Below 0 only for a
- * NULL or a record of an unknown version. */
+/** Hands out a write and returns its id at once, as all calls of this group do. Accepted is not
+ * done: a wrong tag, a value that does not fit, or options out of range end as not sent, invalid
+ * value. Below 0 only for a NULL or a record of an unknown version. */
 KVLINK_C_API int64_t kvlink_write_bool(kvlink_plc *plc, kvlink_tag tag, int on,
                                        const kvlink_write_options *options);
+/** A whole number as it is shown: the scale of the tag is taken back. 0 or 1 for a bit. */
 KVLINK_C_API int64_t kvlink_write_int(kvlink_plc *plc, kvlink_tag tag, int64_t value,
                                       const kvlink_write_options *options);
+/** The same with decimals. */
 KVLINK_C_API int64_t kvlink_write_real(kvlink_plc *plc, kvlink_tag tag, double value,
                                        const kvlink_write_options *options);
+/** A text, of tags such as "DM10.STR:8". UTF-8; stored in the encoding of the link. */
 KVLINK_C_API int64_t kvlink_write_text(kvlink_plc *plc, kvlink_tag tag, const char *text,
                                        const kvlink_write_options *options);
 /** For tags of several places, such as "DM100:10": one value for each. */
 KVLINK_C_API int64_t kvlink_write_ints(kvlink_plc *plc, kvlink_tag tag, const int64_t *values, size_t count,
                                        const kvlink_write_options *options);
+/** The same with decimals. */
 KVLINK_C_API int64_t kvlink_write_reals(kvlink_plc *plc, kvlink_tag tag, const double *values, size_t count,
                                         const kvlink_write_options *options);
 /** As typed by a person: "5", "on", "0x1F", "1.5", "1,2,3". */
@@ -347,12 +355,15 @@ KVLINK_C_API int kvlink_cancel(kvlink_plc *plc, int64_t id);
 /** How many were cancelled. */
 KVLINK_C_API int kvlink_cancel_all(kvlink_plc *plc);
 
-/** A push button on a single relay or bit. A press writes 1 and returns an id, release writes 0:
- * never replaced, never expired, repeated until it is confirmed or the loss of the link has been
- * reported. Both together are one write, which ends with the release. While pressed, renew more
- * often than every 0.5 s, or it releases by itself. KVLINK_EINVAL, KVLINK_ENOTAG. */
+/** A push button on a single relay or bit. A press writes 1 and returns an id; kvlink_release() writes
+ * 0: never replaced, never expired, repeated until it is confirmed or the loss of the link has been
+ * reported. Both together are one write, which ends with the release. KVLINK_EINVAL,
+ * KVLINK_ENOTAG. */
 KVLINK_C_API int64_t kvlink_press(kvlink_plc *plc, kvlink_tag relay);
+/** The finger is still there. While pressed, call it more often than every 0.5 s, or the button releases
+ * by itself. */
 KVLINK_C_API int kvlink_renew(kvlink_plc *plc, int64_t press);
+/** The finger is gone: writes 0. */
 KVLINK_C_API int kvlink_release(kvlink_plc *plc, int64_t press);
 
 /** "done", "refused", "not sent", "unknown". */

@@ -48,6 +48,7 @@ struct LinkStatus {
     WallTime since{};   ///< when this state began
     Duration nextTry{}; ///< with Waiting: from then until the next attempt
 
+    /// Requests are sent and answered.
     bool isReady() const { return state == LinkState::Ready; }
 };
 

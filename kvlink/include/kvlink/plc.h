@@ -55,12 +55,15 @@ struct QueryResult {
     QString problem;       ///< when it was not answered
 };
 
+/// A link to one PLC. What holds for all of its calls stands at the top of this file.
 class KVLINK_API Plc : public QObject
 {
     Q_OBJECT
 
 public:
+    /// A link with the settings of LinkSettings but for its \a url. Nothing is sent before start().
     explicit Plc(const QString &url, QObject *parent = nullptr);
+    /// The same with settings of your own; see problem() for what is wrong with them.
     explicit Plc(const LinkSettings &settings, QObject *parent = nullptr);
     ~Plc() override; ///< stops the link; takes at most 0.5 s
 
@@ -70,6 +73,7 @@ public:
     /// The problem is the driver library: missing, of another Qt, or without one of the calls.
     bool lacksDriver() const;
 
+    /// As the link was made with them.
     LinkSettings settings() const;
 
     /// Starts the link; it is kept up until stop(), however often it is lost. False with a
@@ -86,6 +90,7 @@ public:
     /// to write in its place. Before start() or while the link runs. The same settings twice
     /// are two tags.
     Tag tag(const QString &address, QString *problem = nullptr);
+    /// The same with a period, a scale and whatever else a tag may have.
     Tag tag(const TagSettings &settings, QString *problem = nullptr);
     /// Many tags at once: 100,000 take less than a second. One Tag for each, invalid where a
     /// problem is given.
@@ -96,6 +101,7 @@ public:
     void setPeriod(Tag tag, Duration period);
     /// What the tag was made with, its name filled in. As a new TagSettings for an unknown tag.
     TagSettings tagSettings(Tag tag) const;
+    /// All that have not been removed, oldest first.
     std::vector<Tag> tags() const;
 
     // --- values ----------------------------------------------------------------------------------
@@ -142,10 +148,12 @@ public:
 
     // --- link ------------------------------------------------------------------------------------
 
+    /// The state of the link just now.
     LinkStatus link() const;
     /// Waits until the link is ready. False after \a longest, and at once if the link is
     /// stopped. Any thread.
     bool waitForLink(Duration longest) const;
+    /// Counters of the link just now.
     LinkStatistics statistics() const;
     /// How the tags are read, and why so. Also before start().
     ReadPlan plan() const;
@@ -159,10 +167,15 @@ public:
     QueryId query(const QString &command);
 
 signals:
+    /// A tag has another value, quality or reason; with TagSettings::everySample, each answer.
     void changed(kvlink::Tag tag, kvlink::Sample sample);
+    /// A write has ended: once for each id that a write call returned.
     void writeFinished(kvlink::WriteResult result);
+    /// The link has another state, or the same for another reason.
     void linkChanged(kvlink::LinkStatus status);
+    /// Each tag of readNow() has been read or is bad.
     void readFinished(kvlink::ReadId id);
+    /// What query() asked for has been answered or has failed.
     void queryFinished(kvlink::QueryResult result);
 
 private:
@@ -179,16 +192,19 @@ private:
 class KVLINK_API Momentary
 {
 public:
-    ~Momentary();
+    ~Momentary(); ///< releases
     Momentary(const Momentary &) = delete;
     Momentary &operator=(const Momentary &) = delete;
 
-    /// Press and release together are one write. \return its id, which writeFinished will name when
-    /// the release has ended
-    ///         it; a button that is pressed already stays so, with its id
+    /// Writes 1. Press and release together are one write.
+    /// \return its id, which writeFinished names when the release has ended it; a button that is
+    ///         pressed already stays so, with its id
     WriteId press();
+    /// The finger is still there: call it more often than every 0.5 s while pressed.
     void renew();
+    /// Writes 0. Nothing if the button is not pressed.
     void release();
+    /// From press() until release(), also when it was released for want of renew() meanwhile.
     bool isPressed() const;
 
 private:

@@ -62,6 +62,7 @@ KVLINK_API QString qualityName(Quality quality);
 /// "out of range".
 KVLINK_API QString reasonText(Reason reason);
 
+/// A value of a tag, what it is worth, and when it was true.
 struct KVLINK_API Sample {
     Value value; ///< the last good value; std::monostate while there was none
     Quality quality = Quality::Never;
@@ -70,14 +71,16 @@ struct KVLINK_API Sample {
     WallTime time{}; ///< when the answer that brought the value was complete; the epoch while there was none
     SteadyTime steadyTime{}; ///< the same moment on the steady clock
 
+    /// Show it and act on it; with any other quality, say so beside it.
     bool isGood() const { return quality == Quality::Good; }
+    /// There has been a good value at some time.
     bool hasValue() const { return value.index() != 0; }
 
     /// Conversions of the value, whatever its quality; a list gives its first scalar.
     /// Nothing to convert: false, 0, NaN, an empty text.
     bool toBool() const;
-    qint64 toInt() const;
-    double toDouble() const;
+    qint64 toInt() const;    ///< the nearest whole number
+    double toDouble() const; ///< of a bit 0 or 1
     /// As kv-host shows it: "65535", "-1", "1.5", "text"; scalars of a list are separated by
     /// commas. A float has as many digits as bring back the same float.
     QString toText() const;

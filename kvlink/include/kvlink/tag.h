@@ -44,14 +44,17 @@ class Tag
 {
 public:
     Tag() = default;
-    explicit Tag(quint32 id) : m_id(id) {}
+    explicit Tag(quint32 id) : m_id(id) {} ///< a handle again from its id()
 
     /// False for a default-constructed handle, and for one of a refused tag.
     bool isValid() const { return m_id != 0; }
-    quint32 id() const { return m_id; }
+    quint32 id() const { return m_id; } ///< 0: invalid; for logs, and for tables of your own
 
+    /// Of one Plc only, as the two below.
     friend bool operator==(Tag one, Tag other) { return one.m_id == other.m_id; }
+    /// Not the same tag.
     friend bool operator!=(Tag one, Tag other) { return one.m_id != other.m_id; }
+    /// The older tag first.
     friend bool operator<(Tag one, Tag other) { return one.m_id < other.m_id; }
 
 private:
@@ -59,11 +62,13 @@ private:
 };
 
 #if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+/// For QHash and QSet.
 inline uint qHash(Tag tag, uint seed = 0)
 {
     return ::qHash(tag.id(), seed);
 }
 #else
+/// For QHash and QSet.
 inline size_t qHash(Tag tag, size_t seed = 0)
 {
     return ::qHash(tag.id(), seed);

@@ -38,9 +38,11 @@ public:
     QString nameOfValue(int i) const;
     /// The letters alone: "DM".
     QString device() const;
+    /// How many values it has: 10 of "DM100:10".
     int values() const;
     /// Read units: 16-bit words, double words, timers, counters.
     int units() const;
+    /// What each value is.
     ValueKind kind() const;
     /// False for contacts, which follow their timer or counter.
     bool isWritable() const;
@@ -77,6 +79,7 @@ struct DeviceInfo {
     bool isWritable = false;
 };
 
+/// All devices that tags can have, in the order of a help page.
 KVLINK_API std::vector<DeviceInfo> deviceInfos();
 
 /// A time as typed: "500ms", "2s", "1.5m", "1h", "30d", "250us"; not below 0. A number without a

@@ -57,7 +57,7 @@ class Pages(unittest.TestCase):
                 lines = page.read_text().splitlines()
                 title = next(line for line in lines if line.startswith(".TH "))
                 name, section = title.split()[1:3]
-                self.assertEqual(f"{name.lower()}.{section}", page.name)
+                self.assertEqual(f"{name}.{section}".lower(), page.name.lower())
                 self.assertTrue(lines[lines.index(".SH NAME") + 1].startswith(page.stem))
 
 
@@ -74,11 +74,14 @@ class SectionThree(unittest.TestCase):
             copy = Path(folder)
             for name in ("scripts", "docs/man", "kvlink/include"):
                 shutil.copytree(ROOT / name, copy / name)
+            shutil.copy(ROOT / "docs/return-codes.md", copy / "docs")
             header = copy / "kvlink/include/kvlink/kvlink.h"
             header.write_text(header.read_text().replace("Stops the link and ends the handle", "Ends the handle"))
+            codes = copy / "docs/return-codes.md"
+            codes.write_text(codes.read_text().replace("checks the line", "waits"))
             run = self.check(copy)
             self.assertNotEqual(run.returncode, 0)
-            self.assertIn("kvlink_plc.3", run.stderr)
+            self.assertIn("KvDriverResultText.3 kvlink_plc.3", run.stderr)
 
 
 @unittest.skipUnless(KV_SIM, "the programs are not built here")

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "api/mailbox.h"
+#include "model/clock.h"
 
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -177,13 +178,13 @@ bool Mailbox::endChange(Tag tag)
 bool Mailbox::wait(Duration longest) const
 {
     std::unique_lock held(m_mutex);
-    return m_changed.wait_for(held, longest, [this] { return !m_events.isEmpty(); });
+    return m_changed.wait_for(held, countable(longest), [this] { return !m_events.isEmpty(); });
 }
 
 bool Mailbox::waitForLink(Duration longest) const
 {
     std::unique_lock held(m_mutex);
-    m_changed.wait_for(held, longest,
+    m_changed.wait_for(held, countable(longest),
                        [this] { return m_link.isReady() || m_link.state == LinkState::Stopped; });
     return m_link.isReady();
 }
@@ -226,7 +227,7 @@ bool Mailbox::isExpected(quint64 id) const
 std::optional<Event> Mailbox::await(quint64 id, Duration longest)
 {
     std::unique_lock held(m_mutex);
-    const bool ended = m_changed.wait_for(held, longest, [&] {
+    const bool ended = m_changed.wait_for(held, countable(longest), [&] {
         const auto expected = m_expected.find(id);
         return expected == m_expected.end() || expected->second.has_value();
     });

@@ -155,7 +155,7 @@ ReadId PlcCore::readNow(const std::vector<Tag> &tags)
 
 bool PlcCore::read(const std::vector<Tag> &tags, Duration longest)
 {
-    const SteadyTime end = SystemClock().now() + longest;
+    const SteadyTime end = SystemClock().now() + countable(longest);
     if (!mailbox().waitForLink(longest))
         return false;
     const ReadId id = newId();
@@ -215,7 +215,7 @@ QueryId PlcCore::query(const QString &command)
 
 QueryResult PlcCore::queryAndWait(const QString &command, Duration longest)
 {
-    const SteadyTime end = SystemClock().now() + longest;
+    const SteadyTime end = SystemClock().now() + countable(longest);
     mailbox().waitForLink(longest);
     const QueryId id = newId();
     mailbox().expect(id);

@@ -4,8 +4,20 @@
 
 #include <kvlink/times.h>
 
+#include <algorithm>
+
 namespace kvlink
 {
+
+/// A wait without end, for clocks that count nanoseconds and for a time_t of 32 bits: longer than
+/// any program runs, and no sum of it overflows.
+constexpr Duration longestWait = std::chrono::hours(24 * 365 * 10);
+
+/// Callers wait for Duration::max() when they do not want to give up.
+constexpr Duration countable(Duration wait)
+{
+    return std::min(wait, longestWait);
+}
 
 class Clock
 {

@@ -113,6 +113,7 @@ public:
     ReadId readNow(const std::vector<Tag> &tags);
     /// Waits until something changed (samples, writes, link) and emits the signals, for programs
     /// without an event loop. In the thread of the Plc only.
+    /// \param longest Duration::max(): forever
     /// \return false after \a longest without a change
     bool waitForChange(Duration longest);
     /// Reads tags now and waits for them: first for the link, then for the answers, together

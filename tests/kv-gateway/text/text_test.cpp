@@ -44,6 +44,7 @@ const TimeRow timeRows[] = {
     {"east", "2026-05-04T10:15:02+02:00", "2026-05-04T08:15:02.000Z"},
     {"west", "2026-05-03T23:15:02-09:00", "2026-05-04T08:15:02.000Z"},
     {"spaces", " 2026-05-04 ", "2026-05-04T00:00:00.000Z"},
+    {"beyond32BitsOfSeconds", "2106-02-07T06:28:16.250Z", "2106-02-07T06:28:16.250Z"},
     {"empty", "", ""},
     {"word", "yesterday", ""},
     {"thirteenthMonth", "2026-13-01", ""},
@@ -58,6 +59,8 @@ INSTANTIATE_TEST_SUITE_P(Rows, Times, testing::ValuesIn(timeRows),
 TEST(TimeText, countsFromTheEpoch)
 {
     EXPECT_EQ(timeText(kvlink::WallTime(1500us)), "1970-01-01T00:00:00.001Z");
+    EXPECT_EQ(timeText(kvlink::WallTime(std::chrono::seconds(2'147'483'648))), "2038-01-19T03:14:08.000Z");
+    EXPECT_EQ(timeText(kvlink::WallTime(std::chrono::seconds(4'294'967'296))), "2106-02-07T06:28:16.000Z");
 }
 
 std::string shown(const kvlink::Value &value)

@@ -248,6 +248,19 @@ TEST(WideRowsOfPasses, endWhenTheNextPassBegins)
     EXPECT_EQ(rows.flush()->wide, (QStringList{"3", ""}));
 }
 
+// Seconds since 1970 fill 31 bits in January 2038 and 32 bits in February 2106.
+TEST_F(Logs, goOnWhenSecondsSince1970TakeMoreBits)
+{
+    LogFormat format;
+    EXPECT_EQ(lineOf(format, row("a", "1", 2'147'483'648'250)).toStdString(),
+              "2038-01-19T03:14:08.250Z,a,1,,good,\n");
+    EXPECT_EQ(lineOf(format, row("a", "1", 4'294'967'296'250)).toStdString(),
+              "2106-02-07T06:28:16.250Z,a,1,,good,\n");
+    format.isJson = true;
+    EXPECT_EQ(lineOf(format, row("a", "1", 4'294'967'296'250)).toStdString(),
+              "{\"name\":\"a\",\"quality\":\"good\",\"time\":4294967296250,\"value\":1}\n");
+}
+
 // --- SQLite ---
 
 std::string asked(const QString &path, const char *question)
@@ -276,6 +289,13 @@ TEST_F(Logs, inADatabaseAreFoundByNameAndTime)
     EXPECT_EQ(asked(path("v.db"), "PRAGMA journal_mode"), "wal ");
     EXPECT_EQ(asked(path("v.db"), "SELECT group_concat(name) FROM pragma_index_info('samples_name_time')"),
               "name,time ");
+}
+
+TEST_F(Logs, inADatabaseHaveTimesOf64Bits)
+{
+    const auto sink = sqliteSink(path("v.db"), 0s);
+    EXPECT_EQ(sink->write({row("a", "1", 4'294'967'296'250)}, problem), 1U) << problem.toStdString();
+    EXPECT_EQ(asked(path("v.db"), "SELECT time FROM samples"), "4294967296250 ");
 }
 
 TEST_F(Logs, inADatabaseThatWasMovedGoOnInANewOne)

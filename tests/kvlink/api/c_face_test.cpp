@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The C face: results, records, texts, events and the descriptor, against kv-sim.
+#include "api/c_records.h"
 #include "simulated_plc.h"
 
 #include <kvlink/kvlink.h>
@@ -98,6 +99,21 @@ TEST(CErrors, namesOfNumbersThatAreNoneAreUnknown)
     EXPECT_STREQ(kvlink_link_state_name(KVLINK_WAITING), "waiting");
     EXPECT_STREQ(kvlink_reason_text(KVLINK_REASON_NO_LINK), "no link");
     EXPECT_STREQ(kvlink_reason_text(17), "unknown");
+}
+
+// Seconds since 1970 fill 31 bits in January 2038 and 32 bits in February 2106.
+TEST(CRecords, haveTimesAfterTheSecondsSince1970TakeMoreBits)
+{
+    kvlink::Handed handed;
+    kvlink::Sample sample;
+    kvlink::WriteResult result;
+    kvlink::LinkStatus status;
+    sample.time = result.time = status.since =
+        kvlink::WallTime(std::chrono::microseconds(4'294'967'296'250'000));
+    EXPECT_EQ(kvlink::recordOf(sample, handed).time, 4294967296.25);
+    EXPECT_EQ(kvlink::recordOf(result, handed).time, 4294967296.25);
+    EXPECT_EQ(kvlink::recordOf(status, handed).since, 4294967296.25);
+    EXPECT_EQ(kvlink::seconds(std::chrono::microseconds(2'147'483'648'500'000)), 2147483648.5);
 }
 
 struct VersionRow {

@@ -231,4 +231,21 @@ TEST_F(MailboxTest, waitForLinkEndsWhenItIsReadyAndWhenItIsStopped)
     EXPECT_FALSE(mailbox.waitForLink(1h));
     stopper.join();
 }
+
+// The longest time there is, as a caller writes it who does not want to give up.
+TEST_F(MailboxTest, waitsForever)
+{
+    constexpr Duration noEnd = Duration::max();
+    std::thread link([this] { change(tags[0]); });
+    EXPECT_TRUE(mailbox.wait(noEnd));
+    link.join();
+    mailbox.setLink(LinkState::Resolving);
+    std::thread opener([this] { linkGoes(LinkState::Ready); });
+    EXPECT_TRUE(mailbox.waitForLink(noEnd));
+    opener.join();
+    mailbox.expect(7);
+    std::thread ender([this] { end(7); });
+    EXPECT_TRUE(mailbox.await(7, noEnd));
+    ender.join();
+}
 } // namespace

@@ -275,6 +275,7 @@ TEST_F(PlcTest, readsOnDemand)
     sim.tell("set DM10=1,2,3");
     start();
     EXPECT_EQ(plc.read({tag}, 10s).front().toText(), QLatin1String("1,2,3"));
+    EXPECT_EQ(plc.read({tag}, Duration::max()).front().toText(), QLatin1String("1,2,3"));
     sim.tell("set DM10=4");
     const ReadId read = plc.readNow({tag});
     EXPECT_TRUE(soon([&] { return reads == std::vector<ReadId>{read}; }));

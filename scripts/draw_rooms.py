@@ -5,7 +5,8 @@
     scripts/draw_rooms.py            writes the picture
     scripts/draw_rooms.py --check    compares it with the committed one; exit status 1 if they differ
 
-One column for each folder of CONTRIBUTING.md's table that has rooms, the bottom room at the bottom. An arrow means "includes".
+One column for each folder of CONTRIBUTING.md's table that has rooms, the bottom room at the bottom, and one for a folder inside
+another that is a single room, such as what programs share. An arrow means "includes".
 Arrows that follow from others are left out, so that the picture stays readable.
 """
 
@@ -24,9 +25,10 @@ MARGIN, TITLE = 30, 40
 BOW = 16  # an arrow past other boxes bows out by this for each box that it passes
 
 # From left to right; what is not named here follows by name.
-ORDER = ("programs/kv-gateway", "programs/kv-host", "kvlink", "Communication_Protocol", "programs/kv-sim")
+ORDER = ("programs/kv-gateway", "programs/tags", "kvlink", "programs/kv-host", "Communication_Protocol", "programs/kv-sim")
 TITLES = {"Communication_Protocol": "the driver", "kvlink": "the host library", "programs/kv-host": "the engineer's tool",
-          "programs/kv-gateway": "the service", "programs/kv-sim": "the simulated PLC"}
+          "programs/kv-gateway": "the service", "programs/kv-sim": "the simulated PLC",
+          "programs/tags": "the reader of tag files"}
 
 
 def houses(rooms, used):
@@ -37,7 +39,7 @@ def houses(rooms, used):
         if room in used and not room.startswith(("tests", "docs")) and "/" in room:
             found.setdefault(folder, []).append(room)
     rank = {folder: at for at, folder in enumerate(ORDER)}
-    return sorted(((folder, inner) for folder, inner in found.items() if len(inner) > 1),
+    return sorted(((folder if len(inner) > 1 else inner[0], inner) for folder, inner in found.items()),
                   key=lambda house: (rank.get(house[0], len(ORDER)), house[0]))
 
 
@@ -58,7 +60,8 @@ def places(shown):
     height = MARGIN + TITLE + tallest * (BOX_HEIGHT + GAP)
     at = {}
     for column, (_, inner) in enumerate(shown):
-        for level, room in enumerate(inner):
+        # A single room stands above what its neighbours have in common: their arrows pass below it.
+        for level, room in enumerate(inner, tallest - 1 if len(inner) == 1 else 0):
             at[room] = (MARGIN + column * COLUMN, height - (level + 1) * (BOX_HEIGHT + GAP))
     return at, (2 * MARGIN + (len(shown) - 1) * COLUMN + BOX_WIDTH + BOW * tallest // 2, height + MARGIN)
 

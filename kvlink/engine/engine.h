@@ -7,16 +7,27 @@
 //
 // Threads: none. The link's thread makes all calls, one after the other.
 //
-// Where to read on: step() in engine.cpp, the table in link_life.cpp, and from there
-//   link_keeper   what the link waits for        write_desk    writes, handed in and told
-//   requests      which is next, and its answer  write_queue   those that wait, in order
-//   exchange      one frame out, one answer in   write_ends    how each of them ends
-//   answer_check  what an answer must look like  push_buttons  a 1 and the 0 that ends it
-//   queries       questions to the PLC itself    reader        what is read when
-//   planner       how a set of tags is read      asked_reads   what somebody asked for
-//   plan_costs    what it reckons with           pass_clock    the rhythm of a period
-//   read_group    the same as tags come and go   value_book    values, how far to trust them
-//   read_groups   the same for several devices   statistics    answer times, request cost
+// Where to read on. First events.h, what goes in and comes out; step() in engine.cpp, one turn of
+// the machine; and the table in link_life.cpp, how a link lives. Then, from the wire to the values:
+//
+//   the link      link_keeper      keeps it up, and tells of it
+//   one exchange  exchange         a frame out, its answer in, or the time-out
+//                 answer_splitter  where an answer ends
+//                 answer_check     what it must look like
+//                 statistics       how long answers take; request_counts: what became of them
+//   who is next   requests         writes, questions and reads by turns, each through the driver
+//                 queries          questions to the PLC itself
+//   reading       reader           what is read when; read_report: what it says about that
+//                 pass_clock       the rhythm of a period
+//                 asked_reads      reads beside the rhythm
+//                 read_groups      the tags read together: a read_group for each device
+//                 planner          as few requests as pay; plan_costs: what it reckons with
+//                 piece_gatherer   tags that are larger than a request
+//                 value_book       values, and how far to trust them
+//   writing       write_desk       where writes are handed in, and their ends told
+//                 write_queue      those that wait, in order
+//                 write_ends       how each one ends; write_outcomes: the rows of that
+//                 push_buttons     a 1 and the 0 that ends it
 #pragma once
 
 #include "engine/events.h"

@@ -12,6 +12,8 @@ demo="$driver libqt5serialport5-dev libcli11-dev libsqlite3-dev"
 demo+=" pkg-config libtomlplusplus-dev libmicrohttpd-dev libsodium-dev"
 test="$demo qt6-base-dev qt6-serialport-dev libgtest-dev procps python3 git tmux man-db doxygen curl openssl"
 test+=" prometheus libfaketime" # its promtool; turns clocks
+# What a program shows is read as a screen reader reads it, on a display that nobody sees.
+test+=" xvfb dbus-daemon at-spi2-core gir1.2-atspi-2.0 python3-gi"
 declare -A packages=(
     [driver]=$driver
     [demo]=$demo
@@ -27,7 +29,7 @@ declare -A packages=(
     [packages]="$demo qt6-base-dev qt6-serialport-dev pkg-config dpkg-dev debhelper dh-python chrpath lintian mmdebstrap"
     [mutants]="$test clang-14 libclang-rt-14-dev"
     # A display that nobody sees, a mouse without a hand, and what saves a window as a picture.
-    [pictures]="$test xvfb xdotool imagemagick"
+    [pictures]="$test xdotool imagemagick"
 )
 
 list=no

@@ -29,12 +29,13 @@ struct Light {
     Lamp::State state;
     QRgb inside, rim;
     Qt::BrushStyle pattern;
+    const char *word; // for screen readers
 };
 constexpr Light lights[] = {
-    {Lamp::Unknown, 0xffa0a0a0, 0xff909090, Qt::BDiagPattern},
-    {Lamp::Off,     0xff465846, 0xff303830, Qt::SolidPattern},
-    {Lamp::On,      0xff30d850, 0xff208038, Qt::SolidPattern},
-    {Lamp::Alarm,   0xffe04030, 0xff902018, Qt::SolidPattern},
+    {Lamp::Unknown, 0xffa0a0a0, 0xff909090, Qt::BDiagPattern,  "unknown"},
+    {Lamp::Off,     0xff465846, 0xff303830, Qt::SolidPattern, "off"},
+    {Lamp::On,      0xff30d850, 0xff208038, Qt::SolidPattern, "on"},
+    {Lamp::Alarm,   0xffe04030, 0xff902018, Qt::SolidPattern, "alarm"},
 };
 // clang-format on
 
@@ -72,6 +73,10 @@ void Lamp::show(State state, const QString &caption)
 {
     m_state = state;
     m_caption = caption;
+    for (const Light &light : lights) {
+        if (light.state == state)
+            setAccessibleName(caption + ", " + light.word);
+    }
     update();
 }
 
@@ -146,19 +151,35 @@ void SetPoint::finished(kvlink::WriteId id)
 BitSwitch::BitSwitch(const QString &caption, kvlink::Plc &plc, kvlink::Tag bit)
     : QCheckBox(caption), m_plc(plc), m_bit(bit)
 {
+    // Without a click: a screen reader sets the mark itself.
+    connect(this, &QCheckBox::toggled, this, &BitSwitch::ask);
 }
 
 void BitSwitch::show(const Sample &sample)
 {
     setEnabled(sample.isGood());
     if (sample.isGood())
-        setCheckState(sample.toBool() ? Qt::Checked : Qt::Unchecked);
+        mark(sample.toBool() ? Qt::Checked : Qt::Unchecked);
     else if (sample.quality != Quality::Pending)
-        setCheckState(Qt::PartiallyChecked); // neither on nor off
+        mark(Qt::PartiallyChecked); // neither on nor off
+}
+
+void BitSwitch::mark(Qt::CheckState state)
+{
+    m_held = state;
+    const QSignalBlocker noWrite(this);
+    setCheckState(state);
+}
+
+// The mark stays until the PLC holds the other state.
+void BitSwitch::ask(bool on)
+{
+    mark(m_held);
+    m_plc.write(m_bit, on);
 }
 
 void BitSwitch::nextCheckState()
 {
     // On purpose: no change of the mark. It shows what the PLC holds, not what was asked for.
-    m_plc.write(m_bit, checkState() != Qt::Checked);
+    ask(m_held != Qt::Checked);
 }

@@ -88,6 +88,10 @@ protected:
     void nextCheckState() override;
 
 private:
+    void mark(Qt::CheckState state);
+    void ask(bool on);
+
     kvlink::Plc &m_plc;
     kvlink::Tag m_bit;
+    Qt::CheckState m_held = Qt::PartiallyChecked; ///< what the PLC holds
 };

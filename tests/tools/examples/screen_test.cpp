@@ -139,6 +139,25 @@ TEST_F(ScreenTest, theSwitchShowsWhatThePlcHoldsAndChangesOneBit)
     EXPECT_EQ(plc.control("get DM105"), "00009");
 }
 
+TEST_F(ScreenTest, aScreenReaderWorksTheSwitchAsAClickDoes)
+{
+    plc.tell("set DM105=8");
+    ASSERT_TRUE(soon([this] { return the<BitSwitch>()->checkState() == Qt::Checked; }));
+    the<BitSwitch>()->toggle();
+    EXPECT_EQ(the<BitSwitch>()->checkState(), Qt::Checked) << "the PLC holds it still";
+    EXPECT_TRUE(soon([this] { return the<BitSwitch>()->checkState() == Qt::Unchecked; }));
+    EXPECT_EQ(plc.control("get DM105"), "00000");
+}
+
+TEST_F(ScreenTest, aScreenReaderHearsTheLamps)
+{
+    plc.tell("set R501=1");
+    EXPECT_TRUE(soon([this] { return the<Lamp>(2)->accessibleName() == "waiting, on"; }));
+    EXPECT_EQ(the<Lamp>(1)->accessibleName(), "conveyor, off");
+    plc.stop();
+    EXPECT_TRUE(soon([this] { return the<Lamp>(2)->accessibleName() == "waiting, unknown"; }));
+}
+
 TEST_F(ScreenTest, theButtonStaysOnWhileItIsHeld)
 {
     // Longer than kvlink's lease of 0.5 s. A machine that stalls for so long is given other tries.

@@ -2,6 +2,7 @@
 """Each installed example builds and runs by the two lines of its README. Use: examples_test.py BUILDFOLDER QTMAJOR"""
 
 import csv
+import json
 import os
 import re
 import shutil
@@ -16,6 +17,7 @@ from pathlib import Path
 BUILD, QT = Path(sys.argv[1]).resolve(), sys.argv[2]
 CACHE = (BUILD / "CMakeCache.txt").read_text()
 PATIENCE = 60  # seconds
+ON_SCREEN = ["/usr/bin/python3", "-B", Path(__file__).with_name("on_screen.py")]
 EXAMPLES = {"lamp_and_slider", "logger", "minimal", "own_loop", "screen"}
 
 
@@ -26,12 +28,9 @@ def cached(name):
 class Plc:
     """A kv-sim that ends with this process, and its control connection."""
 
-    def __init__(self, program, scratch):
-        self.trace = scratch / "trace"
-        with open(self.trace, "w", encoding="utf-8") as trace:
-            self.process = subprocess.Popen([program, "--tcp", "127.0.0.1:0", "--control", "127.0.0.1:0", "--trace",
-                                             "--exit-with-stdin"],
-                                            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=trace, text=True)
+    def __init__(self, program):
+        self.process = subprocess.Popen([program, "--tcp", "127.0.0.1:0", "--control", "127.0.0.1:0", "--exit-with-stdin"],
+                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
         ports = {}
         for line in self.process.stdout:
             if line == "ready\n":
@@ -46,13 +45,6 @@ class Plc:
         self.lines.flush()
         return self.lines.readline().strip()
 
-    def was_asked(self, device, number):
-        """Alone or in a block: which places share a request depends on what a request costs on this machine."""
-        def is_in_a_read():
-            reads = re.findall(r"RDS ([A-Z]+)(\d+)\S* (\d+)", self.trace.read_text(encoding="utf-8"))
-            return any(name == device and 0 <= number - int(first) < int(count) for name, first, count in reads)
-        return soon(is_in_a_read)
-
     def close(self):
         self.lines.close()
         self.control.close()
@@ -66,6 +58,40 @@ def soon(is_so):
             return False
         time.sleep(0.05)
     return True
+
+
+class Desk:
+    """A display that nobody sees, and a session of its own: what a program shows there is heard as a screen reader hears it."""
+
+    def __init__(self, scratch):
+        displays, display = os.pipe()
+        self.processes = [
+            subprocess.Popen(["Xvfb", "-displayfd", str(display), "-screen", "0", "1000x640x24", "-nolisten", "tcp"],
+                             pass_fds=[display], stderr=subprocess.DEVNULL),
+            subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--print-address"], stdout=subprocess.PIPE,
+                             stderr=subprocess.DEVNULL, text=True, env={**os.environ, "XDG_RUNTIME_DIR": str(scratch)})]
+        os.close(display)
+        with open(displays, encoding="utf-8") as numbers:
+            number = numbers.readline().strip()
+        self.environment = {"DISPLAY": f":{number}", "XDG_RUNTIME_DIR": str(scratch), "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1",
+                            "DBUS_SESSION_BUS_ADDRESS": self.processes[1].stdout.readline().strip(), "QT_QPA_PLATFORM": "xcb"}
+
+    def hand(self, *words):
+        return subprocess.run([*ON_SCREEN, *words], capture_output=True, text=True, env={**os.environ, **self.environment})
+
+    def shown(self):
+        """[[role, name or value, states], ...] from the top down; nothing before the program is there."""
+        done = self.hand()
+        assert done.returncode in (0, 3), done.stderr
+        return json.loads(done.stdout) if done.returncode == 0 else []
+
+    def names(self):
+        return [what for _, what, _ in self.shown() if what != ""]
+
+    def close(self):
+        for process in self.processes:
+            process.terminate()
+            process.communicate()
 
 
 class Examples(unittest.TestCase):
@@ -85,7 +111,7 @@ class Examples(unittest.TestCase):
             "CFLAGS": "-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror"}
 
     def setUp(self):
-        self.plc = Plc(self.prefix / "bin/kv-sim", self.scratch)
+        self.plc = Plc(self.prefix / "bin/kv-sim")
         self.addCleanup(self.plc.close)
 
     def two_lines(self, name):
@@ -105,12 +131,17 @@ class Examples(unittest.TestCase):
         self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
         return folder, run
 
-    def started(self, name):
+    def started(self, name, more={}):
         folder, run = self.built(name)
-        process = subprocess.Popen(["sh", "-c", f"exec {run}"], cwd=folder, env=self.environment, stdout=subprocess.PIPE,
+        process = subprocess.Popen(["sh", "-c", f"exec {run}"], cwd=folder, env={**self.environment, **more}, stdout=subprocess.PIPE,
                                    stderr=subprocess.STDOUT, text=True)
         self.addCleanup(self.ended, process)
         return folder, process
+
+    def desk(self):
+        desk = Desk(self.scratch)
+        self.addCleanup(desk.close)
+        return desk
 
     def ended(self, process):
         process.terminate()
@@ -121,8 +152,18 @@ class Examples(unittest.TestCase):
         self.assertEqual(found, EXAMPLES)
 
     def test_lamp_and_slider(self):
-        _, process = self.started("lamp_and_slider")
-        self.assertTrue(self.plc.was_asked("R", 500), process.poll())
+        desk = self.desk()
+        self.plc.tell("set R500=1")
+        self.started("lamp_and_slider", desk.environment)
+        self.assertTrue(soon(lambda: "running" in desk.names()), desk.shown())
+        self.plc.tell("set R500=0")
+        self.assertTrue(soon(lambda: "stopped" in desk.names()), desk.shown())
+        desk.hand("slider", "42")
+        self.assertTrue(soon(lambda: self.plc.tell("get DM200") == "ok 00042"), desk.shown())
+        self.plc.tell("listen off")
+        self.plc.tell("disconnect")
+        self.assertTrue(soon(lambda: "bad no link" in desk.names()), desk.shown())
+        self.assertNotIn("stopped", desk.names())
 
     def test_minimal(self):
         self.plc.tell("set DM100=5")
@@ -167,9 +208,27 @@ class Examples(unittest.TestCase):
         self.assertEqual(self.plc.tell("get DM210"), "ok 00005")
 
     def test_screen(self):
-        _, process = self.started("screen")
-        for device, number in (("DM", 10), ("DM", 200), ("DM", 105), ("R", 500)):
-            self.assertTrue(self.plc.was_asked(device, number), f"{device}{number}, {process.poll()}")
+        desk = self.desk()
+        for place in ("DM0=137", "DM10=52", "DM12.S=-15", "R500=1", "R501=0", "R1000=0", "DM105=8", "DM200=77"):
+            self.plc.tell(f"set {place}")
+        self.started("screen", desk.environment)
+        values = ["bottles", "137", "level", "52 mm", "temperature", "-1.5 °C"]
+        wanted = {"conveyor, on", "waiting, off", "jogging, off", f"tcp://{self.plc.address}: ready, on", *values, "77"}
+        self.assertTrue(soon(lambda: wanted <= set(desk.names())), desk.shown())
+        names = desk.names()
+        self.assertEqual(names[names.index("bottles"):][:6], values)
+        self.assertIn(["slider", 77, ["enabled"]], desk.shown())
+        self.assertIn(["check box", "night mode", ["enabled", "checked"]], desk.shown())
+        desk.hand("slider", "42")
+        self.assertTrue(soon(lambda: self.plc.tell("get DM200") == "ok 00042"), desk.shown())
+        desk.hand("check box")
+        self.assertTrue(soon(lambda: self.plc.tell("get DM105") == "ok 00000"), desk.shown())
+        self.assertTrue(soon(lambda: ["check box", "night mode", ["enabled"]] in desk.shown()), desk.shown())
+        self.plc.tell("listen off")
+        self.plc.tell("disconnect")
+        wanted = {"conveyor, unknown", "waiting, unknown", "jogging, unknown", "no link"}
+        self.assertTrue(soon(lambda: wanted <= set(desk.names())), desk.shown())
+        self.assertFalse({"137", "52 mm", "-1.5 °C", "42"} & set(desk.names()), desk.shown())
 
 
 if __name__ == "__main__":

@@ -38,7 +38,7 @@ void PassClock::ended(SteadyTime now)
 {
     tick(now, false); // what came due meanwhile is missed
     m_running = false;
-    m_ends[m_passes % remembered] = now;
+    m_ends[size_t(m_passes % remembered)] = now;
     ++m_passes;
 }
 
@@ -53,8 +53,8 @@ Duration PassClock::reached() const
     if (m_passes < 2)
         return {};
     const quint64 spans = std::min<quint64>(m_passes - 1, remembered - 1);
-    const SteadyTime newest = m_ends[(m_passes - 1) % remembered];
-    const SteadyTime oldest = m_ends[(m_passes - 1 - spans) % remembered];
+    const SteadyTime newest = m_ends[size_t((m_passes - 1) % remembered)];
+    const SteadyTime oldest = m_ends[size_t((m_passes - 1 - spans) % remembered)];
     return (newest - oldest) / qint64(spans);
 }
 

@@ -58,8 +58,8 @@ QString problemOf(int error, const QString &host)
 
 QString SocketAddress::text() const
 {
-    std::array<char, NI_MAXHOST> host;
-    std::array<char, NI_MAXSERV> port;
+    std::array<char, NI_MAXHOST> host{};
+    std::array<char, NI_MAXSERV> port{};
     if (::getnameinfo(reinterpret_cast<const sockaddr *>(&bytes), length, host.data(), host.size(),
                       port.data(), port.size(), NI_NUMERICHOST | NI_NUMERICSERV) != 0)
         return {};

@@ -166,7 +166,7 @@ void SerialTransport::flush()
 
 void SerialTransport::receive()
 {
-    std::array<char, portionSize> portion;
+    std::array<char, portionSize> portion{};
     const ssize_t size = ::read(m_line.number(), portion.data(), portion.size());
     if (size > 0)
         m_received.append(portion.data(), int(size));

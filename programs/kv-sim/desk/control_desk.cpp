@@ -7,6 +7,7 @@
 #include "text/words.h"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace kvsim
 {
@@ -40,7 +41,7 @@ std::string oneLine(std::string text)
     for (char &c : text) {
         if (c == '\n' || c == '\r')
             c = ' ';
-        else if ((c >= 0 && c < ' ') || c == deleteCharacter)
+        else if (std::uint8_t(c) < ' ' || c == deleteCharacter)
             c = '?';
     }
     while (!text.empty() && text.back() == ' ')

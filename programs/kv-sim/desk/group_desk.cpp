@@ -54,7 +54,7 @@ std::string GroupDesk::run(std::string_view line)
     if (!number)
         return "error: " + inQuotes(plc) + " is not a PLC (0 to " + std::to_string(m_desks.size() - 1) +
                ", or * for all)";
-    return m_desks[*number]->run(command);
+    return m_desks[std::size_t(*number)]->run(command);
 }
 
 std::string GroupDesk::runAll(std::string_view command)

@@ -81,7 +81,7 @@ int endAll(const Plcs &plcs)
 void quitWithStdin(QSocketNotifier &notifier)
 {
     QObject::connect(&notifier, &QSocketNotifier::activated, &notifier, [] {
-        std::array<char, 4096> buffer;
+        std::array<char, 4096> buffer{};
         if (::read(STDIN_FILENO, buffer.data(), buffer.size()) <= 0)
             PlcUnit::quit();
     });

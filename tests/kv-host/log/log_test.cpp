@@ -147,6 +147,22 @@ TEST_F(Logs, sayThatADiskIsFull)
     EXPECT_TRUE(problem.contains("No space left")) << problem.toStdString();
 }
 
+// A file with a hole takes no space.
+TEST_F(Logs, goOnInAFileOfMoreThan2GiB)
+{
+    constexpr qint64 before = (qint64(1) << 31) + 10;
+    QFile file(path("big.csv"));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    ASSERT_TRUE(file.resize(before));
+    file.close();
+    const auto sink = csv("big.csv");
+    ASSERT_TRUE(sink->open(problem)) << problem.toStdString();
+    EXPECT_EQ(sink->write({row("a", "1")}, problem), 1U) << problem.toStdString();
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    ASSERT_TRUE(file.seek(before));
+    EXPECT_EQ(file.readAll().toStdString(), "\n2026-02-01T00:00:00.123Z,a,1,,good,\n");
+}
+
 TEST_F(Logs, waitForTheReaderOfAPipe)
 {
     ASSERT_EQ(::mkfifo(path("pipe").toLocal8Bit().constData(), 0600), 0);

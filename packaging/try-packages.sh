@@ -51,6 +51,9 @@ print("made")'
 done
 if [[ " ${names[*]} " == *" kv-gateway "* ]]; then
     holds "kv-gateway says its version" "$version" "${user[@]}" kv-gateway --version
+    holds "kv-gateway makes a first configuration" "gateway.toml" "${user[@]}" \
+        kv-gateway init --plc tcp://127.0.0.1:8501 /tmp/gateway
+    holds "kv-gateway checks it" "is fine: 1 PLC" "${user[@]}" kv-gateway check /tmp/gateway/gateway.toml
     holds "the user of kv-gateway may use serial lines" "dialout" id --groups --name kv-gateway
 fi
 for page in kv-host kv-sim kv-conform; do

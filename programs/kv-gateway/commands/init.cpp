@@ -98,6 +98,10 @@ int runInit(const CommandLine &line)
         return 1;
     }
     const QDir folder(line.folder.isEmpty() ? QStringLiteral(".") : line.folder);
+    if (!folder.mkpath(QStringLiteral("."))) {
+        std::fprintf(stderr, "%s cannot be made; name another folder\n", qUtf8Printable(folder.path()));
+        return 1;
+    }
     for (const char *name : {"gateway.toml", "line1.csv"}) {
         if (folder.exists(QString::fromLatin1(name))) {
             std::fprintf(stderr, "%s is there already; nothing was changed\n",

@@ -23,6 +23,10 @@ TEST_F(GatewayTest, initMakesFilesThatAreFine)
     EXPECT_EQ(again.code, 1);
     EXPECT_NE(again.errors.find("is there already; nothing was changed"), std::string::npos);
     EXPECT_EQ(command({"init", "--plc", "tcp://192.168.1", "."}).code, 1);
+    EXPECT_EQ(command({"init", "--plc", plc, "site/gateway"}).code, 0);
+    EXPECT_EQ(command({"check", "site/gateway/gateway.toml"}).code, 0);
+    EXPECT_NE(command({"init", "--plc", plc, "gateway.toml/x"}).errors.find("gateway.toml/x cannot be made"),
+              std::string::npos);
     EXPECT_NE(command({"init"}).errors.find("--plc tcp://192.168.0.10"), std::string::npos);
 }
 

@@ -9,7 +9,8 @@
         for change in plc.watch(["R500", "DM200.S"]):
             print(change.address, change.value, change.quality, change.time)
 
-One file over the C library (libkvlink-qt5.so.0 or libkvlink-qt6.so.0); KVLINK_LIBRARY names another one.
+One file over the C library (libkvlink-qt5.so.0 or libkvlink-qt6.so.0), first that of its own prefix; KVLINK_LIBRARY names
+another one.
 Times are seconds. Every method may be called from any thread; close() comes last.
 """
 
@@ -25,6 +26,7 @@ from ctypes import (POINTER, Structure, byref, c_char_p, c_double, c_int, c_int3
                     c_uint32, c_uint64, c_void_p)
 from dataclasses import dataclass
 from datetime import datetime, timezone
+from pathlib import Path
 from typing import Any, Iterable, Iterator, List, Optional, Sequence, Union
 
 __all__ = ["Plc", "Button", "Change", "Info", "LinkStatus", "Sample", "Value", "Watch", "KvlinkError",
@@ -35,6 +37,7 @@ Scalar = Union[bool, int, float, str]
 Value = Union[bool, int, float, str, List[Scalar]]
 
 _VERSION = (0, 2)  # the library that this file was written for
+_NAMES = ("libkvlink-qt5.so.0", "libkvlink-qt6.so.0")
 _SLICE = 0.2       # longest wait inside the library: Ctrl+C is noticed in between
 
 
@@ -290,10 +293,19 @@ def _bind(lib: ctypes.CDLL) -> ctypes.CDLL:
     return lib
 
 
+def _of_own_prefix() -> List[str]:
+    """Libraries that were installed together with this file, as PREFIX/share/kvlink/python/kvlink.py."""
+    folder = Path(__file__).resolve().parent
+    if folder.parts[-3:] != ("share", "kvlink", "python"):
+        return []
+    return [str(path) for name in _NAMES for pattern in ("lib*/", "lib*/*/")
+            for path in sorted(folder.parents[2].glob(pattern + name))]
+
+
 @functools.lru_cache(maxsize=None)
 def _library() -> ctypes.CDLL:
     wanted = os.environ.get("KVLINK_LIBRARY")
-    names = [wanted] if wanted else ["libkvlink-qt5.so.0", "libkvlink-qt6.so.0"]
+    names = [wanted] if wanted else [*_of_own_prefix(), *_NAMES]
     problems = []
     for name in names:
         try:

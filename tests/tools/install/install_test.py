@@ -115,10 +115,12 @@ class Installation(unittest.TestCase):
             self.assertEqual(output(build / "with_qt"), "made")
             self.assertEqual(output(build / "without_qt"), "made")
 
-    def test_python_finds_the_module(self):
-        found = output(sys.executable, "-B", "-c", "import kvlink; print(kvlink.version())",
-                       PYTHONPATH=str(self.prefix / cached("KV_PYTHON_DIR")), LD_LIBRARY_PATH=str(self.prefix / LIB))
-        self.assertEqual(found, cached("CMAKE_PROJECT_VERSION"))
+    def test_python_finds_the_module_and_that_its_library(self):
+        module = self.prefix / cached("KV_PYTHON_DIR")
+        said = "import kvlink; print(kvlink.version(), kvlink._library()._name)"
+        version, library = output(sys.executable, "-B", "-c", said, PYTHONPATH=str(module)).split()
+        self.assertEqual(version, cached("CMAKE_PROJECT_VERSION"))
+        self.assertEqual(library, str(self.prefix.resolve() / LIB / f"libkvlink-qt{QT}.so.0"))
 
 
 class Removal(unittest.TestCase):

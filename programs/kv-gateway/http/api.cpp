@@ -76,6 +76,8 @@ const Api::Route *Api::find(const Request &request, QString &rest, QStringList &
 
 void Api::handle(const Request &request, const std::shared_ptr<Reply> &reply)
 {
+    if (answerPanel(request, reply))
+        return;
     if (auto refusal = m_parts.gate.refuseForeign(request))
         return reply->send(std::move(*refusal));
     QString rest;

@@ -10,6 +10,7 @@
 #include "server.h"
 #include "worker.h"
 
+#include "panel/assets.h"
 #include "store/history_reader.h"
 #include "store/journal_reader.h"
 
@@ -63,6 +64,8 @@ private:
     static const std::vector<Route> &table();
 
     static const Route *find(const Request &request, QString &rest, QStringList &otherMethods);
+    /// \return false: the path is not of the panel
+    bool answerPanel(const Request &request, const std::shared_ptr<Reply> &reply) const;
     void onPlant(std::function<void()> task);
     void onWorker(const CallPtr &call, std::function<void()> task);
     /// In the worker. \return nullptr, and the call is answered
@@ -98,6 +101,7 @@ private:
     void getDescription(const CallPtr &call);
 
     ApiParts m_parts;
+    const PanelAssets m_panel;
     std::unique_ptr<HistoryReader> m_history; ///< the worker's
     std::unique_ptr<JournalReader> m_journal; ///< the worker's
     Worker m_worker;                          ///< the last member: its tasks use the others

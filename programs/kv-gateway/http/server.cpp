@@ -23,7 +23,12 @@ namespace
 constexpr std::size_t memoryOfConnection = 32 * 1024;
 constexpr std::size_t streamBlock = 32 * 1024;
 constexpr std::chrono::milliseconds longestFarewell(200); // for a client that does not read its answer
-constexpr int mostPairs = 64;                             // of headers, and of the query
+// Values change, and no page of others may show or guess at them.
+constexpr std::pair<const char *, const char *> usualHeaders[] = {
+    {"Cache-Control", "no-store"},
+    {"X-Content-Type-Options", "nosniff"},
+    {"Content-Security-Policy", "default-src 'none'; frame-ancestors 'none'"}};
+constexpr int mostPairs = 64; // of headers, and of the query
 
 QString textOf(const char *text)
 {
@@ -258,12 +263,12 @@ struct HttpExchange {
             return MHD_NO;
         if (!response.contentType.isEmpty())
             MHD_add_response_header(out, "Content-Type", response.contentType.constData());
-        // Values change, and no page of others may show or guess at them.
-        MHD_add_response_header(out, "Cache-Control", "no-store");
-        MHD_add_response_header(out, "X-Content-Type-Options", "nosniff");
-        MHD_add_response_header(out, "Content-Security-Policy", "default-src 'none'; frame-ancestors 'none'");
         for (const auto &[name, value] : response.headers)
             MHD_add_response_header(out, name.constData(), value.constData());
+        for (const auto &[name, value] : usualHeaders) {
+            if (MHD_get_response_header(out, name) == nullptr)
+                MHD_add_response_header(out, name, value);
+        }
         const MHD_Result result = MHD_queue_response(connection, unsigned(response.status), out);
         MHD_destroy_response(out);
         return result;

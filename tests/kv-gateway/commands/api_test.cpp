@@ -240,5 +240,37 @@ TEST_F(GatewayTest, historyComesAsTrendAndAsCsv)
               std::string::npos);
 }
 
+TEST_F(GatewayTest, thePanelIsServedAndMayOpenFromALink)
+{
+    writeConfig();
+    ASSERT_TRUE(start());
+    const Answer page = get("/", "Sec-Fetch-Site: cross-site\r\n");
+    ASSERT_EQ(page.status, 200) << page.head.toStdString();
+    EXPECT_TRUE(page.body.startsWith("<!DOCTYPE html>"));
+    EXPECT_TRUE(page.head.contains(
+        "Content-Security-Policy: default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' "
+        "data:; "
+        "connect-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'"));
+    EXPECT_EQ(page.head.count("Content-Security-Policy"), 1) << "two would both hold";
+    for (const char *header : {"X-Content-Type-Options: nosniff", "Referrer-Policy: no-referrer",
+                               "X-Frame-Options: DENY", "Cache-Control: no-cache"})
+        EXPECT_TRUE(page.head.contains(header)) << header;
+    const auto from = page.body.indexOf("panel/");
+    const QByteArray script =
+        "/" + page.body.mid(from, int(sizeof "panel/0123456789abcdef") - 1) + "/main.js";
+    const Answer whole = get(script.toStdString());
+    EXPECT_TRUE(whole.head.contains("Cache-Control: public, max-age=31536000, immutable"));
+    const Answer packed = get(script.toStdString(), "Accept-Encoding: gzip, deflate\r\n");
+    EXPECT_TRUE(packed.head.contains("Content-Encoding: deflate"));
+    EXPECT_LT(packed.body.size(), whole.body.size());
+    const auto tag = whole.head.indexOf("ETag: ") + 6;
+    const std::string known = whole.head.mid(tag, whole.head.indexOf('\r', tag) - tag).toStdString();
+    const Answer same = get(script.toStdString(), "If-None-Match: " + known + "\r\n");
+    EXPECT_EQ(same.status, 304);
+    EXPECT_TRUE(same.body.isEmpty());
+    EXPECT_EQ(get("/panel/0123456789abcdef/main.js").status, 404);
+    EXPECT_EQ(post("/", "{}").status, 404);
+}
+
 } // namespace
 } // namespace kvgateway

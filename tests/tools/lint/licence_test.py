@@ -16,7 +16,8 @@ def names_licence(text):
 
 
 def sources():
-    listed = subprocess.run(["git", "-C", ROOT, "ls-files", "*.cpp", "*.h", "*.py", "*.sh", "*.c", "*CMakeLists.txt"],
+    listed = subprocess.run(["git", "-C", ROOT, "ls-files", "*.cpp", "*.h", "*.py", "*.sh", "*.c", "*.js",
+                             "*CMakeLists.txt"],
                             check=True, capture_output=True, text=True)
     return [name for name in listed.stdout.splitlines() if not name.startswith("fuzz/corpus/")]
 

@@ -14,6 +14,8 @@ test="$demo qt6-base-dev qt6-serialport-dev libgtest-dev procps python3 git tmux
 test+=" prometheus libfaketime" # its promtool; turns clocks
 # What a program shows is read as a screen reader reads it, on a display that nobody sees.
 test+=" xvfb dbus-daemon at-spi2-core gir1.2-atspi-2.0 python3-gi"
+# The panel of kv-gateway is tested in a browser that nobody sees.
+test+=" chromium chromium-driver python3-selenium"
 declare -A packages=(
     [driver]=$driver
     [demo]=$demo

@@ -44,7 +44,8 @@ import { api, Problem } from "./api.js";
 
 const silence = 12000; // ms: two beats and a bit
 const openWithin = 3000; // ms until a new stream says hello
-const pause = 400; // ms between tries, and up to half as much again
+const betweenTries = 400; // ms, and up to half as much again
+const hiddenFor = 20000; // ms after which a page that nobody sees listens no more
 const firstPage = 2000; // tags
 const nextPages = 10000;
 const clockStep = 2000; // ms by which clocks may differ before we correct for it
@@ -188,7 +189,7 @@ function reconnect() {
     setState(api.me ? "lost" : "login");
   clearTimeout(again);
   if (live.state !== "login")
-    again = setTimeout(connect, pause * (1 + Math.random() / 2));
+    again = setTimeout(connect, betweenTries * (1 + Math.random() / 2));
 }
 
 async function connect() {
@@ -214,6 +215,26 @@ setInterval(() => {
   if (source && performance.now() - heardAt > silence)
     reconnect();
 }, 1000);
+
+// A browser opens six connections to one host, so a page that nobody sees gives its own back.
+function pause() {
+  clearTimeout(again);
+  source?.close();
+  source = null;
+  if (live.state === "live")
+    setState("lost");
+}
+
+let leaving = 0;
+addEventListener("pagehide", pause);
+addEventListener("pageshow", event => event.persisted && connect());
+document.addEventListener("visibilitychange", () => {
+  clearTimeout(leaving);
+  if (document.hidden)
+    leaving = setTimeout(pause, hiddenFor);
+  else if (!source && live.state === "lost")
+    connect();
+});
 
 export const live = {
   /** @type {"connecting" | "live" | "lost" | "login"} */

@@ -33,7 +33,7 @@ TEST_F(GatewayTest, mistakesAreNamed)
     writeConfig();
     ASSERT_TRUE(startAndRead());
     const WrongRow rows[] = {
-        {"GET", "/", "", 404, "/api/v1/openapi.json"},
+        {"GET", "/index.html", "", 404, "/api/v1/openapi.json"},
         {"GET", "/api/v1/../../etc/passwd", "", 404, "there is nothing"},
         {"GET", "/api/v1/values/..%2F..%2Fetc%2Fpasswd", "", 404, "there is no tag"},
         {"GET", "/api/v1/values/a.sped", "", 404, "did you mean \\\"a.speed\\\""},

@@ -4,6 +4,7 @@
 
 #include <kvlink/link.h>
 #include <kvlink/tag.h>
+#include <kvlink/text.h>
 
 #include <QString>
 #include <QStringList>
@@ -19,9 +20,13 @@ struct TagConfig {
     QString group;
     QString comment;
     kvlink::TagSettings settings; ///< as kvlink takes it; its name is the short one: "speed"
-    bool history = false;         ///< each change is kept
-    std::optional<double> min;    ///< a write below is refused, as shown
+    kvlink::ValueKind kind = kvlink::ValueKind::Whole;
+    int count = 1;             ///< of values
+    bool history = false;      ///< each change is kept
+    std::optional<double> min; ///< a write below is refused, as shown
     std::optional<double> max;
+    bool confirm = false; ///< the panel asks a person before it writes
+    bool button = false;  ///< in the panel a push button: on while it is held
 
     /// kvlink would do the same with both.
     bool readsLike(const TagConfig &other) const;

@@ -13,7 +13,7 @@ namespace kvgateway
 namespace
 {
 
-enum Extra { Period, Group, History, Min, Max, OnChange };
+enum Extra { Period, Group, History, Min, Max, OnChange, Confirm, Button };
 
 constexpr kvlink::Duration shortestPeriod = std::chrono::milliseconds(1);
 constexpr kvlink::Duration longestPeriod = std::chrono::hours(24);
@@ -42,11 +42,15 @@ public:
         tag.name = m_plc + "." + m_variable.settings.name;
         tag.group = cell(Group);
         tag.comment = m_variable.comment;
+        tag.kind = m_variable.address.kind();
+        tag.count = m_variable.address.values();
         takeName(problem);
         takePeriod(tag, problem);
         takeYesOrNo("history", History, tag.history, problem);
         takeLimits(tag, problem);
         takeOnChange(tag, problem);
+        takeYesOrNo("confirm", Confirm, tag.confirm, problem);
+        takeButton(tag, problem);
         if (!problem.isEmpty())
             return std::nullopt;
         return tag;
@@ -130,6 +134,22 @@ private:
                                "take one of them");
     }
 
+    void takeButton(TagConfig &tag, QString &problem) const
+    {
+        takeYesOrNo("button", Button, tag.button, problem);
+        if (!problem.isEmpty() || !tag.button)
+            return;
+        if (!m_variable.address.isBit())
+            problem = QStringLiteral("button: %1 is not a single bit, so it cannot be on while it is held")
+                          .arg(m_variable.address.name());
+        else if (tag.settings.access == kvlink::Access::ReadOnly)
+            problem = QStringLiteral("button: %1 is read-only; say rw, or leave the column empty")
+                          .arg(m_variable.settings.name);
+        else if (tag.confirm)
+            problem = QStringLiteral("a button acts as long as it is held, and cannot ask first: take "
+                                     "confirm or button");
+    }
+
     const kvtags::Variable &m_variable;
     const QString &m_plc;
     kvlink::Duration m_period;
@@ -139,7 +159,7 @@ private:
 
 QStringList gatewayColumns()
 {
-    return {"period", "group", "history", "min", "max", "on_change"};
+    return {"period", "group", "history", "min", "max", "on_change", "confirm", "button"};
 }
 
 void readTags(PlcConfig &plc, const QString &path, kvtags::FileEncoding encoding, kvlink::Duration period,

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The tag file of a PLC: as kv-host reads it, with columns of the service.
 //
-//   period, group, history, min, max, on_change
+//   period, group, history, min, max, on_change, confirm, button
 #pragma once
 
 #include "config.h"

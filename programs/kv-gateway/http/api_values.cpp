@@ -61,6 +61,28 @@ void appendLimit(QByteArray &out, const char *name, const std::optional<double> 
     }
 }
 
+const char *kindName(kvlink::ValueKind kind)
+{
+    switch (kind) {
+    case kvlink::ValueKind::Bit:
+        return "bit";
+    case kvlink::ValueKind::Whole:
+        return "whole";
+    case kvlink::ValueKind::Hex:
+        return "hex";
+    case kvlink::ValueKind::Real:
+        return "real";
+    case kvlink::ValueKind::Text:
+        return "text";
+    }
+    return "";
+}
+
+void appendSwitch(QByteArray &out, const char *name, bool isOn)
+{
+    out += QByteArray(",\"") + name + "\":" + (isOn ? "true" : "false");
+}
+
 QByteArray tagText(const LiveTable &table, const TableTag &tag)
 {
     const kvlink::TagSettings &settings = tag.config.settings;
@@ -75,8 +97,12 @@ QByteArray tagText(const LiveTable &table, const TableTag &tag)
     appendJson(out, kvlink::Value(std::chrono::duration<double>(settings.period).count()));
     appendLimit(out, "min", tag.config.min);
     appendLimit(out, "max", tag.config.max);
-    out += QByteArray(",\"writable\":") + (settings.access == kvlink::Access::ReadWrite ? "true" : "false");
-    out += QByteArray(",\"history\":") + (tag.config.history ? "true" : "false");
+    out += QByteArray(",\"kind\":\"") + kindName(tag.config.kind) + "\"";
+    out += ",\"count\":" + QByteArray::number(tag.config.count);
+    appendSwitch(out, "writable", settings.access == kvlink::Access::ReadWrite);
+    appendSwitch(out, "history", tag.config.history);
+    appendSwitch(out, "confirm", tag.config.confirm);
+    appendSwitch(out, "button", tag.config.button);
     return out + "}";
 }
 

@@ -22,6 +22,22 @@ TEST_F(GatewayTest, valuesFollowThePlc)
     EXPECT_EQ(json(get("/api/v1/tags?plc=b"))["total"], 0);
 }
 
+TEST_F(GatewayTest, tagsAreDescribed)
+{
+    writeFile("tags.csv", "name,address,period,unit,min,max,rw,confirm,button,comment\n"
+                          "speed,DM100.S:2,20ms,rpm,-10,1500,rw,yes,,of the drive\n"
+                          "jog,R500,1s,,,,rw,,yes,\n");
+    writeConfig();
+    ASSERT_TRUE(start());
+    EXPECT_EQ(
+        get("/api/v1/tags").body,
+        R"({"tags":[{"tag":"a.speed","plc":"a","address":"DM100.S:2","unit":"rpm","comment":"of the drive",)"
+        R"("period":0.02,"min":-10,"max":1500,"kind":"whole","count":2,"writable":true,"history":false,)"
+        R"("confirm":true,"button":false},)"
+        R"({"tag":"a.jog","plc":"a","address":"R500","period":1,"kind":"bit","count":1,"writable":true,)"
+        R"("history":false,"confirm":false,"button":true}],"total":2})");
+}
+
 struct WrongRow {
     const char *method, *target, *body;
     int status;

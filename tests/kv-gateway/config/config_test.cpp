@@ -68,8 +68,9 @@ TEST(ConfigFile, smallestOneHasDefaults)
 TEST(ConfigFile, everyKeyIsTaken)
 {
     const Folder folder;
-    folder.write("tags.csv", "name,address,period,group,history,min,max,on_change\n"
-                             "speed,DM200.S,200ms,drive,yes,-10,1500,no\n");
+    folder.write("tags.csv", "name,address,period,group,history,min,max,on_change,rw,confirm,button\n"
+                             "speed,DM200.S:2,200ms,drive,yes,-10,1500,no,rw,yes,\n"
+                             "jog,R500,,,,,,,rw,no,yes\n");
     folder.write("cert.pem", "x");
     folder.write("key.pem", "x");
     const LoadedConfig loaded = loadConfig(folder.write("gateway.toml", R"(
@@ -136,6 +137,14 @@ text_encoding = "shift-jis"
     EXPECT_EQ(tag.min, -10.0);
     EXPECT_EQ(tag.max, 1500.0);
     EXPECT_TRUE(tag.settings.everySample);
+    EXPECT_EQ(tag.kind, kvlink::ValueKind::Whole);
+    EXPECT_EQ(tag.count, 2);
+    EXPECT_TRUE(tag.confirm);
+    EXPECT_FALSE(tag.button);
+    const TagConfig &jog = plc.tags.at(1);
+    EXPECT_EQ(jog.kind, kvlink::ValueKind::Bit);
+    EXPECT_FALSE(jog.confirm);
+    EXPECT_TRUE(jog.button);
 }
 
 TEST(ConfigFile, allMistakesAreSaidAtOnce)
@@ -247,7 +256,7 @@ const BadTagRow badTagRows[] = {
      "tags.csv:1: the column 'histroy' is not known; did you mean 'history'?; the columns are name, address, "
      "type, "
      "station, scale, offset, unit, rw, deadband, comment, command, period, group, history, min, max, "
-     "on_change"},
+     "on_change, confirm, button"},
     {"station", "name,address\na,2/DM1\n",
      "tags.csv:2: 'a' has a station: a tag file belongs to one PLC; leave the station out"},
     {"comma", "name,address\n\"a,b\",DM1\n",
@@ -264,6 +273,13 @@ const BadTagRow badTagRows[] = {
     {"minAboveMax", "name,address,min,max\na,DM1,6,5\n", "tags.csv:2: min 6 is above max 5"},
     {"deadbandOfEverySample", "name,address,deadband,on_change\na,DM1,2,no\n",
      "tags.csv:2: on_change 'no' reports every answer, and a deadband leaves answers out: take one of them"},
+    {"confirm", "name,address,confirm\na,DM1,ask\n", "tags.csv:2: confirm 'ask': yes or no is expected"},
+    {"buttonOfAWord", "name,address,rw,button\na,DM1,rw,yes\n",
+     "tags.csv:2: button: DM1 is not a single bit, so it cannot be on while it is held"},
+    {"buttonThatIsRead", "name,address,rw,button\na,R5,r,yes\n",
+     "tags.csv:2: button: a is read-only; say rw, or leave the column empty"},
+    {"buttonThatAsks", "name,address,rw,confirm,button\na,R5,rw,yes,yes\n",
+     "tags.csv:2: a button acts as long as it is held, and cannot ask first: take confirm or button"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Rows, BadGatewayTag, testing::ValuesIn(badTagRows),

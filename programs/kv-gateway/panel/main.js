@@ -71,7 +71,7 @@ const links = el("ul", { class: "links" });
 // It neither takes the focus nor leaves by itself.
 const banner = el("div", { class: "banner", role: "alert", hidden: true });
 const who = el("span", { class: "who" });
-const account = el("button", { type: "button" });
+const account = el("button", { type: "button", class: "account" });
 const login = createLogin(() => live.start());
 
 /** @returns {{view: typeof views[number], params: URLSearchParams}} */

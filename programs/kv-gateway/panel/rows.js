@@ -45,6 +45,14 @@ export class Rows {
     this.paintSoon();
   }
 
+  /** All rows are made again: something that they were made from is other now. */
+  clear() {
+    for (const row of this.drawn.values())
+      row.element.remove();
+    this.drawn.clear();
+    this.paintSoon();
+  }
+
   /** The row of an item, while there is one. @param {Item} item */
   elementOf(item) {
     return this.drawn.get(item)?.element ?? null;

@@ -78,15 +78,21 @@ export const format = {
     const span = spans.find(one => seconds >= one.seconds) ?? spans[spans.length - 1];
     return span.format.format(Math.floor(seconds / span.seconds));
   },
-  /** @param {import("./live.js").Sample["value"]} value */
-  value(value) {
+  /**
+   * @param {import("./live.js").Sample["value"]} value
+   * @param {import("./live.js").TagInfo["kind"]} [kind]
+   * @returns {string}
+   */
+  value(value, kind) {
     if (value === null)
       return "–";
     if (Array.isArray(value))
-      return value.map(one => format.value(one)).join("  ");
+      return value.map(one => format.value(one, kind)).join("  ");
     if (typeof value === "boolean")
       return t(value ? "on" : "off");
-    return typeof value === "number" ? format.number(value) : value;
+    if (typeof value !== "number")
+      return value;
+    return kind === "hex" ? value.toString(16).toUpperCase().padStart(4, "0") : format.number(value);
   },
 };
 

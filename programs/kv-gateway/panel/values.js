@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 // The view of all values: a table of any length, filtered, sorted and drawn where it is seen.
+import { api } from "./api.js";
 import { choiceFrom, chosen, isFavourite, isMoving, keys, paramsOf, toggleFavourite } from "./choice.js";
 import { el, setText } from "./dom.js";
+import { createHold } from "./hold.js";
 import { live } from "./live.js";
 import { Rows } from "./rows.js";
 import { addTexts, format, t, translated } from "./text.js";
+import { isWritable, WriteDialog } from "./write.js";
 
 /** @typedef {import("./live.js").Entry} Entry */
 
@@ -21,6 +24,9 @@ addTexts({
   "values.none": ["No tag matches.", "Keine Variable passt.", "該当するタグがありません。"],
   "values.favourite": ["Favourite", "Favorit", "お気に入り"],
   "values.table": ["Values", "Werte", "値"],
+  "values.write": ["Write %1", "%1 schreiben", "%1 に書込"],
+  "values.actions": ["Write", "Schreiben", "書込"],
+  "values.released": ["%1 was released: %2", "%1 wurde losgelassen: %2", "%1 は解放されました: %2"],
   "column.tag": ["Name", "Name", "名前"],
   "column.value": ["Value", "Wert", "値"],
   "column.unit": ["Unit", "Einheit", "単位"],
@@ -47,13 +53,16 @@ function paintRow(element, entry) {
   if (element.dataset.quality !== shown)
     element.dataset.quality = shown;
   setText(name.firstElementChild ?? name, entry.info.tag);
-  setText(value.firstElementChild ?? value, format.value(entry.sample.value));
+  setText(value.firstElementChild ?? value, format.value(entry.sample.value, entry.info.kind));
   setText(unit, entry.info.unit ?? "");
   setText(quality.children[0], signs[shown]);
   setText(quality.children[1], reasonOf(entry));
   setText(age, format.age(live.now() - entry.sample.time));
   const isMarked = shown === "good" && performance.now() - entry.changedAt < markFor;
   element.toggleAttribute("data-changed", isMarked);
+  const act = /** @type {HTMLButtonElement | null} */ (element.lastElementChild?.firstElementChild);
+  if (act && act.disabled === live.isCurrent(entry))
+    act.disabled = !act.disabled;
 }
 
 /** @param {Entry} entry */
@@ -73,7 +82,11 @@ class ValuesView {
     this.timer = 0;
     this.makeBar();
     this.makeTable();
-    this.element = el("section", { class: "values" }, this.bar, this.scroller);
+    this.dialog = new WriteDialog();
+    this.notice = el("div", { class: "notice", role: "alert", hidden: true },
+      el("span"), el("button", { type: "button", onclick: () => (this.notice.hidden = true) }, t("close")));
+    this.element = el("section", { class: "values" }, this.bar, this.notice, this.scroller, this.dialog.element);
+    api.onMe(() => this.rows.clear());
     this.listeners = /** @type {const} */ ({
       tags: () => this.takeTags(),
       samples: () => this.rows.paintSoon(),
@@ -105,7 +118,8 @@ class ValuesView {
       el("div", { role: "columnheader", class: key, "data-key": key },
         el("button", { type: "button", onclick: () => this.sortBy(key) }, t("column." + key))));
     const head = el("div", { role: "row", class: "head", "aria-rowindex": 1 },
-      el("div", { role: "columnheader", "aria-label": t("values.favourite") }), ...this.heads);
+      el("div", { role: "columnheader", "aria-label": t("values.favourite") }), ...this.heads,
+      el("div", { role: "columnheader", class: "act", "aria-label": t("values.actions") }));
     this.body = el("div", { role: "rowgroup", class: "body", onkeydown: event => this.onKey(event) });
     this.none = el("p", { class: "none", hidden: true }, t("values.none"));
     this.table = el("div", { role: "grid", "aria-label": t("values.table"), class: "grid" },
@@ -120,14 +134,40 @@ class ValuesView {
     const star = el("button", { type: "button", class: "star", tabIndex: -1, "aria-label": t("values.favourite"),
       "aria-pressed": isFavourite(entry), onclick: () => this.star(entry, star) }, "★");
     return el("div", { role: "row", tabIndex: entry === this.current ? 0 : -1, title: titleOf(entry),
-      onfocusin: () => this.makeCurrent(entry) },
+      onfocusin: () => this.makeCurrent(entry), ondblclick: () => this.write(entry) },
       el("div", { role: "gridcell", class: "star" }, star),
       el("div", { role: "rowheader", class: "tag" }, el("bdi")),
       el("div", { role: "gridcell", class: "value" }, el("bdi")),
       el("div", { role: "gridcell", class: "unit" }),
       el("div", { role: "gridcell", class: "quality" }, el("span", { class: "sign", "aria-hidden": true }), el("span")),
       el("div", { role: "gridcell", class: "age" }),
-      el("div", { role: "gridcell", class: "plc" }, el("bdi", {}, entry.info.plc)));
+      el("div", { role: "gridcell", class: "plc" }, el("bdi", {}, entry.info.plc)),
+      el("div", { role: "gridcell", class: "act" }, this.makeAct(entry)));
+  }
+
+  /** @param {Entry} entry */
+  makeAct(entry) {
+    if (!isWritable(entry))
+      return null;
+    const act = entry.info.button
+      ? createHold(entry, problem => this.notify(t("values.released", entry.info.tag, translated(problem))))
+      : el("button", { type: "button", "aria-label": t("values.write", entry.info.tag),
+        onclick: () => this.write(entry) }, t("values.actions"));
+    act.tabIndex = entry === this.current ? 0 : -1;
+    act.disabled = !live.isCurrent(entry);
+    return act;
+  }
+
+  /** @param {Entry} entry */
+  write(entry) {
+    if (isWritable(entry) && !entry.info.button && live.isCurrent(entry))
+      this.dialog.open(entry);
+  }
+
+  /** @param {string} text */
+  notify(text) {
+    setText(this.notice.children[0], text);
+    this.notice.hidden = false;
   }
 
   /** @param {Entry} entry @param {HTMLElement} button */
@@ -205,6 +245,10 @@ class ValuesView {
 
   /** @param {KeyboardEvent} event */
   onKey(event) {
+    if (event.key === "Enter" && this.current && event.target === this.rows.elementOf(this.current)) {
+      event.preventDefault();
+      return this.write(this.current);
+    }
     const at = this.current ? this.rows.items.indexOf(this.current) : -1;
     const last = this.rows.items.length - 1;
     const page = this.rows.page;

@@ -1,0 +1,290 @@
+# SPDX-License-Identifier: MIT
+"""Writes, push buttons and logins of the panel in a real browser. Use: write_test.py FOLDER_OF_PROGRAMS"""
+
+import os
+import signal
+import sys
+import unittest
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).parent))
+from plant import Page, Plant, start_browser, until  # noqa: E402
+
+from selenium.webdriver import ActionChains  # noqa: E402
+from selenium.webdriver.common.keys import Keys  # noqa: E402
+
+PROGRAMS = ""
+TAGS = """name,address,unit,period,min,max,rw,confirm,button
+speed,DM100.S,rpm,50ms,0,1500,rw,,
+torque,DM101.S,Nm,50ms,,,rw,,
+valve,R510,,50ms,,,rw,yes,
+recipe,DM110:3,,50ms,,,rw,,
+mask,DM120.H,,50ms,,,rw,,
+jog,R600,,50ms,,,rw,,yes
+fixed,DM130,,50ms,,,r,,
+"""
+
+
+def setUpModule():
+    global browser, plant
+    browser = start_browser()
+    unittest.addModuleCleanup(browser.quit)
+    plant = Plant(PROGRAMS, {"line1": TAGS}, local="operator")
+    unittest.addModuleCleanup(plant.end)
+
+
+def plc(place):
+    return str(int(plant.sims["line1"].command(f"get {place}").split("=")[-1]))
+
+
+class WriteTest(unittest.TestCase):
+    def setUp(self):
+        plant.sims["line1"].command("clear")
+        plant.sims["line1"].command("set DM100=700")
+        plant.sims["line1"].command("set DM101=5")
+        self.page = Page(browser, plant.url)
+        self.page.open("#values")
+        self.page.wait_row("line1.speed", value="700", state="good")
+        self.page.wait_row("line1.torque", value="5", state="good")
+
+    def act(self, tag):
+        for row in self.page.all(".body [role=row]"):
+            if row.find_element("css selector", ".tag").text == tag:
+                return row.find_element("css selector", ".act button")
+        raise AssertionError(f"there is no row {tag}")
+
+    def dialog(self, tag):
+        self.act(tag).click()
+        return self.page.one("dialog.write[open]")
+
+    def type(self, text):
+        field = self.page.one("dialog.write input:not([type=radio]):not([type=checkbox])")
+        field.clear()
+        field.send_keys(text)
+
+    def send(self):
+        return self.page.one("dialog.write button.primary")
+
+    def outcome(self, wanted):
+        until(lambda: self.page.all(f'.outcome[data-outcome="{wanted}"]'),
+              lambda: f"{wanted} expected: " + self.page.text("dialog.write"))
+        return self.page.text(".outcome")
+
+    def now(self):
+        return self.page.text("dialog.write .now bdi")
+
+
+class Outcomes(WriteTest):
+    def test_done(self):
+        dialog = self.dialog("line1.speed")
+        self.assertIn("rpm · 0 to 1,500", dialog.text)
+        self.type("1480")
+        self.send().click()
+        self.assertEqual(self.outcome("done"), "✓ Done: the PLC confirmed it.")
+        self.assertEqual(plc("DM100"), "1480")
+        until(lambda: self.now() == "1,480", "the value is not read again")
+        self.assertIn("Before\n700", dialog.text)
+
+    def test_refused(self):
+        plant.sims["line1"].command("fault error:E4 cmd WR,WRS")
+        self.dialog("line1.speed")
+        self.type("900")
+        self.send().click()
+        self.assertIn("Refused by the PLC: nothing was changed.", self.outcome("refused"))
+        self.assertEqual((plc("DM100"), self.now()), ("700", "700"))
+
+    def test_not_sent(self):
+        self.dialog("line1.torque")
+        self.type("40000")
+        self.send().click()
+        self.assertIn("Not sent: nothing was changed.", self.outcome("not sent"))
+        self.assertIn("too large", self.page.text(".outcome"))
+        self.assertEqual(plc("DM101"), "5")
+
+    def test_unknown(self):
+        plant.sims["line1"].command("fault silent cmd WR,WRS")
+        self.dialog("line1.speed")
+        self.type("901")
+        self.send().click()
+        self.assertIn("Unknown: it may have been carried out.", self.outcome("unknown"))
+        self.assertEqual(plc("DM100"), "901", "it was, and the dialog shows it as soon as it is read")
+        plant.sims["line1"].command("clear")
+        until(lambda: self.now() == "901", lambda: self.now())
+
+    def test_without_an_answer_nobody_knows(self):
+        self.dialog("line1.speed")
+        self.type("902")
+        plant.gateway.send_signal(signal.SIGSTOP)
+        try:
+            self.send().click()
+            until(lambda: "Waiting" in self.page.text(".outcome"), "it does not wait")
+        finally:
+            plant.kill()
+        try:
+            self.assertIn("may have been carried out", self.outcome("unknown"))
+        finally:
+            plant.start()
+        self.page.wait_row("line1.speed", state="good")
+
+
+class Checks(WriteTest):
+    def test_what_is_typed_is_checked(self):
+        self.dialog("line1.speed")
+        for typed, problem in (("1501", "Outside the limits."), ("-1", "Outside the limits."), ("fast", "Not a number."),
+                               ("", "Not a number."), ("1,5,0", "Not a number.")):
+            self.type(typed)
+            until(lambda: self.page.text("dialog.write .problem") == problem, f"{typed}: {problem}")
+            self.assertFalse(self.send().is_enabled())
+        self.type("1500")
+        until(lambda: self.send().is_enabled(), "within the limits")
+
+    def test_never_while_not_live(self):
+        self.dialog("line1.speed")
+        plant.sims["line1"].freeze()
+        try:
+            until(lambda: self.page.text("dialog.write .problem") == "The value is not live: nothing can be written.",
+                  lambda: self.page.text("dialog.write"))
+            self.assertFalse(self.send().is_enabled())
+            self.page.press(Keys.ESCAPE)
+            self.assertFalse(self.act("line1.jog").is_enabled())
+            self.assertFalse(self.act("line1.torque").is_enabled())
+        finally:
+            plant.sims["line1"].freeze(False)
+        self.page.wait_row("line1.speed", state="good")
+
+    def test_a_tag_that_asks_for_it_is_confirmed(self):
+        plant.sims["line1"].command("set R510=0")
+        self.page.wait_row("line1.valve", value="off")
+        dialog = self.dialog("line1.valve")
+        dialog.find_element("css selector", "input[value='1']").click()
+        self.assertFalse(self.send().is_enabled())
+        dialog.find_element("css selector", ".sure input").click()
+        self.send().click()
+        self.outcome("done")
+        self.assertEqual(plc("R510"), "1")
+        until(lambda: not self.send().is_enabled(), "each write is confirmed")
+
+    def test_lists_and_hexadecimal_numbers(self):
+        self.dialog("line1.recipe")
+        self.type("1 2")
+        until(lambda: self.page.text("dialog.write .problem") == "3 values are needed.", "too few")
+        self.type("7 8 9")
+        self.send().click()
+        self.outcome("done")
+        self.assertEqual([plc(f"DM{at}") for at in (110, 111, 112)], ["7", "8", "9"])
+        self.page.press(Keys.ESCAPE)
+        self.dialog("line1.mask")
+        self.type("1aF")
+        self.send().click()
+        self.outcome("done")
+        self.page.wait_row("line1.mask", value="01AF")
+
+    def test_read_only_tags_offer_nothing(self):
+        self.assertEqual(len(self.page.all(".body .act button")), 6)
+
+    def test_the_keyboard_alone_writes(self):
+        self.page.run("document.querySelector('.body [role=row]').focus()")
+        self.page.press(Keys.ENTER)
+        self.page.one("dialog.write[open]")
+        self.page.press("1234", Keys.ENTER)
+        self.outcome("done")
+        self.page.press(Keys.ESCAPE)
+        self.assertEqual(self.page.all("dialog[open]"), [])
+        self.page.wait_row("line1.speed", value="1,234")
+        self.assertEqual(self.page.run("return document.activeElement.querySelector('.tag').textContent"), "line1.speed")
+
+
+class Buttons(WriteTest):
+    def held(self):
+        ActionChains(browser).click_and_hold(self.act("line1.jog")).perform()
+        until(lambda: plc("R600") == "1", "the press does not reach the PLC")
+
+    def released(self):
+        until(lambda: plc("R600") == "0", "the button hangs")
+
+    def test_on_while_it_is_held(self):
+        self.held()
+        self.assertEqual(self.act("line1.jog").text, "Held")
+        self.page.run("window.held = performance.now()")
+        until(lambda: self.page.run("return performance.now() - window.held > 1200"), "longer than two leases")
+        self.assertEqual(plc("R600"), "1")
+        ActionChains(browser).release().perform()
+        self.released()
+        self.assertEqual(self.act("line1.jog").text, "Hold")
+
+    def test_the_space_bar_holds_it(self):
+        self.page.run("arguments[0].focus()", self.act("line1.jog"))
+        ActionChains(browser).key_down(Keys.SPACE).perform()
+        until(lambda: plc("R600") == "1", "the press does not reach the PLC")
+        ActionChains(browser).key_up(Keys.SPACE).perform()
+        self.released()
+
+    def test_it_lets_go_when_the_page_hides(self):
+        self.held()
+        window = browser.current_window_handle
+        browser.switch_to.new_window("tab")
+        self.released()
+        browser.close()
+        browser.switch_to.window(window)
+        ActionChains(browser).release().perform()
+
+    def test_it_lets_go_when_another_view_comes(self):
+        self.held()
+        self.page.run("location.hash = '#values?find=x'")
+        self.released()
+        ActionChains(browser).release().perform()
+
+    def test_it_lets_go_when_the_gateway_dies(self):
+        self.held()
+        plant.kill()
+        until(lambda: self.page.text(".state") == "not live", "the loss does not show")
+        self.assertEqual(self.page.all('.hold[data-held="true"]'), [])
+        ActionChains(browser).release().perform()
+        plant.start()
+        self.page.wait_row("line1.speed", state="good")
+        plant.sims["line1"].command("set R600=0")
+
+    def test_it_lets_go_when_the_browser_is_killed(self):
+        other = start_browser()
+        try:
+            page = Page(other, plant.url)
+            page.open("#values?find=jog")
+            page.wait_row("line1.jog", state="good")
+            ActionChains(other).click_and_hold(page.one(".body .hold")).perform()
+            until(lambda: plc("R600") == "1", "the press does not reach the PLC")
+            os.kill(other.capabilities["goog:processID"], signal.SIGKILL)
+            self.released()
+        finally:
+            other.command_executor.close()
+            other.service.stop()
+
+
+class Logins(unittest.TestCase):
+    def test_a_login_is_asked_for_and_the_role_counts(self):
+        with Plant(PROGRAMS, {"line1": TAGS}, local="none") as guarded:
+            for name, role in (("vera", "viewer"), ("otto", "operator")):
+                guarded.command("user", "add", "-c", "gateway.toml", "--role", role, name, text="correct horse battery\n")
+            page = Page(browser, guarded.url)
+            page.open()
+            page.one("dialog[open] input[name=name]").send_keys("vera", Keys.TAB, "wrong horse battery", Keys.ENTER)
+            until(lambda: page.text("dialog[open] .problem") == "The name or the password is wrong.", "no reason is given")
+            self.assertEqual(page.rows(), {}, "nothing is shown to strangers")
+            page.one("dialog[open] input[name=password]").send_keys("correct horse battery", Keys.ENTER)
+            page.wait_row("line1.speed", state="good")
+            self.assertEqual(page.text(".who"), "vera · viewer")
+            self.assertEqual(page.all(".body .act button"), [])
+            page.one(".account").click()
+            until(lambda: page.text(".state") == "not logged in", lambda: page.text(".state"))
+            page.one("dialog[open] input[name=name]").clear()
+            page.one("dialog[open] input[name=name]").send_keys("otto", Keys.TAB, "correct horse battery", Keys.ENTER)
+            until(lambda: len(page.all(".body .act button")) == 6, "an operator may write")
+            self.assertEqual(page.text(".who"), "otto · operator")
+            page.one(".body .act button").click()
+            page.one("dialog.write[open]")
+            page.press("77", Keys.ENTER)
+            until(lambda: page.all('.outcome[data-outcome="done"]'), "the write is not done")
+
+
+if __name__ == "__main__":
+    PROGRAMS = sys.argv.pop(1)
+    unittest.main()

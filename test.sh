@@ -8,7 +8,7 @@
 #   ./test.sh --sanitize   everything under the address and undefined-behaviour sanitizers (clang,
 #                          Qt 5), then the driver under the thread sanitizer (clang, Qt 6)
 #   ./test.sh --lint       rooms, texts, clang-format; clang-tidy: all that ships, names and habits
-#                          in the tests; cppcheck: all that ships
+#                          in the tests; cppcheck: all that ships; types of the panel (needs npm)
 #   ./test.sh --packages   Debian packages, built as Debian builds them, then installed, used and
 #                          removed in a minimal Debian that is made for it (needs the network)
 #

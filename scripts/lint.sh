@@ -5,6 +5,7 @@
 #   clang-tidy     what ships (driver, kvlink, programs) with all checks of .clang-tidy; the others
 #                  (tests, fuzzers, benchmarks, examples) with those for names and habits
 #   cppcheck       what ships
+#   tsc            the panel's scripts; it comes from npm
 # Use: scripts/lint.sh FOLDER [FILE ...]
 # FOLDER takes the compile commands; FILEs, when given, are all that clang-tidy looks at.
 set -euo pipefail
@@ -34,6 +35,13 @@ python3 -B scripts/draw_rooms.py --check
 echo "texts: comments, includes, words, nested conditional operators"
 python3 -B scripts/check_text.py
 python3 -B tests/tools/lint/tidy_test.py 2>"$log" || {
+    cat "$log" >&2
+    exit 1
+}
+
+echo "types: the scripts of the panel"
+scripts/panel_types.sh "$folder"
+python3 -B tests/tools/lint/panel_types_test.py "$folder" 2>"$log" || {
     cat "$log" >&2
     exit 1
 }

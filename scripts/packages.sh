@@ -25,6 +25,8 @@ declare -A packages=(
     [fuzz]="$demo clang-14 libclang-rt-14-dev llvm-14"
     [sanitize]="$test clang libclang-rt-14-dev llvm"
     [lint]="$test clang clang-tidy clang-format cppcheck libbenchmark-dev libmodbus-dev"
+    # The lint checks the types of the panel with a compiler from npm, where npm is not there yet.
+    [types]="npm"
     # gnuplot draws SVG without further packages; kv-host is compared with libmodbus.
     [bench]="$demo qt6-base-dev qt6-serialport-dev libbenchmark-dev libmodbus-dev mbpoll gnuplot-nox python3"
     # The packages are checked, and tried in a root of their own.

@@ -40,6 +40,7 @@ import { api, Problem } from "./api.js";
  * @property {number} time ms since 1970 on the gateway's clock; NaN: never read
  */
 /** @typedef {{info: TagInfo, sample: Sample, changedAt: number}} Entry changedAt: performance.now() */
+/** @typedef {"connecting" | "live" | "lost" | "login"} State */
 /** @typedef {{state: string, problem: string}} Link state "ready": there is a link */
 
 const silence = 12000; // ms: two beats and a bit
@@ -71,7 +72,7 @@ function emit(name, data) {
   listeners.get(name)?.forEach(listener => listener(data));
 }
 
-/** @param {typeof live.state} state */
+/** @param {State} state */
 function setState(state) {
   if (state === live.state)
     return;
@@ -237,8 +238,7 @@ document.addEventListener("visibilitychange", () => {
 });
 
 export const live = {
-  /** @type {"connecting" | "live" | "lost" | "login"} */
-  state: "connecting",
+  state: /** @type {State} */ ("connecting"),
   /** Why the gateway turned us away; empty: it does not answer. */
   problem: "",
   /** When the stream was lost. */

@@ -146,13 +146,14 @@ async function switchAccount() {
 }
 
 /**
+ * @param {string} kind
  * @param {string} label
  * @param {string} value
  * @param {Record<string, string>} names by value
  * @param {(value: any) => void} act
  */
-function choice(label, value, names, act) {
-  const select = el("select", { "aria-label": label, title: label, onchange: () => act(select.value) },
+function choice(kind, label, value, names, act) {
+  const select = el("select", { class: kind, "aria-label": label, title: label, onchange: () => act(select.value) },
     ...Object.entries(names).map(([key, name]) => el("option", { value: key }, name)));
   select.value = value;
   return select;
@@ -175,8 +176,8 @@ function build() {
   document.body.replaceChildren(
     el("header", {}, el("strong", { class: "brand" }, "kv-gateway"), navigation, links, stateSign,
       el("div", { class: "tools" }, who, account,
-        choice(t("language"), language, languages, setLanguage),
-        choice(t("theme"), theme,
+        choice("language", t("language"), language, languages, setLanguage),
+        choice("theme", t("theme"), theme,
           { auto: t("theme.auto"), light: t("theme.light"), dark: t("theme.dark") }, setTheme))),
     banner, place, login.element);
   api.onMe(showMe);

@@ -95,8 +95,26 @@ export class Rows {
     }
     for (const [item, at] of wanted)
       this.place(item, at);
+    this.putInOrder(wanted.keys());
     for (const [item, row] of this.drawn)
       this.maker.paint(row.element, item);
+  }
+
+  // Who has the page read out hears the rows as they are seen. One with the focus would lose it.
+  /** @param {Iterable<Item>} items */
+  putInOrder(items) {
+    /** @type {Element | null} */
+    let before = null;
+    for (const item of items) {
+      const element = /** @type {HTMLElement} */ (this.elementOf(item));
+      if (element.previousElementSibling !== before && !element.contains(document.activeElement)) {
+        if (before)
+          before.after(element);
+        else
+          this.body.prepend(element);
+      }
+      before = element;
+    }
   }
 
   // Another width may have rows of another height.

@@ -25,7 +25,7 @@ from selenium.common.exceptions import StaleElementReferenceException
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
 
-PATIENCE = 10  # seconds until what must happen has happened, on a busy machine too
+PATIENCE = 20  # seconds until what must happen has happened, on a busy machine too
 
 
 def until(what, problem, patience=PATIENCE):

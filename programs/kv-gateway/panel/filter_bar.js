@@ -34,10 +34,10 @@ export class FilterBar {
       { "aria-label": t("values.group"), onchange: () => onChange({ group: this.group.value }) });
     /** @param {HTMLButtonElement} button */
     const isOff = button => button.ariaPressed !== "true";
-    this.favourites = el("button", { type: "button",
-      onclick: () => onChange({ favourites: isOff(this.favourites) }) }, `★ ${t("values.favourites")}`);
-    this.problems = el("button", { type: "button",
-      onclick: () => onChange({ problems: isOff(this.problems) }) }, `✕ ${t("values.problems")}`);
+    this.favourites = el("button", { type: "button", "aria-label": t("values.favourites"),
+      onclick: () => onChange({ favourites: isOff(this.favourites) }) }, "★", el("span", {}, " " + t("values.favourites")));
+    this.problems = el("button", { type: "button", "aria-label": t("values.problems"),
+      onclick: () => onChange({ problems: isOff(this.problems) }) }, "✕", el("span", {}, " " + t("values.problems")));
     this.count = el("span", { class: "count", role: "status" });
     this.element = el("div", { class: "bar", role: "search" },
       this.find, this.plc, this.group, this.favourites, this.problems, this.count);

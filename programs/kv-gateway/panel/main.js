@@ -70,8 +70,9 @@ const stateSign = el("span", { class: "state", role: "status" });
 const links = el("ul", { class: "links" });
 // It neither takes the focus nor leaves by itself.
 const banner = el("div", { class: "banner", role: "alert", hidden: true });
-const who = el("span", { class: "who" });
+const who = el("summary", { class: "who" });
 const account = el("button", { type: "button", class: "account" });
+const menu = el("details", { class: "tools", ontoggle: closeOutside });
 const login = createLogin(() => live.start());
 
 /** @returns {{view: typeof views[number], params: URLSearchParams}} */
@@ -120,7 +121,7 @@ function showState() {
 }
 
 function showLinks() {
-  const items = [...live.links].map(([plc, link]) => {
+  const items = [...live.links].sort().map(([plc, link]) => {
     const isReady = live.hasLink(plc);
     const text = live.state === "live" ? translated(link.state) : t("state.lost");
     return el("li", { "data-ready": isReady, title: link.problem ? `${plc}: ${link.problem}` : `${plc}: ${text}` },
@@ -131,11 +132,12 @@ function showLinks() {
 
 function showMe() {
   const me = api.me;
-  setText(who, me ? `${me.name} · ${translated(me.role)}` : "");
+  setText(who, me ? `${me.name} · ${translated(me.role)}` : t("state.login"));
   setText(account, t(me?.csrf ? "logout" : "login"));
 }
 
 async function switchAccount() {
+  menu.open = false;
   if (!api.me?.csrf)
     return login.open();
   try {
@@ -159,6 +161,23 @@ function choice(kind, label, value, names, act) {
   return select;
 }
 
+// A click beside the menu, and Escape, close it.
+function closeOutside() {
+  const done = new AbortController();
+  /** @param {Event} event */
+  const close = event => {
+    const isKey = event instanceof KeyboardEvent;
+    if (menu.open && (isKey ? event.key !== "Escape" : menu.contains(/** @type {Node} */ (event.target))))
+      return;
+    menu.open = false;
+    done.abort();
+  };
+  if (menu.open) {
+    addEventListener("pointerdown", close, { signal: done.signal });
+    addEventListener("keydown", close, { signal: done.signal });
+  }
+}
+
 /** @param {string} theme */
 function setTheme(theme) {
   remember("theme", theme);
@@ -173,12 +192,13 @@ function build() {
   setTheme(theme);
   navigation.append(...views.map(view => el("a", { href: "#" + view.name }, t("view." + view.name))));
   account.addEventListener("click", switchAccount);
+  menu.append(who, el("div", { class: "menu" }, account,
+    choice("language", t("language"), language, languages, setLanguage),
+    choice("theme", t("theme"), theme,
+      { auto: t("theme.auto"), light: t("theme.light"), dark: t("theme.dark") }, setTheme)));
   document.body.replaceChildren(
     el("header", {}, el("strong", { class: "brand" }, "kv-gateway"), navigation, links, stateSign,
-      el("div", { class: "tools" }, who, account,
-        choice("language", t("language"), language, languages, setLanguage),
-        choice("theme", t("theme"), theme,
-          { auto: t("theme.auto"), light: t("theme.light"), dark: t("theme.dark") }, setTheme))),
+      menu),
     banner, place, login.element);
   api.onMe(showMe);
   live.on("state", showState);

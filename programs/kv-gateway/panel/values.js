@@ -21,6 +21,9 @@ addTexts({
   "column.unit": ["Unit", "Einheit", "単位"],
   "column.quality": ["Quality", "Qualität", "品質"],
   "column.age": ["Age", "Alter", "経過"],
+  "column.age.title": ["since the value came; a good one is read again in each period, and is still so",
+    "seit der Wert kam; ein guter wird in jeder Periode neu gelesen und gilt noch",
+    "値を受信してからの時間。正常な値は周期ごとに読み直され、現在も有効です。"],
   "column.plc": ["PLC", "SPS", "PLC"],
 });
 
@@ -40,7 +43,7 @@ class ValuesView {
     this.notice = el("div", { class: "notice", role: "alert", hidden: true },
       el("span"), el("button", { type: "button", onclick: () => (this.notice.hidden = true) }, t("close")));
     this.heads = Object.keys(keys).map(key =>
-      el("div", { role: "columnheader", class: key, "data-key": key },
+      el("div", { role: "columnheader", class: key, "data-key": key, title: key === "age" ? t("column.age.title") : "" },
         el("button", { type: "button", onclick: () => this.sortBy(key) }, t("column." + key))));
     this.body = el("div", { role: "rowgroup", class: "body",
       onkeydown: (/** @type {KeyboardEvent} */ event) => this.onKey(event) });

@@ -107,10 +107,10 @@ export class WriteDialog {
       oninput: () => this.check() });
     this.bit = el("div", { class: "bit", role: "radiogroup", "aria-labelledby": "write-new" },
       ...["1", "0"].map(value => el("label", {},
-        el("input", { type: "radio", name: "bit", value, onchange: () => this.check() }), " " + t(value === "1" ? "on" : "off"))));
+        el("input", { type: "radio", name: "bit", value, onchange: () => this.check() }), t(value === "1" ? "on" : "off"))));
     this.limits = el("p", { class: "hint", id: "write-limits" });
     this.sure = el("input", { type: "checkbox", onchange: () => this.check() });
-    this.sureLine = el("label", { class: "sure" }, this.sure, " " + t("write.sure"));
+    this.sureLine = el("label", { class: "sure" }, this.sure, t("write.sure"));
     this.problem = el("p", { class: "problem", role: "alert" });
     this.outcome = el("p", { class: "outcome", role: "status" });
     this.send = el("button", { class: "primary" }, t("write.send"));

@@ -273,6 +273,7 @@ class Logins(unittest.TestCase):
             page.wait_row("line1.speed", state="good")
             self.assertEqual(page.text(".who"), "vera · viewer")
             self.assertEqual(page.all(".body .act button"), [])
+            page.one(".tools summary").click()
             page.one(".account").click()
             until(lambda: page.text(".state") == "not logged in", lambda: page.text(".state"))
             page.one("dialog[open] input[name=name]").clear()

@@ -24,7 +24,7 @@ fail() {
     echo "demo: $1" >&2
     exit 3
 }
-# start LOG PROGRAM ARGUMENT...: in the background. It ends with this script, even if that is killed.
+# start LOG PROGRAM ARGUMENT...: in the background; it ends with this script, even if that is killed
 start() {
     local log=$1
     shift

@@ -21,6 +21,7 @@ constexpr char configText[] =
 # "systemctl reload kv-gateway" takes a change without dropping the links that stay.
 
 data = "data"                      # folder of history, records and users
+# pages = "pages"                  # folder of drawings (*.svg) with live values
 
 [listen]
 address = "127.0.0.1"              # "0.0.0.0" lets other machines in: needs TLS and users

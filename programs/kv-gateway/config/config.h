@@ -2,6 +2,8 @@
 // The configuration of a service, checked: plain records.
 #pragma once
 
+#include "drawings/drawing.h"
+
 #include <kvlink/link.h>
 #include <kvlink/tag.h>
 #include <kvlink/text.h>
@@ -79,6 +81,7 @@ struct Config {
     HistoryConfig history;
     AccessConfig access;
     std::vector<PlcConfig> plcs;
+    std::vector<Drawing> pages; ///< by name
 
     qint64 tagCount() const;
     /// "3 PLCs, 300 tags".

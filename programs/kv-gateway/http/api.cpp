@@ -30,6 +30,8 @@ const std::vector<Api::Route> &Api::table()
         {"GET",    "/api/v1/history.csv",            Role::Viewer,   &Api::getHistoryCsv},
         {"GET",    "/api/v1/events",                 Role::Viewer,   &Api::getEvents},
         {"GET",    "/api/v1/audit",                  Role::Engineer, &Api::getAudit},
+        {"GET",    "/api/v1/pages",                  Role::Viewer,   &Api::getPages},
+        {"GET",    "/api/v1/pages/{page}",           Role::Viewer,   &Api::getPage},
         {"GET",    "/api/v1/plcs",                   Role::Viewer,   &Api::getPlcs},
         {"GET",    "/api/v1/config",                 Role::Engineer, &Api::getConfig},
         {"POST",   "/api/v1/config/reload",          Role::Engineer, &Api::postReload},

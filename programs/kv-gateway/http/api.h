@@ -91,6 +91,9 @@ private:
     void postLogin(const CallPtr &call);
     void postLogout(const CallPtr &call);
     void getMe(const CallPtr &call);
+    // drawings
+    void getPages(const CallPtr &call);
+    void getPage(const CallPtr &call);
     // the service itself
     void getPlcs(const CallPtr &call);
     void getConfig(const CallPtr &call);

@@ -34,6 +34,8 @@ constexpr OperationRow operationRows[] = {
     {"get",    "/api/v1/history.csv",      "Each change of tags with history.", "tags plc group from to", "", "200 text/csv rows"},
     {"get",    "/api/v1/events",           "What happened, the newest first.", "kind plc tag before limit", "", "200 application/json a page of events"},
     {"get",    "/api/v1/audit",            "Who wrote what, the newest first. Engineers only.", "who plc tag correlation before limit", "", "200 application/json a page of writes"},
+    {"get",    "/api/v1/pages",            "Drawings of the plant: names and titles.", "", "", "200 application/json all drawings"},
+    {"get",    "/api/v1/pages/{page}",     "A drawing, safe to be shown: plant.svg.", "", "", "200 image/svg+xml the drawing"},
     {"get",    "/api/v1/plcs",             "Links and their figures.", "", "", "200 application/json all PLCs"},
     {"get",    "/api/v1/config",           "The configuration that runs. Engineers only.", "", "", "200 application/json PLCs and where the gateway listens"},
     {"post",   "/api/v1/config/reload",    "Reads the configuration again, all or nothing. Engineers only. 422: it has mistakes.", "", "", "200 application/json taken"},

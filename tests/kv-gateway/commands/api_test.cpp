@@ -236,6 +236,29 @@ TEST_F(GatewayTest, theConfigurationThatRunsIsShown)
         << answer.body.toStdString();
 }
 
+TEST_F(GatewayTest, drawingsAreShownAndReloaded)
+{
+    const QByteArray begin = "<svg xmlns=\"http://www.w3.org/2000/svg\"><title>";
+    writeConfig();
+    writeFile("gateway.toml", "pages = \".\"\n" + readFile("gateway.toml"));
+    writeFile("belt.svg", begin + "Belt</title><text data-tag=\"a.speed\"/></svg>");
+    ASSERT_TRUE(startAndRead());
+    EXPECT_EQ(get("/api/v1/pages").body, R"({"pages":[{"name":"belt","title":"Belt"}]})");
+    const Answer drawing = get("/api/v1/pages/belt.svg");
+    EXPECT_EQ(drawing.body, begin + "Belt</title><text data-tag=\"a.speed\"/></svg>");
+    EXPECT_TRUE(drawing.head.contains("Content-Type: image/svg+xml")) << drawing.head.toStdString();
+    EXPECT_TRUE(drawing.head.contains("default-src 'none'"));
+    for (const char *other : {"belt", "gateway.toml", "..%2Fgateway.toml", "../belt.svg", "BELT.svg"})
+        EXPECT_EQ(get(std::string("/api/v1/pages/") + other).status, 404) << other;
+
+    writeFile("belt.svg", begin + "New</title><script/></svg>");
+    EXPECT_TRUE(post("/api/v1/config/reload", {}).body.contains("belt.svg:1: <script> is not shown"));
+    EXPECT_TRUE(get("/api/v1/pages").body.contains("Belt")) << "the old drawing goes on";
+    writeFile("belt.svg", begin + "New</title></svg>");
+    EXPECT_EQ(post("/api/v1/config/reload", {}).status, 200);
+    EXPECT_TRUE(get("/api/v1/pages/belt.svg").body.contains("New"));
+}
+
 TEST_F(GatewayTest, historyComesAsTrendAndAsCsv)
 {
     writeConfig();

@@ -49,6 +49,12 @@ protected:
         QFile file(path(name));
         ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
     }
+    QByteArray readFile(const char *name) const
+    {
+        QFile file(path(name));
+        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
+        return file.readAll();
+    }
     /// \param more keys in front of the sections; \param sections after [[plc]]
     void writeConfig(const QByteArray &access = "local = \"engineer\"", const QByteArray &listen = {},
                      const QByteArray &plcKeys = {}) const

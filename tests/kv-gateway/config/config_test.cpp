@@ -2,7 +2,9 @@
 // Configurations: each mistake is named with its place, all of them at once.
 #include "config/config_file.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -19,7 +21,8 @@ class Folder
 public:
     QString write(const char *name, const QByteArray &bytes) const
     {
-        QFile file(m_folder.filePath(name));
+        EXPECT_TRUE(QFileInfo(path(name)).dir().mkpath("."));
+        QFile file(path(name));
         EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
         return file.fileName();
     }
@@ -71,10 +74,12 @@ TEST(ConfigFile, everyKeyIsTaken)
     folder.write("tags.csv", "name,address,period,group,history,min,max,on_change,rw,confirm,button\n"
                              "speed,DM200.S:2,200ms,drive,yes,-10,1500,no,rw,yes,\n"
                              "jog,R500,,,,,,,rw,no,yes\n");
+    folder.write("pages/belt.svg", "<svg xmlns=\"http://www.w3.org/2000/svg\"><title>Belt</title></svg>");
     folder.write("cert.pem", "x");
     folder.write("key.pem", "x");
     const LoadedConfig loaded = loadConfig(folder.write("gateway.toml", R"(
 data = "data"
+pages = "pages"
 [listen]
 address = "0.0.0.0"
 port = 0
@@ -110,6 +115,9 @@ text_encoding = "shift-jis"
     ASSERT_TRUE(loaded.problems.empty()) << loaded.problems[0].shown().toStdString();
     const Config &config = loaded.config;
     EXPECT_EQ(config.folder, folder.path("data"));
+    ASSERT_EQ(config.pages.size(), 1u);
+    EXPECT_EQ(config.pages[0].name, "belt");
+    EXPECT_EQ(config.pages[0].title, "Belt");
     EXPECT_FALSE(config.listen.isLocal());
     EXPECT_EQ(config.listen.port, 0);
     EXPECT_EQ(config.listen.key, folder.path("key.pem"));
@@ -311,6 +319,31 @@ TEST(ConfigFile, missingFilesAreNamed)
     EXPECT_NE(folder.problems(QByteArray("[listen]\ncertificate = \"c.pem\"\nkey = \"tags.csv\"\n") + onePlc)
                   .find("gateway.toml:2:15: certificate: "),
               std::string::npos);
+}
+
+TEST(ConfigFile, drawingsAreCheckedWithTheirTags)
+{
+    const Folder folder;
+    folder.write("tags.csv", "name,address,rw\nspeed,DM200.S,r\ncount,DM201,rw\njog,R500,rw\n");
+    folder.write("pages/belt.svg", "<svg xmlns=\"http://www.w3.org/2000/svg\">\n"
+                                   "<text data-tag=\"line1.sped\"/>\n"
+                                   "<text data-tag=\"line1.speed\" data-format=\"rpm\"/>\n"
+                                   "<g data-tag=\"line1.speed\" data-button=\"press\"/>\n"
+                                   "<script/>\n"
+                                   "<g data-tag=\"line1.count\" data-button=\"press\"/>\n"
+                                   "<g data-tag=\"line1.count\" data-button=\"ask\"/>\n"
+                                   "<g data-tag=\"line1.jog\" data-button=\"press\"/>\n"
+                                   "</svg>\n");
+    EXPECT_EQ(
+        folder.problems(QByteArray("pages = \"pages\"\n") + onePlc),
+        "pages/belt.svg:2: there is no tag \"line1.sped\"; did you mean \"line1.speed\"?\n"
+        "pages/belt.svg:3: data-format=\"rpm\" is not understood: write \"0.0 %\" or \"0=closed|1=open\"\n"
+        "pages/belt.svg:4: \"line1.speed\" is read-only, and this is a button\n"
+        "pages/belt.svg:5: <script> is not shown; what may be drawn is listed with the drawings\n"
+        "pages/belt.svg:6: \"line1.count\" is not a relay or a bit of a word, and only these can be "
+        "pressed\n");
+    EXPECT_EQ(folder.problems(QByteArray("pages = \"none\"\n") + onePlc),
+              "gateway.toml:1:9: pages: the folder none is not there\n");
 }
 
 TEST(ConfigFile, aLinkIsTheSameWhateverItsTagsAre)

@@ -9,7 +9,7 @@ set -euo pipefail
 # What each step needs. "driver" is the smallest: one Qt, no programs; "demo" adds the programs.
 driver="g++ cmake ninja-build qtbase5-dev"
 demo="$driver libqt5serialport5-dev libcli11-dev libsqlite3-dev"
-demo+=" pkg-config libtomlplusplus-dev libmicrohttpd-dev libsodium-dev"
+demo+=" pkg-config libtomlplusplus-dev libmicrohttpd-dev libsodium-dev libjs-dygraphs"
 test="$demo qt6-base-dev qt6-serialport-dev libgtest-dev procps python3 git tmux man-db doxygen curl openssl"
 test+=" prometheus libfaketime" # its promtool; turns clocks
 # What a program shows is read as a screen reader reads it, on a display that nobody sees.

@@ -34,6 +34,7 @@ import { addTexts, format, language, languages, setLanguage, t, translated } fro
  */
 
 addTexts({
+  "view.trends": ["Trends", "Kurven", "トレンド"],
   "view.values": ["Values", "Werte", "値"],
   login: ["Log in", "Anmelden", "ログイン"],
   logout: ["Log out", "Abmelden", "ログアウト"],
@@ -57,6 +58,7 @@ addTexts({
 /** @type {{name: string, load: () => Promise<{create: (context: Context) => View}>}[]} the first is shown first */
 const views = [
   { name: "values", load: () => import("./values.js") },
+  { name: "trends", load: () => import("./trends.js") },
 ];
 
 /** @type {Map<string, View>} views that were shown already */

@@ -1,0 +1,181 @@
+# SPDX-License-Identifier: MIT
+"""The trends of the panel in a real browser, as a person uses them. Use: trends_test.py FOLDER_OF_PROGRAMS"""
+
+import sys
+import time
+import unittest
+import urllib.parse
+import urllib.request
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).parent))
+from plant import Page, Plant, start_browser, until  # noqa: E402
+
+from selenium.webdriver import ActionChains  # noqa: E402
+from selenium.webdriver.common.keys import Keys  # noqa: E402
+from selenium.webdriver.common.actions.wheel_input import ScrollOrigin  # noqa: E402
+
+PROGRAMS = ""
+TAGS = """name,address,unit,period,history,comment
+speed,DM100.S,rpm,50ms,yes,of the drive
+torque,DM101.S,Nm,50ms,yes,
+running,R500,,50ms,yes,
+note,DM102.S,,50ms,no,without history
+"""
+BLUE = (0, 114, 178)  # of the first line
+
+
+def setUpModule():
+    global browser, plant
+    browser = start_browser()
+    unittest.addModuleCleanup(browser.quit)
+    plant = Plant(PROGRAMS, {"line1": TAGS})
+    unittest.addModuleCleanup(plant.end)
+
+
+class TrendPage(Page):
+    def shown(self):
+        """{tag: text} of the legend: the values under the cursor, or the newest."""
+        return dict(self.run("return [...document.querySelectorAll('.legend li')].map("
+                             "row => [row.dataset.tag, row.querySelector('output').textContent]);"))
+
+    def wait_value(self, tag, value):
+        until(lambda: self.shown().get(tag) == value, lambda: f"{tag}: {value} expected, and there is {self.shown()}")
+
+    def point_at(self, share):
+        """Moves the pointer to a share of the width in which time is drawn."""
+        self.run("""
+            const charts = document.querySelector('.charts');
+            const canvas = charts.querySelector('.chart canvas').getBoundingClientRect();
+            const [left, right] = [canvas.left + 69, canvas.right - 12];
+            charts.dispatchEvent(new PointerEvent('pointermove', {bubbles: true, pointerId: 9, clientY: canvas.top + 20,
+                clientX: left + arguments[0] * (right - left)}));""", share)
+
+    def columns(self, colour):
+        """Shares of the width at which the first chart has a line of this colour."""
+        return self.run("""
+            const canvas = [...document.querySelectorAll('.chart canvas')].find((one, i) => {
+                const data = one.getContext('2d').getImageData(0, 0, one.width, one.height).data;
+                return data.some(byte => byte > 0); });
+            const {width, height} = canvas;
+            const data = canvas.getContext('2d').getImageData(0, 0, width, height).data;
+            const found = [];
+            for (let x = 0; x < width; ++x)
+                for (let y = 0; y < height; ++y) {
+                    const at = 4 * (y * width + x);
+                    if (data[at + 3] > 200 && [0, 1, 2].every(i => Math.abs(data[at + i] - arguments[0][i]) < 12)) {
+                        found.push(x / width);
+                        break;
+                    }
+                }
+            return found;""", list(colour))
+
+    def address(self):
+        return urllib.parse.parse_qs(browser.current_url.partition("#trends?")[2])
+
+
+class Trends(unittest.TestCase):
+    def setUp(self):
+        self.page = TrendPage(browser, plant.url)
+        plant.sims["line1"].command("set DM100=500")
+        self.page.open("#trends?tags=line1.speed&span=10")
+        self.page.wait_value("line1.speed", "500 rpm")
+
+    def tearDown(self):
+        self.assertEqual(self.page.complaints(), [])
+
+    def test_the_right_edge_is_now(self):
+        plant.sims["line1"].command("set DM100=777")
+        self.page.wait_value("line1.speed", "777 rpm")
+        until(lambda: max(self.page.columns(BLUE), default=0) > 0.95, "the line does not reach the right edge")
+
+    def test_there_is_a_gap_where_the_plc_was_frozen(self):
+        plant.sims["line1"].freeze()
+        until(lambda: plant.get("api/v1/values/line1.speed")["quality"] != "good", "a frozen PLC is not noticed")
+        self.page.wait_value("line1.speed", "–")
+        time.sleep(1.5)  # the width of the gap
+        plant.sims["line1"].freeze(False)
+        self.page.wait_value("line1.speed", "500 rpm")
+
+        def gap():
+            columns = self.page.columns(BLUE)
+            wide = [(one, other) for one, other in zip(columns, columns[1:]) if other - one > 0.05]
+            return wide and max(columns) > 0.95 and wide[-1]
+        left, right = until(gap, "there is no gap in the line")
+        # The canvas begins with the labels of the axis. What stands under the cursor says the same.
+        self.page.point_at(((left + right) / 2 * 1256 - 69) / (1256 - 81))
+        self.page.wait_value("line1.speed", "–")
+
+    def test_tags_are_picked_by_typing_and_a_link_shows_the_same(self):
+        self.page.open("#trends")
+        field = self.page.one(".picker input")
+        field.send_keys("without history")
+        until(lambda: self.page.text(".hits") == "No tag with history is called so.", lambda: self.page.text(".hits"))
+        field.clear()
+        field.send_keys("drive", Keys.ENTER)
+        field.send_keys("torq", Keys.ENTER)
+        field.send_keys("line1 run", Keys.ENTER)
+        until(lambda: list(self.page.shown()) == ["line1.speed", "line1.torque", "line1.running"], lambda: str(self.page.shown()))
+        # One chart for each unit, and one for bits.
+        until(lambda: [one.text for one in self.page.all(".chart-unit")] == ["rpm", "Nm", "on / off"],
+              lambda: str([one.text for one in self.page.all(".chart-unit")]))
+        self.page.one(".trend-bar select").send_keys("1 hour")
+        self.page.one(".charts").send_keys(Keys.ARROW_LEFT)  # a quarter of the hour back: it stands still
+        until(lambda: "to" in self.page.address(), "the address does not say when")
+        when = until(lambda: self.page.text(".when"), "no time is shown")
+        address = self.page.address()
+        self.assertEqual((address["span"], address["tags"]), (["3600"], ["line1.speed,line1.torque,line1.running"]))
+
+        link = browser.current_url
+        self.page.open()
+        browser.get("about:blank")
+        browser.get(link)
+        until(lambda: list(self.page.shown()) == ["line1.speed", "line1.torque", "line1.running"], lambda: str(self.page.shown()))
+        self.assertEqual(self.page.text(".when"), when)
+        self.assertEqual(browser.current_url, link)
+
+    def test_the_wheel_zooms_from_ten_seconds_to_a_year(self):
+        charts = self.page.one(".charts")
+
+        def turn(delta):
+            ActionChains(browser).scroll_from_origin(ScrollOrigin.from_element(charts), 0, delta).perform()
+
+        turn(100)
+        until(lambda: self.page.address()["span"] == ["13"], lambda: str(self.page.address()))  # 10 s x 1.25
+        for address, delta, span in (("span=11&", -100, "10"), ("span=31000000&", 100, "31622400")):
+            self.page.open(f"#trends?tags=line1.speed&{address}to=2026-05-04T08:00:00.000Z")
+            charts = self.page.one(".charts")
+            until(charts.is_displayed, "the charts are not there")
+            turn(delta)
+            until(lambda: self.page.address()["span"] == [span], lambda: str(self.page.address()))
+
+    def test_an_address_without_sense_is_skipped(self):
+        self.page.open("#trends?tags=,,&span=1&to=yesterday")
+        until(lambda: self.page.text(".note").startswith("Pick a tag"), "nothing says what to do")
+        self.assertEqual(self.page.address(), {"span": ["600"]})
+
+    def test_what_is_shown_can_be_taken_along(self):
+        link = self.page.one(".trend-bar a").get_attribute("href")
+        with urllib.request.urlopen(link, timeout=10) as answer:
+            self.assertRegex(answer.read().decode(), r"\.\d{3}Z,line1\.speed,good,,500\r\n")
+        self.page.run("""
+            window.saved = [];
+            const made = URL.createObjectURL;
+            URL.createObjectURL = blob => { blob.arrayBuffer().then(bytes => saved.push([...new Uint8Array(bytes)]));
+                                            return made(blob); };""")
+        [one for one in self.page.all(".trend-bar button") if one.text == "PNG"][0].click()
+        picture = bytes(until(lambda: self.page.run("return saved[0]"), "no picture was made"))
+        self.assertEqual(picture[:8], b"\x89PNG\r\n\x1a\n")
+        width = int.from_bytes(picture[16:20], "big")
+        self.assertGreater(width, 1000)
+
+    def test_a_tag_is_removed(self):
+        self.page.one(".legend .remove").click()
+        until(lambda: self.page.shown() == {}, lambda: str(self.page.shown()))
+        until(lambda: "tags" not in self.page.address(), lambda: str(self.page.address()))
+        self.assertFalse(self.page.one(".charts").is_displayed())
+
+
+if __name__ == "__main__":
+    PROGRAMS = sys.argv.pop(1)
+    unittest.main()

@@ -54,7 +54,7 @@ simulate() {
     free=$(sed -n 's/^listening tcp .*://p' "$folder/$name.log")
     sed -i "s/:$port\"/:$free\"/" "$folder/gateway.toml"
 }
-simulate tanks 8501 DM100=450 DM101=300 DM110=800 DM120=550 R510=1
+simulate tanks 8501 DM100=450 DM101=200 DM110=800 DM120=550 R510=1
 simulate conveyor 8502 R600=1 DM210=1480 DM212=87 DM220=16975,22573,12850
 simulate drive 8503 R700=1 DM300=1200 DM303=400 DM304=12345
 

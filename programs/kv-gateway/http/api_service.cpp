@@ -13,15 +13,44 @@ namespace kvgateway
 namespace
 {
 
+double milliseconds(kvlink::Duration duration)
+{
+    return std::chrono::duration<double, std::milli>(duration).count();
+}
+
+QJsonArray periodsJson(const kvlink::LinkStatistics &statistics)
+{
+    QJsonArray periods;
+    for (const kvlink::LinkStatistics::Period &period : statistics.periods)
+        periods.append(QJsonObject{{QStringLiteral("askedMs"), milliseconds(period.asked)},
+                                   {QStringLiteral("reachedMs"), milliseconds(period.reached)},
+                                   {QStringLiteral("missed"), qint64(period.missed)},
+                                   {QStringLiteral("tags"), period.tags},
+                                   {QStringLiteral("requests"), period.requests}});
+    return periods;
+}
+
+QJsonObject failuresJson(const kvlink::LinkStatistics &statistics)
+{
+    return {{QStringLiteral("noAnswer"), qint64(statistics.noAnswers)},
+            {QStringLiteral("corrupted"), qint64(statistics.corrupted)},
+            {QStringLiteral("plcError"), qint64(statistics.plcErrors)},
+            {QStringLiteral("strayBytes"), qint64(statistics.strayBytes)}};
+}
+
+QJsonObject identityJson(const PlcIdentity &identity)
+{
+    return {{QStringLiteral("model"), identity.model},
+            {QStringLiteral("mode"), identity.mode},
+            {QStringLiteral("error"), identity.error}};
+}
+
 QJsonObject plcJson(const QString &name, const kvlink::LinkStatus &link,
                     const kvlink::LinkStatistics &statistics, const QualityCounts &qualities)
 {
     QJsonObject tags;
     for (int quality = 0; quality < qualityCount; ++quality)
         tags[kvlink::qualityName(kvlink::Quality(quality))] = qualities[std::size_t(quality)];
-    const auto milliseconds = [](kvlink::Duration duration) {
-        return std::chrono::duration<double, std::milli>(duration).count();
-    };
     return {{QStringLiteral("plc"), name},
             {QStringLiteral("state"), kvlink::linkStateName(link.state)},
             {QStringLiteral("since"), timeText(link.since)},
@@ -30,10 +59,14 @@ QJsonObject plcJson(const QString &name, const kvlink::LinkStatus &link,
             {QStringLiteral("requests"), qint64(statistics.requests)},
             {QStringLiteral("failures"),
              qint64(statistics.noAnswers + statistics.corrupted + statistics.plcErrors)},
+            {QStringLiteral("failuresByKind"), failuresJson(statistics)},
+            {QStringLiteral("periods"), periodsJson(statistics)},
             {QStringLiteral("losses"), qint64(statistics.linkLosses)},
             {QStringLiteral("missedPasses"), qint64(statistics.missedPasses)},
             {QStringLiteral("answerMedianMs"), milliseconds(statistics.answerMedian)},
-            {QStringLiteral("answer99Ms"), milliseconds(statistics.answer99)}};
+            {QStringLiteral("answer90Ms"), milliseconds(statistics.answer90)},
+            {QStringLiteral("answer99Ms"), milliseconds(statistics.answer99)},
+            {QStringLiteral("answerMaxMs"), milliseconds(statistics.answerMax)}};
 }
 
 QJsonObject configJson(const Config &config, const LiveTable &table)
@@ -61,9 +94,13 @@ void Api::getPlcs(const CallPtr &call)
         const auto table = m_parts.plant.table();
         QJsonArray plcs;
         for (int i = 0; i < int(table->plcs().size()); ++i) {
-            if (const kvlink::Plc *plc = m_parts.plant.plc(i))
-                plcs.append(plcJson(table->plcs()[std::size_t(i)], table->link(i), plc->statistics(),
-                                    table->qualities(i)));
+            const kvlink::Plc *plc = m_parts.plant.plc(i);
+            if (plc == nullptr)
+                continue;
+            QJsonObject json = plcJson(table->plcs()[std::size_t(i)], table->link(i), plc->statistics(),
+                                       table->qualities(i));
+            json[QStringLiteral("self")] = identityJson(m_parts.plant.identity(i, m_parts.clock.steady()));
+            plcs.append(json);
         }
         call->reply->send(jsonResponse({{QStringLiteral("plcs"), plcs}}));
     });

@@ -138,6 +138,12 @@ const kvlink::Plc *Plant::plc(int index) const
     return isThere ? &m_links[std::size_t(index)]->plc() : nullptr;
 }
 
+PlcIdentity Plant::identity(int index, kvlink::SteadyTime now) const
+{
+    const bool isThere = index >= 0 && index < int(m_links.size());
+    return isThere ? m_links[std::size_t(index)]->identity(now) : PlcIdentity();
+}
+
 void Plant::onChanged(const PlcLink &link, kvlink::Tag tag, const kvlink::Sample &sample)
 {
     const int index = link.indexOf(tag);

@@ -40,6 +40,8 @@ public:
     std::shared_ptr<LiveTable> table() const;
     /// nullptr: there is no such PLC
     const kvlink::Plc *plc(int index) const;
+    /// What the PLC says of itself; empty if there is none.
+    PlcIdentity identity(int index, kvlink::SteadyTime now) const;
 
     /// \param end called exactly once, perhaps before this returns
     void write(const WriteOrder &order, const WriteEnd &end);

@@ -6,10 +6,27 @@
 namespace kvgateway
 {
 
+namespace
+{
+
+constexpr kvlink::Duration askAgainAfter = std::chrono::seconds(10);
+
+struct QuestionRow {
+    const char *command;
+    QString PlcIdentity::*answer;
+};
+
+constexpr QuestionRow questionRows[] = {
+    {"?K", &PlcIdentity::model}, {"?M", &PlcIdentity::mode}, {"?E", &PlcIdentity::error}};
+
+} // namespace
+
 PlcLink::PlcLink(const PlcConfig &config)
     : m_config(config), m_plc(std::make_unique<kvlink::Plc>(config.link))
 {
     m_config.tags.clear();
+    QObject::connect(m_plc.get(), &kvlink::Plc::queryFinished, m_plc.get(),
+                     [this](const kvlink::QueryResult &result) { takeAnswer(result); });
 }
 
 PlcLink::~PlcLink()
@@ -92,6 +109,31 @@ int PlcLink::indexOf(kvlink::Tag tag) const
 {
     const int order = m_orders.value(tag, -1);
     return order < 0 ? -1 : m_firstIndex + order;
+}
+
+PlcIdentity PlcLink::identity(kvlink::SteadyTime now)
+{
+    if (!m_plc->link().isReady()) {
+        m_identity = {};
+        m_askedAt.reset();
+    } else if (!m_askedAt || now - *m_askedAt >= askAgainAfter) {
+        m_askedAt = now;
+        m_questions.clear();
+        for (const QuestionRow &row : questionRows)
+            m_questions.insert(m_plc->query(QString::fromLatin1(row.command)), row.answer);
+    }
+    return m_identity;
+}
+
+// Answers of one letter and a digit are errors of the PLC: it does not know the question.
+void PlcLink::takeAnswer(const kvlink::QueryResult &result)
+{
+    const auto question = m_questions.constFind(result.id);
+    if (question == m_questions.constEnd())
+        return;
+    m_identity.*question.value() =
+        result.answered && !result.answer.startsWith('E') ? result.answer.trimmed() : QString();
+    m_questions.erase(question);
 }
 
 void PlcLink::beginStop(std::function<void()> whenStopped)

@@ -8,10 +8,18 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <thread>
 
 namespace kvgateway
 {
+
+/// What a PLC says of itself, as it answers; empty: not known.
+struct PlcIdentity {
+    QString model; ///< "57"
+    QString mode;  ///< "1": RUN; "0": PROGRAM
+    QString error; ///< "000": none
+};
 
 /// One thread, that of the plant.
 class PlcLink
@@ -40,6 +48,9 @@ public:
     /// \param index in the table
     kvlink::Tag tagAt(int index) const { return m_tags[std::size_t(index - m_firstIndex)]; }
 
+    /// The newest answers. Asks again, at most every 10 s.
+    PlcIdentity identity(kvlink::SteadyTime now);
+
     /// Stops the link in a thread of its own, which takes up to 0.5 s and then calls \a
     /// whenStopped. A second call does nothing.
     void beginStop(std::function<void()> whenStopped);
@@ -51,6 +62,8 @@ public:
 private:
     explicit PlcLink(const PlcConfig &config);
 
+    void takeAnswer(const kvlink::QueryResult &result);
+
     PlcConfig m_config;
     std::unique_ptr<kvlink::Plc> m_plc;
     std::vector<kvlink::Tag> m_tags; ///< in the order of the configuration
@@ -59,6 +72,9 @@ private:
     std::vector<kvlink::Tag> m_added;
     QHash<kvlink::Tag, int> m_orders; ///< where a tag stands in the configuration
     int m_firstIndex = 0;
+    PlcIdentity m_identity;
+    QHash<kvlink::QueryId, QString PlcIdentity::*> m_questions; ///< on their way
+    std::optional<kvlink::SteadyTime> m_askedAt;
     std::thread m_stopper;
 };
 

@@ -2,6 +2,8 @@
 // The API of the real program against a simulated PLC, as a client sees it.
 #include "gateway_process.h"
 
+#include <QJsonArray>
+
 namespace kvgateway
 {
 namespace
@@ -234,6 +236,27 @@ TEST_F(GatewayTest, theConfigurationThatRunsIsShown)
     const Answer answer = get("/api/v1/config");
     EXPECT_TRUE(answer.body.contains("{\"name\":\"a\",\"tags\":3,\"url\":\"" + sim.url().toUtf8() + "\"}"))
         << answer.body.toStdString();
+}
+
+TEST_F(GatewayTest, plcsAreShownWithWhatTheySayOfThemselves)
+{
+    writeConfig();
+    ASSERT_TRUE(startAndRead());
+    const auto plc = [this] { return json(get("/api/v1/plcs"))["plcs"].toArray()[0].toObject(); };
+    EXPECT_TRUE(until([&] { return plc()["self"].toObject()["error"] == "000"; }));
+    EXPECT_EQ(plc()["self"].toObject()["model"], "57");
+    EXPECT_EQ(plc()["self"].toObject()["mode"], "1");
+    EXPECT_EQ(plc()["state"], "ready");
+    const QJsonArray periods = plc()["periods"].toArray();
+    ASSERT_EQ(periods.size(), 1);
+    EXPECT_EQ(periods[0].toObject()["askedMs"], 20);
+    EXPECT_EQ(periods[0].toObject()["tags"], 3);
+    const double errors = plc()["failuresByKind"].toObject()["plcError"].toDouble();
+    sim.control("fault error next 3 cmd RDS");
+    EXPECT_TRUE(until([&] { return plc()["failuresByKind"].toObject()["plcError"].toDouble() > errors; }));
+    sim.stop();
+    EXPECT_TRUE(until([&] { return plc()["self"].toObject()["model"] == ""; }))
+        << "nobody knows what comes back";
 }
 
 TEST_F(GatewayTest, drawingsAreShownAndReloaded)

@@ -34,6 +34,7 @@ import { addTexts, format, language, languages, setLanguage, t, translated } fro
  */
 
 addTexts({
+  "view.pages": ["Drawings", "Bilder", "画面"],
   "view.trends": ["Trends", "Kurven", "トレンド"],
   "view.values": ["Values", "Werte", "値"],
   login: ["Log in", "Anmelden", "ログイン"],
@@ -58,6 +59,7 @@ addTexts({
 /** @type {{name: string, load: () => Promise<{create: (context: Context) => View}>}[]} the first is shown first */
 const views = [
   { name: "values", load: () => import("./values.js") },
+  { name: "pages", load: () => import("./pages.js") },
   { name: "trends", load: () => import("./trends.js") },
 ];
 

@@ -88,15 +88,16 @@ class Plant:
     tags:     {name of the PLC: text of its tag file}
     options:  {name of the PLC: options of its kv-sim}
     more:     further lines at the beginning of gateway.toml
+    files:    {name: text} of further files in its folder
     """
 
-    def __init__(self, programs, tags, options=None, local="engineer", more="", plc_keys=""):
+    def __init__(self, programs, tags, options=None, local="engineer", more="", plc_keys="", files=None):
         self.programs = Path(programs).resolve()
         self.folder = Path(tempfile.mkdtemp(prefix="kv-panel-"))
         self.sims = {name: Sim(self.programs / "kv-sim", *(options or {}).get(name, [])) for name in tags}
         self.more, self.local, self.plc_keys = more, local, plc_keys
-        for name, text in tags.items():
-            (self.folder / f"{name}.csv").write_text(text, encoding="utf-8")
+        for name, text in {**{f"{name}.csv": text for name, text in tags.items()}, **(files or {})}.items():
+            (self.folder / name).write_text(text, encoding="utf-8")
         self.port = 0
         self.gateway = None
         self.start()

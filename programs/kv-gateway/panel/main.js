@@ -35,6 +35,8 @@ import { addTexts, format, language, languages, setLanguage, t, translated } fro
 
 addTexts({
   "view.pages": ["Drawings", "Bilder", "画面"],
+  "view.plcs": ["PLCs", "SPS", "PLC"],
+  "view.log": ["Log", "Protokoll", "ログ"],
   "view.trends": ["Trends", "Kurven", "トレンド"],
   "view.values": ["Values", "Werte", "値"],
   login: ["Log in", "Anmelden", "ログイン"],
@@ -61,6 +63,8 @@ const views = [
   { name: "values", load: () => import("./values.js") },
   { name: "pages", load: () => import("./pages.js") },
   { name: "trends", load: () => import("./trends.js") },
+  { name: "plcs", load: () => import("./plcs.js") },
+  { name: "log", load: () => import("./log.js") },
 ];
 
 /** @type {Map<string, View>} views that were shown already */

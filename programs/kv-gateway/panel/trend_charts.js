@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Charts one below the other, one for each unit, over the same stretch of time.
 import { el } from "./dom.js";
-import { format, language, t } from "./text.js";
+import { addTexts, format, language, t } from "./text.js";
 import { rowsOf } from "./trend_data.js";
 
 // Without its legend, which styles itself by attributes: the panel forbids these, and has its own.
@@ -10,6 +10,11 @@ function dygraph() {
   Dygraph.PLUGINS = Dygraph.PLUGINS.filter((/** @type {any} */ plugin) => plugin !== Dygraph.Plugins.Legend);
   return Dygraph;
 }
+
+addTexts({
+  "trend.bits": ["on / off", "ein / aus", "オン/オフ"],
+  "trend.noUnit": ["no unit", "ohne Einheit", "単位なし"],
+});
 
 /**
  * @typedef {object} Series

@@ -12,8 +12,6 @@ import { pictureOf, savePicture } from "./trend_picture.js";
 import { endOf, longest, moveByHand, moved, rangeOf, shortest } from "./trend_window.js";
 
 addTexts({
-  "trend.bits": ["on / off", "ein / aus", "オン/オフ"],
-  "trend.noUnit": ["no unit", "ohne Einheit", "単位なし"],
   "trend.span": ["Time span", "Zeitspanne", "期間"],
   "trend.earlier": ["Earlier", "Früher", "前へ"],
   "trend.later": ["Later", "Später", "後へ"],

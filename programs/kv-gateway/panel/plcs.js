@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: MIT
+// The PLCs: is there a link, how well do they answer, do they reach the periods that are asked for.
+import { api } from "./api.js";
+import { el, painter, setText } from "./dom.js";
+import { live } from "./live.js";
+import { loadScript, loadStyle } from "./load.js";
+import { addTexts, format, t, translated } from "./text.js";
+import { createCharts, lookOf } from "./trend_charts.js";
+
+addTexts({
+  "plcs.model": ["Model", "Modell", "機種"],
+  "plcs.error": ["Error of the CPU", "Fehler der CPU", "CPUエラー"],
+  "plcs.since": ["since %1", "seit %1", "%1 から"],
+  "plcs.tags": ["Tags", "Variablen", "タグ"],
+  "plcs.times": ["Answers in ms: half, 90 %, 99 %, longest", "Antworten in ms: Hälfte, 90 %, 99 %, längste", "応答時間 ms：中央値、90 %、99 %、最大"],
+  "plcs.periods": ["Periods: asked, reached", "Perioden: verlangt, erreicht", "周期：要求、実績"],
+  "plcs.missed": ["%1 missed", "%1 verpasst", "%1 回欠落"],
+  "plcs.requests": ["Requests", "Anfragen", "要求数"],
+  "plcs.noAnswer": ["No answer", "Keine Antwort", "応答なし"],
+  "plcs.corrupted": ["Corrupted", "Verfälscht", "破損"],
+  "plcs.plcError": ["Errors of the PLC", "Fehler der SPS", "PLCエラー"],
+  "plcs.strayBytes": ["Bytes nobody asked for", "Unverlangte Bytes", "余分なバイト"],
+  "plcs.losses": ["Links lost", "Verbindungsabbrüche", "切断回数"],
+  "plcs.chart": ["Answer times in ms, the last 10 minutes of this page. Line: 90 % were faster; band: from half to 99 %.",
+    "Antwortzeiten in ms, die letzten 10 Minuten dieser Seite. Linie: 90 % waren schneller; Band: von der Hälfte bis 99 %.",
+    "応答時間 ms（このページの直近10分）。線：90 %、帯：50 %～99 %。"],
+  "plcs.run": ["RUN", "RUN", "RUN"],
+  "plcs.program": ["PROGRAM", "PROGRAM", "PROGRAM"],
+  "plcs.unknown": ["not known", "nicht bekannt", "不明"],
+});
+
+const askEvery = 2000; // ms
+const chartSpan = 600 * 1000; // ms
+
+/** @type {Record<string, string>} by the code that a PLC answers */
+const models = {
+  51: "KV-3000", 52: "KV-5000", 53: "KV-5500", 54: "KV-7300", 55: "KV-7500", 57: "KV-8000", 58: "KV-8000A",
+  128: "KV-NC32T", 132: "KV-N60", 133: "KV-N40", 134: "KV-N24",
+};
+
+/** @param {number} ms */
+const shortMs = ms => format.number(ms < 10 ? Math.round(ms * 100) / 100 : Math.round(ms));
+
+/** @param {any} self */
+function modeOf({ mode }) {
+  if (mode === "")
+    return t("plcs.unknown");
+  return t(mode === "1" ? "plcs.run" : "plcs.program");
+}
+
+/** @param {any} self */
+const modelOf = ({ model }) => models[model] ?? (model || t("plcs.unknown"));
+
+/** @param {any} plc as GET /api/v1/plcs has it @returns {[string, string, boolean][]} name, text, needs attention */
+function factsOf(plc) {
+  const { failuresByKind: failures, self } = plc;
+  const qualities = ["good", "pending", "never", "stale", "bad"].filter(quality => plc.tags[quality] > 0);
+  const periods = plc.periods.map((/** @type {any} */ period) => `${shortMs(period.askedMs)} ms → ` +
+    (period.reachedMs > 0 ? `${shortMs(period.reachedMs)} ms` : "–") +
+    (period.missed > 0 ? `, ${t("plcs.missed", format.number(period.missed))}` : ""));
+  const isSlow = plc.periods.some((/** @type {any} */ period) => period.reachedMs > 1.2 * period.askedMs + 5);
+  return [
+    [t("plcs.model"), `${modelOf(self)} · ${modeOf(self)}`, self.mode === "0"],
+    ...(Number(self.error) > 0 ? [/** @type {[string, string, boolean]} */ ([t("plcs.error"), self.error, true])] : []),
+    [t("plcs.tags"), qualities.map(quality => `${format.number(plc.tags[quality])} ${t("quality." + quality)}`).join(", "),
+      plc.tags.bad > 0 || plc.tags.stale > 0],
+    [t("plcs.times"), [plc.answerMedianMs, plc.answer90Ms, plc.answer99Ms, plc.answerMaxMs].map(shortMs).join(" / "), false],
+    [t("plcs.periods"), periods.join("\n"), isSlow],
+    [t("plcs.requests"), format.number(plc.requests), false],
+    ...["noAnswer", "corrupted", "plcError", "strayBytes"].map(kind =>
+      /** @type {[string, string, boolean]} */ ([t("plcs." + kind), format.number(failures[kind]), failures[kind] > 0])),
+    [t("plcs.losses"), format.number(plc.losses), plc.losses > 0],
+  ];
+}
+
+/** @param {import("./main.js").Context} _context */
+export function create(_context) {
+  loadStyle("trends.css");
+  loadStyle("plcs.css");
+  const loaded = loadScript("dygraph.js");
+  const cards = el("div", { class: "cards" });
+  const note = el("p", { class: "note", role: "status" });
+  const plots = el("div", { class: "plots" });
+  const element = el("section", { class: "plcs" }, note, cards, el("p", { class: "hint" }, t("plcs.chart")),
+    el("div", { class: "answer-times" }, plots));
+  const charts = createCharts(plots);
+  /** @type {Map<string, import("./trend_data.js").Point[]>} */
+  const answers = new Map();
+  /** @type {ReturnType<typeof setInterval> | undefined} */
+  let timer;
+  let isLoaded = false;
+
+  const paint = painter(() => {
+    if (!timer || !isLoaded)
+      return;
+    const series = [...answers].map(([plc, points], i) => ({ tag: plc, unit: "ms", isBit: false, ...lookOf(i), points }));
+    const now = live.now();
+    if (series.length > 0)
+      charts.draw(series, [now - chartSpan, now]);
+    series.forEach(({ tag, colour }) =>
+      /** @type {HTMLElement | null} */ (cards.querySelector(`[data-plc="${CSS.escape(tag)}"] .swatch`))?.style.setProperty("--colour", colour));
+  });
+
+  /** @param {any} plc */
+  function noteAnswers(plc) {
+    const points = answers.get(plc.plc) ?? [];
+    const times = [plc.answerMedianMs, plc.answer90Ms, plc.answer99Ms];
+    points.push([live.now(), plc.state === "ready" ? times : null]);
+    while (points[0][0] < live.now() - chartSpan)
+      points.shift();
+    answers.set(plc.plc, points);
+  }
+
+  /** @param {any} plc */
+  function card(plc) {
+    const isReady = plc.state === "ready";
+    const state = t("plcs.since", format.moment(new Date(plc.since)));
+    return el("article", { class: "card", "data-plc": plc.plc, "data-ready": isReady },
+      el("h2", {}, el("span", { class: "swatch", "aria-hidden": "true" }), el("bdi", {}, plc.plc),
+        el("span", { class: "link-state" }, (isReady ? "● " : "✕ ") + translated(plc.state))),
+      el("p", { class: "hint" }, state), plc.problem ? el("p", { class: "problem" }, plc.problem) : null,
+      el("dl", {}, ...factsOf(plc).flatMap(([name, text, isBad]) =>
+        [el("dt", {}, name), el("dd", isBad ? { class: "attention" } : {}, text)])));
+  }
+
+  async function ask() {
+    try {
+      const { plcs } = await api.get("plcs");
+      setText(note, "");
+      plcs.forEach(noteAnswers);
+      cards.replaceChildren(...plcs.map(card));
+      element.classList.remove("lost");
+    } catch (problem) {
+      setText(note, translated(/** @type {Error} */ (problem).message));
+      element.classList.add("lost");
+      answers.forEach(points => points.push([live.now(), null]));
+    }
+    paint();
+  }
+
+  return {
+    element,
+    async show() {
+      timer ??= setInterval(ask, askEvery);
+      ask();
+      await loaded;
+      isLoaded = true;
+      paint();
+    },
+    hide() {
+      clearInterval(timer);
+      timer = undefined;
+    },
+  };
+}

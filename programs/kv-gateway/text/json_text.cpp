@@ -100,7 +100,7 @@ std::optional<Variant> plainFromJson(const QJsonValue &json)
 {
     if (json.isBool())
         return Variant(json.toBool());
-    if (json.isString())
+    if (json.isString() && json.toString().isValidUtf16())
         return Variant(json.toString());
     if (!json.isDouble())
         return std::nullopt;
@@ -108,6 +108,12 @@ std::optional<Variant> plainFromJson(const QJsonValue &json)
     if (number == std::floor(number) && std::abs(number) <= largestWhole)
         return Variant(qint64(number));
     return Variant(number);
+}
+
+// It would be written to the PLC as a question mark.
+QString halfACharacter()
+{
+    return QStringLiteral("the text has half a character: \\ud800 to \\udfff come in pairs");
 }
 
 } // namespace
@@ -159,7 +165,10 @@ std::optional<kvlink::Value> valueFromJson(const QJsonValue &json, QString &prob
     if (!json.isArray()) {
         auto value = plainFromJson<kvlink::Value>(json);
         if (!value)
-            problem = QStringLiteral("the value must be true, false, a number, a text or a list of these");
+            problem =
+                json.isString()
+                    ? halfACharacter()
+                    : QStringLiteral("the value must be true, false, a number, a text or a list of these");
         return value;
     }
     std::vector<kvlink::Scalar> list;
@@ -167,7 +176,9 @@ std::optional<kvlink::Value> valueFromJson(const QJsonValue &json, QString &prob
     for (const auto &one : array) {
         const auto scalar = scalarFromJson(one);
         if (!scalar) {
-            problem = QStringLiteral("a list of values may hold true, false, numbers and texts only");
+            problem = one.isString()
+                          ? halfACharacter()
+                          : QStringLiteral("a list of values may hold true, false, numbers and texts only");
             return std::nullopt;
         }
         list.push_back(*scalar);

@@ -27,11 +27,12 @@ void appendSample(QByteArray &out, const kvlink::Sample &sample);
 QJsonValue jsonValue(const kvlink::Value &value);
 
 /// One value of a list. Whole numbers up to 2^53 stay whole, however they are written: 1.0 is 1.
-/// \return none: null, an object, a list
+/// \return none: null, an object, a list, a text with half a character
 std::optional<kvlink::Scalar> scalarFromJson(const QJsonValue &json);
 
 /// The value that somebody sent. Whole numbers up to 2^53 stay whole; a list holds no lists.
-/// \param problem what cannot be a value: null, an object, a list in a list; set on failure only
+/// \param problem what cannot be a value: null, an object, a list in a list, half a character; set
+/// on failure only
 std::optional<kvlink::Value> valueFromJson(const QJsonValue &json, QString &problem);
 
 } // namespace kvgateway

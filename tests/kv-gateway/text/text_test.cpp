@@ -112,6 +112,9 @@ TEST(JsonText, takesValuesThatSomebodySent)
     EXPECT_EQ(read("1e300"), "3 1e+300");
     EXPECT_EQ(read("\"on\""), "4 \"on\"");
     EXPECT_EQ(read("[1,2.5]"), "5 [1,2.5]");
+    EXPECT_EQ(read(R"("\ud83c\udfed")"), "4 \"\U0001f3ed\"");
+    for (const char *half : {R"("\ud83c")", R"("\udfed")", R"([1,"a\ud83cb"])"})
+        EXPECT_NE(read(half).find("half a character"), std::string::npos) << half;
     EXPECT_NE(read("null").find("must be true, false, a number"), std::string::npos);
     EXPECT_NE(read("{}").find("must be true, false, a number"), std::string::npos);
     EXPECT_NE(read("[[1]]").find("numbers and texts only"), std::string::npos);

@@ -87,9 +87,12 @@ private:
                 m_loaded.problems};
     }
 
+    // Not by QDir, which takes ":x" for a resource of Qt.
     QString absolute(const QString &path) const
     {
-        return path.isEmpty() ? QString() : QDir::cleanPath(m_base.absoluteFilePath(path));
+        if (path.isEmpty())
+            return {};
+        return QDir::cleanPath(path.startsWith('/') ? path : m_base.path() + '/' + path);
     }
 
     void readListen(TomlSection from)

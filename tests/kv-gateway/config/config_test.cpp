@@ -310,6 +310,18 @@ TEST(ConfigFile, wrongUrlIsNamed)
     EXPECT_NE(problems.find("192.168.1"), std::string::npos);
 }
 
+// Qt takes a name with a colon in front for one of its own resources.
+TEST(ConfigFile, aColonInFrontOfANameMeansNothing)
+{
+    const Folder folder;
+    const QString file = folder.write("gateway.toml", QByteArray(onePlc).replace("tags.csv", ":tags.csv"));
+    EXPECT_TRUE(
+        QFile::copy(folder.write("tags.csv", tags), QString(file).replace("gateway.toml", ":tags.csv")));
+    const LoadedConfig loaded = loadConfig(file);
+    EXPECT_TRUE(loaded.problems.empty()) << loaded.problems.at(0).shown().toStdString();
+    EXPECT_EQ(loaded.config.tagCount(), 1);
+}
+
 TEST(ConfigFile, missingFilesAreNamed)
 {
     const Folder folder;

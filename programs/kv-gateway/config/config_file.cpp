@@ -254,7 +254,11 @@ LoadedConfig loadConfig(const QString &path, const QString &driver)
         return failed(path, QStringLiteral("the configuration cannot be read: %1").arg(file.errorString()));
     if (file.size() > largestFile)
         return failed(path, QStringLiteral("the configuration is larger than 4 MiB"));
-    const QByteArray bytes = file.readAll();
+    return parseConfig(file.readAll(), path, driver);
+}
+
+LoadedConfig parseConfig(const QByteArray &bytes, const QString &path, const QString &driver)
+{
     try {
         const toml::table root = toml::parse(std::string_view(bytes.constData(), std::size_t(bytes.size())));
         return ConfigReader(path, driver).read(root);

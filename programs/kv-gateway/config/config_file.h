@@ -17,4 +17,7 @@ struct LoadedConfig {
 /// \param driver path of the driver library for all PLCs; empty: where it was installed
 LoadedConfig loadConfig(const QString &path, const QString &driver = {});
 
+/// The same of a file that was read already. \param path names it, and tells its folder
+LoadedConfig parseConfig(const QByteArray &bytes, const QString &path, const QString &driver = {});
+
 } // namespace kvgateway

@@ -2,7 +2,6 @@
 #include "tag_list.h"
 
 #include <kvlink/text.h>
-#include <tags/tag_file.h>
 
 #include <algorithm>
 #include <cmath>
@@ -165,7 +164,12 @@ QStringList gatewayColumns()
 void readTags(PlcConfig &plc, const QString &path, kvtags::FileEncoding encoding, kvlink::Duration period,
               Problems &problems)
 {
-    const kvtags::TagFile file = kvtags::readTagFile(path, encoding, gatewayColumns());
+    takeTags(plc, path, kvtags::readTagFile(path, encoding, gatewayColumns()), period, problems);
+}
+
+void takeTags(PlcConfig &plc, const QString &path, const kvtags::TagFile &file, kvlink::Duration period,
+              Problems &problems)
+{
     const auto before = Problems::difference_type(problems.size());
     if (!file.problem.isEmpty())
         problems.push_back({path, 0, 0, file.problem});

@@ -7,7 +7,7 @@
 #include "config.h"
 #include "problem.h"
 
-#include <tags/text_decoding.h>
+#include <tags/tag_file.h>
 
 namespace kvgateway
 {
@@ -19,6 +19,10 @@ QStringList gatewayColumns();
 /// \param path   absolute
 /// \param period of tags that name none
 void readTags(PlcConfig &plc, const QString &path, kvtags::FileEncoding encoding, kvlink::Duration period,
+              Problems &problems);
+
+/// The same of a file that was read already.
+void takeTags(PlcConfig &plc, const QString &path, const kvtags::TagFile &file, kvlink::Duration period,
               Problems &problems);
 
 } // namespace kvgateway

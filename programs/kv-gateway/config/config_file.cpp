@@ -163,8 +163,12 @@ private:
         if (files.isEmpty() && !from.has("tags"))
             from.refuse("tags",
                         QStringLiteral("the PLC \"%1\" has no tags: add tags = \"FILE.csv\"").arg(plc.name));
-        for (const QString &file : files)
-            readTags(plc, absolute(file), encoding, period, m_loaded.problems);
+        for (const QString &file : files) {
+            if (file.isEmpty())
+                from.refuse("tags", QStringLiteral("the name of a tag file is empty"));
+            else
+                readTags(plc, absolute(file), encoding, period, m_loaded.problems);
+        }
         refuseRepeated(from, plc);
         from.refuseOthers();
         m_loaded.config.plcs.push_back(std::move(plc));

@@ -203,6 +203,8 @@ const BadRow badRows[] = {
      "gateway.toml:2:8: port must be a whole number from 0 to 65535, without quotes"},
     {"certificateAlone", QByteArray("[listen]\ncertificate = \"tags.csv\"\n") + onePlc,
      "gateway.toml:2:15: TLS needs both: certificate and key"},
+    {"tagFileWithoutAName", QByteArray(onePlc).replace("tags.csv", ""),
+     "gateway.toml:4:8: the name of a tag file is empty"},
     {"yesInQuotes", QByteArray("[history]\nenabled = \"yes\"\n") + onePlc,
      "gateway.toml:2:11: enabled must be true or false, without quotes"},
     {"durationWithoutQuotes", QByteArray("[history]\nrows = 30\n") + onePlc,

@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: MIT
-"""Measures kvlink, kv-host, kv-sim and the store of kv-gateway as whole programs, next to what a user would pick instead.
+"""Measures kvlink, kv-host, kv-sim and kv-gateway as whole programs, next to what a user would pick instead.
 
     python3 bench/end_to_end.py FOLDER RESULT.json [--quick]
 
-FOLDER holds kvlink_bench, modbus_bench, store_bench, kv-host and kv-sim. Writes figures only; report.py compares them with their targets.
+FOLDER holds kvlink_bench, modbus_bench, store_bench, kv-host, kv-gateway and kv-sim. Writes figures only; report.py compares them with their targets.
 """
 
 import json
@@ -16,6 +16,7 @@ import time
 from contextlib import ExitStack, contextmanager
 from pathlib import Path
 
+import gateway_figures
 import sim_figures
 import store_figures
 from programs import PATIENCE, MeasureError, Plcs, cpu_seconds, host_command
@@ -209,6 +210,7 @@ def measure(folder, quick=False):
         "timers_requests": timers_requests(folder),
         "sim": sim_figures.measure(folder, quick),
         "store": store_figures.measure(folder, quick),
+        "gateway": gateway_figures.measure(folder, quick),
     }
 
 

@@ -27,10 +27,13 @@ class Plcs:
             [folder / "kv-sim", "--tcp", "127.0.0.1:0", "--plcs", str(plcs), "--set", f"DM0={words}",
              "--exit-with-stdin", *more],
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
-        self.urls = []
+        self.urls, self.control = [], None
         for line in self.process.stdout:
             if line.startswith("listening tcp "):
                 self.urls.append("tcp://" + line.split()[2])
+            if line.startswith("listening control"):
+                address, port = line.split()[-1].rsplit(":", 1)
+                self.control = (address, int(port))
             if line == "ready\n":
                 return
         raise MeasureError(f"kv-sim did not get ready (exit code {self.process.wait()})")

@@ -13,8 +13,8 @@ import subprocess
 import sys
 from pathlib import Path
 
-from rows import (HEADINGS, MissingFigure, aligned, best_times, counters, driver_rows, figure, markdown,
-                  program_rows, sim_rows, store_rows)
+from rows import (HEADINGS, MissingFigure, aligned, best_times, counters, driver_rows, figure, gateway_rows,
+                  markdown, program_rows, sim_rows, store_rows)
 
 SERIES = {"exchangeOfLength": (1, 2, 4, 8, 16, 32, 64, 96, 128),
           "plainWordsOfLength": (1, 2, 4, 8, 16, 32, 64, 96, 128),
@@ -72,7 +72,7 @@ def allocation_table(drivers):
 
 def all_rows(drivers, found):
     rows = [row for benchmark in drivers for row in driver_rows(best_times(benchmark), qt_of(benchmark))]
-    return rows + program_rows(found) + sim_rows(found["sim"]) + store_rows(found["store"])
+    return rows + program_rows(found) + sim_rows(found["sim"]) + store_rows(found["store"]) + gateway_rows(found["gateway"])
 
 
 TEXT = """# Performance

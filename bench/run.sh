@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Measures the driver, kv-host, kv-sim and the store of kv-gateway against their targets, and writes
+# Measures the driver, kv-host, kv-sim and kv-gateway against their targets, and writes
 # docs/performance.md with plots.
 #
-#   bench/run.sh            everything: about six minutes on a quiet machine, plus the builds
+#   bench/run.sh            everything: about eight minutes on a quiet machine, plus the builds
 #   bench/run.sh --quick    fewer and shorter rounds: about a minute; writes to build/bench/quick
 #   bench/run.sh --qt 6     the programs with Qt 6 instead of Qt 5; the driver is always measured
 #                           with both
@@ -70,7 +70,7 @@ measure_driver() {
 }
 measure_driver "$build" "$qt" driver
 measure_driver "$build/qt$other_qt" "$other_qt" other_qt
-echo "Measuring kv-host and kv-sim"
+echo "Measuring kv-host, kv-sim and kv-gateway"
 python3 -B bench/end_to_end.py "$build/bin" "$results/programs.json" "${quick[@]}" || fail "measuring the programs failed"
 
 echo

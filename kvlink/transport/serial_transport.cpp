@@ -103,7 +103,7 @@ void SerialTransport::open()
         fail(QStringLiteral("%1: %2").arg(m_url.host, problemOfSettingUp(error, m_url)));
         return;
     }
-    ::ioctl(m_line.number(), TIOCEXCL);
+    m_isExclusive = ::ioctl(m_line.number(), TIOCEXCL) == 0;
     ::tcflush(m_line.number(), TCIOFLUSH); // of an earlier time
     m_state = State::Open;
 }
@@ -120,6 +120,10 @@ void SerialTransport::fail(const QString &problem)
     // What was not sent is not waited for, which could take half a minute.
     if (m_line.isOpen())
         ::tcflush(m_line.number(), TCOFLUSH);
+    // A line that somebody else holds open too, as a pseudo-terminal always is, would stay
+    // exclusive, and nobody but a superuser could open it again.
+    if (std::exchange(m_isExclusive, false))
+        ::ioctl(m_line.number(), TIOCNXCL);
     m_line.reset();
     m_unsent.clear();
     m_problem = problem;

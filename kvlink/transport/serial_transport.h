@@ -35,6 +35,7 @@ private:
     State m_state = State::Closed;
     QString m_problem;
     Descriptor m_line;
+    bool m_isExclusive = false; ///< nobody else may open the line
     QByteArray m_unsent;
     QByteArray m_received;
 };

@@ -8,6 +8,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 
 namespace kvlink
 {
@@ -95,6 +96,14 @@ TEST(SerialTransport, saysThatAFileIsNotALine)
     EXPECT_EQ(transport.problem(), file.fileName() + ": it is not a serial line");
 }
 
+// A superuser opens a line whose exclusive mode keeps everybody else out.
+bool isExclusive(const QString &path)
+{
+    const Descriptor line(::open(path.toLocal8Bit().constData(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    int isOn = 0;
+    return !line.isOpen() || (::ioctl(line.number(), TIOCGEXCL, &isOn) == 0 && isOn != 0);
+}
+
 TEST(SerialTransport, hasItsLineAlone)
 {
     const Terminal terminal = makeTerminal();
@@ -105,7 +114,9 @@ TEST(SerialTransport, hasItsLineAlone)
     EXPECT_EQ(first.state(), State::Open);
     EXPECT_EQ(second.state(), State::Failed);
     EXPECT_EQ(second.problem(), terminal.path + ": another program uses it");
+    EXPECT_TRUE(isExclusive(terminal.path)) << "the second one has taken nothing from the first";
     first.close();
+    EXPECT_FALSE(isExclusive(terminal.path)) << "only a superuser could open it again";
     second.open();
     EXPECT_EQ(second.state(), State::Open) << second.problem().toStdString();
 }

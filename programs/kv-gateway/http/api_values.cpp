@@ -97,8 +97,8 @@ QByteArray tagText(const LiveTable &table, const TableTag &tag)
     appendJson(out, kvlink::Value(std::chrono::duration<double>(settings.period).count()));
     appendLimit(out, "min", tag.config.min);
     appendLimit(out, "max", tag.config.max);
-    out += QByteArray(",\"kind\":\"") + kindName(tag.config.kind) + "\"";
-    out += ",\"count\":" + QByteArray::number(tag.config.count);
+    out += QByteArray(R"(,"kind":")") + kindName(tag.config.kind) + R"(","count":)" +
+           QByteArray::number(tag.config.count);
     appendSwitch(out, "writable", settings.access == kvlink::Access::ReadWrite);
     appendSwitch(out, "history", tag.config.history);
     appendSwitch(out, "confirm", tag.config.confirm);

@@ -205,7 +205,7 @@ function build() {
     choice("theme", t("theme"), theme,
       { auto: t("theme.auto"), light: t("theme.light"), dark: t("theme.dark") }, setTheme)));
   document.body.replaceChildren(
-    el("header", {}, el("strong", { class: "brand" }, "kv-gateway"), navigation, links, stateSign,
+    el("header", {}, el("h1", { class: "brand" }, "kv-gateway"), navigation, links, stateSign,
       menu),
     banner, place, login.element);
   api.onMe(showMe);

@@ -29,6 +29,11 @@ addTexts({
 
 const orderEvery = 1000; // ms between orders of what moves
 
+/** A heading that is heard and not seen. @param {string} name @param {string} text */
+function spokenHead(name, text) {
+  return el("div", { role: "columnheader", class: name }, el("span", { class: "spoken" }, text));
+}
+
 class ValuesView {
   /** @param {import("./main.js").Context} context */
   constructor(context) {
@@ -50,8 +55,7 @@ class ValuesView {
     this.table = el("div", { role: "grid", "aria-label": t("values.table"), class: "grid" },
       el("div", { role: "rowgroup", class: "headgroup" },
         el("div", { role: "row", class: "head", "aria-rowindex": 1 },
-          el("div", { role: "columnheader", "aria-label": t("values.favourite") }), ...this.heads,
-          el("div", { role: "columnheader", class: "act", "aria-label": t("values.actions") }))),
+          spokenHead("star", t("values.favourite")), ...this.heads, spokenHead("act", t("values.actions")))),
       this.body);
     this.none = el("p", { class: "none", hidden: true }, t("values.none"));
     this.scroller = el("div", { class: "scroller" }, this.table, this.none);

@@ -28,6 +28,7 @@ FAULTS = {
     "expired-is-sent": ("write_queue.cpp", "write.expiresAt = now + write.options.expires;",
                         "write.expiresAt = now + write.options.expires + 1s;"),
     "waits-busily": ("write_queue.cpp", "now >= write.expiresAt;", "now >= write.expiresAt + 1s;"),
+    "takes-an-answer-from-before-its-start": ("link_keeper.cpp", "m_listens = m_transport.isSerial() && ", "m_listens = false && "),
     "a-pulse-is-repeated": ("write_desk.cpp", "    options.attempts = 1;\n", ""),
 }
 

@@ -59,13 +59,19 @@ void Bench::step()
         ADD_FAILURE() << "the engine is called again and again while no time passes";
     Events fresh;
     deadline = engine.step(fresh);
+    if (keepsEvents)
+        keep(fresh);
+    if (afterStep)
+        afterStep(fresh);
+}
+
+void Bench::keep(const Events &fresh)
+{
     append(events.changes, fresh.changes);
     append(events.writes, fresh.writes);
     append(events.links, fresh.links);
     append(events.reads, fresh.reads);
     append(events.queries, fresh.queries);
-    if (afterStep)
-        afterStep(fresh);
 }
 
 void Bench::run(Duration time)

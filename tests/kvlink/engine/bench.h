@@ -54,10 +54,13 @@ public:
     Events events; ///< all since the beginning
     SteadyTime deadline{};
     std::function<void(const Events &)> afterStep; ///< with what the step brought
+    bool keepsEvents = true;                       ///< a long run looks at them step by step
     WriteId lastId = 0;
 
 private:
     static constexpr int mostStepsAtOnce = 1000;
+
+    void keep(const Events &fresh);
 
     SteadyTime m_lastStep{};
     int m_stepsAtOnce = 0;

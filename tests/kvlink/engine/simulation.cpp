@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <sstream>
 
+#include <dlfcn.h>
+
 namespace kvlink
 {
 
@@ -29,6 +31,14 @@ constexpr quint32 firstRelay = 2000;
 const char *const relays[] = {"R1000", "R1001", "MR203"};
 
 constexpr quint32 idOfExtra = 3000; // tags that come and go
+
+// clang-format off
+const Pace busy { "busy",  400, {50ms, 100ms, 500ms,   2s}, 60ms,  3s};
+const Pace shift{"shift",  150, {  1s,    5s,   20s,  60s},   2s,  5min};
+const Pace night{"night",  100, { 60s,  5min, 10min,   1h},  60s,  8h};
+// clang-format on
+constexpr int shiftPercent = 15;
+constexpr int nightPercent = 5; // they take longest
 
 WordOrder otherOrder(bool other)
 {
@@ -61,13 +71,17 @@ SimOptions SimOptions::drawnFrom(quint64 seed)
     // sockets are closed.
     if (options.perByte > 0.0 && options.settings.open == Open::None)
         options.slow = false;
+    const int pace = int(random() % 100);
+    options.pace = pace < nightPercent ? night : busy;
+    if (pace >= nightPercent && pace < nightPercent + shiftPercent)
+        options.pace = shift;
     return options;
 }
 
 std::string SimOptions::text() const
 {
     std::ostringstream out;
-    out << "seed 0x" << std::hex << seed << std::dec << "  turns " << turns << "  "
+    out << "seed 0x" << std::hex << seed << std::dec << "  " << pace.name << "  "
         << (perByte > 0.0 ? "serial" : "tcp") << (settings.open == Open::Cr ? " cr" : " plain")
         << "  timeout " << settings.timeout.count() / 1000 << " ms  block " << settings.maxBlock << "  tags "
         << tags << "  faults:";
@@ -89,6 +103,9 @@ Simulation::Simulation(const SimOptions &options)
     m_bench.plc.lastUnit["FM"] = lastOfFm;
     m_bench.wire.faultOf = [this](const QByteArray &frame) { return faultOf(frame); };
     m_bench.afterStep = [this](const Events &events) { check(events); };
+    m_bench.keepsEvents = false;
+    m_driver =
+        static_cast<const Communication_Protocol *>(::dlsym(m_bench.driver->copy().handle, "PLC_driver"));
     if (std::getenv("KV_SIM_TRACE") != nullptr)
         m_bench.wire.trace = [this](const char *what, const QByteArray &bytes) {
             std::printf("%10.6f %s %s\n", double(simulated().count()) / 1e6, what,
@@ -109,11 +126,14 @@ std::string Simulation::run()
 {
     addTags();
     m_bench.engine.start();
-    for (int turn = 0; turn < m_options.turns && m_broken.empty(); ++turn) {
+    const auto upTo = [this](Duration longest) {
+        return Duration(1ms) * qint64(1 + draw(quint64(longest / Duration(1ms))));
+    };
+    for (int turn = 0; turn < m_options.pace.turns && m_broken.empty(); ++turn) {
         act();
         disturb();
         liveProgram();
-        m_bench.run(Duration(1ms) * qint64(1 + draw(chance(5) ? 3000 : 60)));
+        m_bench.run(upTo(chance(5) ? m_options.pace.longestRest : m_options.pace.longestTurn));
     }
     if (m_broken.empty())
         heal();
@@ -124,7 +144,7 @@ std::string Simulation::run()
 
 void Simulation::addTag(quint32 id)
 {
-    const Duration periods[] = {50ms, 100ms, 500ms, 2s};
+    const auto &periods = m_options.pace.periods;
     QString address;
     if (id >= idOfExtra || id < firstWritten)
         address =
@@ -163,9 +183,9 @@ void Simulation::act()
         m_openQueries.insert(m_nextId);
         m_bench.engine.query(m_nextId++, chance(50) ? "?K" : "?M");
     }
-    if (m_options.stops && chance(2)) {
+    if (m_options.stops && chance(8)) {
         m_bench.engine.stop();
-        m_bench.run(Duration(1ms) * qint64(draw(50)));
+        m_bench.run(Duration(1ms) * qint64(chance(50) ? 0 : draw(50)));
         m_bench.engine.start();
     }
 }
@@ -212,6 +232,7 @@ void Simulation::writeValue()
     write.expiresAt = write.at + options.expires;
     const WriteId id = m_nextId++;
     m_writes[id] = write;
+    m_idOfValue[write.value] = id;
     m_bench.engine.write({id, Tag(write.tag), qint64(write.value), options});
 }
 
@@ -225,6 +246,7 @@ void Simulation::pushButton()
     write.attempts = 1;
     const WriteId id = m_nextId++;
     m_writes[id] = write;
+    ++m_strokes[pressFrame(write.tag)];
     if (isPulse) {
         m_bench.engine.pulse(id, Tag(write.tag), Duration(1ms) * qint64(10 + draw(300)));
     } else {
@@ -261,8 +283,9 @@ void Simulation::actOnTags()
         m_bench.engine.removeTag(Tag(one->first));
         m_tags.erase(one);
     } else {
-        one->second.period = chance(50) ? Duration(200ms) : Duration(0);
+        one->second.period = chance(50) ? 2 * m_options.pace.periods[1] : Duration(0);
         m_periodSince[one->first] = m_bench.clock.now();
+        m_agesBy = {};
         m_bench.engine.setPeriod(Tag(one->first), one->second.period);
     }
 }
@@ -351,7 +374,8 @@ void Simulation::heal()
     wire.door = ModelWire::Door::Open;
     wire.resolving = {};
     m_bench.plc.refusesWrites = false;
-    m_bench.run(25s);
+    // Long enough for writes to expire, and for a link that was lost to come back and be read.
+    m_bench.run(std::max<Duration>(25s, 2 * m_options.pace.periods.back()));
     if (m_broken.empty())
         checkRest();
 }

@@ -9,18 +9,31 @@
 
 #include "engine/bench.h"
 
+#include <Communication_Protocol.h>
+
+#include <array>
 #include <map>
 #include <optional>
 #include <random>
+#include <unordered_map>
 
 namespace kvlink
 {
+
+/// How fast people and the PLC's program act, and how often tags are read. Busy is where requests
+/// meet; Shift and Night are where time adds up: long outages, passes that are rarely due.
+struct Pace {
+    const char *name;
+    int turns;
+    std::array<Duration, 4> periods;
+    Duration longestTurn, longestRest;
+};
 
 /// What a run is made of. Whole kinds of fault are switched off in each run: all at once hide what
 /// one brings out.
 struct SimOptions {
     quint64 seed = 0;
-    int turns = 400;
+    Pace pace{};
     LinkSettings settings;
     double perByte = 0.0;
     int tags = 12;
@@ -42,6 +55,7 @@ public:
     /// The same for runs that went the same way.
     quint64 digest() const { return m_digest; }
     quint64 steps() const { return m_steps; }
+    quint64 frames() const { return m_sentAt.size(); } ///< that the engine sent
     Duration simulated() const { return m_bench.clock.now() - m_began; }
 
 private:
@@ -56,11 +70,6 @@ private:
         SteadyTime expiresAt{};
         std::optional<WriteResult> result;
     };
-    struct Frame {
-        SteadyTime at;
-        QByteArray text;
-    };
-
     quint64 draw(quint64 below) { return m_random() % below; }
     bool chance(int percent) { return int(draw(100)) < percent; }
     void broken(const std::string &what);
@@ -85,11 +94,14 @@ private:
     void checkSamples(const Events &events);
     void checkGood(const EngineTag &tag, const Sample &sample);
     bool wasHeld(const EngineTag &tag, const Value &value, SteadyTime from, SteadyTime to) const;
-    void checkLink();
+    void checkTags(const Events &events);
+    void checkAllTags();
+    void checkTag(quint32 id, const EngineTag &tag);
     void checkSocket();
     void checkDriver();
     void checkPasses();
-    void checkPresses(const QByteArray &frame);
+    void checkPress(const QByteArray &frame);
+    QByteArray pressFrame(quint32 relay) const;
     void checkStrokes(quint32 relay);
     int timesCarriedOut(const Handed &write) const;
     Handed *writeOf(const QByteArray &frame);
@@ -101,12 +113,17 @@ private:
     SteadyTime m_began;
     std::map<quint32, EngineTag> m_tags;
     std::map<quint32, SteadyTime> m_periodSince; ///< when a tag came or got its period
+    SteadyTime m_agesBy{};                       ///< no good tag becomes too old before
+    bool m_wasReady = false;
     std::map<WriteId, Handed> m_writes;
+    std::unordered_map<quint32, WriteId> m_idOfValue;
+    std::map<QByteArray, int> m_strokes; ///< by their frame: those that have not ended as not sent
+    std::map<QByteArray, int> m_presses; ///< such frames that were sent
     std::vector<WriteId> m_pressed;
     std::set<ReadId> m_openReads;
     std::set<QueryId> m_openQueries;
-    std::vector<Frame> m_frames;
-    std::size_t m_framesSeen = 0;
+    std::vector<SteadyTime> m_sentAt; ///< of each frame
+    const Communication_Protocol *m_driver = nullptr;
     quint32 m_nextValue = 1;
     quint64 m_nextId = 1;
     bool m_faulty = true;

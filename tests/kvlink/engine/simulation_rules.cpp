@@ -3,12 +3,8 @@
 // wire, never the engine with itself.
 #include "engine/simulation.h"
 
-#include <Communication_Protocol.h>
-
 #include <algorithm>
 #include <sstream>
-
-#include <dlfcn.h>
 
 namespace kvlink
 {
@@ -34,11 +30,7 @@ void Simulation::check(const Events &events)
     checkFrames();
     checkEnds(events);
     checkSamples(events);
-    // Every tag at every step would be most of the work: qualities change with events,
-    // ages with time.
-    constexpr quint64 agesEvery = 16;
-    if (!events.links.empty() || !events.changes.empty() || m_steps % agesEvery == 0)
-        checkLink();
+    checkTags(events);
     checkSocket();
     checkDriver();
     if (m_bench.spins())
@@ -62,23 +54,20 @@ Simulation::Handed *Simulation::writeOf(const QByteArray &frame)
     quint32 value = 0;
     for (int i = 3; i < int(words.size()); ++i)
         value = std::max(value, words[i].toUInt()); // of two words one is 0
-    for (auto &[id, write] : m_writes) {
-        if (!write.isStroke && write.value == value)
-            return &write;
-    }
-    return nullptr;
+    const auto found = m_idOfValue.find(value);
+    return found == m_idOfValue.end() ? nullptr : &m_writes.at(found->second);
 }
 
 void Simulation::checkFrames()
 {
     const std::vector<QByteArray> &frames = m_bench.wire.frames();
-    for (; m_framesSeen < frames.size(); ++m_framesSeen) {
-        const QByteArray &frame = frames[m_framesSeen];
-        m_frames.push_back({m_bench.clock.now(), frame});
+    while (m_sentAt.size() < frames.size()) {
+        const QByteArray &frame = frames[m_sentAt.size()];
+        m_sentAt.push_back(m_bench.clock.now());
         for (const char byte : frame)
             m_digest = (m_digest ^ quint64(quint8(byte))) * 1099511628211ULL;
         if (frame.startsWith("ST "))
-            checkPresses(frame.trimmed());
+            checkPress(frame.trimmed());
         if (!frame.startsWith("WRS "))
             continue;
         const Handed *write = writeOf(frame);
@@ -93,17 +82,15 @@ void Simulation::checkFrames()
 
 // The 1 of a stroke leaves once, whatever becomes of its answer: none more than there are strokes
 // that have not ended as not sent.
-void Simulation::checkPresses(const QByteArray &frame)
+void Simulation::checkPress(const QByteArray &frame)
 {
-    const auto sent = std::count_if(m_frames.begin(), m_frames.end(),
-                                    [&](const Frame &one) { return one.text.trimmed() == frame; });
-    const auto strokes = std::count_if(m_writes.begin(), m_writes.end(), [&](const auto &one) {
-        const Handed &write = one.second;
-        return write.isStroke && frame == "ST " + m_tags[write.tag].place.name().toLatin1() &&
-               !(write.result && write.result->outcome == Outcome::NotSent);
-    });
-    if (sent > strokes)
+    if (++m_presses[frame] > m_strokes[frame])
         broken("press-once: sent again: " + frame.toStdString());
+}
+
+QByteArray Simulation::pressFrame(quint32 relay) const
+{
+    return "ST " + m_tags.at(relay).place.name().toLatin1();
 }
 
 int Simulation::timesCarriedOut(const Handed &write) const
@@ -132,8 +119,10 @@ void Simulation::checkEnds(const Events &events)
 
 void Simulation::checkEnd(const Handed &write)
 {
-    if (write.isStroke)
+    if (write.isStroke) {
+        m_strokes[pressFrame(write.tag)] -= write.result->outcome == Outcome::NotSent ? 1 : 0;
         return;
+    }
     const int times = timesCarriedOut(write);
     const Outcome outcome = write.result->outcome;
     const std::string which =
@@ -194,9 +183,9 @@ void Simulation::checkGood(const EngineTag &tag, const Sample &sample)
     // The request whose answer was complete at the sample's time is the last one that was
     // sent before it.
     SteadyTime sent = m_began;
-    for (auto frame = m_frames.rbegin(); frame != m_frames.rend() && sent == m_began; ++frame) {
-        if (frame->at < sample.steadyTime)
-            sent = frame->at;
+    for (auto at = m_sentAt.rbegin(); at != m_sentAt.rend() && sent == m_began; ++at) {
+        if (*at < sample.steadyTime)
+            sent = *at;
     }
     const auto *list = std::get_if<std::vector<Scalar>>(&sample.value);
     const bool isLarge = tag.place.unitCount() > m_options.settings.maxBlock && list != nullptr;
@@ -231,21 +220,46 @@ bool Simulation::wasHeld(const EngineTag &tag, const Value &value, SteadyTime fr
     return false;
 }
 
-void Simulation::checkLink()
+// All tags at every step would be most of the work. Qualities change with events, which name
+// their tags, or with the link; ages with time, and it is known when the next tag is too old. Now
+// and then all of them, in case an event is missing.
+void Simulation::checkTags(const Events &events)
+{
+    constexpr quint64 allEvery = 64;
+    const bool isReady = m_bench.engine.link().isReady();
+    if (isReady != m_wasReady || !events.links.empty() || m_bench.clock.now() > m_agesBy ||
+        m_steps % allEvery == 0)
+        checkAllTags();
+    m_wasReady = isReady;
+    for (const Events::Change &change : events.changes) {
+        if (const auto tag = m_tags.find(change.tag.id()); tag != m_tags.end())
+            checkTag(tag->first, tag->second);
+    }
+}
+
+void Simulation::checkAllTags()
+{
+    m_agesBy = SteadyTime::max();
+    for (const auto &[id, tag] : m_tags)
+        checkTag(id, tag);
+}
+
+void Simulation::checkTag(quint32 id, const EngineTag &tag)
 {
     const SteadyTime now = m_bench.clock.now();
+    const Sample sample = m_bench.engine.sample(Tag(id));
     const bool isReady = m_bench.engine.link().isReady();
-    for (const auto &[id, tag] : m_tags) {
-        const Sample sample = m_bench.engine.sample(Tag(id));
-        if (!isReady && sample.quality != Quality::Bad && sample.quality != Quality::Never)
-            broken("lost-is-bad: " + tag.place.name().toStdString() + " is " +
-                   qualityName(sample.quality).toStdString());
-        const SteadyTime since = std::max(sample.steadyTime, m_periodSince[id]);
-        if (sample.isGood() && tag.period > Duration(0) && now - since > stalePeriods * tag.period)
-            broken("stale: good for too long: " + tag.place.name().toStdString() + joined(", tag", id) +
-                   joined(", period ms", tag.period.count() / 1000) +
-                   joined(", age ms", (now - since).count() / 1000));
-    }
+    if (!isReady && sample.quality != Quality::Bad && sample.quality != Quality::Never)
+        broken("lost-is-bad: " + tag.place.name().toStdString() + " is " +
+               qualityName(sample.quality).toStdString());
+    if (!sample.isGood() || tag.period <= Duration(0))
+        return;
+    const SteadyTime since = std::max(sample.steadyTime, m_periodSince[id]);
+    m_agesBy = std::min(m_agesBy, since + stalePeriods * tag.period);
+    if (now - since > stalePeriods * tag.period)
+        broken("stale: good for too long: " + tag.place.name().toStdString() + joined(", tag", id) +
+               joined(", period ms", tag.period.count() / 1000) +
+               joined(", age ms", (now - since).count() / 1000));
 }
 
 // A late answer must never be taken for that of the next request. On a socket nothing tells the
@@ -261,12 +275,10 @@ void Simulation::checkSocket()
 
 void Simulation::checkDriver()
 {
-    const auto *driver =
-        static_cast<const Communication_Protocol *>(::dlsym(m_bench.driver->copy().handle, "PLC_driver"));
     if (!m_bench.driver->ended())
         return;
-    if (!driver->readList.isEmpty() || !driver->writeList.isEmpty() || !driver->onceReadList.isEmpty() ||
-        !driver->frameQueue.isEmpty())
+    if (!m_driver->readList.isEmpty() || !m_driver->writeList.isEmpty() ||
+        !m_driver->onceReadList.isEmpty() || !m_driver->frameQueue.isEmpty())
         broken("empty: the driver still holds a request");
 }
 
@@ -299,8 +311,9 @@ void Simulation::checkRest()
 void Simulation::checkStrokes(quint32 relay)
 {
     const Place &place = m_tags[relay].place;
-    const QByteArray frame = "ST " + place.name().toLatin1();
-    checkPresses(frame);
+    const QByteArray frame = pressFrame(relay);
+    if (m_presses[frame] > m_strokes[frame])
+        broken("press-once: sent, and ended as not sent: " + frame.toStdString());
     const auto endedAs = [&](Outcome outcome) {
         return std::count_if(m_writes.begin(), m_writes.end(), [&](const auto &one) {
             const Handed &write = one.second;
@@ -325,7 +338,7 @@ void Simulation::checkStrokes(quint32 relay)
 void Simulation::checkPasses()
 {
     const auto before = m_bench.engine.statistics().periods;
-    constexpr Duration watchedFor = 6s;
+    const Duration watchedFor = std::max<Duration>(6s, 3 * m_options.pace.periods.back());
     m_bench.run(watchedFor);
     const auto after = m_bench.engine.statistics().periods;
     for (int i = 0; i < int(after.size()); ++i) {
@@ -346,7 +359,9 @@ void Simulation::checkPasses()
         if (!isOdd && sample.quality != (isMissing ? Quality::Bad : Quality::Good))
             broken("rest: " + tag.place.name().toStdString() + " is " +
                    qualityName(sample.quality).toStdString() + ' ' + sample.reasonText().toStdString());
-        if (sample.isGood() && m_bench.clock.now() - sample.steadyTime > tag.period + 1s)
+        // A pass may be made at any time of its period: early in one, late in the next.
+        const Duration oldest = std::max<Duration>(2 * tag.period, tag.period + 1s);
+        if (sample.isGood() && m_bench.clock.now() - sample.steadyTime > oldest)
             broken("rest: old: " + tag.place.name().toStdString());
         if (sample.isGood() && !m_options.program)
             checkGood(tag, sample);

@@ -36,7 +36,7 @@ export const lookOf = index => ({
 
 const minute = 60000, day = 24 * 60 * minute;
 const timeShapes = /** @type {const} */ ([
-  [3 * minute, { hour: "2-digit", minute: "2-digit", second: "2-digit" }],
+  [15 * minute, { hour: "2-digit", minute: "2-digit", second: "2-digit" }],
   [2 * day, { hour: "2-digit", minute: "2-digit" }],
   [90 * day, { day: "numeric", month: "short" }],
   [Infinity, { month: "short", year: "numeric" }],
@@ -90,7 +90,7 @@ export function createCharts(place) {
       connectSeparatedPoints: true, // NaN is a gap
       drawGapEdgePoints: true,
       stepPlot: isBit,
-      valueRange: isBit ? [-0.15, 1.15] : null,
+      valueRange: isBit ? [-0.15, 1.5] : null,
       strokeWidth: 1.6,
       fillAlpha: 0.22,
       interactionModel: {},

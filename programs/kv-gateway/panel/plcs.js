@@ -29,7 +29,7 @@ addTexts({
   "plcs.unknown": ["not known", "nicht bekannt", "不明"],
 });
 
-const askEvery = 2000; // ms
+const askEvery = 1000; // ms
 const chartSpan = 600 * 1000; // ms
 
 /** @type {Record<string, string>} by the code that a PLC answers */

@@ -29,6 +29,8 @@ constexpr char forHistory[] = "PRAGMA synchronous=NORMAL";
 constexpr char forJournal[] = "PRAGMA synchronous=FULL";
 constexpr char forReaders[] = "PRAGMA query_only=ON";
 
+constexpr int primaryCode = 0xff; // of an extended result code
+
 bool makeFile(const QString &path, unsigned mode)
 {
     const int fd = ::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC, mode);
@@ -42,11 +44,11 @@ std::unique_ptr<Database> Database::open(const QString &path, Use use, unsigned 
     std::unique_ptr<Database> database(new Database(path));
     if (use == Use::Read ? !QFileInfo::exists(path) : !makeFile(path, mode)) {
         const int error = use == Use::Read ? ENOENT : errno;
-        problem = {QStringLiteral("%1: %2").arg(path, qt_error_string(error)), error == ENOSPC};
+        problem = {QStringLiteral("%1: %2").arg(path, qt_error_string(error)), error == ENOSPC, false};
         return nullptr;
     }
     if (!database->openFile() || !database->configure(use)) {
-        problem = {database->problem(), database->isFull()};
+        problem = {database->problem(), database->isFull(), database->isBroken()};
         return nullptr;
     }
     return database;
@@ -101,9 +103,14 @@ QString Database::problem() const
     return QStringLiteral("%1: %2").arg(m_path, QString::fromUtf8(text));
 }
 
+bool Database::isBroken() const
+{
+    const int code = sqlite3_errcode(m_database) & primaryCode;
+    return code == SQLITE_CORRUPT || code == SQLITE_NOTADB;
+}
+
 bool Database::isFull() const
 {
-    constexpr int primaryCode = 0xff;
     const int error = sqlite3_system_errno(m_database);
     const int code = sqlite3_errcode(m_database) & primaryCode;
     return code == SQLITE_FULL || (code == SQLITE_IOERR && (error == ENOSPC || error == EDQUOT));

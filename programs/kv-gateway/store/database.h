@@ -14,8 +14,9 @@ namespace kvgateway
 {
 
 struct OpenProblem {
-    QString text;        ///< "PATH: what is wrong"
-    bool isFull = false; ///< for want of room: it may work later
+    QString text;          ///< "PATH: what is wrong"
+    bool isFull = false;   ///< for want of room: it may work later
+    bool isBroken = false; ///< the file is damaged, or is not a database
 };
 
 /// One connection; one thread at a time.
@@ -47,6 +48,8 @@ public:
     QString problem() const;
     /// The last call failed for want of room.
     bool isFull() const;
+    /// The last call found the file damaged, or that it is not a database.
+    bool isBroken() const;
     const QString &path() const { return m_path; }
     sqlite3 *handle() const { return m_database; }
 

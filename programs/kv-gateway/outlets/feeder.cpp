@@ -1,0 +1,304 @@
+// SPDX-License-Identifier: MIT
+#include "feeder.h"
+
+#include <algorithm>
+
+namespace kvgateway
+{
+
+namespace
+{
+
+using namespace std::chrono_literals;
+
+constexpr kvlink::Duration answerDue = 100ms;    // a row without an acknowledgement goes to disk
+constexpr kvlink::Duration removalsEvery = 50ms; // of rows that are acknowledged: fewer commits
+constexpr kvlink::Duration limitsEvery = 1s;
+constexpr kvlink::Duration openAgainAfter = 5s;
+constexpr int mostStoredAtOnce = 1000;
+
+} // namespace
+
+Feeder::Feeder(FeederSettings settings, Outlet &outlet, const Clock &clock)
+    : m_settings(std::move(settings)), m_outlet(outlet), m_clock(clock),
+      m_pace(m_settings.drainRate, clock.steady())
+{
+}
+
+QString Feeder::step(News news)
+{
+    QString notice;
+    openBacklog(notice);
+    settle(news);
+    followSession();
+    admit(std::move(news.fresh));
+    offerLive();
+    storeUnanswered();
+    save();
+    drain();
+    limit();
+    takeCounts();
+    return notice;
+}
+
+void Feeder::openBacklog(QString &notice)
+{
+    if (m_backlog && m_backlog->isBroken())
+        m_backlog.reset();
+    if (m_backlog || m_clock.steady() < m_nextOpen)
+        return;
+    m_nextOpen = m_clock.steady() + openAgainAfter;
+    m_backlog = Backlog::open(m_settings.path, m_settings.limits, m_clock, notice, m_counts.diskProblem);
+    if (!m_backlog)
+        return;
+    m_counts.diskProblem.clear();
+    m_backlog->useNoneUpTo(m_ownSeq);
+    m_cursor = 0;
+    // What an earlier run could not hand over: the newest of each tag is owed as a live value.
+    for (OutletRow &row : m_backlog->newestRows()) {
+        if (m_newest.contains(row.tag) || m_unsaved.count(row.seq) > 0)
+            continue;
+        m_newest.insert(row.tag, row);
+        m_owed.insert(row.tag, {row, m_clock.steady(), true});
+    }
+}
+
+void Feeder::settle(const News &news)
+{
+    for (const quint64 seq : news.acknowledged)
+        forget(seq);
+    for (const quint64 seq : news.refused)
+        forget(seq);
+    m_counts.acknowledged += news.acknowledged.size();
+    m_counts.refused += news.refused.size();
+}
+
+void Feeder::forget(quint64 seq)
+{
+    const auto found = m_inFlight.find(seq);
+    if (found == m_inFlight.end())
+        return;
+    if (found->second.isStored && m_unsaved.erase(seq) == 0)
+        m_removals.insert(seq);
+    m_inFlight.erase(found);
+}
+
+// Another connection: what the last one did not acknowledge goes again. Of live rows only the
+// newest of each tag goes as a live one again.
+void Feeder::followSession()
+{
+    OutletState state = m_outlet.state();
+    std::swap(m_state, state);
+    if (m_state.session == state.session)
+        return;
+    std::deque<Held> back;
+    for (auto &[seq, held] : m_inFlight) {
+        if (held.isLive)
+            back.push_back(std::move(held));
+    }
+    m_inFlight.clear();
+    m_young.clear();
+    m_cursor = 0;
+    m_live.insert(m_live.begin(), std::make_move_iterator(back.begin()), std::make_move_iterator(back.end()));
+    storeWaiting();
+    if (m_state.isReady() && m_state.wantsAll)
+        repeatAll();
+}
+
+void Feeder::repeatAll()
+{
+    for (const OutletRow &row : m_newest) {
+        if (!m_owed.contains(row.tag))
+            m_owed.insert(row.tag, {row, m_clock.steady(), false, true});
+    }
+}
+
+quint64 Feeder::nextSeq()
+{
+    if (m_backlog)
+        return m_backlog->nextSeq();
+    m_ownSeq = std::max(m_ownSeq + 1, Backlog::firstSeq(m_clock));
+    return m_ownSeq;
+}
+
+void Feeder::admit(std::vector<OutletRow> fresh)
+{
+    for (OutletRow &row : fresh) {
+        row.seq = nextSeq();
+        m_newest.insert(row.tag, row);
+        m_live.push_back({std::move(row), m_clock.steady()});
+    }
+}
+
+void Feeder::store(Held &held)
+{
+    if (held.isStored || held.isRepeat)
+        return;
+    held.isStored = true;
+    m_unsaved.emplace(held.row.seq, held.row);
+}
+
+// The outlet does not take them: all go to disk, and the newest of each tag is owed.
+void Feeder::storeWaiting()
+{
+    for (Held &held : m_live) {
+        store(held);
+        const auto older = m_owed.find(held.row.tag);
+        if (older == m_owed.end()) {
+            m_owed.insert(held.row.tag, std::move(held));
+            continue;
+        }
+        // It is not live any more: the drain has to find it.
+        m_cursor = std::min(m_cursor, older->row.seq - 1);
+        *older = std::move(held);
+    }
+    m_live.clear();
+}
+
+void Feeder::recallOwed()
+{
+    if (m_owed.isEmpty())
+        return;
+    std::vector<Held> owed;
+    const std::deque<Held> newer = std::exchange(m_live, {});
+    for (const Held &held : newer) {
+        if (const auto older = m_owed.constFind(held.row.tag); older != m_owed.constEnd()) {
+            m_cursor = std::min(m_cursor, older->row.seq - 1);
+            m_owed.erase(older);
+        }
+    }
+    for (Held &held : m_owed)
+        owed.push_back(std::move(held));
+    m_owed.clear();
+    std::sort(owed.begin(), owed.end(),
+              [](const Held &one, const Held &other) { return one.row.seq < other.row.seq; });
+    for (Held &held : owed) {
+        held.since = m_clock.steady();
+        m_live.push_back(std::move(held));
+    }
+    m_live.insert(m_live.end(), newer.begin(), newer.end());
+}
+
+void Feeder::offerLive()
+{
+    if (m_state.isReady())
+        recallOwed();
+    while (m_state.isReady() && !m_live.empty()) {
+        std::vector<OutletRow> rows;
+        for (auto held = m_live.begin(); held != m_live.end() && int(rows.size()) < mostStoredAtOnce; ++held)
+            rows.push_back(held->row);
+        const std::size_t taken = m_outlet.offer(rows, OfferKind::Live);
+        for (std::size_t i = 0; i < taken; ++i) {
+            Held held = std::move(m_live.front());
+            m_live.pop_front();
+            const quint64 seq = held.row.seq;
+            if (!held.isStored && !held.isRepeat)
+                m_young.emplace_back(m_clock.steady(), seq);
+            m_inFlight.insert_or_assign(seq, std::move(held));
+        }
+        if (taken < rows.size())
+            break;
+    }
+    const bool isLate = !m_live.empty() && m_live.front().since + answerDue <= m_clock.steady();
+    if (!m_live.empty() && (!m_state.isReady() || isLate))
+        storeWaiting();
+}
+
+void Feeder::storeUnanswered()
+{
+    while (!m_young.empty() && m_young.front().first + answerDue <= m_clock.steady()) {
+        const auto found = m_inFlight.find(m_young.front().second);
+        if (found != m_inFlight.end())
+            store(found->second);
+        m_young.pop_front();
+    }
+}
+
+void Feeder::save()
+{
+    while (m_unsaved.size() > FeederSettings::mostUnsaved) {
+        m_unsaved.erase(m_unsaved.begin());
+        ++m_counts.dropped;
+    }
+    const kvlink::SteadyTime now = m_clock.steady();
+    const bool areRemovalsDue = !m_removals.empty() && m_savedAt + removalsEvery <= now;
+    if (!m_backlog || (m_unsaved.empty() && !areRemovalsDue && !m_backlog->isReserveLow()))
+        return;
+    std::vector<OutletRow> rows;
+    rows.reserve(m_unsaved.size());
+    for (const auto &[seq, row] : m_unsaved)
+        rows.push_back(row);
+    m_savedAt = now;
+    if (!m_backlog->save(rows, m_removals, m_counts.diskProblem))
+        return;
+    m_counts.diskProblem.clear();
+    if (!rows.empty())
+        m_cursor = std::min(m_cursor, rows.front().seq - 1);
+    m_unsaved.clear();
+    m_removals.clear();
+}
+
+// What is live goes first: nothing is drained while some of it waits.
+void Feeder::drain()
+{
+    if (!m_backlog || !m_state.isReady() || !m_live.empty() || m_backlog->count() == 0)
+        return;
+    const int most = std::min(m_pace.allowance(m_clock.steady()), mostStoredAtOnce);
+    if (most <= 0)
+        return;
+    const std::vector<OutletRow> rows = nextStored(most);
+    const std::size_t taken = rows.empty() ? 0 : m_outlet.offer(rows, OfferKind::Stored);
+    for (std::size_t i = 0; i < taken; ++i) {
+        m_cursor = rows[i].seq;
+        m_inFlight.insert_or_assign(rows[i].seq, Held{rows[i], m_clock.steady(), true, false, false});
+    }
+    m_pace.take(taken);
+}
+
+// Those in flight are left out, and those that are acknowledged and not removed yet.
+std::vector<OutletRow> Feeder::nextStored(int most)
+{
+    std::vector<OutletRow> rows;
+    while (rows.empty()) {
+        const std::vector<OutletRow> found = m_backlog->rowsAfter(m_cursor, most);
+        if (found.empty())
+            break;
+        for (const OutletRow &row : found) {
+            if (m_inFlight.count(row.seq) == 0 && m_removals.count(row.seq) == 0)
+                rows.push_back(row);
+        }
+        if (rows.empty())
+            m_cursor = found.back().seq;
+    }
+    return rows;
+}
+
+void Feeder::limit()
+{
+    if (!m_backlog || m_limitedAt + limitsEvery > m_clock.steady())
+        return;
+    m_limitedAt = m_clock.steady();
+    m_counts.dropped += quint64(m_backlog->dropBeyondLimits());
+    m_counts.storedBytes = m_backlog->bytes();
+}
+
+void Feeder::takeCounts()
+{
+    m_counts.stored = m_backlog ? m_backlog->count() : 0;
+    m_counts.inFlight = qint64(m_inFlight.size());
+}
+
+void Feeder::finish(const News &last)
+{
+    settle(last);
+    storeWaiting();
+    for (auto &[seq, held] : m_inFlight)
+        store(held);
+    m_savedAt = {};
+    save();
+    if (m_backlog)
+        m_backlog->close();
+    takeCounts();
+}
+
+} // namespace kvgateway

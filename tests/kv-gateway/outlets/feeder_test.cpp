@@ -1,0 +1,396 @@
+// SPDX-License-Identifier: MIT
+// Store and forward with an outlet and a clock that the test holds in its hands.
+#include "outlets/feeder.h"
+
+#include "fake_outlet.h"
+#include "store/fake_clock.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+
+namespace kvgateway
+{
+namespace
+{
+
+using namespace std::chrono_literals;
+
+OutletRow fresh(const char *tag, qint64 value, qint64 ms = 0)
+{
+    return {0, tag, good(ms, value)};
+}
+
+class FeederTest : public testing::Test
+{
+protected:
+    FeederTest() { start(); }
+
+    void start()
+    {
+        feeder.reset();
+        feeder = std::make_unique<Feeder>(settings, outlet, clock);
+    }
+    void offer(std::vector<OutletRow> rows) { notice = feeder->step({std::move(rows), {}, {}}); }
+    void pass(kvlink::Duration time)
+    {
+        clock.advance(time);
+        feeder->step({});
+    }
+    void acknowledge(std::vector<quint64> seqs) { feeder->step({{}, std::move(seqs), {}}); }
+    void acknowledgeAll() { acknowledge(outlet.seqs()); }
+    qint64 stored() const { return feeder->counts().stored; }
+    // A crash: whoever comes next knows what the disk knows.
+    void crash()
+    {
+        outlet.disconnect();
+        start();
+    }
+
+    QTemporaryDir folder;
+    FakeClock clock;
+    FakeOutlet outlet;
+    FeederSettings settings{folder.filePath("outlet-a.sqlite"), {}, 1000};
+    std::unique_ptr<Feeder> feeder;
+    QString notice;
+};
+
+TEST_F(FeederTest, whatIsTakenAndAcknowledgedNeverGoesToDisk)
+{
+    outlet.connect();
+    offer({fresh("a.x", 1), fresh("a.x", 2), fresh("a.y", 3)});
+    EXPECT_EQ(outlet.shown(), "live a.x=1, live a.x=2, live a.y=3");
+    EXPECT_EQ(feeder->counts().inFlight, 3);
+    acknowledgeAll();
+    pass(1s);
+    EXPECT_EQ(feeder->counts().inFlight, 0);
+    EXPECT_EQ(feeder->counts().acknowledged, 3U);
+    EXPECT_EQ(stored(), 0);
+}
+
+TEST_F(FeederTest, aLostLinkInTheMiddleLosesNothing)
+{
+    outlet.connect();
+    offer({fresh("a.x", 1), fresh("a.x", 2), fresh("a.y", 3)});
+    acknowledge({outlet.taken[0].seq});
+    outlet.shown();
+    outlet.disconnect();
+    pass(0s);
+    EXPECT_EQ(stored(), 2);
+    outlet.connect();
+    pass(1s);
+    // Both are the newest of their tag.
+    EXPECT_EQ(outlet.shown(), "live a.x=2, live a.y=3");
+    EXPECT_EQ(outlet.taken[3].seq, outlet.taken[1].seq) << "the same row has the same number";
+}
+
+TEST_F(FeederTest, afterAnOutageTheNewestGoFirstAndTheRestInOrder)
+{
+    offer({fresh("a.x", 1), fresh("a.y", 10)});
+    offer({fresh("a.x", 2)});
+    offer({fresh("a.x", 3), fresh("a.y", 11)});
+    EXPECT_EQ(stored(), 5);
+    outlet.connect();
+    pass(1s);
+    EXPECT_EQ(outlet.shown(), "live a.x=3, live a.y=11, stored a.x=1, stored a.y=10, stored a.x=2");
+    acknowledgeAll();
+    pass(1s);
+    EXPECT_EQ(stored(), 0);
+    pass(1s);
+    EXPECT_EQ(outlet.shown(), "") << "nothing goes twice";
+}
+
+TEST_F(FeederTest, theDrainBeginsWithTheConnectionAndKeepsItsPace)
+{
+    for (int i = 0; i < 500; ++i)
+        offer({fresh("a.x", i)});
+    outlet.connect();
+    pass(0s);
+    EXPECT_EQ(outlet.shown(), "live a.x=499");
+    pass(10ms);
+    EXPECT_EQ(outlet.taken.size(), 1U + 10U) << "1,000 rows a second";
+    pass(50ms);
+    EXPECT_EQ(outlet.taken.size(), 1U + 60U);
+    pass(10s);
+    EXPECT_EQ(outlet.taken.size(), 1U + 160U) << "what was not used is saved up for 0.1 s only";
+}
+
+TEST_F(FeederTest, whatIsNewGoesBeforeWhatIsStored)
+{
+    for (int i = 0; i < 100; ++i)
+        offer({fresh("a.x", i)});
+    outlet.connect();
+    outlet.room = 1;
+    pass(20ms);
+    EXPECT_EQ(outlet.shown(), "live a.x=99");
+    outlet.room = 2;
+    clock.advance(20ms);
+    offer({fresh("a.x", 100)});
+    EXPECT_EQ(outlet.shown(), "live a.x=100, stored a.x=0");
+}
+
+TEST_F(FeederTest, aBusyOutletMissesNothing)
+{
+    outlet.connect();
+    outlet.room = 2;
+    offer({fresh("a.x", 1), fresh("a.x", 2), fresh("a.x", 3), fresh("a.y", 4), fresh("a.x", 5)});
+    EXPECT_EQ(outlet.shown(), "live a.x=1, live a.x=2");
+    pass(100ms); // no room for so long: the rest is kept
+    EXPECT_EQ(stored(), 5) << "two of them are under way and not acknowledged";
+    acknowledgeAll();
+    outlet.room = 1000;
+    pass(100ms);
+    EXPECT_EQ(outlet.shown(), "live a.y=4, live a.x=5, stored a.x=3");
+    acknowledgeAll();
+    pass(100ms);
+    EXPECT_EQ(stored(), 0);
+}
+
+TEST_F(FeederTest, aFrozenOutletLeavesEverythingOnDisk)
+{
+    outlet.connect();
+    offer({fresh("a.x", 1), fresh("a.x", 2)});
+    pass(99ms);
+    EXPECT_EQ(stored(), 0);
+    pass(1ms);
+    EXPECT_EQ(stored(), 2) << "handed over, and still not believed";
+    EXPECT_EQ(feeder->counts().inFlight, 2);
+    pass(10s);
+    EXPECT_EQ(outlet.taken.size(), 2U) << "and not handed over twice";
+    acknowledgeAll();
+    pass(100ms);
+    EXPECT_EQ(stored(), 0);
+}
+
+TEST_F(FeederTest, anOutageEndsInTheMiddleOfTheDrain)
+{
+    for (int i = 0; i < 10; ++i)
+        offer({fresh("a.x", i)});
+    outlet.connect();
+    outlet.room = 5;
+    pass(1s);
+    EXPECT_EQ(outlet.shown(), "live a.x=9, stored a.x=0, stored a.x=1, stored a.x=2, stored a.x=3");
+    acknowledge({outlet.taken[1].seq, outlet.taken[2].seq});
+    outlet.disconnect();
+    pass(100ms);
+    EXPECT_EQ(stored(), 8);
+    outlet.connect();
+    outlet.room = 1000;
+    pass(1s);
+    EXPECT_EQ(outlet.shown(), "live a.x=9, stored a.x=2, stored a.x=3, stored a.x=4, stored a.x=5, "
+                              "stored a.x=6, stored a.x=7, stored a.x=8");
+}
+
+TEST_F(FeederTest, whatWasNotAcknowledgedSurvivesACrash)
+{
+    offer({fresh("a.x", 1, 100), fresh("a.y", 10, 200)});
+    offer({fresh("a.x", 2, 300)});
+    outlet.connect();
+    pass(1s);
+    const auto before = outlet.taken;
+    crash();
+    outlet.connect();
+    pass(1s);
+    ASSERT_EQ(outlet.taken.size(), 2 * before.size());
+    for (std::size_t i = 0; i < before.size(); ++i) {
+        const Offered &again = outlet.taken[before.size() + i];
+        EXPECT_EQ(again.seq, before[i].seq) << "a duplicate has the number of the first";
+        EXPECT_EQ(again.value, before[i].value);
+        EXPECT_EQ(again.kind, before[i].kind);
+    }
+}
+
+TEST_F(FeederTest, numbersRiseAfterACrashToo)
+{
+    outlet.connect();
+    offer({fresh("a.x", 1), fresh("a.x", 2)});
+    const quint64 last = outlet.taken.back().seq;
+    EXPECT_EQ(outlet.taken[0].seq + 1, last);
+    acknowledgeAll();
+    crash();
+    outlet.connect();
+    offer({fresh("a.x", 3)});
+    EXPECT_GT(outlet.taken.back().seq, last);
+}
+
+TEST_F(FeederTest, aRestartBeginsWithTheOutletAway)
+{
+    offer({fresh("a.x", 1)});
+    feeder->finish({});
+    start();
+    offer({fresh("a.x", 2)});
+    outlet.connect();
+    pass(1s);
+    EXPECT_EQ(outlet.shown(), "live a.x=2, stored a.x=1");
+}
+
+TEST_F(FeederTest, anOrderlyEndKeepsWhatIsUnderWay)
+{
+    outlet.connect();
+    offer({fresh("a.x", 1), fresh("a.x", 2), fresh("a.x", 3)});
+    feeder->finish({{}, {outlet.taken[0].seq}, {}});
+    EXPECT_EQ(stored(), 2);
+}
+
+TEST_F(FeederTest, theValueBeforeTheOutageIsNotSentAgain)
+{
+    outlet.connect();
+    offer({fresh("a.x", 1)});
+    acknowledgeAll();
+    EXPECT_EQ(outlet.shown(), "live a.x=1");
+    for (int i = 0; i < 3; ++i) {
+        outlet.disconnect();
+        pass(1s);
+        outlet.connect();
+        pass(1s);
+    }
+    EXPECT_EQ(outlet.shown(), "");
+}
+
+TEST_F(FeederTest, anOutletThatForgotGetsTheNewestAgain)
+{
+    outlet.connect();
+    offer({fresh("a.x", 1), fresh("a.y", 2)});
+    acknowledgeAll();
+    outlet.disconnect();
+    offer({fresh("a.x", 3)});
+    outlet.shown();
+    outlet.connect(true);
+    pass(1s);
+    EXPECT_EQ(outlet.shown(), "live a.y=2, live a.x=3");
+    EXPECT_EQ(outlet.taken[2].seq, outlet.taken[1].seq);
+    outlet.disconnect();
+    pass(0s);
+    EXPECT_EQ(stored(), 1) << "a repeated row is not kept";
+}
+
+TEST_F(FeederTest, aRefusedRowHoldsUpNoOther)
+{
+    outlet.connect();
+    outlet.room = 1;
+    offer({fresh("a.x", 1), fresh("a.x", 2)});
+    pass(100ms);
+    outlet.room = 1;
+    feeder->step({{}, {}, outlet.seqs()});
+    pass(100ms);
+    EXPECT_EQ(outlet.shown(), "live a.x=1, live a.x=2");
+    EXPECT_EQ(feeder->counts().refused, 1U);
+    EXPECT_EQ(stored(), 1);
+}
+
+TEST_F(FeederTest, beyondItsSizeTheOldestRowsAreDroppedAndCounted)
+{
+    settings.limits.bytes = 100'000;
+    start();
+    qint64 offered = 0;
+    for (int i = 0; i < 100; ++i) {
+        std::vector<OutletRow> rows;
+        for (int k = 0; k < 100; ++k)
+            rows.push_back(fresh("a.x", offered++));
+        offer(std::move(rows));
+        clock.advance(1s);
+    }
+    EXPECT_LT(feeder->counts().storedBytes, 120'000);
+    EXPECT_GT(feeder->counts().dropped, 0U);
+    EXPECT_EQ(qint64(feeder->counts().dropped) + stored(), offered) << "every row is accounted for";
+    outlet.connect();
+    pass(1s);
+    EXPECT_EQ(outlet.taken[1].value, qint64(feeder->counts().dropped)) << "the oldest that is left";
+}
+
+TEST_F(FeederTest, rowsThatAreTooOldAreDroppedAndCounted)
+{
+    settings.limits.age = 1h;
+    start();
+    offer({fresh("a.x", 1, 0), fresh("a.x", 2, 30 * 60 * 1000)});
+    pass(60min);
+    EXPECT_EQ(stored(), 2);
+    pass(2s);
+    EXPECT_EQ(stored(), 1);
+    EXPECT_EQ(feeder->counts().dropped, 1U);
+}
+
+TEST_F(FeederTest, aClockThatJumpsAheadDropsNothing)
+{
+    settings.limits.age = 1h;
+    start();
+    offer({fresh("a.x", 1), fresh("a.x", 2)});
+    clock.jump(24h * 365);
+    pass(2s);
+    EXPECT_EQ(stored(), 2);
+}
+
+TEST_F(FeederTest, aDiskThatTakesNothingHoldsUpNoValue)
+{
+    settings.path = folder.filePath("missing/outlet-a.sqlite");
+    start();
+    offer({fresh("a.x", 1), fresh("a.x", 2)});
+    EXPECT_TRUE(feeder->counts().diskProblem.contains("No such file"))
+        << feeder->counts().diskProblem.toStdString();
+    outlet.connect();
+    pass(1s);
+    EXPECT_EQ(outlet.shown(), "live a.x=2");
+    const quint64 last = outlet.taken.back().seq;
+    QDir(folder.path()).mkdir("missing");
+    pass(5s);
+    EXPECT_EQ(feeder->counts().diskProblem, "");
+    EXPECT_EQ(outlet.shown(), "stored a.x=1") << "it waited in memory";
+    offer({fresh("a.x", 3)});
+    EXPECT_EQ(outlet.shown(), "live a.x=3");
+    EXPECT_GT(outlet.taken.back().seq, last);
+}
+
+TEST_F(FeederTest, aDamagedFileIsSetAside)
+{
+    offer({fresh("a.x", 1)});
+    feeder.reset();
+    QFile file(settings.path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(QByteArray(8192, 'x')) == 8192);
+    file.close();
+    start();
+    offer({fresh("a.x", 2)});
+    EXPECT_TRUE(notice.contains("damaged")) << notice.toStdString();
+    EXPECT_TRUE(QFile::exists(settings.path + ".broken-1"));
+    outlet.connect();
+    pass(1s);
+    EXPECT_EQ(outlet.shown(), "live a.x=2");
+}
+
+TEST_F(FeederTest, aFileOfANewerVersionIsLeftAlone)
+{
+    offer({fresh("a.x", 1)});
+    feeder.reset();
+    OpenProblem problem;
+    Database::open(settings.path, Database::Use::History, 0640, problem)->run("PRAGMA user_version=99");
+    start();
+    feeder->step({});
+    EXPECT_TRUE(feeder->counts().diskProblem.contains("newer kv-gateway"));
+}
+
+TEST_F(FeederTest, valuesComeBackFromDiskAsTheyWere)
+{
+    const kvlink::Value values[] = {true, qint64(-7), 1.5, QStringLiteral("caf\u00e9"),
+                                    std::vector<kvlink::Scalar>{qint64(1), 2.5}};
+    std::vector<OutletRow> rows;
+    for (const kvlink::Value &value : values)
+        rows.push_back({0, "a.x", good(123, value)});
+    rows.push_back({0, "a.x", bad(456, kvlink::Reason::PlcError)});
+    rows.back().sample.plcError = 1;
+    offer(rows);
+    feeder.reset();
+    QString problem;
+    const auto backlog = Backlog::open(settings.path, {}, clock, notice, problem);
+    ASSERT_NE(backlog, nullptr) << problem.toStdString();
+    const auto found = backlog->rowsAfter(0, 10);
+    ASSERT_EQ(found.size(), rows.size());
+    for (std::size_t i = 0; i < found.size(); ++i) {
+        EXPECT_EQ(found[i].sample.value, rows[i].sample.value) << i;
+        EXPECT_EQ(found[i].sample.quality, rows[i].sample.quality);
+        EXPECT_EQ(found[i].sample.time, rows[i].sample.time);
+    }
+    EXPECT_EQ(found.back().sample.reasonText(), "the PLC answered E1");
+}
+
+} // namespace
+} // namespace kvgateway

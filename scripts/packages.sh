@@ -9,9 +9,9 @@ set -euo pipefail
 # What each step needs. "driver" is the smallest: one Qt, no programs; "demo" adds the programs.
 driver="g++ cmake ninja-build qtbase5-dev"
 demo="$driver libqt5serialport5-dev libcli11-dev libsqlite3-dev"
-demo+=" pkg-config libtomlplusplus-dev libmicrohttpd-dev libsodium-dev libjs-dygraphs"
+demo+=" pkg-config libtomlplusplus-dev libmicrohttpd-dev libsodium-dev libjs-dygraphs libmosquitto-dev"
 test="$demo qt6-base-dev qt6-serialport-dev libgtest-dev procps python3 git tmux man-db doxygen curl openssl"
-test+=" prometheus libfaketime" # its promtool; turns clocks
+test+=" prometheus libfaketime mosquitto" # its promtool; turns clocks; a broker
 # What a program shows is read as a screen reader reads it, on a display that nobody sees.
 test+=" xvfb dbus-daemon at-spi2-core gir1.2-atspi-2.0 python3-gi"
 # The panel of kv-gateway is tested in a browser that nobody sees.
@@ -81,7 +81,19 @@ fi
 echo "Installing missing Debian packages: ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
 log=$(mktemp)
-trap 'rm -f "$log"' EXIT
+# A package may bring a service along (mosquitto): only its program is wanted here, so none starts.
+policy=/usr/sbin/policy-rc.d
+own_policy=no
+clean_up() {
+    rm -f "$log"
+    if [ "$own_policy" = yes ]; then "${as_root[@]}" rm -f "$policy"; fi
+}
+trap clean_up EXIT
+if [ ! -e "$policy" ]; then
+    own_policy=yes
+    printf '#!/bin/sh\nexit 101\n' | "${as_root[@]}" tee "$policy" >/dev/null
+    "${as_root[@]}" chmod 755 "$policy"
+fi
 install() {
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
         apt-get install -y --no-install-recommends "${missing[@]}" >"$log" 2>&1 </dev/null

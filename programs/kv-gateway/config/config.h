@@ -3,6 +3,7 @@
 #pragma once
 
 #include "drawings/drawing.h"
+#include "mqtt_config.h"
 
 #include <kvlink/link.h>
 #include <kvlink/tag.h>
@@ -82,6 +83,7 @@ struct Config {
     AccessConfig access;
     std::vector<PlcConfig> plcs;
     std::vector<Drawing> pages; ///< by name
+    std::vector<MqttConfig> mqtt;
 
     qint64 tagCount() const;
     /// "3 PLCs, 300 tags".

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "config_file.h"
 
+#include "mqtt_section.h"
 #include "page_list.h"
 #include "tag_list.h"
 #include "toml_section.h"
@@ -72,6 +73,10 @@ public:
                 QStringLiteral("%1 PLCs are too many: %2 fit one service").arg(plcs.size()).arg(mostPlcs));
         for (const toml::table *plc : plcs)
             readPlc(TomlSection(plc, QStringLiteral("[[plc]]"), m_shownPath, m_loaded.problems));
+        for (const toml::table *mqtt : top.tables("mqtt"))
+            config.mqtt.push_back(
+                readMqtt(TomlSection(mqtt, QStringLiteral("[[mqtt]]"), m_shownPath, m_loaded.problems),
+                         m_base, config));
         const QString pages = absolute(top.text("pages"));
         QString problem;
         if (!pages.isEmpty() && !readPages(config, pages, m_loaded.problems, problem))

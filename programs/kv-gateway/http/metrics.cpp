@@ -177,6 +177,41 @@ void writeStore(MetricsWriter &out, const StoreStatus &store)
     out.histogram(CommitTimes::bounds, store.historyCommits.counts, store.historyCommits.sum);
 }
 
+void writeOutlets(MetricsWriter &out, const std::vector<OutletStatus> &outlets)
+{
+    struct Row {
+        const char *name, *type, *help;
+        double (*number)(const OutletStatus &outlet);
+    };
+    // clang-format off
+    constexpr Row rows[] = {
+        {"kvgateway_outlet_up", "gauge", "1 while the outlet has its connection.",
+         [](const OutletStatus &o) { return o.state.isReady() ? 1.0 : 0.0; }},
+        {"kvgateway_outlet_offered_rows_total", "counter", "Changes handed to the outlet.",
+         [](const OutletStatus &o) { return double(o.offered); }},
+        {"kvgateway_outlet_acknowledged_rows_total", "counter", "Rows that the other side has.",
+         [](const OutletStatus &o) { return double(o.counts.acknowledged); }},
+        {"kvgateway_outlet_refused_rows_total", "counter", "Rows that the other side refused; they are lost.",
+         [](const OutletStatus &o) { return double(o.counts.refused); }},
+        {"kvgateway_outlet_dropped_rows_total", "counter", "Rows lost beyond the limits of size, age and memory.",
+         [](const OutletStatus &o) { return double(o.counts.dropped + o.lost); }},
+        {"kvgateway_outlet_stored_rows", "gauge", "Rows on disk that the other side does not have yet.",
+         [](const OutletStatus &o) { return double(o.counts.stored); }},
+        {"kvgateway_outlet_stored_bytes", "gauge", "Size of what is stored.",
+         [](const OutletStatus &o) { return double(o.counts.storedBytes); }},
+        {"kvgateway_outlet_queued_rows", "gauge", "Rows in memory that wait for the outlet's thread.",
+         [](const OutletStatus &o) { return double(o.queued); }},
+        {"kvgateway_outlet_in_flight_rows", "gauge", "Rows sent and not acknowledged yet.",
+         [](const OutletStatus &o) { return double(o.counts.inFlight); }},
+    };
+    // clang-format on
+    for (const Row &row : rows) {
+        out.begin(row.name, row.type, row.help);
+        for (const OutletStatus &outlet : outlets)
+            out.value(row.number(outlet), "outlet=\"" + outlet.name.toLatin1() + "\"");
+    }
+}
+
 } // namespace
 
 QByteArray metricsText(const Plant &plant, const StoreStatus &store, const GatewayCounts &counts)
@@ -189,6 +224,7 @@ QByteArray metricsText(const Plant &plant, const StoreStatus &store, const Gatew
     writeTimes(out, all);
     writeQualities(out, all);
     writeStore(out, store);
+    writeOutlets(out, counts.outlets);
     out.begin("kvgateway_sse_clients", "gauge", "Readers of the event stream.");
     out.value(counts.streams);
     out.begin("kvgateway_config_last_reload_successful", "gauge",

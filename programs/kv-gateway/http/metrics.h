@@ -3,6 +3,7 @@
 // vanishes. A tag is never a label.
 #pragma once
 
+#include "outlets/outlet_runner.h"
 #include "plant/plant.h"
 #include "store/store.h"
 
@@ -13,6 +14,7 @@ struct GatewayCounts {
     int streams = 0;
     bool isLastReloadGood = true;
     kvlink::WallTime lastGoodReload{};
+    std::vector<OutletStatus> outlets;
 };
 
 /// In the thread of the plant.

@@ -30,6 +30,7 @@ QString Feeder::step(News news)
     QString notice;
     openBacklog(notice);
     settle(news);
+    m_outlet.tick();
     followSession();
     admit(std::move(news.fresh));
     offerLive();

@@ -71,6 +71,8 @@ public:
     /// \return how many of the rows it took, the first ones; 0: it is busy, or there
     /// is no connection
     virtual std::size_t offer(const std::vector<OutletRow> &rows, OfferKind kind) = 0;
+    /// Called often while something is not acknowledged: for time-outs.
+    virtual void tick() {}
     virtual OutletState state() const = 0;
 };
 

@@ -36,15 +36,18 @@ void OutletRunner::start()
     m_thread = std::thread([this] { run(); });
 }
 
+void OutletRunner::beginStop()
+{
+    const std::lock_guard lock(m_mutex);
+    m_isEnding = true;
+    m_wake.notify_all();
+}
+
 void OutletRunner::stop()
 {
     if (!m_thread.joinable())
         return;
-    {
-        const std::lock_guard lock(m_mutex);
-        m_isEnding = true;
-        m_wake.notify_all();
-    }
+    beginStop();
     m_thread.join();
 }
 

@@ -38,6 +38,8 @@ public:
     OutletRunner &operator=(const OutletRunner &) = delete;
 
     void start();
+    /// Begins what stop() waits for.
+    void beginStop();
     /// Gives the other side a moment to acknowledge, saves the rest and ends the thread. Within a
     /// second, unless the disk hangs.
     void stop();

@@ -145,17 +145,20 @@ QStringList Gateway::open()
     m_recorder = std::make_unique<Recorder>(*m_store);
     m_plant = std::make_unique<Plant>(*m_recorder);
     takeAccess(m_config);
+    makeOutlets();
     restoreLastValues();
     m_api = std::make_unique<Api>(ApiParts{*m_plant, *m_store, *m_access, *m_gate, m_clock, m_config.folder,
                                            [this](const QString &who) { return reload(who); },
                                            [this] {
                                                m_counts.streams = m_server->streams();
+                                               m_counts.outlets = m_outlets->status();
                                                return m_counts;
                                            },
                                            [this]() -> const Config & { return m_config; }});
     const QString size = m_config.sizeText();
     if (!startServer(problem) || !m_plant->apply(m_config, problem))
         return {problem};
+    m_outlets->apply(m_config);
     forgetTags(m_config);
     QObject::connect(&m_historyTimer, &QTimer::timeout, m_plant.get(), [this] { m_recorder->giveHistory(); });
     QObject::connect(&m_lastValuesTimer, &QTimer::timeout, m_plant.get(),
@@ -224,6 +227,7 @@ QStringList Gateway::reload(const QString &who)
         return problems;
     }
     m_config = std::move(loaded.config);
+    m_outlets->apply(m_config);
     forgetTags(m_config);
     m_counts.lastGoodReload = m_clock.wall();
     m_store->setRetention(retentionOf(m_config.history));
@@ -265,6 +269,23 @@ void Gateway::takeAccess(const Config &config)
     m_recorder->setHistoryKept(config.history.isKept);
 }
 
+// What outlets say comes from their threads, and goes to that of the plant.
+void Gateway::makeOutlets()
+{
+    const auto onPlant = [this](auto task) {
+        QMetaObject::invokeMethod(m_plant.get(), std::move(task), Qt::QueuedConnection);
+    };
+    OutletSinks sinks;
+    sinks.command = [this, onPlant](const WriteOrder &order, const WriteEnd &end) {
+        onPlant([this, order, end] { m_plant->write(order, end); });
+    };
+    sinks.notice = [this, onPlant](const QString &text, const QString &cause) {
+        onPlant([this, text, cause] { m_recorder->event(EventKind::Outlet, text, cause); });
+    };
+    m_outlets = std::make_unique<Outlets>(m_config.folder, m_clock, std::move(sinks));
+    m_recorder->setOutlets(m_outlets.get());
+}
+
 void Gateway::restoreLastValues()
 {
     QString problem;
@@ -291,8 +312,11 @@ void Gateway::stop()
     m_api.reset();
     m_recorder->giveLastValues();
     m_plant->stop();
+    m_outlets->stop();
     m_recorder->event(EventKind::Service, QStringLiteral("stopped"));
     m_recorder->giveHistory();
+    m_recorder->setOutlets(nullptr);
+    m_outlets.reset();
     m_store->stop();
     m_plant.reset();
 }

@@ -46,6 +46,7 @@ private:
     void restartServer();
     void takeAccess(const Config &config);
     void restoreLastValues();
+    void makeOutlets();
 
     GatewayOptions m_options;
     MachineClock m_clock;
@@ -56,6 +57,7 @@ private:
     std::unique_ptr<Gate> m_gate;
     std::unique_ptr<Recorder> m_recorder;
     std::unique_ptr<Plant> m_plant;
+    std::unique_ptr<Outlets> m_outlets;
     std::unique_ptr<StreamWaker> m_waker;
     std::unique_ptr<Api> m_api;
     std::unique_ptr<HttpServer> m_server;

@@ -39,6 +39,8 @@ void Recorder::sampleChanged(const TagConfig &tag, const kvlink::Sample &sample)
 {
     noteQuality(tag, sample);
     m_lastSamples.insert(tag.name, sample);
+    if (m_outlets != nullptr)
+        m_outlets->offer(tag.name, sample);
     if (!tag.history || !m_isHistoryKept)
         return;
     m_rows.push_back({tag.name, sample});
@@ -61,6 +63,8 @@ void Recorder::noteQuality(const TagConfig &tag, const kvlink::Sample &sample)
 // A link that is lost goes round its states; only what is new is said.
 void Recorder::linkChanged(const QString &plc, const kvlink::LinkStatus &status)
 {
+    if (m_outlets != nullptr)
+        m_outlets->setLink(plc, status.isReady());
     if (!status.isReady() && status.problem.isEmpty())
         return;
     const QString text = status.isReady() ? QStringLiteral("link ready") : QStringLiteral("no link");

@@ -2,6 +2,7 @@
 // Writes down what happens in the plant: history, audit, events, last values.
 #pragma once
 
+#include "outlets/outlets.h"
 #include "plant/plant_observer.h"
 #include "store/store.h"
 
@@ -17,6 +18,8 @@ public:
     /// \param store outlives the recorder
     explicit Recorder(Store &store) : m_store(store) {}
 
+    /// \param outlets get each change, too; nullptr: none
+    void setOutlets(Outlets *outlets) { m_outlets = outlets; }
     void setHistoryKept(bool isKept) { m_isHistoryKept = isKept; }
 
     void sampleChanged(const TagConfig &tag, const kvlink::Sample &sample) override;
@@ -35,6 +38,7 @@ private:
     void noteQuality(const TagConfig &tag, const kvlink::Sample &sample);
 
     Store &m_store;
+    Outlets *m_outlets = nullptr;
     bool m_isHistoryKept = true;
     std::vector<HistoryRow> m_rows;
     QHash<QString, kvlink::Sample> m_lastSamples;

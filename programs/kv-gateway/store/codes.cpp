@@ -68,6 +68,7 @@ constexpr Code<EventKind> kinds[] = {
     {EventKind::Clock,   5, "clock"},
     {EventKind::History, 6, "history"},
     {EventKind::Access,  7, "access"},
+    {EventKind::Outlet,  8, "outlet"},
 };
 // clang-format on
 constexpr char asked[] = "asked";

@@ -42,9 +42,9 @@ struct AuditRow {
 };
 
 /// What an event is about.
-enum class EventKind : quint8 { Service, Link, Quality, Write, Reload, Clock, History, Access };
+enum class EventKind : quint8 { Service, Link, Quality, Write, Reload, Clock, History, Access, Outlet };
 
-/// "service", "link", "quality", "write", "reload", "clock", "history", "access".
+/// "service", "link", "quality", "write", "reload", "clock", "history", "access", "outlet".
 QString eventKindName(EventKind kind);
 std::optional<EventKind> eventKindFromName(const QString &name);
 

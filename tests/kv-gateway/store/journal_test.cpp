@@ -209,7 +209,8 @@ TEST_F(JournalTest, RetentionRemovesWhatIsTooOldAndNothingElse)
 
 TEST_F(JournalTest, EventKindsHaveNames)
 {
-    for (const char *name : {"service", "link", "quality", "write", "reload", "clock", "history", "access"}) {
+    for (const char *name :
+         {"service", "link", "quality", "write", "reload", "clock", "history", "access", "outlet"}) {
         const auto kind = eventKindFromName(QString::fromLatin1(name));
         ASSERT_TRUE(kind) << name;
         EXPECT_EQ(eventKindName(*kind), QString::fromLatin1(name));

@@ -1,0 +1,229 @@
+// SPDX-License-Identifier: MIT
+#include "mqtt_section.h"
+
+#include <tags/pattern.h>
+
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QSysInfo>
+#include <QUrl>
+
+#include <algorithm>
+
+namespace kvgateway
+{
+
+namespace
+{
+
+using namespace std::chrono_literals;
+
+constexpr quint16 plainPort = 1883;
+constexpr quint16 tlsPort = 8883;
+constexpr int mostRowsASecond = 1'000'000;
+constexpr int longestTopic = 1000;
+
+constexpr ChoiceRow<MqttVersion> versions[] = {{"5", MqttVersion::V5}, {"3.1.1", MqttVersion::V311}};
+constexpr ChoiceRow<MqttLayout> layouts[] = {{"tag", MqttLayout::Tag}, {"group", MqttLayout::Group}};
+
+class MqttReader
+{
+public:
+    MqttReader(TomlSection &from, const QDir &base) : m_from(from), m_base(base) {}
+
+    MqttConfig read(const Config &sofar)
+    {
+        readName(sofar.mqtt);
+        readBroker();
+        readIdentity(sofar.mqtt);
+        readTls();
+        readTopics();
+        readTags(sofar.plcs);
+        m_config.commands = m_from.yesOrNo("commands", m_config.commands);
+        m_config.keepalive = m_from.duration("keepalive", m_config.keepalive, 5s, 1h);
+        m_config.drainRate = int(m_from.number("drain", m_config.drainRate, 1, mostRowsASecond));
+        m_config.keep = m_from.duration("keep", m_config.keep, 1min, 3650 * 24h, 0s);
+        m_config.size = m_from.size("size", m_config.size);
+        m_from.refuseOthers();
+        return std::move(m_config);
+    }
+
+private:
+    void readName(const std::vector<MqttConfig> &others)
+    {
+        static const QRegularExpression shape(QStringLiteral("^[A-Za-z0-9_-]{1,40}$"));
+        m_config.name = m_from.text("name", m_config.name);
+        const auto isTaken = [this](const MqttConfig &other) { return other.name == m_config.name; };
+        if (!shape.match(m_config.name).hasMatch())
+            m_from.refuse("name", QStringLiteral("the name \"%1\" may have letters, digits, '-' and '_' "
+                                                 "only, and at most 40 of them")
+                                      .arg(m_config.name));
+        else if (std::any_of(others.begin(), others.end(), isTaken))
+            m_from.refuse("name",
+                          QStringLiteral("two [[mqtt]] are called \"%1\": give each a name of its own")
+                              .arg(m_config.name));
+    }
+
+    void readTags(const std::vector<PlcConfig> &plcs)
+    {
+        m_config.tags = m_from.texts("tags");
+        for (const QString &pattern : m_config.tags) {
+            const auto isMeant = [&pattern](const TagConfig &tag) {
+                return kvtags::matchesPattern(pattern, tag.name);
+            };
+            if (std::none_of(plcs.begin(), plcs.end(), [&](const PlcConfig &plc) {
+                    return std::any_of(plc.tags.begin(), plc.tags.end(), isMeant);
+                }))
+                m_from.refuse("tags", QStringLiteral("no tag is called \"%1\"").arg(pattern));
+        }
+    }
+
+    void readBroker()
+    {
+        const QString typed = m_from.text("url");
+        if (!m_from.has("url"))
+            return m_from.refuse("url",
+                                 QStringLiteral("a [[mqtt]] has no broker: add url = \"mqtt://broker\""));
+        const QUrl url(typed, QUrl::StrictMode);
+        m_config.hasTls = url.scheme() == QLatin1String("mqtts");
+        m_config.host = url.host();
+        m_config.port = quint16(url.port(m_config.hasTls ? tlsPort : plainPort));
+        const bool isKnown = m_config.hasTls || url.scheme() == QLatin1String("mqtt");
+        const bool hasMore = url.path().size() > 1 || url.hasQuery() || url.hasFragment();
+        if (!url.userInfo().isEmpty())
+            m_from.refuse("url", QStringLiteral("a user or password does not belong here, where everybody "
+                                                "reads it: use user_file and password_file"));
+        else if (!url.isValid() || !isKnown || m_config.host.isEmpty() || hasMore || m_config.port == 0)
+            m_from.refuse("url", QStringLiteral("\"%1\" is not a broker: write mqtt://HOST, mqtts://HOST or "
+                                                "mqtt://HOST:PORT")
+                                     .arg(typed));
+    }
+
+    void readIdentity(const std::vector<MqttConfig> &others)
+    {
+        m_config.version = m_from.choice("version", m_config.version, versions);
+        m_config.site = m_from.text("site", QSysInfo::machineHostName());
+        if (m_config.site.isEmpty() || hasReserved(m_config.site))
+            m_from.refuse("site",
+                          QStringLiteral("site \"%1\": it must not be empty, nor have '+', '#' or '/'")
+                              .arg(m_config.site));
+        m_config.client = m_from.text("client", QStringLiteral("kv-gateway-") + m_config.site);
+        const auto isTaken = [this](const MqttConfig &other) {
+            return other.client == m_config.client && other.host == m_config.host &&
+                   other.port == m_config.port;
+        };
+        if (m_config.client.isEmpty() || m_config.client.size() > 100)
+            m_from.refuse("client", QStringLiteral("client must have 1 to 100 characters"));
+        else if (std::any_of(others.begin(), others.end(), isTaken))
+            m_from.refuse("client", QStringLiteral("two [[mqtt]] are the client \"%1\" of one broker: they "
+                                                   "would throw each other out; set client")
+                                        .arg(m_config.client));
+        m_config.userFile = file("user_file");
+        m_config.passwordFile = file("password_file");
+        if (m_config.userFile.isEmpty() && !m_config.passwordFile.isEmpty())
+            m_from.refuse("password_file", QStringLiteral("a password needs a user: add user_file"));
+    }
+
+    void readTls()
+    {
+        m_config.ca = file("ca");
+        m_config.certificate = file("certificate");
+        m_config.key = file("key");
+        const bool hasFiles = m_from.has("ca") || m_from.has("certificate") || m_from.has("key");
+        if (m_config.certificate.isEmpty() != m_config.key.isEmpty())
+            m_from.refuse("certificate", QStringLiteral("a certificate needs its key: give both"));
+        if (!m_config.hasTls && hasFiles)
+            m_from.refuse("url", QStringLiteral("certificates need TLS: write mqtts:// in url"));
+        if (!m_config.hasTls || !m_config.ca.isEmpty())
+            return;
+        // The library needs a file: that of the system, where Debian has it.
+        m_config.ca = QStringLiteral("/etc/ssl/certs/ca-certificates.crt");
+        if (!m_from.has("ca") && !QFileInfo(m_config.ca).isReadable())
+            m_from.refuse("ca", QStringLiteral("TLS needs to know who signed the broker's certificate: add "
+                                               "ca = \"FILE.pem\", or install ca-certificates"));
+    }
+
+    void readTopics()
+    {
+        m_config.layout = m_from.choice("layout", m_config.layout, layouts);
+        const bool isGrouped = m_config.layout == MqttLayout::Group;
+        m_config.topic = m_from.text("topic", isGrouped ? QStringLiteral("kv/{site}/{plc}/{group}")
+                                                        : QStringLiteral("kv/{site}/{plc}/{tag}"));
+        m_config.storedTopic = m_from.text("stored_topic", m_config.topic + "/stored");
+        m_config.statusTopic = m_from.text("status_topic", m_config.statusTopic);
+        const QString status = m_config.statusTopic;
+        if (status.isEmpty() || status.contains('+') || status.contains('#') || status.startsWith('$'))
+            m_from.refuse("status_topic",
+                          QStringLiteral("status_topic \"%1\": it must not be empty, have '+' "
+                                         "or '#', nor begin with '$'")
+                              .arg(status));
+        checkTopic("topic", m_config.topic);
+        checkTopic("stored_topic", m_config.storedTopic);
+        if (m_config.topic == m_config.storedTopic)
+            m_from.refuse("stored_topic", QStringLiteral("stored_topic must differ from topic: a value that "
+                                                         "comes late must not be taken for the newest"));
+        m_config.retain = m_from.yesOrNo("retain", !isGrouped);
+        if (isGrouped && m_config.retain)
+            m_from.refuse("retain", QStringLiteral("the message of a group holds what changed, not all its "
+                                                   "values: it cannot be retained"));
+        if (isGrouped && m_from.yesOrNo("commands", false))
+            m_from.refuse("commands", QStringLiteral("commands go to the topic of a tag: they need layout = "
+                                                     "\"tag\""));
+        m_config.homeAssistant = m_from.text("home_assistant");
+        if (!m_config.homeAssistant.isEmpty() && (isGrouped || hasReserved(m_config.homeAssistant)))
+            m_from.refuse("home_assistant", QStringLiteral("home_assistant is the first level of its topics, "
+                                                           "\"homeassistant\", and needs layout = \"tag\""));
+    }
+
+    static bool hasReserved(const QString &text)
+    {
+        return std::any_of(text.begin(), text.end(),
+                           [](QChar c) { return c == '+' || c == '#' || c == '/' || !c.isPrint(); });
+    }
+
+    void checkTopic(const char *key, const QString &topic)
+    {
+        const bool isGrouped = m_config.layout == MqttLayout::Group;
+        const QString of = isGrouped ? QStringLiteral("{group}") : QStringLiteral("{tag}");
+        QString rest = topic;
+        QStringList known{"{site}", "{plc}", of};
+        for (const QString &word : known)
+            rest.remove(word);
+        QString problem;
+        if (rest.contains('{') || rest.contains('}'))
+            problem = QStringLiteral("only %1 are filled in").arg(known.join(QStringLiteral(", ")));
+        else if (!topic.contains(of) || !topic.contains(QLatin1String("{plc}")))
+            problem = QStringLiteral("it must have {plc} and %1, else several would share a topic").arg(of);
+        else if (rest.contains('+') || rest.contains('#') || topic.size() > longestTopic)
+            problem =
+                QStringLiteral("it must not have '+' or '#', nor more than %1 characters").arg(longestTopic);
+        else if (topic.startsWith('$') || topic.startsWith('/') || topic.endsWith('/'))
+            problem = QStringLiteral("it must not begin with '$' or '/', nor end with '/'");
+        if (!problem.isEmpty())
+            m_from.refuse(key, QStringLiteral("%1 \"%2\": %3").arg(QString::fromLatin1(key), topic, problem));
+    }
+
+    QString file(const char *key)
+    {
+        const QString typed = m_from.text(key);
+        if (typed.isEmpty())
+            return {};
+        QString path = QDir::cleanPath(m_base.absoluteFilePath(typed));
+        if (!QFileInfo(path).isReadable())
+            m_from.refuse(key, QStringLiteral("%1: %2 cannot be read").arg(QString::fromLatin1(key), path));
+        return path;
+    }
+
+    TomlSection &m_from;
+    const QDir &m_base;
+    MqttConfig m_config;
+};
+
+} // namespace
+
+MqttConfig readMqtt(TomlSection from, const QDir &base, const Config &sofar)
+{
+    return MqttReader(from, base).read(sofar);
+}
+
+} // namespace kvgateway

@@ -1,0 +1,494 @@
+// SPDX-License-Identifier: MIT
+#include "mosquitto_client.h"
+
+#include <QFile>
+
+#include <mosquitto.h>
+#include <mqtt_protocol.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <condition_variable>
+#include <cstring>
+#include <deque>
+#include <mutex>
+#include <poll.h>
+#include <random>
+#include <sys/eventfd.h>
+#include <unistd.h>
+#include <unordered_map>
+
+namespace kvgateway
+{
+
+namespace
+{
+
+using namespace std::chrono_literals;
+using SteadyClock = std::chrono::steady_clock;
+
+constexpr auto firstBackOff = 1000ms;
+constexpr auto answerToConnect = 10s; // of the broker; then it is given up
+constexpr auto longestGoodbye = 300ms;
+constexpr auto longestStop = 600ms;
+constexpr int pollMs = 500; // the library looks at its keepalive so often
+constexpr int mostReads = 1000;
+constexpr int mostInFlight = 2000;
+constexpr quint32 sessionSeconds = 24 * 60 * 60; // the broker remembers us for so long
+constexpr int failureCodes = 0x80;               // reason codes from here on are failures
+
+QByteArray firstLine(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readLine().trimmed() : QByteArray();
+}
+
+void initLibrary()
+{
+    static const int result = mosquitto_lib_init(); // once: it knows no threads
+    (void)result;
+}
+
+} // namespace
+
+// What the client and its thread share: the thread may outlive the client while it waits for the
+// name of a broker, or for a machine that does not answer.
+struct MosquittoClient::Shared {
+    Shared(MqttConfig given, MqttMessage givenWill) : config(std::move(given)), will(std::move(givenWill)) {}
+    ~Shared() { ::close(wakeUp); }
+    Shared(const Shared &) = delete;
+    Shared &operator=(const Shared &) = delete;
+
+    void wake() const
+    {
+        const quint64 one = 1;
+        [[maybe_unused]] const ssize_t written = ::write(wakeUp, &one, sizeof one);
+    }
+
+    const MqttConfig config;
+    const MqttMessage will;
+    const int wakeUp = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::deque<MqttMessage> queue;
+    std::vector<QByteArray> subscriptions;
+    bool isOpen = false; // messages are taken
+    bool isEnding = false;
+    bool hasEnded = false;
+    std::optional<MqttMessage> goodbye;
+    QString dropWhy; // a connection that shall be dropped
+
+    std::mutex eventMutex; // held while an event is given out
+    MqttClientEvents *events = nullptr;
+
+    template <typename Call>
+    void tell(const Call &call)
+    {
+        const std::lock_guard lock(eventMutex);
+        if (events != nullptr)
+            call(*events);
+    }
+};
+
+// One connection with its library object; all in the client's thread.
+class MosquittoClient::Connection
+{
+public:
+    explicit Connection(Shared &shared) : m_shared(shared)
+    {
+        initLibrary();
+        // On purpose without a clean session: that the broker still knows us says that it still has
+        // what it retained, and the newest values need not go out again.
+        m_library = mosquitto_new(shared.config.client.toUtf8().constData(), false, this);
+    }
+    ~Connection() { mosquitto_destroy(m_library); }
+    Connection(const Connection &) = delete;
+    Connection &operator=(const Connection &) = delete;
+
+    // \return why it ended
+    QString run()
+    {
+        if (m_library == nullptr || !configure() || !connect())
+            return m_problem;
+        m_deadline = SteadyClock::now() + answerToConnect;
+        while (m_problem.isEmpty() && !m_isOver)
+            turn();
+        return m_problem;
+    }
+    bool wasAccepted() const { return m_wasAccepted; }
+
+private:
+    void fail(const QString &text)
+    {
+        if (m_problem.isEmpty())
+            m_problem = text;
+    }
+    // \return false, and the problem is known
+    bool check(int result, const char *what)
+    {
+        if (result == MOSQ_ERR_SUCCESS)
+            return true;
+        const int error = errno;
+        QString text =
+            QString::fromUtf8(result == MOSQ_ERR_ERRNO ? std::strerror(error) : mosquitto_strerror(result));
+        if (!m_libraryText.isEmpty() && result == MOSQ_ERR_TLS)
+            text = m_libraryText;
+        fail(QStringLiteral("%1: %2").arg(QString::fromLatin1(what), text.trimmed()));
+        return false;
+    }
+
+    bool configure()
+    {
+        const MqttConfig &config = m_shared.config;
+        const bool isV5 = config.version == MqttVersion::V5;
+        mosquitto_int_option(m_library, MOSQ_OPT_PROTOCOL_VERSION,
+                             isV5 ? MQTT_PROTOCOL_V5 : MQTT_PROTOCOL_V311);
+        mosquitto_int_option(m_library, MOSQ_OPT_TCP_NODELAY, 1);
+        mosquitto_int_option(m_library, MOSQ_OPT_SEND_MAXIMUM, mostInFlight);
+        mosquitto_connect_v5_callback_set(m_library, &Connection::onConnect);
+        mosquitto_disconnect_v5_callback_set(m_library, &Connection::onDisconnect);
+        mosquitto_publish_v5_callback_set(m_library, &Connection::onPublish);
+        mosquitto_message_v5_callback_set(m_library, &Connection::onMessage);
+        mosquitto_log_callback_set(m_library, &Connection::onLog);
+        if (!config.userFile.isEmpty()) {
+            const QByteArray user = firstLine(config.userFile), password = firstLine(config.passwordFile);
+            if (!check(mosquitto_username_pw_set(m_library, user.constData(),
+                                                 password.isEmpty() ? nullptr : password.constData()),
+                       "the user of the broker"))
+                return false;
+        }
+        const MqttMessage &will = m_shared.will;
+        return check(mosquitto_will_set(m_library, will.topic.constData(), int(will.payload.size()),
+                                        will.payload.constData(), 1, true),
+                     "the status topic") &&
+               configureTls();
+    }
+
+    bool configureTls()
+    {
+        const MqttConfig &config = m_shared.config;
+        if (!config.hasTls)
+            return true;
+        const QByteArray ca = QFile::encodeName(config.ca);
+        const QByteArray certificate = QFile::encodeName(config.certificate);
+        const QByteArray key = QFile::encodeName(config.key);
+        // A key with a password would be asked for on the terminal.
+        const auto noPassword = [](char * /*buffer*/, int /*size*/, int /*use*/, void * /*data*/) {
+            return 0;
+        };
+        return check(mosquitto_tls_set(m_library, ca.constData(), nullptr,
+                                       certificate.isEmpty() ? nullptr : certificate.constData(),
+                                       key.isEmpty() ? nullptr : key.constData(), noPassword),
+                     "the certificates");
+    }
+
+    bool connect()
+    {
+        const MqttConfig &config = m_shared.config;
+        mosquitto_property *properties = nullptr;
+        if (config.version == MqttVersion::V5)
+            mosquitto_property_add_int32(&properties, MQTT_PROP_SESSION_EXPIRY_INTERVAL, sessionSeconds);
+        const auto keepalive =
+            int(std::chrono::duration_cast<std::chrono::seconds>(config.keepalive).count());
+        const int result = mosquitto_connect_bind_v5(m_library, config.host.toUtf8().constData(), config.port,
+                                                     keepalive, nullptr, properties);
+        const int error = errno;
+        mosquitto_property_free_all(&properties);
+        errno = error;
+        return check(result, "connecting");
+    }
+
+    // Waits for the socket or for work, and does what there is.
+    void turn()
+    {
+        std::array<pollfd, 2> sockets{pollfd{mosquitto_socket(m_library), POLLIN, 0},
+                                      pollfd{m_shared.wakeUp, POLLIN, 0}};
+        if (mosquitto_want_write(m_library))
+            sockets[0].events = POLLIN | POLLOUT;
+        ::poll(sockets.data(), sockets.size(), pollMs);
+        if (sockets[1].revents != 0) {
+            quint64 count = 0;
+            [[maybe_unused]] const ssize_t got = ::read(m_shared.wakeUp, &count, sizeof count);
+        }
+        if (sockets[0].revents != 0)
+            read();
+        if (m_problem.isEmpty() && mosquitto_want_write(m_library))
+            check(mosquitto_loop_write(m_library, 1), "writing");
+        if (m_problem.isEmpty())
+            check(mosquitto_loop_misc(m_library), "the connection");
+        if (!m_wasAccepted && SteadyClock::now() > m_deadline)
+            fail(QStringLiteral("the broker does not answer"));
+        if (m_problem.isEmpty())
+            work();
+    }
+
+    // TLS keeps bytes that poll() does not see: read until there is nothing.
+    void read()
+    {
+        for (int i = 0; i < mostReads && m_problem.isEmpty(); ++i) {
+            errno = 0;
+            const int result = mosquitto_loop_read(m_library, 1);
+            const bool isEmpty = errno == EAGAIN || errno == EWOULDBLOCK;
+            if (!check(result, "the connection") || isEmpty)
+                return;
+        }
+    }
+
+    void work()
+    {
+        std::deque<MqttMessage> messages;
+        std::vector<QByteArray> subscriptions;
+        {
+            const std::lock_guard lock(m_shared.mutex);
+            if (!m_shared.dropWhy.isEmpty())
+                return fail(std::exchange(m_shared.dropWhy, {}));
+            messages.swap(m_shared.queue);
+            subscriptions.swap(m_shared.subscriptions);
+            if (m_shared.isEnding && !m_isLeaving) {
+                m_isLeaving = true;
+                m_deadline = SteadyClock::now() + longestGoodbye;
+                if (m_wasAccepted && m_shared.goodbye)
+                    messages.push_back(*m_shared.goodbye);
+            }
+        }
+        for (const QByteArray &filter : subscriptions)
+            check(mosquitto_subscribe(m_library, nullptr, filter.constData(), 0), "subscribing");
+        for (auto message = messages.cbegin(); message != messages.cend() && m_problem.isEmpty(); ++message)
+            publish(*message);
+        if (m_isLeaving)
+            leave();
+    }
+
+    // Ends when everything is acknowledged, or there is no time left.
+    void leave()
+    {
+        if (!m_tokens.empty() && SteadyClock::now() < m_deadline)
+            return;
+        mosquitto_disconnect(m_library);
+        mosquitto_loop_write(m_library, 1);
+        m_isOver = true;
+    }
+
+    void publish(const MqttMessage &message)
+    {
+        mosquitto_property *properties = nullptr;
+        if (!message.correlation.isEmpty() && m_shared.config.version == MqttVersion::V5)
+            mosquitto_property_add_binary(&properties, MQTT_PROP_CORRELATION_DATA,
+                                          message.correlation.constData(),
+                                          quint16(message.correlation.size()));
+        int id = 0;
+        const int result =
+            mosquitto_publish_v5(m_library, &id, message.topic.constData(), int(message.payload.size()),
+                                 message.payload.constData(), 1, message.isRetained, properties);
+        mosquitto_property_free_all(&properties);
+        if (result == MOSQ_ERR_SUCCESS) {
+            m_tokens.emplace(id, message.token);
+        } else if (result == MOSQ_ERR_NO_CONN || result == MOSQ_ERR_CONN_LOST || result == MOSQ_ERR_ERRNO) {
+            // What the broker said before it went is there to be read: perhaps why.
+            const int error = errno;
+            read();
+            errno = error;
+            check(result, "writing");
+        } else {
+            const QString why = QStringLiteral("%1: %2").arg(QString::fromUtf8(message.topic),
+                                                             QString::fromUtf8(mosquitto_strerror(result)));
+            m_shared.tell([&](MqttClientEvents &events) { events.refused(message.token, why); });
+        }
+    }
+
+    void accepted(int code, int flags)
+    {
+        constexpr int sessionPresent = 1;
+        if (code != 0) {
+            const bool isV5 = m_shared.config.version == MqttVersion::V5;
+            fail(QStringLiteral("the broker refuses us: %1")
+                     .arg(QString::fromUtf8(isV5 ? mosquitto_reason_string(code)
+                                                 : mosquitto_connack_string(code))));
+            return;
+        }
+        m_wasAccepted = true;
+        {
+            const std::lock_guard lock(m_shared.mutex);
+            m_shared.isOpen = !m_shared.isEnding;
+        }
+        m_shared.tell([&](MqttClientEvents &events) { events.connected((flags & sessionPresent) != 0); });
+    }
+
+    void answered(int id, int code)
+    {
+        const auto found = m_tokens.find(id);
+        if (found == m_tokens.end())
+            return;
+        const quint64 token = found->second;
+        m_tokens.erase(found);
+        m_shared.tell([&](MqttClientEvents &events) {
+            if (code < failureCodes)
+                events.acknowledged(token);
+            else
+                events.refused(token, QStringLiteral("the broker answered: %1")
+                                          .arg(QString::fromUtf8(mosquitto_reason_string(code))));
+        });
+    }
+
+    void received(const mosquitto_message &message, const mosquitto_property *properties)
+    {
+        MqttReceived copy;
+        copy.topic = message.topic;
+        copy.payload = QByteArray(static_cast<const char *>(message.payload), message.payloadlen);
+        copy.isRetained = message.retain;
+        void *bytes = nullptr;
+        quint16 size = 0;
+        quint32 seconds = 0;
+        if (mosquitto_property_read_binary(properties, MQTT_PROP_CORRELATION_DATA, &bytes, &size, false))
+            copy.correlation = QByteArray(static_cast<const char *>(bytes), size);
+        std::free(bytes);
+        if (mosquitto_property_read_int32(properties, MQTT_PROP_MESSAGE_EXPIRY_INTERVAL, &seconds, false))
+            copy.expiry = seconds;
+        m_shared.tell([&](MqttClientEvents &events) { events.received(copy); });
+    }
+
+    static Connection &of(void *self) { return *static_cast<Connection *>(self); }
+    static void onConnect(mosquitto * /*library*/, void *self, int code, int flags,
+                          const mosquitto_property * /*properties*/)
+    {
+        of(self).accepted(code, flags);
+    }
+    static void onDisconnect(mosquitto * /*library*/, void *self, int code,
+                             const mosquitto_property * /*properties*/)
+    {
+        if (code >= failureCodes)
+            of(self).fail(QStringLiteral("the broker ended the connection: %1")
+                              .arg(QString::fromUtf8(mosquitto_reason_string(code))));
+        else if (code != MOSQ_ERR_SUCCESS)
+            of(self).check(code, "the connection");
+        else
+            of(self).fail(QStringLiteral("the connection was closed"));
+    }
+    static void onPublish(mosquitto * /*library*/, void *self, int id, int code,
+                          const mosquitto_property * /*properties*/)
+    {
+        of(self).answered(id, code);
+    }
+    static void onMessage(mosquitto * /*library*/, void *self, const mosquitto_message *message,
+                          const mosquitto_property *properties)
+    {
+        of(self).received(*message, properties);
+    }
+    static void onLog(mosquitto * /*library*/, void *self, int level, const char *text)
+    {
+        if (level == MOSQ_LOG_ERR)
+            of(self).m_libraryText = QString::fromUtf8(text);
+    }
+
+    Shared &m_shared;
+    mosquitto *m_library = nullptr;
+    std::unordered_map<int, quint64> m_tokens; // by the number of the message
+    QString m_problem;
+    QString m_libraryText;
+    SteadyClock::time_point m_deadline;
+    bool m_wasAccepted = false;
+    bool m_isLeaving = false;
+    bool m_isOver = false;
+};
+
+MosquittoClient::MosquittoClient(const MqttConfig &config, const MqttMessage &will)
+    : m_shared(std::make_shared<Shared>(config, will))
+{
+}
+
+MosquittoClient::~MosquittoClient()
+{
+    stop({});
+}
+
+void MosquittoClient::start(MqttClientEvents &events)
+{
+    m_shared->events = &events;
+    m_thread = std::thread([shared = m_shared] { run(shared); });
+}
+
+void MosquittoClient::stop(const MqttMessage &goodbye)
+{
+    if (!m_thread.joinable())
+        return;
+    std::unique_lock lock(m_shared->mutex);
+    m_shared->isEnding = true;
+    if (!goodbye.topic.isEmpty())
+        m_shared->goodbye = goodbye;
+    m_shared->wake();
+    m_shared->changed.notify_all();
+    const bool hasEnded =
+        m_shared->changed.wait_for(lock, longestStop, [this] { return m_shared->hasEnded; });
+    lock.unlock();
+    {
+        const std::lock_guard eventLock(m_shared->eventMutex);
+        m_shared->events = nullptr;
+    }
+    // On purpose: a thread that looks up a name, or waits for a machine that is off, cannot be
+    // called back. It ends by itself and touches nothing of ours any more.
+    if (hasEnded)
+        m_thread.join();
+    else
+        m_thread.detach();
+}
+
+void MosquittoClient::publish(std::vector<MqttMessage> messages)
+{
+    const std::lock_guard lock(m_shared->mutex);
+    if (!m_shared->isOpen)
+        return;
+    const bool wasEmpty = m_shared->queue.empty();
+    m_shared->queue.insert(m_shared->queue.end(), std::make_move_iterator(messages.begin()),
+                           std::make_move_iterator(messages.end()));
+    if (wasEmpty)
+        m_shared->wake();
+}
+
+void MosquittoClient::subscribe(const QByteArray &filter)
+{
+    const std::lock_guard lock(m_shared->mutex);
+    m_shared->subscriptions.push_back(filter);
+}
+
+void MosquittoClient::reconnect(const QString &why)
+{
+    const std::lock_guard lock(m_shared->mutex);
+    if (m_shared->isOpen)
+        m_shared->dropWhy = why;
+    m_shared->wake();
+}
+
+void MosquittoClient::run(const std::shared_ptr<Shared> &shared)
+{
+    std::minstd_rand random(std::random_device{}());
+    std::chrono::milliseconds backOff = firstBackOff;
+    std::unique_lock lock(shared->mutex);
+    while (!shared->isEnding) {
+        lock.unlock();
+        Connection connection(*shared);
+        const QString problem = connection.run();
+        lock.lock();
+        shared->isOpen = false;
+        shared->queue.clear();
+        shared->subscriptions.clear();
+        shared->dropWhy.clear();
+        if (shared->isEnding)
+            break;
+        lock.unlock();
+        shared->tell([&](MqttClientEvents &events) { events.disconnected(problem); });
+        lock.lock();
+        if (connection.wasAccepted())
+            backOff = firstBackOff;
+        // Many gateways that lost one broker do not come back in step.
+        const auto wait =
+            backOff / 2 + std::chrono::milliseconds(random() % quint64(backOff.count() / 2 + 1));
+        shared->changed.wait_for(lock, wait, [&] { return shared->isEnding; });
+        backOff = std::min<std::chrono::milliseconds>(backOff * 2, longestBackOff);
+    }
+    shared->hasEnded = true;
+    shared->changed.notify_all();
+}
+
+} // namespace kvgateway

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+// Values to an MQTT broker as JSON, and commands from it.
+//
+//     kv/plant1/line1/speed          {"value":1480,"quality":"good","time":"...","seq":17}
+//     kv/plant1/line1/speed/stored   the same, of values that come late; never retained
+//     kv/plant1/line1/speed/set      1500
+//     kv/plant1/line1/speed/set/answer   {"correlation":"...","outcome":"done",...}
+//     kv/plant1/_status              online, or offline by the broker's will
+//     kv/plant1/_status/line1        online or offline: the link to the PLC
+#pragma once
+
+#include "mqtt_client.h"
+#include "mqtt_topics.h"
+#include "outlet.h"
+
+#include "plant/write_order.h"
+#include "store/clock.h"
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+
+namespace kvgateway
+{
+
+/// Any thread. Hands a write to the plant; \a end comes in the plant's thread.
+using CommandSink = std::function<void(const WriteOrder &order, const WriteEnd &end)>;
+/// Any thread. Says that a command was refused before it came to the plant.
+using RefusalSink = std::function<void(const WriteOrder &order, const QString &why)>;
+
+class MqttOutlet : public Outlet, private MqttClientEvents
+{
+public:
+    static constexpr std::size_t window = 1000; ///< most messages without acknowledgement
+    /// Without any acknowledgement for so long, or without that of one message for so long, the
+    /// connection is given up.
+    static constexpr kvlink::Duration longestSilence = std::chrono::seconds(20);
+    static constexpr kvlink::Duration longestAnswer = std::chrono::minutes(2);
+
+    /// \param clock outlives the outlet
+    MqttOutlet(const MqttConfig &config, std::shared_ptr<MqttClient> client, const Clock &clock,
+               CommandSink commands, RefusalSink refusals);
+
+    void start(OutletEvents &events) override;
+    void stop() override;
+    std::size_t offer(const std::vector<OutletRow> &rows, OfferKind kind) override;
+    void tick() override;
+    OutletState state() const override;
+
+    /// Those of its tags alone. Any thread.
+    void setTags(const std::vector<TagConfig> &tags);
+    /// Any thread.
+    void setLink(const QString &plc, bool isReady);
+
+    /// What the broker says when we are gone without a word.
+    static MqttMessage will(const MqttConfig &config);
+
+private:
+    void connected(bool hasSession) override;
+    void disconnected(const QString &problem) override;
+    void acknowledged(quint64 token) override;
+    void refused(quint64 token, const QString &why) override;
+    void received(const MqttReceived &message) override;
+
+    struct Open {
+        std::vector<quint64> seqs;
+        kvlink::SteadyTime since{};
+    };
+    std::shared_ptr<const MqttTopics> topics() const;
+    std::vector<quint64> close(quint64 token);
+    std::size_t room(OfferKind kind);
+    MqttMessage messageOf(const MqttTopics &topics, const OutletRow &row, OfferKind kind) const;
+    std::size_t offerGroups(const MqttTopics &topics, const std::vector<OutletRow> &rows, OfferKind kind);
+    std::vector<MqttMessage> tagChange(const MqttTopics &before, const MqttTopics &now) const;
+    MqttMessage linkMessage(const MqttTopics &topics, const QString &plc, bool isReady) const;
+    void answer(const QByteArray &topic, const QByteArray &correlation, const WriteReport &report);
+
+    const MqttConfig m_config;
+    const std::shared_ptr<MqttClient> m_client;
+    const Clock &m_clock;
+    const CommandSink m_commands;
+    const RefusalSink m_refusals;
+    OutletEvents *m_events = nullptr;
+
+    mutable std::mutex m_mutex;
+    std::shared_ptr<const MqttTopics> m_topics;
+    QHash<QString, bool> m_links; ///< by PLC
+    OutletState m_state;
+    quint64 m_sessions = 0;
+    quint64 m_lastToken = 0;
+    std::map<quint64, Open> m_open; ///< messages without acknowledgement, by token
+    kvlink::SteadyTime m_lastAnswer{};
+};
+
+} // namespace kvgateway

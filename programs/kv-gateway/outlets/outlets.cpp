@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: MIT
+#include "outlets.h"
+
+#include "mosquitto_client.h"
+
+#include <tags/pattern.h>
+
+#include <algorithm>
+
+namespace kvgateway
+{
+
+namespace
+{
+
+std::vector<TagConfig> tagsFor(const MqttConfig &outlet, const Config &config)
+{
+    std::vector<TagConfig> tags;
+    for (const PlcConfig &plc : config.plcs) {
+        std::copy_if(plc.tags.begin(), plc.tags.end(), std::back_inserter(tags), [&](const TagConfig &tag) {
+            return outlet.tags.isEmpty() ||
+                   std::any_of(outlet.tags.begin(), outlet.tags.end(), [&tag](const QString &pattern) {
+                       return kvtags::matchesPattern(pattern, tag.name);
+                   });
+        });
+    }
+    return tags;
+}
+
+} // namespace
+
+Outlets::Outlets(QString folder, const Clock &clock, OutletSinks sinks)
+    : m_folder(std::move(folder)), m_clock(clock), m_sinks(std::move(sinks))
+{
+}
+
+Outlets::~Outlets()
+{
+    stop();
+}
+
+Outlets::One Outlets::make(const MqttConfig &config) const
+{
+    FeederSettings settings;
+    settings.path = QStringLiteral("%1/outlet-%2.sqlite").arg(m_folder, config.name);
+    settings.limits = {config.size, config.keep};
+    settings.drainRate = config.drainRate;
+    const auto refusal = [notice = m_sinks.notice](const WriteOrder &order, const QString &why) {
+        notice(QStringLiteral("command for %1 refused").arg(order.tag),
+               QStringLiteral("%1 from %2: %3").arg(order.who, order.from, why));
+    };
+    auto client = std::make_shared<MosquittoClient>(config, MqttOutlet::will(config));
+    auto outlet = std::make_unique<MqttOutlet>(config, std::move(client), m_clock, m_sinks.command, refusal);
+    One one;
+    one.config = config;
+    one.outlet = outlet.get();
+    one.runner =
+        std::make_unique<OutletRunner>(config.name, settings, std::move(outlet), m_clock, m_sinks.notice);
+    return one;
+}
+
+void Outlets::stopOthers(const std::vector<MqttConfig> &wanted)
+{
+    const auto stays = [&wanted](const One &one) {
+        return std::find(wanted.begin(), wanted.end(), one.config) != wanted.end();
+    };
+    const auto firstOther = std::stable_partition(m_all.begin(), m_all.end(), stays);
+    for (auto one = firstOther; one != m_all.end(); ++one)
+        one->runner->beginStop();
+    for (auto one = firstOther; one != m_all.end(); ++one)
+        one->runner->stop();
+    m_all.erase(firstOther, m_all.end());
+}
+
+void Outlets::apply(const Config &config)
+{
+    stopOthers(config.mqtt);
+    for (const MqttConfig &mqtt : config.mqtt) {
+        auto found =
+            std::find_if(m_all.begin(), m_all.end(), [&](const One &one) { return one.config == mqtt; });
+        const bool isNew = found == m_all.end();
+        if (isNew)
+            found = m_all.insert(m_all.end(), make(mqtt));
+        const std::vector<TagConfig> tags = tagsFor(mqtt, config);
+        found->tags.clear();
+        for (const TagConfig &tag : tags)
+            found->tags.insert(tag.name);
+        found->outlet->setTags(tags);
+        for (auto link = m_links.constBegin(); link != m_links.constEnd(); ++link)
+            found->outlet->setLink(link.key(), link.value());
+        if (isNew)
+            found->runner->start();
+    }
+}
+
+void Outlets::stop()
+{
+    stopOthers({});
+}
+
+void Outlets::offer(const QString &tag, const kvlink::Sample &sample)
+{
+    for (const One &one : m_all) {
+        if (one.tags.contains(tag))
+            one.runner->offer(tag, sample);
+    }
+}
+
+void Outlets::setLink(const QString &plc, bool isReady)
+{
+    m_links.insert(plc, isReady);
+    for (const One &one : m_all)
+        one.outlet->setLink(plc, isReady);
+}
+
+std::vector<OutletStatus> Outlets::status() const
+{
+    std::vector<OutletStatus> all;
+    all.reserve(m_all.size());
+    for (const One &one : m_all)
+        all.push_back(one.runner->status());
+    return all;
+}
+
+} // namespace kvgateway

@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+// All outlets of a configuration: several at once, each with a thread, a queue and a file
+// of its own.
+#pragma once
+
+#include "mqtt_outlet.h"
+#include "outlet_runner.h"
+
+#include <QSet>
+
+namespace kvgateway
+{
+
+/// Where outlets turn to. Called in their threads.
+struct OutletSinks {
+    CommandSink command;
+    OutletRunner::Notice notice; ///< for the event log
+};
+
+/// One thread, that of the plant.
+class Outlets
+{
+public:
+    /// \param folder data folder
+    /// \param clock  outlives the outlets
+    Outlets(QString folder, const Clock &clock, OutletSinks sinks);
+    ~Outlets();
+    Outlets(const Outlets &) = delete;
+    Outlets &operator=(const Outlets &) = delete;
+
+    /// Makes the outlets what \a config says. One whose settings stay keeps its connection.
+    void apply(const Config &config);
+    /// Ends all of them, together, within a second.
+    void stop();
+
+    void offer(const QString &tag, const kvlink::Sample &sample);
+    void setLink(const QString &plc, bool isReady);
+    std::vector<OutletStatus> status() const;
+
+private:
+    struct One {
+        MqttConfig config;
+        QSet<QString> tags; ///< that it gets
+        MqttOutlet *outlet = nullptr;
+        std::unique_ptr<OutletRunner> runner;
+    };
+    One make(const MqttConfig &config) const;
+    void stopOthers(const std::vector<MqttConfig> &wanted);
+
+    const QString m_folder;
+    const Clock &m_clock;
+    const OutletSinks m_sinks;
+    QHash<QString, bool> m_links; ///< by PLC
+    std::vector<One> m_all;
+};
+
+} // namespace kvgateway

@@ -1,0 +1,348 @@
+// SPDX-License-Identifier: MIT
+// An outlet against a real broker: stopped, killed, frozen; what was offered against what arrived.
+#include "outlets/mosquitto_client.h"
+#include "outlets/mqtt_outlet.h"
+#include "outlets/outlet_runner.h"
+
+#include "broker.h"
+
+#include <map>
+#include <set>
+
+namespace kvgateway
+{
+namespace
+{
+
+using namespace std::chrono_literals;
+
+kvlink::Sample sampleOf(qint64 value)
+{
+    kvlink::Sample sample;
+    sample.value = value;
+    sample.quality = kvlink::Quality::Good;
+    sample.time = MachineClock().wall();
+    return sample;
+}
+
+class MosquittoTest : public testing::Test
+{
+protected:
+    MosquittoTest()
+    {
+        config.host = "127.0.0.1";
+        config.port = broker.port();
+        config.site = "s";
+        config.client = "gateway";
+        config.topic = "kv/{site}/{plc}/{tag}";
+        config.storedTopic = "kv/{site}/{plc}/{tag}/stored";
+        config.drainRate = 100'000;
+        tag.name = "a.x";
+    }
+    ~MosquittoTest() override { broker.thaw(); }
+
+    void start()
+    {
+        auto client = std::make_shared<MosquittoClient>(config, MqttOutlet::will(config));
+        auto made = std::make_unique<MqttOutlet>(
+            config, client, clock, [](const WriteOrder & /*order*/, const WriteEnd & /*end*/) {},
+            [](const WriteOrder & /*order*/, const QString & /*why*/) {});
+        made->setTags({tag});
+        runner = std::make_unique<OutletRunner>(
+            "mqtt", FeederSettings{folder.filePath("outlet.sqlite"), {}, config.drainRate}, std::move(made),
+            clock, [this](const QString &text, const QString &cause) {
+                const std::lock_guard lock(mutex);
+                notices << text + ": " + cause;
+            });
+        runner->start();
+    }
+    bool isConnected() const { return runner->status().state.isReady(); }
+    bool connects() const
+    {
+        return within(15'000, [this] { return isConnected(); });
+    }
+    bool failsWith(const char *text) const
+    {
+        return within(15'000, [&] { return runner->status().state.problem.contains(text); });
+    }
+    void offer(int count)
+    {
+        for (int i = 0; i < count; ++i) {
+            runner->offer("a.x", sampleOf(++offered));
+            if (i % 10 == 9)
+                std::this_thread::sleep_for(1ms);
+        }
+    }
+    bool isAllAcknowledged() const
+    {
+        return within(20'000, [this] { return runner->status().counts.acknowledged >= quint64(offered); });
+    }
+
+    // Each value that was offered has arrived, and none of them twice; what comes late comes in
+    // order and under its own topic, and the live topic never goes back.
+    void expectLedgerIsEmpty(const Subscriber &subscriber)
+    {
+        EXPECT_TRUE(isAllAcknowledged()) << runner->status().counts.acknowledged << " of " << offered;
+        std::map<qint64, std::set<std::pair<qint64, std::string>>> seqs; // by value
+        qint64 lastLive = 0, lastStored = 0;
+        const auto all = [&] {
+            seqs.clear();
+            lastLive = lastStored = 0;
+            for (const Arrival &arrival : subscriber.arrivals()) {
+                const QJsonObject json = arrival.json();
+                if (!json.contains("seq"))
+                    continue;
+                const qint64 value = json["value"].toInt();
+                const bool isNew = seqs.count(value) == 0;
+                seqs[value].insert({qint64(json["seq"].toDouble()), json["time"].toString().toStdString()});
+                qint64 &last = arrival.topic == "kv/s/a/x" ? lastLive : lastStored;
+                // One that went twice, since its acknowledgement was lost, has its place already.
+                EXPECT_TRUE(!isNew || value >= last) << arrival.topic << " " << value << " after " << last;
+                last = std::max(last, value);
+            }
+            return qint64(seqs.size()) == offered;
+        };
+        EXPECT_TRUE(within(10'000, all)) << seqs.size() << " of " << offered << " arrived";
+        EXPECT_EQ(lastLive, offered) << "the newest value is the live one";
+        for (const auto &[value, ids] : seqs)
+            EXPECT_EQ(ids.size(), 1U) << value << " has two numbers or two times";
+    }
+
+    Broker broker;
+    QTemporaryDir folder;
+    MachineClock clock;
+    MqttConfig config;
+    TagConfig tag;
+    std::mutex mutex;
+    QStringList notices;
+    std::unique_ptr<OutletRunner> runner;
+    qint64 offered = 0;
+};
+
+TEST_F(MosquittoTest, theBrokerKeepsTheNewestValueAndWhetherWeAreThere)
+{
+    broker.start();
+    for (const MqttVersion version : {MqttVersion::V5, MqttVersion::V311}) {
+        config.version = version;
+        start();
+        ASSERT_TRUE(connects()) << runner->status().state.problem.toStdString();
+        runner->offer("a.x", sampleOf(41));
+        runner->offer("a.x", sampleOf(42));
+        ASSERT_TRUE(within(5000, [&] { return runner->status().counts.acknowledged == 2; }));
+        const Subscriber late(broker.port());
+        EXPECT_TRUE(late.waitFor("kv/s/_status", "online"));
+        EXPECT_TRUE(late.waitFor("kv/s/a/x", "{\"value\":42,\"quality\":\"good\",\"time\":\"2"));
+        for (const Arrival &arrival : late.arrivals())
+            EXPECT_TRUE(arrival.isRetained) << arrival.topic;
+        runner->stop();
+        EXPECT_TRUE(late.waitFor("kv/s/_status", "offline")) << "an orderly end says so by itself";
+        EXPECT_EQ(runner->status().counts.stored, 0);
+        runner.reset();
+    }
+}
+
+TEST_F(MosquittoTest, afterOutagesOfTheBrokerTheLedgerIsEmpty)
+{
+    // It keeps on disk what it acknowledged, and for the subscriber what comes while that is away.
+    Broker keeper("allow_anonymous true\npersistence true\npersistence_location ./\n");
+    keeper.start();
+    config.port = keeper.port();
+    start();
+    ASSERT_TRUE(connects());
+    const Subscriber subscriber(keeper.port(), "ledger");
+    offer(500);
+    keeper.stop();
+    offer(2000);
+    EXPECT_TRUE(within(5000, [this] { return runner->status().counts.stored >= 2000; }));
+    EXPECT_FALSE(isConnected());
+    keeper.start();
+    ASSERT_TRUE(connects());
+    offer(20);
+    keeper.stop(); // in the middle of the drain
+    offer(500);
+    keeper.start();
+    ASSERT_TRUE(connects());
+    offer(500);
+    expectLedgerIsEmpty(subscriber);
+    EXPECT_TRUE(within(5000, [this] { return runner->status().counts.stored == 0; }));
+    EXPECT_EQ(runner->status().lost + runner->status().counts.dropped, 0U);
+}
+
+TEST_F(MosquittoTest, afterARestartOfTheGatewayTheLedgerIsEmpty)
+{
+    broker.start();
+    const Subscriber subscriber(broker.port());
+    config.port = 1; // the broker cannot be reached
+    start();
+    offer(2000);
+    EXPECT_TRUE(within(5000, [this] { return runner->status().counts.stored == 2000; }));
+    runner.reset();
+    config.port = broker.port();
+    start();
+    expectLedgerIsEmpty(subscriber);
+}
+
+TEST_F(MosquittoTest, aFrozenBrokerGetsEverythingWhenItGoesOn)
+{
+    broker.start();
+    start();
+    ASSERT_TRUE(connects());
+    const Subscriber subscriber(broker.port());
+    offer(300);
+    broker.freeze();
+    offer(3000);
+    EXPECT_TRUE(within(5000, [this] { return runner->status().counts.stored >= 3000; }))
+        << "handed to the system is not taken by the broker";
+    broker.thaw();
+    offer(300);
+    expectLedgerIsEmpty(subscriber);
+    EXPECT_EQ(runner->status().counts.acknowledged, quint64(offered)) << "none went twice";
+}
+
+TEST_F(MosquittoTest, aBrokerThatForgotGetsTheNewestValueAgain)
+{
+    broker.start();
+    start();
+    ASSERT_TRUE(connects());
+    offer(3);
+    ASSERT_TRUE(isAllAcknowledged());
+    broker.kill(); // it keeps nothing on disk
+    ASSERT_TRUE(within(5000, [this] { return !isConnected(); }));
+    broker.start();
+    ASSERT_TRUE(connects());
+    ASSERT_TRUE(within(5000, [this] { return runner->status().counts.acknowledged == 4; }));
+    const Subscriber late(broker.port());
+    EXPECT_TRUE(late.waitFor("kv/s/a/x", "{\"value\":3,"));
+}
+
+TEST_F(MosquittoTest, startsWithTheBrokerAway)
+{
+    start();
+    EXPECT_TRUE(failsWith("Connection refused"));
+    offer(10);
+    EXPECT_TRUE(within(5000, [this] { return runner->status().counts.stored == 10; }));
+    QElapsedTimer time;
+    time.start();
+    runner->stop();
+    EXPECT_LT(time.elapsed(), 1500);
+    const std::lock_guard lock(mutex);
+    EXPECT_EQ(notices.size(), 1) << "attempts that fail alike are said once: "
+                                 << notices.join("; ").toStdString();
+}
+
+TEST_F(MosquittoTest, aRefusedTopicIsCountedAndHoldsUpNothing)
+{
+    Broker strict("allow_anonymous true\nacl_file acl\n");
+    strict.writeFile("acl", "topic readwrite kv/s/a/y\ntopic readwrite kv/s/_status\n");
+    strict.start();
+    config.port = strict.port();
+    start();
+    ASSERT_TRUE(connects());
+    // This broker ends the connection as well when it refuses a message of MQTT 5.
+    runner->offer("a.x", sampleOf(1));
+    EXPECT_TRUE(within(10'000, [this] { return runner->status().counts.refused == 1; }));
+    runner->offer("a.y", sampleOf(1));
+    EXPECT_TRUE(within(10'000, [this] { return runner->status().counts.acknowledged == 1; }));
+    runner->stop();
+    EXPECT_EQ(runner->status().counts.stored, 0);
+    const std::lock_guard lock(mutex);
+    EXPECT_TRUE(notices.join(';').contains("refused and are dropped")) << notices.join(';').toStdString();
+}
+
+TEST_F(MosquittoTest, userAndPasswordComeFromFiles)
+{
+    Broker strict("allow_anonymous false\npassword_file users\n");
+    // "anna" with the password "secret", as mosquitto_passwd writes it.
+    QProcess::execute("mosquitto_passwd", {"-c", "-b", strict.path("users"), "anna", "secret"});
+    strict.start();
+    config.port = strict.port();
+    strict.writeFile("user", "anna\n");
+    strict.writeFile("password", "wrong\n");
+    config.userFile = strict.path("user");
+    config.passwordFile = strict.path("password");
+    for (const MqttVersion version : {MqttVersion::V5, MqttVersion::V311}) {
+        config.version = version;
+        strict.writeFile("password", "wrong\n");
+        start();
+        EXPECT_TRUE(failsWith("refuses us: ")) << runner->status().state.problem.toStdString();
+        strict.writeFile("password", "secret\n");
+        EXPECT_TRUE(connects()) << "the files are read with each attempt";
+        runner.reset();
+    }
+}
+
+// Certificates of an authority of the test's own.
+class Authority
+{
+public:
+    explicit Authority(const Broker &broker) : m_folder(broker.path("")) { sign("ca", {}, {}); }
+
+    // \param days from now; below 0: it is over
+    void sign(const QString &name, const QString &subject, const QString &extension, int days = 2)
+    {
+        QString command =
+            QStringLiteral("cd %1 && openssl req -x509 -newkey ec -pkeyopt "
+                           "ec_paramgen_curve:prime256v1 -nodes -keyout %2.key -out %2.pem -subj "
+                           "'/CN=%3' -days 2 2>>openssl.log")
+                .arg(m_folder, name, subject.isEmpty() ? name : subject);
+        if (!extension.isEmpty())
+            command =
+                QStringLiteral("cd %1 && openssl req -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 "
+                               "-nodes -keyout %2.key -out %2.csr -subj '/CN=%3' 2>>openssl.log && printf "
+                               "'%4' > %2.ext && openssl x509 -req -in %2.csr -CA ca.pem -CAkey ca.key "
+                               "-CAcreateserial -extfile %2.ext -days %5 -out %2.pem 2>>openssl.log")
+                    .arg(m_folder, name, subject, extension)
+                    .arg(days);
+        EXPECT_EQ(QProcess::execute("sh", {"-c", command}), 0) << command.toStdString();
+    }
+
+private:
+    QString m_folder;
+};
+
+TEST_F(MosquittoTest, tlsKnowsWhomItTalksTo)
+{
+    Broker secure("allow_anonymous true\ncafile ca.pem\ncertfile broker.pem\nkeyfile broker.key\n"
+                  "require_certificate true\n");
+    Authority authority(secure);
+    authority.sign("broker", "broker", "subjectAltName=IP:127.0.0.1");
+    authority.sign("gateway", "gateway", "basicConstraints=CA:false");
+    secure.start();
+    config.port = secure.port();
+    config.hasTls = true;
+    config.ca = secure.path("ca.pem");
+    start();
+    EXPECT_FALSE(within(1500, [this] { return isConnected(); })) << "without a certificate of our own";
+    runner.reset();
+    config.certificate = secure.path("gateway.pem");
+    config.key = secure.path("gateway.key");
+    start();
+    EXPECT_TRUE(connects()) << runner->status().state.problem.toStdString();
+    offer(500);
+    EXPECT_TRUE(isAllAcknowledged());
+    runner.reset();
+    secure.writeFile("other.pem", "");
+    authority.sign("other", "other", {});
+    config.ca = secure.path("other.pem");
+    start();
+    EXPECT_TRUE(failsWith("certificate verify failed")) << runner->status().state.problem.toStdString();
+}
+
+TEST_F(MosquittoTest, aCertificateThatIsOverIsSaid)
+{
+    Broker secure("allow_anonymous true\ncafile ca.pem\ncertfile broker.pem\nkeyfile broker.key\n");
+    Authority authority(secure);
+    authority.sign("broker", "broker", "subjectAltName=IP:127.0.0.1", -1);
+    secure.start();
+    config.port = secure.port();
+    config.hasTls = true;
+    config.ca = secure.path("ca.pem");
+    start();
+    EXPECT_TRUE(failsWith("certificate")) << runner->status().state.problem.toStdString();
+    offer(10);
+    EXPECT_TRUE(within(5000, [this] { return runner->status().counts.stored == 10; }))
+        << "nothing is lost meanwhile";
+}
+
+} // namespace
+} // namespace kvgateway

@@ -27,12 +27,13 @@ CREATE TABLE tags(id INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE);
 CREATE TABLE rows(
     seq INTEGER PRIMARY KEY,
     tag INTEGER NOT NULL,
-    time INTEGER NOT NULL,     -- ms since 1970, UTC
+    time INTEGER NOT NULL,     -- of the value, ms since 1970, UTC
     quality INTEGER NOT NULL,
     reason INTEGER NOT NULL,
     plc_error INTEGER NOT NULL,
     shape INTEGER NOT NULL,
-    value
+    value,
+    added INTEGER NOT NULL     -- when it came here; age counts from then
 );
 CREATE TABLE facts(name TEXT PRIMARY KEY, value INTEGER NOT NULL) WITHOUT ROWID;
 INSERT INTO facts VALUES('next_seq', 0);
@@ -109,8 +110,8 @@ quint64 Backlog::firstSeq(const Clock &clock)
 
 bool Backlog::load()
 {
-    m_insert =
-        std::make_unique<Statement>(*m_database, "INSERT OR IGNORE INTO rows VALUES(?, ?, ?, ?, ?, ?, ?, ?)");
+    m_insert = std::make_unique<Statement>(*m_database,
+                                           "INSERT OR IGNORE INTO rows VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?)");
     m_remove = std::make_unique<Statement>(*m_database, "DELETE FROM rows WHERE seq = ?");
     Statement tags(*m_database, "SELECT id, name FROM tags");
     while (tags.step()) {
@@ -131,6 +132,7 @@ bool Backlog::save(const std::vector<OutletRow> &rows, const std::unordered_set<
     if (transaction.isOpen() && write(rows, removals) && transaction.commit())
         return true;
     problem = m_database->problem();
+    m_isBroken = m_database->isBroken();
     m_count = before;
     m_reserved = std::min(m_reserved, m_nextSeq); // set aside again with the next try
     // Tags that were added in the transaction are gone with it.
@@ -192,6 +194,7 @@ bool Backlog::insert(const OutletRow &row)
     m_insert->bind(4, qint64(qualityCode(row.sample.quality)));
     m_insert->bind(5, qint64(reasonCode(row.sample.reason))).bind(6, qint64(row.sample.plcError));
     bindValue(*m_insert, 7, row.sample.value);
+    m_insert->bind(9, toMs(m_clock.wall()));
     if (!m_insert->finish())
         return false;
     m_count += m_database->changes();
@@ -241,7 +244,7 @@ qint64 Backlog::bytes()
 qint64 Backlog::dropOldest(qint64 rows, qint64 beforeMs)
 {
     Statement drop(*m_database, "DELETE FROM rows WHERE seq IN (SELECT seq FROM rows ORDER BY seq LIMIT ?) "
-                                "AND time < ?");
+                                "AND added < ?");
     if (!drop.bind(1, rows).bind(2, beforeMs).finish())
         return 0;
     const qint64 dropped = m_database->changes();

@@ -57,8 +57,8 @@ public:
 
     qint64 count() const { return m_count; }
     qint64 bytes();
-    /// The last call found the file damaged.
-    bool isBroken() const { return m_database->isBroken(); }
+    /// save() found the file damaged.
+    bool isBroken() const { return m_isBroken; }
 
 private:
     Backlog(std::unique_ptr<Database> database, const BacklogLimits &limits, const Clock &clock);
@@ -81,6 +81,7 @@ private:
     quint64 m_nextSeq = 1;
     quint64 m_reserved = 1; ///< numbers below may have been used
     qint64 m_count = 0;
+    bool m_isBroken = false;
 };
 
 } // namespace kvgateway

@@ -126,6 +126,9 @@ void Feeder::admit(std::vector<OutletRow> fresh)
 {
     for (OutletRow &row : fresh) {
         row.seq = nextSeq();
+        // A tag that was never read is bad from now on.
+        if (row.sample.time == kvlink::WallTime{})
+            row.sample.time = m_clock.wall();
         m_newest.insert(row.tag, row);
         m_live.push_back({std::move(row), m_clock.steady()});
     }

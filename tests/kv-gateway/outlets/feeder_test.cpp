@@ -303,12 +303,25 @@ TEST_F(FeederTest, rowsThatAreTooOldAreDroppedAndCounted)
 {
     settings.limits.age = 1h;
     start();
-    offer({fresh("a.x", 1, 0), fresh("a.x", 2, 30 * 60 * 1000)});
-    pass(60min);
+    offer({fresh("a.x", 1)});
+    clock.advance(30min);
+    offer({{0, "a.x", bad(-1'000'000'000, kvlink::Reason::NoLink)}}); // the value is old, the row is not
+    pass(30min);
     EXPECT_EQ(stored(), 2);
     pass(2s);
     EXPECT_EQ(stored(), 1);
     EXPECT_EQ(feeder->counts().dropped, 1U);
+}
+
+TEST_F(FeederTest, aTagThatWasNeverReadHasTheTimeAtWhichThatWasSeen)
+{
+    clock.advance(5s);
+    offer({{0, "a.x", {}}});
+    feeder.reset();
+    QString problem;
+    const auto backlog = Backlog::open(settings.path, {}, clock, notice, problem);
+    ASSERT_EQ(backlog->count(), 1);
+    EXPECT_EQ(backlog->rowsAfter(0, 1)[0].sample.time, at(5000));
 }
 
 TEST_F(FeederTest, aClockThatJumpsAheadDropsNothing)

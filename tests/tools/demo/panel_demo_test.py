@@ -44,9 +44,12 @@ class Demo:
                 break
         self.address = re.search(r"http://127\.0\.0\.1:\d+/", self.printed)[0]
 
+    def get(self, path):
+        with urllib.request.urlopen(self.address + path, timeout=PATIENCE) as answer:
+            return answer.read()
+
     def value(self, tag):
-        with urllib.request.urlopen(f"{self.address}api/v1/values/{tag}", timeout=PATIENCE) as answer:
-            return json.load(answer)
+        return json.loads(self.get(f"api/v1/values/{tag}"))
 
     def write(self, tag, value):
         request = urllib.request.Request(f"{self.address}api/v1/writes", json.dumps({"tag": tag, "value": value}).encode(),
@@ -92,6 +95,9 @@ class PanelDemo(unittest.TestCase):
                     seen.add(sample["value"])
                 return len(seen) >= 3
             self.assertTrue(soon(moves), f"{tag}: {seen}")
+        # The address that was printed is that of the panel, which has a drawing of the plant.
+        self.assertIn(b"<title>kv-gateway</title>", self.demo.get(""))
+        self.assertEqual(json.loads(self.demo.get("api/v1/pages"))["pages"], [{"name": "plant", "title": "Small plant"}])
         # The belt stops as its button is pressed.
         self.assertEqual(self.demo.write("conveyor.stop", True), "done")
         self.assertTrue(soon(lambda: self.demo.value("conveyor.running")["value"] is False))

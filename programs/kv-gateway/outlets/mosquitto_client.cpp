@@ -400,7 +400,7 @@ MosquittoClient::MosquittoClient(const MqttConfig &config, const MqttMessage &wi
 
 MosquittoClient::~MosquittoClient()
 {
-    stop({});
+    MosquittoClient::stop({});
 }
 
 void MosquittoClient::start(MqttClientEvents &events)

@@ -114,7 +114,7 @@ private:
         if (m_message.expiry)
             seconds = std::min(seconds, double(*m_message.expiry));
         m_command.order.expires = secondsOf(seconds);
-        if (m_command.order.expires <= 0s)
+        if (m_command.order.expires <= kvlink::Duration(0))
             refuse(QStringLiteral("the command has expired"));
     }
 

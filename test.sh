@@ -6,7 +6,7 @@
 #   ./test.sh --qt 5       one of them
 #   ./test.sh --coverage   Qt 5 only, with the lines and branches of all that ships which they reach
 #   ./test.sh --sanitize   everything under the address and undefined-behaviour sanitizers (clang,
-#                          Qt 5), then the driver under the thread sanitizer (clang, Qt 6)
+#                          Qt 5), then driver and kvlink under the thread sanitizer (clang, Qt 6)
 #   ./test.sh --lint       rooms, texts, clang-format; clang-tidy: all that ships, names and habits
 #                          in the tests; cppcheck: all that ships; types of the panel (needs npm)
 #   ./test.sh --packages   Debian packages, built as Debian builds them, then installed, used and
@@ -34,8 +34,8 @@ while [ $# -gt 0 ]; do
 done
 
 # Two a core: most tests wait for programs and clocks more than they compute.
-run_tests() { # FOLDER
-    ctest --test-dir "$1" --output-on-failure --parallel "$(($(nproc) * 2))"
+run_tests() { # FOLDER [CTEST OPTION ...]
+    ctest --test-dir "$1" --output-on-failure --parallel "$(($(nproc) * 2))" "${@:2}"
 }
 
 sanitize() {
@@ -45,10 +45,10 @@ sanitize() {
     echo "Testing under the address and undefined-behaviour sanitizers"
     UBSAN_OPTIONS=print_stacktrace=1 run_tests build/asan
     echo "Building for the thread sanitizer"
-    scripts/build.sh build/tsan "${clang[@]}" -DKV_QT_MAJOR=6 -DKV_SANITIZE=thread -DCMAKE_CXX_FLAGS=-O1 \
-        -DKV_BUILD_PROGRAMS=OFF
+    scripts/build.sh build/tsan --target tests_with_threads "${clang[@]}" -DKV_QT_MAJOR=6 -DKV_SANITIZE=thread \
+        -DCMAKE_CXX_FLAGS=-O1
     echo "Testing under the thread sanitizer"
-    TSAN_OPTIONS=halt_on_error=1 KV_TEST_SECONDS=60 run_tests build/tsan
+    TSAN_OPTIONS=halt_on_error=1 KV_TEST_SECONDS=60 run_tests build/tsan -L threads
 }
 
 test_packages() {

@@ -35,7 +35,7 @@ bool isFormat(const QString &text)
 
 bool isCondition(const QString &text)
 {
-    static const QRegularExpression shape = whole("on|off|(=|!=|<|<=|>|>=)\\s*-?\\d+(\\.\\d+)?");
+    static const QRegularExpression shape = whole(R"(on|off|(=|!=|<|<=|>|>=)\s*-?\d+(\.\d+)?)");
     return matches(shape, text);
 }
 
@@ -63,14 +63,14 @@ bool isWhen(const QString &text)
 bool isLevel(const QString &text)
 {
     static const QRegularExpression shape =
-        whole("(-?\\d+(?:\\.\\d+)?)\\s+(-?\\d+(?:\\.\\d+)?)(\\s+(up|down|left|right))?");
+        whole(R"((-?\d+(?:\.\d+)?)\s+(-?\d+(?:\.\d+)?)(\s+(up|down|left|right))?)");
     const QRegularExpressionMatch found = shape.match(text.trimmed());
     return found.hasMatch() && found.captured(1).toDouble() < found.captured(2).toDouble();
 }
 
 bool isButton(const QString &text)
 {
-    static const QRegularExpression shape = whole("press|ask|set\\s+(on|off|-?\\d+(\\.\\d+)?)");
+    static const QRegularExpression shape = whole(R"(press|ask|set\s+(on|off|-?\d+(\.\d+)?))");
     return matches(shape, text);
 }
 

@@ -23,6 +23,7 @@ constexpr char xmlNamespace[] = "http://www.w3.org/XML/1998/namespace";
 constexpr char idPrefix[] = "page-"; // no element of the page around it is called so
 constexpr int deepest = 100;
 constexpr int mostFaults = 20;
+constexpr int mostShown = 80; // characters of a value in a message
 
 QString latin(const char *text)
 {
@@ -136,7 +137,8 @@ private:
             if (key == QLatin1String("href") &&
                 (isPlain || attribute.namespaceUri() == latin(xlinkNamespace)))
                 takeReference(element, value);
-            else if (key == QLatin1String("space") && attribute.namespaceUri() == latin(xmlNamespace))
+            else if (value == QLatin1String("preserve") && key == QLatin1String("space") &&
+                     attribute.namespaceUri() == latin(xmlNamespace))
                 element.attributes[QStringLiteral("xml:space")] = value;
             else if (isPlain && key == QLatin1String("style"))
                 style = value;
@@ -159,7 +161,7 @@ private:
         else if (isAllowedProperty(key))
             takeProperty(element, key, value);
         else if (isAllowedAttribute(key))
-            element.attributes[key] = value;
+            takeGeometry(element, key, value);
     }
 
     static bool isId(const QString &id)
@@ -184,8 +186,23 @@ private:
         } else {
             refuse(QStringLiteral(
                        "the reference \"%1\" in <%2> leads out of the drawing: only \"#id\" is followed")
-                       .arg(value.left(80), element.name));
+                       .arg(value.left(mostShown), element.name));
         }
+    }
+
+    // No browser fetches what a width is; none has to be trusted in that.
+    void takeGeometry(Element &element, const QString &key, const QString &value)
+    {
+        if (value.contains('\\') || value.contains(QLatin1String("url"), Qt::CaseInsensitive))
+            refuseWayOut(element, key, value);
+        else
+            element.attributes[key] = value;
+    }
+
+    void refuseWayOut(const Element &element, const QString &key, const QString &value)
+    {
+        refuse(QStringLiteral("%1 \"%2\" in <%3> leads out of the drawing: only url(#id) is followed")
+                   .arg(key, value.left(mostShown), element.name));
     }
 
     // A backslash could spell "url" in another way.
@@ -204,8 +221,7 @@ private:
             element.attributes[key] =
                 QStringLiteral("url(#%1%2)%3").arg(latin(idPrefix), found.captured(1), found.captured(2));
         else
-            refuse(QStringLiteral("%1 \"%2\" in <%3> leads out of the drawing: only url(#id) is followed")
-                       .arg(key, text.left(80), element.name));
+            refuseWayOut(element, key, text);
     }
 
     // On purpose as attributes, which mean the same: pages that forbid inline styles show them too.

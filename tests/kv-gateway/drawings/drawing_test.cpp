@@ -101,6 +101,8 @@ const HostileRow hostileRows[] = {
     {"twoUrls", "<rect filter=\"url(#a) url(http://x)\"/>", "filter \"url(#a) url(http://x)\" in <rect> leads out of the drawing: only url(#id) is followed"},
     {"escapedUrl", "<rect fill=\"\\75 rl(http://x)\"/>", "fill \"\\75 rl(http://x)\" in <rect> leads out of the drawing: only url(#id) is followed"},
     {"imageSet", "<rect mask=\"image-set('http://x' 1x)\"/>", "mask \"image-set('http://x' 1x)\" in <rect> leads out of the drawing: only url(#id) is followed"},
+    {"urlForAGeometry", "<rect width=\"url(http://x)\"/>", "width \"url(http://x)\" in <rect> leads out of the drawing: only url(#id) is followed"},
+    {"urlForSpaces", "<text xml:space=\"url(http://x)\"/>", ""},
     {"styleSheet", "<style>@import 'http://x';</style>", "<style> is not shown: give each shape its own style"},
     {"copiesOfCopies", "<g id=\"a\"><use href=\"#b\"/></g><g id=\"b\"><rect/></g><use href=\"#a\"/>", "<use> of something that has a <use> itself: unlink the inner copy"},
     {"copyOfItself", "<g id=\"a\"><use href=\"#a\"/></g>", "<use> of something that has a <use> itself: unlink the inner copy"},

@@ -220,10 +220,16 @@ void Feeder::storeUnanswered()
 
 void Feeder::save()
 {
+    saveToDisk();
+    // Only what the disk did not take waits in memory.
     while (m_unsaved.size() > FeederSettings::mostUnsaved) {
         m_unsaved.erase(m_unsaved.begin());
         ++m_counts.dropped;
     }
+}
+
+void Feeder::saveToDisk()
+{
     const kvlink::SteadyTime now = m_clock.steady();
     const bool areRemovalsDue = !m_removals.empty() && m_savedAt + removalsEvery <= now;
     if (!m_backlog || (m_unsaved.empty() && !areRemovalsDue && !m_backlog->isReserveLow()))

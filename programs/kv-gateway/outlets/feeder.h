@@ -85,6 +85,7 @@ private:
     void storeUnanswered();
     void offerLive();
     void save();
+    void saveToDisk();
     void drain();
     std::vector<OutletRow> nextStored(int most);
     void limit();

@@ -354,6 +354,18 @@ TEST_F(FeederTest, aDiskThatTakesNothingHoldsUpNoValue)
     EXPECT_GT(outlet.taken.back().seq, last);
 }
 
+TEST_F(FeederTest, onlyWhatTheDiskDoesNotTakeIsBoundedByMemory)
+{
+    const std::vector<OutletRow> rows(FeederSettings::mostUnsaved + 10, fresh("a.x", 1));
+    offer(rows);
+    EXPECT_EQ(stored(), qint64(rows.size()));
+    EXPECT_EQ(feeder->counts().dropped, 0U);
+    settings.path = folder.filePath("missing/outlet-a.sqlite");
+    start();
+    offer(rows);
+    EXPECT_EQ(feeder->counts().dropped, 10U);
+}
+
 TEST_F(FeederTest, aDamagedFileIsSetAside)
 {
     offer({fresh("a.x", 1)});

@@ -81,19 +81,7 @@ fi
 echo "Installing missing Debian packages: ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
 log=$(mktemp)
-# A package may bring a service along (mosquitto): only its program is wanted here, so none starts.
-policy=/usr/sbin/policy-rc.d
-own_policy=no
-clean_up() {
-    rm -f "$log"
-    if [ "$own_policy" = yes ]; then "${as_root[@]}" rm -f "$policy"; fi
-}
-trap clean_up EXIT
-if [ ! -e "$policy" ]; then
-    own_policy=yes
-    printf '#!/bin/sh\nexit 101\n' | "${as_root[@]}" tee "$policy" >/dev/null
-    "${as_root[@]}" chmod 755 "$policy"
-fi
+trap 'rm -f "$log"' EXIT
 install() {
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
         apt-get install -y --no-install-recommends "${missing[@]}" >"$log" 2>&1 </dev/null
@@ -104,7 +92,8 @@ if ! { "${as_root[@]}" apt-get update >"$log" 2>&1 </dev/null && install; }; the
     exit 3
 fi
 
-# Tests start their own, on free ports. Whoever had the package before keeps its service.
+# Some bring a service along: tests start their own, on free ports. Whoever had the package before
+# keeps its service.
 for service in prometheus mosquitto; do
     if [ -d /run/systemd/system ] && [[ " ${missing[*]} " == *" $service "* ]]; then
         "${as_root[@]}" systemctl disable --now --quiet "$service"

@@ -60,7 +60,8 @@ int SimProcess::exitCode()
 
 void SimProcess::sendSignal(int signal) const
 {
-    ::kill(processId(), signal);
+    if (m_process.state() != QProcess::NotRunning) // its number would be 0: this whole group
+        ::kill(processId(), signal);
 }
 
 long long SimProcess::memoryKilobytes() const

@@ -72,15 +72,19 @@ public:
     }
     void stop() { end(SIGTERM); }
     void kill() { end(SIGKILL); }
-    void freeze() { ::kill(pid_t(m_process.processId()), SIGSTOP); }
-    void thaw() { ::kill(pid_t(m_process.processId()), SIGCONT); }
+    void freeze() { sendSignal(SIGSTOP); }
+    void thaw() { sendSignal(SIGCONT); }
 
 private:
+    // One that is not running has the number 0, which is every process of this group.
+    void sendSignal(int signal) const
+    {
+        if (m_process.state() != QProcess::NotRunning)
+            ::kill(pid_t(m_process.processId()), signal);
+    }
     void end(int signal)
     {
-        if (m_process.state() == QProcess::NotRunning)
-            return;
-        ::kill(pid_t(m_process.processId()), signal);
+        sendSignal(signal);
         m_process.waitForFinished();
     }
 

@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <numeric>
 #include <string>
 #include <sys/resource.h>
 #include <thread>
@@ -74,8 +75,9 @@ HistoryRow rowOf(const QString &tag, kvlink::WallTime time, qint64 value)
 
 void printTimes(const char *name, const CommitTimes &times)
 {
-    std::printf(", \"%s\": {\"count\": %llu, \"mean_s\": %.4f, \"slowest_below_s\": ", name, times.total,
-                times.total == 0 ? 0 : times.sum / double(times.total));
+    const quint64 total = std::accumulate(times.counts.begin(), times.counts.end(), quint64(0));
+    std::printf(", \"%s\": {\"count\": %llu, \"mean_s\": %.4f, \"slowest_below_s\": ", name, total,
+                total == 0 ? 0 : times.sum / double(total));
     std::size_t slowest = 0;
     for (std::size_t i = 0; i < times.counts.size(); ++i)
         slowest = times.counts[i] == 0 ? slowest : i;

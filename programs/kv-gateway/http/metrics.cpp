@@ -43,7 +43,7 @@ public:
             below += counts[i];
             value(double(below), more + "le=\"" + numberText(bounds[i]) + "\"", "_bucket");
         }
-        const double all = double(below + counts[bounds.size()]);
+        const auto all = double(below + counts[bounds.size()]);
         value(all, more + "le=\"+Inf\"", "_bucket");
         value(sum, labels, "_sum");
         value(all, labels, "_count");
@@ -138,6 +138,7 @@ void writeLinks(MetricsWriter &out, const Figures &all)
 void writeTimes(MetricsWriter &out, const Figures &all)
 {
     std::vector<double> bounds;
+    bounds.reserve(kvlink::answerTimeBounds.size());
     for (const kvlink::Duration bound : kvlink::answerTimeBounds)
         bounds.push_back(secondsOf(bound));
     out.begin("kvlink_request_duration_seconds", "histogram", "Time from a request to its answer.");

@@ -57,7 +57,7 @@ void Feeder::openBacklog(QString &notice)
     m_cursor = 0;
     // What an earlier run could not hand over: the newest of each tag is owed as a live value.
     for (OutletRow &row : m_backlog->newestRows()) {
-        if (m_newest.contains(row.tag) || m_unsaved.count(row.seq) > 0)
+        if (m_newest.contains(row.tag) || m_unsaved.contains(row.seq))
             continue;
         m_newest.insert(row.tag, row);
         m_owed.insert(row.tag, {row, m_clock.steady(), true});
@@ -149,7 +149,7 @@ void Feeder::storeWaiting()
         store(held);
         const auto older = m_owed.find(held.row.tag);
         if (older == m_owed.end()) {
-            m_owed.insert(held.row.tag, std::move(held));
+            m_owed.insert(held.row.tag, held);
             continue;
         }
         // It is not live any more: the drain has to find it.
@@ -274,7 +274,7 @@ std::vector<OutletRow> Feeder::nextStored(int most)
         if (found.empty())
             break;
         for (const OutletRow &row : found) {
-            if (m_inFlight.count(row.seq) == 0 && m_removals.count(row.seq) == 0)
+            if (!m_inFlight.contains(row.seq) && !m_removals.contains(row.seq))
                 rows.push_back(row);
         }
         if (rows.empty())

@@ -10,8 +10,9 @@
 #include <array>
 #include <cerrno>
 #include <condition_variable>
-#include <cstring>
+#include <cstdlib>
 #include <deque>
+#include <memory>
 #include <mutex>
 #include <poll.h>
 #include <random>
@@ -132,7 +133,7 @@ private:
             return true;
         const int error = errno;
         QString text =
-            QString::fromUtf8(result == MOSQ_ERR_ERRNO ? std::strerror(error) : mosquitto_strerror(result));
+            result == MOSQ_ERR_ERRNO ? qt_error_string(error) : QString::fromUtf8(mosquitto_strerror(result));
         if (!m_libraryText.isEmpty() && result == MOSQ_ERR_TLS)
             text = m_libraryText;
         fail(QStringLiteral("%1: %2").arg(QString::fromLatin1(what), text.trimmed()));
@@ -341,9 +342,11 @@ private:
         void *bytes = nullptr;
         quint16 size = 0;
         quint32 seconds = 0;
-        if (mosquitto_property_read_binary(properties, MQTT_PROP_CORRELATION_DATA, &bytes, &size, false))
+        const bool isCorrelated = mosquitto_property_read_binary(properties, MQTT_PROP_CORRELATION_DATA,
+                                                                 &bytes, &size, false) != nullptr;
+        const std::unique_ptr<void, void (*)(void *)> owner(bytes, &std::free);
+        if (isCorrelated)
             copy.correlation = QByteArray(static_cast<const char *>(bytes), size);
-        std::free(bytes);
         if (mosquitto_property_read_int32(properties, MQTT_PROP_MESSAGE_EXPIRY_INTERVAL, &seconds, false))
             copy.expiry = seconds;
         m_shared.tell([&](MqttClientEvents &events) { events.received(copy); });

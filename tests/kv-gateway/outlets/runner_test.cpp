@@ -5,14 +5,11 @@
 
 #include "fake_outlet.h"
 #include "store/fake_clock.h"
+#include "store/killed_child.h"
 
 #include <gtest/gtest.h>
 
 #include <QElapsedTimer>
-
-#include <csignal>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace kvgateway
 {
@@ -111,38 +108,14 @@ TEST(OutletRunner, saysOnceWhatHappens)
     }
 }
 
-qint64 toldUntilKilled(std::chrono::microseconds life, const QString &folder, qint64 first)
-{
-    int pipe[2];
-    EXPECT_EQ(::pipe(pipe), 0);
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::close(pipe[0]);
-        live(folder, pipe[1], first);
-    }
-    ::close(pipe[1]);
-    std::thread killer([&] {
-        std::this_thread::sleep_for(life);
-        ::kill(child, SIGKILL);
-    });
-    qint64 last = first - 1, one = 0;
-    while (::read(pipe[0], &one, sizeof one) == sizeof one)
-        last = one;
-    killer.join();
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    EXPECT_TRUE(WIFSIGNALED(status)) << "the child ended by itself";
-    ::close(pipe[0]);
-    return last;
-}
-
 TEST(OutletRunner, aKilledServiceLosesNothingThatWasStored)
 {
     const QTemporaryDir folder;
     const MachineClock clock;
     qint64 stored = 0;
     for (const auto life : {3ms, 20ms, 37ms, 71ms, 113ms, 300ms}) {
-        const qint64 told = toldUntilKilled(life, folder.path(), stored + 1);
+        const auto child = killAfter<qint64>(life, [&](int out) { live(folder.path(), out, stored + 1); });
+        const qint64 told = child.told.empty() ? stored : child.told.back();
         QString notice, problem;
         const auto backlog = Backlog::open(settingsIn(folder.path()).path, {}, clock, notice, problem);
         ASSERT_NE(backlog, nullptr) << problem.toStdString();

@@ -5,16 +5,13 @@
 #include "store/store.h"
 
 #include "fake_clock.h"
+#include "killed_child.h"
 
 #include <gtest/gtest.h>
 
 #include <QFile>
 
-#include <csignal>
 #include <random>
-#include <sys/wait.h>
-#include <thread>
-#include <unistd.h>
 
 namespace kvgateway
 {
@@ -68,36 +65,6 @@ qint64 steadyNs()
     }
 }
 
-// What a child told until it was killed after \a life.
-std::vector<Told> killAfter(std::chrono::microseconds life, const QString &folder, qint64 first,
-                            qint64 &killedNs)
-{
-    int pipe[2];
-    EXPECT_EQ(::pipe(pipe), 0);
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::close(pipe[0]);
-        live(folder, pipe[1], first);
-    }
-    ::close(pipe[1]);
-    std::vector<Told> told;
-    const auto end = std::chrono::steady_clock::now() + life;
-    std::thread killer([&] {
-        std::this_thread::sleep_until(end);
-        ::kill(child, SIGKILL);
-        killedNs = steadyNs();
-    });
-    Told one{};
-    while (::read(pipe[0], &one, sizeof one) == sizeof one)
-        told.push_back(one);
-    killer.join();
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    EXPECT_TRUE(WIFSIGNALED(status)) << "the child ended by itself";
-    ::close(pipe[0]);
-    return told;
-}
-
 std::unique_ptr<Database> openFile(const QString &folder, const char *name)
 {
     OpenProblem problem;
@@ -122,8 +89,8 @@ public:
     void kill(std::chrono::microseconds life)
     {
         SCOPED_TRACE("killed after " + std::to_string(life.count()) + " us");
-        qint64 killedNs = 0;
-        const std::vector<Told> told = killAfter(life, m_folder.path(), m_next, killedNs);
+        const auto [told, killedAt] =
+            killAfter<Told>(life, [this](int out) { live(m_folder.path(), out, m_next); });
         if (!told.empty())
             m_next = told.back().value + 1;
         if (!QFile::exists(m_folder.path() + "/history.sqlite"))
@@ -133,7 +100,7 @@ public:
         expectWhole(*history);
         expectWhole(*journal);
         if (!told.empty())
-            judge(told, killedNs, *history, *journal);
+            judge(told, killedAt.time_since_epoch().count(), *history, *journal);
     }
     void killAtRandom()
     {

@@ -101,6 +101,13 @@ class Packages(unittest.TestCase):
                 names = {re.split(r"\.so|-x86|-aarch", name)[0] for name in needed}
                 self.assertLessEqual(names, set(table), binary.name)
 
+    def test_the_service_waits_for_its_configuration(self):
+        if "kv-gateway" not in CONTENTS:
+            self.skipTest("kv-gateway was not built")
+        unit = subprocess.run(["sh", "-c", "dpkg-deb --fsys-tarfile \"$0\" | tar -xO ./lib/systemd/system/kv-gateway.service",
+                               self.files["kv-gateway"]], text=True, capture_output=True, check=True).stdout
+        self.assertIn("\nConditionPathExists=/etc/kv-gateway/gateway.toml\n", unit)
+
     def test_have_the_version_of_the_project(self):
         for name in CONTENTS:
             self.assertEqual(self.field(name, "Version"), VERSION, name)

@@ -5,6 +5,7 @@ import json
 import queue
 import sys
 import threading
+import time
 
 import kvlink
 
@@ -26,11 +27,15 @@ def watch(plc, number, address, period):
 
 
 def write(plc, ask):
+    left = ask["until"] - time.monotonic()
+    if left <= 0:
+        say(re=ask["id"], outcome="not sent", reason="expired")
+        return
     try:
         if ask["do"] == "pulse":
             plc.pulse(ask["address"], ask["length"])
         else:
-            plc.write(ask["address"], ask["value"], expires=ask.get("expires", 5.0))
+            plc.write(ask["address"], ask["value"], expires=left)
         say(re=ask["id"], outcome="done")
     except kvlink.WriteError as error:
         say(re=ask["id"], outcome=error.outcome, reason=error.strerror)
@@ -39,13 +44,14 @@ def write(plc, ask):
 
 
 def write_in_order(plc, waiting):
-    while True:
-        write(plc, waiting.get())
+    while (ask := waiting.get()) is not None:
+        write(plc, ask)
 
 
 def hand_out(number, ask):
     """A call of kvlink.py returns when its write has ended, so each place has a thread: its writes keep their order, and
     those to other places need not wait for them."""
+    ask["until"] = time.monotonic() + ask.get("expires", 5.0)  # it expires while it waits here, too
     place = number, ask["address"]
     if place not in places:
         places[place] = queue.SimpleQueue()
@@ -62,7 +68,8 @@ def answer(ask):
         plcs[number] = kvlink.Plc(ask["url"], connect=0, timeout=0.5)
         plcs[number].start()
     elif ask["do"] == "close":
-        places.clear()
+        while places:
+            places.popitem()[1].put(None)
         while plcs:
             plcs.popitem()[1].close()
     elif ask["do"] == "watch":

@@ -145,7 +145,7 @@ class Examples(unittest.TestCase):
 
     def on_screen(self, name):
         """The desk with this example on it. Qt now and then misses the registry of screen readers, which starts in the same
-        moment, and never asks again: then the program gets another desk."""
+        moment, and never asks again: then the program gets another desk. One that ended by itself does not."""
         folder, run = self.built(name)
         for _ in range(10):
             desk = Desk()
@@ -154,8 +154,10 @@ class Examples(unittest.TestCase):
                 self.addCleanup(desk.close)
                 self.addCleanup(self.ended, process)
                 return desk
-            self.ended(process)
             desk.close()
+            if process.poll() is not None:
+                self.fail(f"{name} ended with {process.returncode}: {process.communicate()[0]}")
+            self.ended(process)
         self.fail(f"{name} was never seen")
 
     def ended(self, process):

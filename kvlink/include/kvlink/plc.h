@@ -73,7 +73,7 @@ public:
     /// The problem is the driver library: missing, of another Qt, or without one of the calls.
     bool lacksDriver() const;
 
-    /// As the link was made with them.
+    /// The settings that the link was made with.
     LinkSettings settings() const;
 
     /// Starts the link; it is kept up until stop(), however often it is lost. False with a
@@ -172,7 +172,7 @@ signals:
     void changed(kvlink::Tag tag, kvlink::Sample sample);
     /// A write has ended: once for each id that a write call returned.
     void writeFinished(kvlink::WriteResult result);
-    /// The link has another state, or the same for another reason.
+    /// The link has another state.
     void linkChanged(kvlink::LinkStatus status);
     /// Each tag of readNow() has been read or is bad.
     void readFinished(kvlink::ReadId id);

@@ -377,8 +377,9 @@ void Simulation::heal()
     // Long enough for writes to expire, and for a link that was lost to come back and be read.
     m_bench.run(std::max<Duration>(25s, 2 * m_options.pace.periods.back()));
     // A slow line may have been asked for more than it carries in that time.
-    constexpr Duration longestBacklog = 5min;
-    m_bench.runUntil([this] { return m_openReads.empty() && m_openQueries.empty(); }, longestBacklog);
+    constexpr Duration longestBacklog = 30s;
+    if (m_options.perByte > 0.0)
+        m_bench.runUntil([this] { return m_openReads.empty() && m_openQueries.empty(); }, longestBacklog);
     if (m_broken.empty())
         checkRest();
 }

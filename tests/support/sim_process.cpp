@@ -15,32 +15,19 @@
 #include <unistd.h>
 
 SimProcess::SimProcess(const QStringList &arguments, const QString &errorFile)
+    : m_process(KV_SIM_PATH, arguments + QStringList{"--exit-with-stdin"}, errorFile)
 {
-    if (!errorFile.isEmpty())
-        m_process.setStandardErrorFile(errorFile);
-    m_process.start(KV_SIM_PATH, arguments + QStringList{"--exit-with-stdin"});
     QElapsedTimer clock;
     clock.start();
-    while (!m_output.contains("ready\n") && m_process.state() != QProcess::NotRunning &&
-           clock.elapsed() < patienceMs) {
-        m_process.waitForReadyRead(100);
-        m_output += m_process.readAllStandardOutput();
-    }
-    m_ready = m_output.contains("ready\n");
-}
-
-SimProcess::~SimProcess()
-{
-    if (m_process.state() == QProcess::NotRunning)
-        return;
-    m_process.terminate();
-    if (!m_process.waitForFinished(patienceMs))
-        m_process.kill();
+    while (!m_process.output().contains("ready\n") && m_process.runs() && clock.elapsed() < patienceMs)
+        m_process.listen(100);
+    m_process.listen(0);
+    m_ready = m_process.output().contains("ready\n");
 }
 
 quint16 SimProcess::port(const char *kind, int index) const
 {
-    for (const QByteArray &line : m_output.split('\n')) {
+    for (const QByteArray &line : m_process.output().split('\n')) {
         if (!line.startsWith(QByteArray("listening ") + kind + " "))
             continue;
         if (index-- == 0)
@@ -51,16 +38,12 @@ quint16 SimProcess::port(const char *kind, int index) const
 
 int SimProcess::exitCode()
 {
-    if (m_process.state() != QProcess::NotRunning && !m_process.waitForFinished(patienceMs))
-        return -1;
-    output();
-    errors();
-    return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -2;
+    return m_process.waitForEnd(patienceMs) ? m_process.exitCode() : -1;
 }
 
-void SimProcess::sendSignal(int signal) const
+void SimProcess::sendSignal(int signal)
 {
-    if (m_process.state() != QProcess::NotRunning) // its number would be 0: this whole group
+    if (m_process.runs()) // its number may be another program's by now
         ::kill(processId(), signal);
 }
 
@@ -92,17 +75,14 @@ long long SimProcess::processorTicks() const
 
 std::string SimProcess::output()
 {
-    m_output += m_process.readAllStandardOutput();
-    return m_output.toStdString();
+    m_process.listen(0);
+    return m_process.output().toStdString();
 }
 
-// QProcess takes what is in the pipe only while something waits for it.
 std::string SimProcess::errors()
 {
-    if (m_process.state() != QProcess::NotRunning)
-        m_process.waitForReadyRead(0);
-    m_errors += m_process.readAllStandardError();
-    return m_errors.toStdString();
+    m_process.listen(0);
+    return m_process.errors().toStdString();
 }
 
 std::string SimProcess::statistics()

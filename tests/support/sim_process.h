@@ -3,8 +3,9 @@
 // has a bound.
 #pragma once
 
+#include "spawned_program.h"
+
 #include <QHostAddress>
-#include <QProcess>
 #include <QStringList>
 #include <QTcpSocket>
 
@@ -22,22 +23,21 @@ public:
     /// Starts the program and waits for "ready" (or for its end).
     /// \param errorFile  takes its stderr, instead of errors()
     explicit SimProcess(const QStringList &arguments, const QString &errorFile = {});
-    ~SimProcess();
 
     bool isReady() const { return m_ready; }
     /// Port of the Nth line of this kind ("tcp", "udp", "remote", "control"), 0 if there is none.
     quint16 port(const char *kind, int index = 0) const;
     /// Waits for the end.
     int exitCode();
-    void sendSignal(int signal) const;
-    pid_t processId() const { return pid_t(m_process.processId()); }
+    void sendSignal(int signal);
+    pid_t processId() const { return m_process.processId(); }
     /// Memory that it holds at the moment.
     long long memoryKilobytes() const;
     /// Processor time that it has used, in hundredths of a second.
     long long processorTicks() const;
     /// Its files can grow up to this size from now on.
     void limitFileSize(qint64 bytes) const;
-    void closeStdin() { m_process.closeWriteChannel(); }
+    void closeStdin() { m_process.closeStdin(); }
 
     std::string output();
     std::string errors();
@@ -45,9 +45,7 @@ public:
     std::string statistics();
 
 private:
-    QProcess m_process;
-    QByteArray m_output;
-    QByteArray m_errors;
+    SpawnedProgram m_process;
     bool m_ready = false;
 };
 

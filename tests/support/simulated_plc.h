@@ -31,7 +31,7 @@ public:
     /// The same for a command that must succeed. \return the answer without "ok "
     QByteArray control(const QByteArray &command);
 
-    void sendSignal(int signal) const { m_process->sendSignal(signal); }
+    void sendSignal(int signal) { m_process->sendSignal(signal); }
     /// As if the power failed.
     void stop();
     void startAgain();

@@ -156,11 +156,12 @@ void ReadGroup::failed(const PlannedBlock &block)
 
 bool ReadGroup::refused(const PlannedBlock &block, quint8 plcError, SteadyTime now)
 {
-    const ReadBlock *found = find(block);
+    ReadBlock *found = find(block);
     if (found == nullptr)
         return true; // planned again since: its tags are asked in other requests
     const std::span<const UnitRange> tags = tagsOf(*found);
     m_isPlanned = false;
+    found->asked = 0; // the same units may be asked for again, with fewer tags
     // The middle, or the next place where one key ends and another begins.
     const auto half = std::upper_bound(tags.begin(), tags.end(), tags[(tags.size() - 1) / 2]);
     if (half != tags.end()) {

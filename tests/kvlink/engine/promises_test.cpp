@@ -163,6 +163,45 @@ TEST(Values, NextToARefusedOneStayGood)
     EXPECT_EQ(bench.plc.count("CR"), 1); // E0 is no reason to greet
 }
 
+TEST(Values, AskedForNextToARefusedOneAreGood)
+{
+    Bench bench;
+    bench.plc.lastUnit["DM"] = 5003;
+    bench.add({engineTag(1, "DM5000", Duration(0)), engineTag(2, "DM5003", Duration(0)),
+               engineTag(3, "DM5002.D:2", Duration(0))});
+    bench.engine.start();
+    bench.engine.readNow(7, {Tag(1), Tag(2), Tag(3)});
+    bench.run(1s);
+    EXPECT_EQ(bench.text(1), "good 0");
+    EXPECT_EQ(bench.text(2), "good 0");
+    EXPECT_EQ(bench.text(3), "bad (the PLC answered E0)");
+    EXPECT_EQ(bench.events.reads, std::vector<ReadId>{7});
+}
+
+TEST(Values, WithADeadbandKeepWhatWasToldApart)
+{
+    Bench bench;
+    EngineTag slow = engineTag(1, "DM0", 100ms);
+    EngineTag fast = engineTag(2, "DM1", 100ms);
+    slow.deadband = 5.0;
+    fast.deadband = 5.0;
+    bench.add({slow, fast});
+    bench.plc.set("DM", 0, 10, bench.clock.now());
+    bench.engine.start();
+    bench.run(1s);
+    bench.plc.set("DM", 1, 100, bench.clock.now());
+    bench.run(1s);
+    bench.events.changes.clear();
+    bench.plc.set("DM", 0, 12, bench.clock.now());
+    bench.run(1s);
+    EXPECT_TRUE(bench.events.changes.empty()) << "12 is near 10, whatever DM1 holds";
+    bench.plc.set("DM", 0, 16, bench.clock.now());
+    bench.run(1s);
+    EXPECT_EQ(bench.events.changes.size(), 1U);
+    EXPECT_EQ(bench.text(1), "good 16");
+    EXPECT_EQ(bench.text(2), "good 100");
+}
+
 TEST(Values, AreReadAtOnceWhenATagComesToALinkThatIsUp)
 {
     Bench bench;
@@ -337,6 +376,31 @@ TEST(Link, TellsWhyItWaitsAndForHowLong)
     bench.run(6s);
     EXPECT_TRUE(bench.engine.link().isReady());
     EXPECT_TRUE(bench.engine.link().problem.isEmpty());
+    EXPECT_EQ(bench.engine.link().nextTry, Duration(0));
+}
+
+TEST(Link, IsListenedToFirstOnlyWhereALineHasNoGreeting)
+{
+    // clang-format off
+    const struct { const char *what; Open open; double secondsPerByte; bool atOnce; } rows[] = {
+        {"network, greeted",    Open::Cr,   0.0,   true},
+        {"network, no greeting", Open::None, 0.0,   true},
+        {"line, greeted",       Open::Cr,   0.001, true},
+        {"line, no greeting",   Open::None, 0.001, false},
+    };
+    // clang-format on
+    for (const auto &row : rows) {
+        LinkSettings settings;
+        settings.open = row.open;
+        Bench bench(settings, row.secondsPerByte);
+        bench.plc.wantsGreeting = row.open == Open::Cr;
+        bench.add({engineTag(1, "DM0", 100ms)});
+        bench.engine.start();
+        bench.run(99ms);
+        EXPECT_EQ(!bench.wire.frames().empty(), row.atOnce) << row.what;
+        bench.run(1s);
+        EXPECT_EQ(bench.text(1), "good 0") << row.what;
+    }
 }
 
 TEST(Link, ThatIsAcceptedAndSilentIsLostAndBacksOff)

@@ -67,6 +67,13 @@ TEST(PushButtons, AreNotReleasedWhereThePressDidNotArrive)
     }
 }
 
+TEST(PushButtons, DoNotKnowTheWritesOfOthers)
+{
+    PushButtons buttons;
+    EXPECT_FALSE(buttons.ended(endOf(WriteKind::Press, Outcome::Done), now));
+    EXPECT_TRUE(buttons.isEmpty());
+}
+
 TEST(PushButtons, AreHeldAsLongAsTheyAreRenewed)
 {
     PushButtons buttons;

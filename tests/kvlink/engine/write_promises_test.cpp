@@ -54,6 +54,20 @@ TEST_F(Writes, DoNotUseUpAttemptsWhileTheyWaitForTheLink)
     EXPECT_EQ(bench.result(id).attempts, 2);
 }
 
+TEST_F(Writes, ThatDoNotWaitEndWithTheLink)
+{
+    bench.wire.isFrozen = true;
+    bench.write(1, qint64(5));
+    bench.step();
+    const WriteId behind = bench.write(5, qint64(6), {.whenOffline = WhenOffline::Fail});
+    bench.step();
+    EXPECT_FALSE(bench.hasEnded(behind));
+    bench.wire.cut();
+    bench.step();
+    EXPECT_EQ(bench.result(behind).outcome, Outcome::NotSent);
+    EXPECT_EQ(bench.result(behind).reason, Reason::Offline);
+}
+
 TEST_F(Writes, AllEndWhenTheLinkComesTooLate)
 {
     bench.wire.door = ModelWire::Door::Refuses;

@@ -128,6 +128,20 @@ TEST_F(WriteQueueTest, ExpiresBeforeItIsSentAndNotAfter)
     EXPECT_EQ(ends(), "2 unknown " + number(Reason::NoAnswer) + " sent 1"); // and is not sent again
 }
 
+TEST_F(WriteQueueTest, EachExpiresAtItsOwnTimeAndAReleaseNever)
+{
+    queue.add(queued(1, 1, {.expires = 1s}), true, start);
+    queue.add(queued(2, 2, {.expires = 5s}), true, start);
+    QueuedWrite release = queued(3, 3, {.expires = 1s});
+    release.kind = WriteKind::Release;
+    queue.add(std::move(release), true, start);
+    queue.expire(start + 1s);
+    EXPECT_EQ(ends(), "1 not sent " + number(Reason::Expired));
+    queue.expire(start + 5s);
+    EXPECT_EQ(ends(), "2 not sent " + number(Reason::Expired));
+    EXPECT_EQ(send(start + 9s), 3U);
+}
+
 TEST_F(WriteQueueTest, AWriteThatExpiresBehindItsReadIsNotSent)
 {
     queue.add(queued(1, 1, {.expires = 5s}), true, start);

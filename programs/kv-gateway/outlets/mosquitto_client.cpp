@@ -101,8 +101,9 @@ public:
     {
         initLibrary();
         // On purpose without a clean session: that the broker still knows us says that it still has
-        // what it retained, and the newest values need not go out again.
-        m_library = mosquitto_new(shared.config.client.toUtf8().constData(), false, this);
+        // what it retained, and the newest values need not go out again. With commands a clean one:
+        // the broker must not keep a command for us and deliver it hours later.
+        m_library = mosquitto_new(shared.config.client.toUtf8().constData(), shared.config.commands, this);
     }
     ~Connection() { mosquitto_destroy(m_library); }
     Connection(const Connection &) = delete;
@@ -189,7 +190,8 @@ private:
     {
         const MqttConfig &config = m_shared.config;
         mosquitto_property *properties = nullptr;
-        if (config.version == MqttVersion::V5)
+        // Without this property the session ends with its connection.
+        if (config.version == MqttVersion::V5 && !config.commands)
             mosquitto_property_add_int32(&properties, MQTT_PROP_SESSION_EXPIRY_INTERVAL, sessionSeconds);
         const auto keepalive =
             int(std::chrono::duration_cast<std::chrono::seconds>(config.keepalive).count());

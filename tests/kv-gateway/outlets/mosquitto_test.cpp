@@ -45,7 +45,11 @@ protected:
     {
         auto client = std::make_shared<MosquittoClient>(config, MqttOutlet::will(config));
         auto made = std::make_unique<MqttOutlet>(
-            config, client, clock, [](const WriteOrder & /*order*/, const WriteEnd & /*end*/) {},
+            config, client, clock,
+            [this](const WriteOrder &order, const WriteEnd & /*end*/) {
+                const std::lock_guard lock(mutex);
+                orders << order.correlation;
+            },
             [](const WriteOrder & /*order*/, const QString & /*why*/) {});
         made->setTags({tag});
         runner = std::make_unique<OutletRunner>(
@@ -72,6 +76,12 @@ protected:
             if (i % 10 == 9)
                 std::this_thread::sleep_for(1ms);
         }
+    }
+    // The correlations of the commands that came to the plant, "a,b".
+    std::string ordered()
+    {
+        const std::lock_guard lock(mutex);
+        return orders.join(',').toStdString();
     }
     bool isAllAcknowledged() const
     {
@@ -115,6 +125,7 @@ protected:
     TagConfig tag;
     std::mutex mutex;
     QStringList notices;
+    QStringList orders;
     std::unique_ptr<OutletRunner> runner;
     qint64 offered = 0;
 };
@@ -267,6 +278,38 @@ TEST_F(MosquittoTest, userAndPasswordComeFromFiles)
         EXPECT_TRUE(failsWith("refuses us: ")) << runner->status().state.problem.toStdString();
         strict.writeFile("password", "secret\n");
         EXPECT_TRUE(connects()) << "the files are read with each attempt";
+        runner.reset();
+    }
+}
+
+TEST_F(MosquittoTest, aCommandFromWhileWeWereAwayIsNotCarriedOut)
+{
+    // Some brokers keep messages of QoS 0, too, for a client that they know.
+    Broker hoarder("allow_anonymous true\nqueue_qos0_messages true\n");
+    hoarder.start();
+    config.port = hoarder.port();
+    config.commands = true;
+    Subscriber commander(hoarder.port());
+    for (const MqttVersion version : {MqttVersion::V5, MqttVersion::V311}) {
+        config.version = version;
+        orders.clear();
+        start();
+        ASSERT_TRUE(connects());
+        ASSERT_TRUE(within(5000, [&] {
+            commander.publish("kv/s/a/x/set", R"({"value":1,"correlation":"here"})");
+            std::this_thread::sleep_for(20ms);
+            return !ordered().empty();
+        })) << "it is subscribed";
+        runner.reset();
+        commander.publish("kv/s/a/x/set", R"({"value":2,"correlation":"away"})");
+        ASSERT_TRUE(commander.waitFor("kv/s/a/x/set", "away")) << "the broker has it";
+        start();
+        ASSERT_TRUE(within(5000, [&] {
+            commander.publish("kv/s/a/x/set", R"({"value":3,"correlation":"back"})");
+            std::this_thread::sleep_for(20ms);
+            return ordered().find("back") != std::string::npos;
+        }));
+        EXPECT_EQ(ordered().find("away"), std::string::npos) << ordered();
         runner.reset();
     }
 }

@@ -256,8 +256,13 @@ private:
                     messages.push_back(*m_shared.goodbye);
             }
         }
+        // A broker of MQTT 5 shall not hide that a message is retained. One of 3.1.1 does, unless
+        // it had the message before we subscribed.
+        const bool isV5 = m_shared.config.version == MqttVersion::V5;
+        const int options = isV5 ? MQTT_SUB_OPT_RETAIN_AS_PUBLISHED : 0;
         for (const QByteArray &filter : subscriptions)
-            check(mosquitto_subscribe(m_library, nullptr, filter.constData(), 0), "subscribing");
+            check(mosquitto_subscribe_v5(m_library, nullptr, filter.constData(), 0, options, nullptr),
+                  "subscribing");
         for (auto message = messages.cbegin(); message != messages.cend() && m_problem.isEmpty(); ++message)
             publish(*message);
         if (m_isLeaving)

@@ -314,6 +314,19 @@ TEST_F(MosquittoTest, aCommandFromWhileWeWereAwayIsNotCarriedOut)
     }
 }
 
+TEST_F(MosquittoTest, aRetainedCommandIsRefusedTheFirstTimeToo)
+{
+    broker.start();
+    config.commands = true;
+    start();
+    ASSERT_TRUE(connects());
+    Subscriber commander(broker.port());
+    commander.publish("kv/s/a/x/set", R"({"value":2,"correlation":"kept"})", true);
+    EXPECT_TRUE(commander.waitFor("kv/s/a/x/set/answer", "send it without retain"));
+    commander.publish("kv/s/a/x/set", R"({"value":1,"correlation":"plain"})");
+    EXPECT_TRUE(within(5000, [&] { return ordered() == "plain"; })) << ordered();
+}
+
 // Certificates of an authority of the test's own.
 class Authority
 {

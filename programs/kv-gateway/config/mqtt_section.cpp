@@ -26,6 +26,23 @@ constexpr int longestTopic = 1000;
 constexpr ChoiceRow<MqttVersion> versions[] = {{"5", MqttVersion::V5}, {"3.1.1", MqttVersion::V311}};
 constexpr ChoiceRow<MqttLayout> layouts[] = {{"tag", MqttLayout::Tag}, {"group", MqttLayout::Group}};
 
+bool isOneBroker(const MqttConfig &one, const MqttConfig &other)
+{
+    return one.host == other.host && one.port == other.port;
+}
+
+bool isChosen(const MqttConfig &mqtt, const QString &tag)
+{
+    return mqtt.tags.isEmpty() ||
+           std::any_of(mqtt.tags.begin(), mqtt.tags.end(),
+                       [&tag](const QString &pattern) { return kvtags::matchesPattern(pattern, tag); });
+}
+
+QString filledSite(const MqttConfig &mqtt, const QString &pattern)
+{
+    return QString(pattern).replace(QLatin1String("{site}"), mqtt.site);
+}
+
 class MqttReader
 {
 public:
@@ -44,6 +61,10 @@ public:
         m_config.drainRate = int(m_from.number("drain", m_config.drainRate, 1, mostRowsASecond));
         m_config.keep = m_from.duration("keep", m_config.keep, 1min, 3650 * 24h, 0s);
         m_config.size = m_from.size("size", m_config.size);
+        for (const MqttConfig &other : sofar.mqtt) {
+            if (isOneBroker(m_config, other))
+                refuseShared(other, sofar.plcs);
+        }
         m_from.refuseOthers();
         return std::move(m_config);
     }
@@ -109,8 +130,7 @@ private:
                               .arg(m_config.site));
         m_config.client = m_from.text("client", QStringLiteral("kv-gateway-") + m_config.site);
         const auto isTaken = [this](const MqttConfig &other) {
-            return other.client == m_config.client && other.host == m_config.host &&
-                   other.port == m_config.port;
+            return other.client == m_config.client && isOneBroker(other, m_config);
         };
         if (m_config.client.isEmpty() || m_config.client.size() > 100)
             m_from.refuse("client", QStringLiteral("client must have 1 to 100 characters"));
@@ -173,6 +193,33 @@ private:
         if (!m_config.homeAssistant.isEmpty() && (isGrouped || hasReserved(m_config.homeAssistant)))
             m_from.refuse("home_assistant", QStringLiteral("home_assistant is the first level of its topics, "
                                                            "\"homeassistant\", and needs layout = \"tag\""));
+    }
+
+    // What two [[mqtt]] of one broker must not have in common.
+    void refuseShared(const MqttConfig &other, const std::vector<PlcConfig> &plcs)
+    {
+        const QString status = filledSite(m_config, m_config.statusTopic);
+        if (status == filledSite(other, other.statusTopic))
+            m_from.refuse(
+                "status_topic",
+                QStringLiteral("two [[mqtt]] of one broker say under \"%1\" whether they are there, "
+                               "and when one ends both seem gone: set status_topic")
+                    .arg(status));
+        if (!m_config.commands || !other.commands ||
+            filledSite(m_config, m_config.topic) != filledSite(other, other.topic))
+            return;
+        for (const PlcConfig &plc : plcs) {
+            const auto shared = std::find_if(plc.tags.begin(), plc.tags.end(), [&](const TagConfig &tag) {
+                return isChosen(m_config, tag.name) && isChosen(other, tag.name);
+            });
+            if (shared == plc.tags.end())
+                continue;
+            return m_from.refuse(
+                "commands", QStringLiteral("the [[mqtt]] \"%1\" takes commands for %2 from the same topic of "
+                                           "the same broker: each would be carried out twice; leave commands "
+                                           "out of one of them, or choose other tags")
+                                .arg(other.name, shared->name));
+        }
     }
 
     static bool hasReserved(const QString &text)

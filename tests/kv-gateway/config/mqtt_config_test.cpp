@@ -192,15 +192,42 @@ const BadRow badRows[] = {
      "\"tag\""},
     {"twoNames", "[[mqtt]]\nurl = \"mqtt://other\"",
      "gateway.toml:7:1: two [[mqtt]] are called \"mqtt\": give each a name of its own"},
-    {"twoClients", "site = \"s\"\n[[mqtt]]\nname = \"b\"\nurl = \"mqtt://broker\"\nsite = \"s\"",
+    {"twoClients",
+     "site = \"s\"\n[[mqtt]]\nname = \"b\"\nurl = \"mqtt://broker\"\nsite = \"s\"\nstatus_topic = \"b\"",
      "gateway.toml:8:1: two [[mqtt]] are the client \"kv-gateway-s\" of one broker: they would throw each "
      "other out; "
      "set client"},
+    {"oneStatusTopic",
+     "site = \"s\"\n[[mqtt]]\nname = \"b\"\nclient = \"b\"\nurl = \"mqtt://broker\"\nsite = \"b\"\n"
+     "status_topic = \"kv/s/_status\"",
+     "gateway.toml:13:16: two [[mqtt]] of one broker say under \"kv/s/_status\" whether they are there, and "
+     "when one ends both seem gone: set status_topic"},
+    {"commandsCarriedOutTwice",
+     "site = \"s\"\ncommands = true\n[[mqtt]]\nname = \"b\"\nclient = \"b\"\nurl = \"mqtt://broker\"\n"
+     "site = \"b\"\nstatus_topic = \"b\"\ntopic = \"kv/s/{plc}/{tag}\"\ncommands = true",
+     "gateway.toml:16:12: the [[mqtt]] \"mqtt\" takes commands for line1.speed from the same topic of the "
+     "same "
+     "broker: each would be carried out twice; leave commands out of one of them, or choose other tags"},
     {"onePairOfBrackets", "[mqtt2]", "gateway.toml:7:2: unknown key \"mqtt2\"; did you mean \"mqtt\"?"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Rows, BadMqtt, testing::ValuesIn(badRows),
                          [](const auto &row) { return std::string(row.param.row); });
+
+TEST(MqttConfig, severalMayShareABrokerWhenNoCommandComesTwice)
+{
+    const Folder folder;
+    folder.write("tags.csv", "name,address\nspeed,DM200.S\ncount,DM202\n");
+    const QByteArray first = "[[mqtt]]\nurl = \"mqtt://broker\"\nsite = \"s\"\ncommands = true\n"
+                             "tags = [\"*.speed\"]\n[[mqtt]]\nname = \"b\"\nclient = \"b\"\n";
+    const QByteArray sameBroker = "url = \"mqtt://broker\"\nsite = \"s\"\nstatus_topic = \"b\"\n";
+    EXPECT_EQ(folder.problems(first + sameBroker), "") << "the second one takes no commands";
+    EXPECT_EQ(folder.problems(first + sameBroker + "commands = true\ntags = [\"*.count\"]\n"), "");
+    EXPECT_EQ(folder.problems(first + sameBroker + "commands = true\ntopic = \"b/{plc}/{tag}\"\n"), "");
+    EXPECT_EQ(folder.problems(first + "url = \"mqtt://other\"\nsite = \"s\"\ncommands = true\n"), "");
+    EXPECT_EQ(folder.problems(first + "url = \"mqtt://broker:1884\"\nsite = \"s\"\ncommands = true\n"), "");
+    EXPECT_NE(folder.problems(first + sameBroker + "commands = true\n"), "");
+}
 
 TEST(MqttConfig, aBrokerIsNamedByItsUrl)
 {

@@ -152,9 +152,11 @@ void Feeder::storeWaiting()
             m_owed.insert(held.row.tag, held);
             continue;
         }
+        // The newer one is owed. A row that was under way and comes back may be the older one.
+        if (older->row.seq < held.row.seq)
+            std::swap(*older, held);
         // It is not live any more: the drain has to find it.
-        m_cursor = std::min(m_cursor, older->row.seq - 1);
-        *older = std::move(held);
+        m_cursor = std::min(m_cursor, held.row.seq - 1);
     }
     m_live.clear();
 }
@@ -248,10 +250,11 @@ void Feeder::saveToDisk()
     m_removals.clear();
 }
 
-// What is live goes first: nothing is drained while some of it waits.
+// What is live goes first: nothing is drained while some of it waits. What is owed is on disk, too,
+// and would go twice.
 void Feeder::drain()
 {
-    if (!m_backlog || !m_state.isReady() || !m_live.empty() || m_backlog->count() == 0)
+    if (!m_backlog || !m_state.isReady() || !m_live.empty() || !m_owed.empty() || m_backlog->count() == 0)
         return;
     const int most = std::min(m_pace.allowance(m_clock.steady()), mostStoredAtOnce);
     if (most <= 0)

@@ -56,7 +56,7 @@ public:
     /// There is something to be done soon, without any news.
     bool isBusy() const
     {
-        const bool hasWork = !m_live.empty() || !m_inFlight.empty() || m_counts.stored > 0;
+        const bool hasWork = !m_live.empty() || !m_owed.empty() || !m_inFlight.empty() || m_counts.stored > 0;
         return m_state.isReady() && hasWork;
     }
     /// Saves everything that the other side does not have. \param last acknowledgements

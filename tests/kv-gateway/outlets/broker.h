@@ -97,6 +97,7 @@ private:
 struct Arrival {
     std::string topic, payload;
     bool isRetained = false;
+    int connection = 0; ///< of the subscriber: after another one the broker may send again
 
     QJsonObject json() const { return QJsonDocument::fromJson(QByteArray::fromStdString(payload)).object(); }
 };
@@ -113,9 +114,10 @@ public:
         mosquitto_lib_init();
         m_library = mosquitto_new(*id == '\0' ? nullptr : id, *id == '\0', this);
         mosquitto_connect_callback_set(m_library, [](mosquitto *library, void *self, int code) {
-            if (code == 0)
-                mosquitto_subscribe(library, nullptr, "#", 1);
-            (void)self;
+            if (code != 0)
+                return;
+            ++static_cast<Subscriber *>(self)->m_connections;
+            mosquitto_subscribe(library, nullptr, "#", 1);
         });
         mosquitto_subscribe_callback_set(m_library, [](mosquitto *, void *self, int, int, const int *) {
             static_cast<Subscriber *>(self)->m_isSubscribed = true;
@@ -169,11 +171,12 @@ private:
         m_arrivals.push_back(
             {message.topic,
              std::string(static_cast<const char *>(message.payload), std::size_t(message.payloadlen)),
-             message.retain});
+             message.retain, m_connections});
     }
 
     mosquitto *m_library = nullptr;
     std::atomic<bool> m_isSubscribed = false;
+    std::atomic<int> m_connections = 0;
     mutable std::mutex m_mutex;
     std::vector<Arrival> m_arrivals;
 };

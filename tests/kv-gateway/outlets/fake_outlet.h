@@ -6,6 +6,7 @@
 #include "outlets/outlet.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace kvgateway
 {
@@ -24,6 +25,8 @@ public:
     void stop() override {}
     std::size_t offer(const std::vector<OutletRow> &rows, OfferKind kind) override
     {
+        if (kind == OfferKind::Stored)
+            room += std::exchange(roomForStored, 0);
         const std::size_t count = std::min(rows.size(), room);
         room -= count;
         for (std::size_t i = 0; i < count; ++i)
@@ -62,6 +65,7 @@ public:
 
     OutletState now;
     std::size_t room = 1000;
+    std::size_t roomForStored = 0; ///< that comes with the next offer of stored rows
     std::vector<Offered> taken;
 
 private:

@@ -85,6 +85,43 @@ TEST_F(FeederTest, aLostLinkInTheMiddleLosesNothing)
     EXPECT_EQ(outlet.taken[3].seq, outlet.taken[1].seq) << "the same row has the same number";
 }
 
+TEST_F(FeederTest, anOlderRowThatComesBackDoesNotBecomeTheLiveValue)
+{
+    outlet.connect();
+    outlet.room = 1;
+    offer({fresh("a.x", 1), fresh("a.x", 2)});
+    EXPECT_EQ(outlet.shown(), "live a.x=1");
+    pass(100ms); // no room for so long: the second waits on disk, the first has no answer
+    EXPECT_EQ(stored(), 2);
+    outlet.disconnect();
+    pass(0s);
+    outlet.connect();
+    outlet.room = 1000;
+    pass(1s);
+    EXPECT_EQ(outlet.shown(), "live a.x=2, stored a.x=1");
+    acknowledgeAll();
+    pass(1s);
+    EXPECT_EQ(stored(), 0);
+    EXPECT_EQ(outlet.shown(), "");
+}
+
+TEST_F(FeederTest, whatIsOwedAsALiveValueIsNotDrained)
+{
+    outlet.connect();
+    outlet.room = 1;
+    outlet.roomForStored = 10; // acknowledgements come between the two offers of one step
+    offer({fresh("a.x", 1), fresh("a.x", 2)});
+    pass(100ms);
+    EXPECT_EQ(outlet.shown(), "live a.x=1");
+    outlet.room = 1000;
+    pass(100ms);
+    EXPECT_EQ(outlet.shown(), "live a.x=2") << "once, and as what it is";
+    acknowledgeAll();
+    pass(100ms);
+    EXPECT_EQ(outlet.shown(), "");
+    EXPECT_EQ(stored(), 0);
+}
+
 TEST_F(FeederTest, afterAnOutageTheNewestGoFirstAndTheRestInOrder)
 {
     offer({fresh("a.x", 1), fresh("a.y", 10)});

@@ -8,6 +8,7 @@
 
 #include <map>
 #include <set>
+#include <tuple>
 
 namespace kvgateway
 {
@@ -23,6 +24,34 @@ kvlink::Sample sampleOf(qint64 value)
     sample.quality = kvlink::Quality::Good;
     sample.time = MachineClock().wall();
     return sample;
+}
+
+// Rows that came twice although no connection broke in between: neither that of the gateway,
+// which says first that it is there, nor that of the subscriber.
+int doubledRows(const std::vector<Arrival> &arrivals)
+{
+    int online = 0, doubled = 0;
+    std::set<std::tuple<int, int, qint64>> seen;
+    for (const Arrival &arrival : arrivals) {
+        online += arrival.topic == "kv/s/_status" && arrival.payload == "online";
+        const QJsonObject json = arrival.json();
+        if (arrival.isRetained || !json.contains("seq"))
+            continue;
+        const auto seq = qint64(json["seq"].toDouble());
+        doubled += !seen.insert({online, arrival.connection, seq}).second;
+    }
+    return doubled;
+}
+
+TEST(Ledger, countsRowsThatCameTwice)
+{
+    const std::string live = "kv/s/a/x", stored = live + "/stored", status = "kv/s/_status";
+    const std::string one = R"({"value":5,"seq":1})", two = R"({"value":5,"seq":2})";
+    EXPECT_EQ(doubledRows({{live, one}, {live, two}}), 0) << "the same value, and another row";
+    EXPECT_EQ(doubledRows({{live, one}, {stored, two}, {stored, one}, {live, one}}), 2);
+    EXPECT_EQ(doubledRows({{live, one}, {status, "online"}, {live, one}}), 0) << "the gateway came back";
+    EXPECT_EQ(doubledRows({{live, one}, {live, one, false, 1}}), 0) << "the subscriber came back";
+    EXPECT_EQ(doubledRows({{live, one}, {live, one, true}}), 0) << "what the broker kept";
 }
 
 class MosquittoTest : public testing::Test
@@ -114,6 +143,7 @@ protected:
         };
         EXPECT_TRUE(within(10'000, all)) << seqs.size() << " of " << offered << " arrived";
         EXPECT_EQ(lastLive, offered) << "the newest value is the live one";
+        EXPECT_EQ(doubledRows(subscriber.arrivals()), 0);
         for (const auto &[value, ids] : seqs)
             EXPECT_EQ(ids.size(), 1U) << value << " has two numbers or two times";
     }
@@ -191,6 +221,7 @@ TEST_F(MosquittoTest, afterARestartOfTheGatewayTheLedgerIsEmpty)
     config.port = broker.port();
     start();
     expectLedgerIsEmpty(subscriber);
+    EXPECT_EQ(runner->status().counts.acknowledged, quint64(offered)) << "none went twice";
 }
 
 TEST_F(MosquittoTest, aFrozenBrokerGetsEverythingWhenItGoesOn)

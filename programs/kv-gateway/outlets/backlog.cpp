@@ -15,9 +15,11 @@ using namespace std::chrono_literals;
 
 constexpr unsigned ownerAndGroup = 0640;
 constexpr qint64 version = 1;
-constexpr quint64 seqsSetAside = 100'000; // so that a crash repeats none, without a commit for each
-constexpr qint64 dropShare = 20;          // a full file loses its oldest twentieth
-constexpr qint64 mostDropped = 20'000;    // at once, so that saving goes on
+// So that a crash repeats none, without a commit for each. The half of it that is always left is
+// more than one step takes.
+constexpr quint64 seqsSetAside = 300'000;
+constexpr qint64 dropShare = 20;       // a full file loses its oldest twentieth
+constexpr qint64 mostDropped = 20'000; // at once, so that saving goes on
 constexpr kvlink::Duration suspectJump = 1h;
 constexpr kvlink::Duration suspectFor = 24h;
 
@@ -120,7 +122,10 @@ bool Backlog::load()
     }
     m_count = m_database->number("SELECT count(*) FROM rows");
     m_reserved = quint64(m_database->number("SELECT value FROM facts WHERE name = 'next_seq'"));
-    m_nextSeq = m_reserved > 0 ? m_reserved : firstSeq(m_clock);
+    // By the clock as well: a power cut, or a full disk, may have cost what was set aside.
+    m_nextSeq = std::max(m_reserved, firstSeq(m_clock));
+    // On purpose no failure: a full disk must not keep what is stored from going out.
+    reserve(m_nextSeq + seqsSetAside);
     return !tags.hasFailed();
 }
 

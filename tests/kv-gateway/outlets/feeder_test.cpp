@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Store and forward with an outlet and a clock that the test holds in its hands.
 #include "outlets/feeder.h"
+#include "outlets/outlet_runner.h"
 
 #include "fake_outlet.h"
 #include "store/fake_clock.h"
@@ -249,6 +250,37 @@ TEST_F(FeederTest, numbersRiseAfterACrashToo)
     outlet.connect();
     offer({fresh("a.x", 3)});
     EXPECT_GT(outlet.taken.back().seq, last);
+}
+
+TEST_F(FeederTest, numbersAreSetAsideBeforeTheFirstOneIsUsed)
+{
+    QString problem;
+    feeder.reset();
+    quint64 used = 0;
+    for (int run = 0; run < 3; ++run) { // each ends with a crash before anything was saved
+        const auto backlog = Backlog::open(settings.path, {}, clock, notice, problem);
+        ASSERT_NE(backlog, nullptr) << problem.toStdString();
+        EXPECT_GT(backlog->nextSeq(), used);
+        while (!backlog->isReserveLow())
+            used = backlog->nextSeq();
+        // The most that one step takes, and hands over before it saves.
+        for (std::size_t i = 0; i < OutletRunner::mostQueued; ++i)
+            used = backlog->nextSeq();
+    }
+}
+
+TEST_F(FeederTest, numbersThatTheDiskCouldNotSetAsideGoByTheClock)
+{
+    QString problem;
+    feeder.reset();
+    auto backlog = Backlog::open(settings.path, {}, clock, notice, problem);
+    quint64 used = 0;
+    for (int i = 0; i < 1'000'000; ++i)
+        used = backlog->nextSeq();
+    backlog.reset();
+    clock.advance(2s);
+    backlog = Backlog::open(settings.path, {}, clock, notice, problem);
+    EXPECT_GT(backlog->nextSeq(), used);
 }
 
 TEST_F(FeederTest, aRestartBeginsWithTheOutletAway)

@@ -108,9 +108,14 @@ void Feeder::followSession()
 
 void Feeder::repeatAll()
 {
-    for (const OutletRow &row : m_newest) {
-        if (!m_owed.contains(row.tag))
-            m_owed.insert(row.tag, {row, m_clock.steady(), false, true});
+    for (auto newest = m_newest.begin(); newest != m_newest.end();) {
+        if (!m_outlet.wantsNewest(newest->tag)) {
+            newest = m_newest.erase(newest);
+            continue;
+        }
+        if (!m_owed.contains(newest->tag))
+            m_owed.insert(newest->tag, {*newest, m_clock.steady(), false, true});
+        ++newest;
     }
 }
 

@@ -109,16 +109,49 @@ std::vector<MqttMessage> MqttOutlet::tagChange(const MqttTopics &before, const M
 
 void MqttOutlet::setTags(const std::vector<TagConfig> &tags)
 {
-    auto topics = std::make_shared<const MqttTopics>(m_config, tags);
-    std::vector<MqttMessage> messages;
-    {
-        const std::lock_guard lock(m_mutex);
+    const auto before = topics();
+    const auto now = std::make_shared<const MqttTopics>(m_config, tags);
+    std::vector<MqttMessage> messages = tagChange(*before, *now);
+    const std::lock_guard lock(m_mutex);
+    m_topics = now;
+    for (const TagConfig &tag : tags)
+        m_gone.erase(now->of(tag.name).live);
+    publishRetained(std::move(messages));
+}
+
+// Empty ones take something back: they are repeated with each connection until the broker has one.
+// The others go out with each connection.
+void MqttOutlet::publishRetained(std::vector<MqttMessage> messages)
+{
+    for (MqttMessage &message : messages) {
+        if (!message.payload.isEmpty()) {
+            m_gone.erase(message.topic);
+            continue;
+        }
+        m_gone.insert(message.topic);
         if (m_state.isReady())
-            messages = tagChange(*m_topics, *topics);
-        m_topics = std::move(topics);
+            message.token = open({}, message.topic);
     }
-    if (!messages.empty())
+    if (m_state.isReady() && !messages.empty())
         m_client->publish(std::move(messages));
+}
+
+std::vector<MqttMessage> MqttOutlet::takeBackGone()
+{
+    std::vector<MqttMessage> messages;
+    for (const QByteArray &topic : m_gone)
+        messages.push_back({topic, {}, true, open({}, topic), {}});
+    return messages;
+}
+
+// A message that waits for its acknowledgement. \return its token
+quint64 MqttOutlet::open(std::vector<quint64> seqs, const QByteArray &takenBack)
+{
+    const kvlink::SteadyTime now = m_clock.steady();
+    if (m_open.empty())
+        m_lastAnswer = now;
+    m_open.emplace(++m_lastToken, Open{std::move(seqs), now, takenBack});
+    return m_lastToken;
 }
 
 MqttMessage MqttOutlet::linkMessage(const MqttTopics &topics, const QString &plc, bool isReady) const
@@ -132,16 +165,24 @@ MqttMessage MqttOutlet::linkMessage(const MqttTopics &topics, const QString &plc
 
 void MqttOutlet::setLink(const QString &plc, bool isReady)
 {
-    std::vector<MqttMessage> messages;
-    {
-        const std::lock_guard lock(m_mutex);
-        const auto known = m_links.constFind(plc);
-        if (known != m_links.constEnd() && *known == isReady)
-            return;
-        m_links.insert(plc, isReady);
-        messages.push_back(linkMessage(*m_topics, plc, isReady));
-    }
-    m_client->publish(std::move(messages));
+    const std::lock_guard lock(m_mutex);
+    const auto known = m_links.constFind(plc);
+    if (known != m_links.constEnd() && *known == isReady)
+        return;
+    m_links.insert(plc, isReady);
+    publishRetained({linkMessage(*m_topics, plc, isReady)});
+}
+
+void MqttOutlet::removeLink(const QString &plc)
+{
+    const std::lock_guard lock(m_mutex);
+    if (m_links.remove(plc) > 0)
+        publishRetained({{m_topics->statusOf(plc), {}, true, 0, {}}});
+}
+
+bool MqttOutlet::wantsNewest(const QString &tag) const
+{
+    return topics()->has(tag);
 }
 
 OutletState MqttOutlet::state() const
@@ -172,12 +213,14 @@ std::size_t MqttOutlet::room(OfferKind kind)
     return m_open.size() >= most ? 0 : most - m_open.size();
 }
 
+// The newest value of a tag that is gone is a late one.
 MqttMessage MqttOutlet::messageOf(const MqttTopics &topics, const OutletRow &row, OfferKind kind) const
 {
     MqttMessage message;
     const TagTopics of = topics.of(row.tag);
-    message.topic = kind == OfferKind::Live ? of.live : of.stored;
-    message.isRetained = kind == OfferKind::Live && m_config.retain;
+    const bool isLive = kind == OfferKind::Live && topics.has(row.tag);
+    message.topic = isLive ? of.live : of.stored;
+    message.isRetained = isLive && m_config.retain;
     appendRow(message.payload, row);
     return message;
 }
@@ -188,8 +231,6 @@ std::size_t MqttOutlet::offer(const std::vector<OutletRow> &rows, OfferKind kind
     const std::size_t free = room(kind);
     if (free == 0)
         return 0;
-    if (m_open.empty())
-        m_lastAnswer = m_clock.steady();
     if (m_config.layout == MqttLayout::Group)
         return offerGroups(*m_topics, rows, kind);
     const std::size_t count = std::min(rows.size(), free);
@@ -197,8 +238,7 @@ std::size_t MqttOutlet::offer(const std::vector<OutletRow> &rows, OfferKind kind
     messages.reserve(count);
     for (std::size_t i = 0; i < count; ++i) {
         messages.push_back(messageOf(*m_topics, rows[i], kind));
-        messages.back().token = ++m_lastToken;
-        m_open.emplace(m_lastToken, Open{{rows[i].seq}, m_clock.steady()});
+        messages.back().token = open({rows[i].seq});
     }
     m_client->publish(std::move(messages));
     return count;
@@ -212,15 +252,15 @@ std::size_t MqttOutlet::offerGroups(const MqttTopics &topics, const std::vector<
     std::vector<GroupMessage> groups;
     for (const OutletRow &row : rows) {
         const TagTopics of = topics.of(row.tag);
-        appendTo(groups, kind == OfferKind::Live ? of.live : of.stored, row);
+        const bool isLive = kind == OfferKind::Live && topics.has(row.tag);
+        appendTo(groups, isLive ? of.live : of.stored, row);
     }
     std::vector<MqttMessage> messages;
     for (GroupMessage &group : groups) {
         MqttMessage message;
         message.topic = std::move(group.topic);
         message.payload = group.payload + "}}";
-        message.token = ++m_lastToken;
-        m_open.emplace(m_lastToken, Open{std::move(group.seqs), m_clock.steady()});
+        message.token = open(std::move(group.seqs));
         messages.push_back(std::move(message));
     }
     m_client->publish(std::move(messages));
@@ -245,6 +285,8 @@ void MqttOutlet::connected(bool hasSession)
         m_state.problem.clear();
         const auto discovery = discoveryMessages(m_config, *all);
         messages.insert(messages.end(), discovery.begin(), discovery.end());
+        const auto gone = takeBackGone();
+        messages.insert(messages.end(), gone.begin(), gone.end());
         m_client->publish(std::move(messages));
     }
     m_events->changed();
@@ -269,6 +311,7 @@ std::vector<quint64> MqttOutlet::close(quint64 token)
     if (found == m_open.end())
         return {};
     std::vector<quint64> seqs = std::move(found->second.seqs);
+    m_gone.erase(found->second.takenBack);
     m_open.erase(found);
     return seqs;
 }

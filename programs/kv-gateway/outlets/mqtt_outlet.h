@@ -20,6 +20,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 
 namespace kvgateway
 {
@@ -46,12 +47,15 @@ public:
     void stop() override;
     std::size_t offer(const std::vector<OutletRow> &rows, OfferKind kind) override;
     void tick() override;
+    bool wantsNewest(const QString &tag) const override;
     OutletState state() const override;
 
     /// Those of its tags alone. Any thread.
     void setTags(const std::vector<TagConfig> &tags);
     /// Any thread.
     void setLink(const QString &plc, bool isReady);
+    /// The PLC is gone. Any thread.
+    void removeLink(const QString &plc);
 
     /// What the broker says when we are gone without a word.
     static MqttMessage will(const MqttConfig &config);
@@ -66,12 +70,16 @@ private:
     struct Open {
         std::vector<quint64> seqs;
         kvlink::SteadyTime since{};
+        QByteArray takenBack; ///< topic of m_gone
     };
     std::shared_ptr<const MqttTopics> topics() const;
     std::vector<quint64> close(quint64 token);
     std::size_t room(OfferKind kind);
     MqttMessage messageOf(const MqttTopics &topics, const OutletRow &row, OfferKind kind) const;
     std::size_t offerGroups(const MqttTopics &topics, const std::vector<OutletRow> &rows, OfferKind kind);
+    quint64 open(std::vector<quint64> seqs, const QByteArray &takenBack = {});
+    void publishRetained(std::vector<MqttMessage> messages);
+    std::vector<MqttMessage> takeBackGone();
     std::vector<MqttMessage> tagChange(const MqttTopics &before, const MqttTopics &now) const;
     MqttMessage linkMessage(const MqttTopics &topics, const QString &plc, bool isReady) const;
     void answer(const QByteArray &topic, const QByteArray &correlation, const WriteReport &report);
@@ -86,6 +94,9 @@ private:
     mutable std::mutex m_mutex;
     std::shared_ptr<const MqttTopics> m_topics;
     QHash<QString, bool> m_links; ///< by PLC
+    /// Topics of which the broker retains something that is gone, until it has acknowledged
+    /// an empty message.
+    std::set<QByteArray> m_gone;
     OutletState m_state;
     quint64 m_sessions = 0;
     quint64 m_lastToken = 0;

@@ -29,6 +29,7 @@ class MqttTopics
 public:
     MqttTopics(const MqttConfig &config, const std::vector<TagConfig> &tags);
 
+    bool has(const QString &tag) const { return m_topics.contains(tag); }
     /// Of a tag that is not there any more, too: values of it may still be stored.
     TagTopics of(const QString &tag) const;
     /// "kv/plant1/_status": whether the gateway is there.

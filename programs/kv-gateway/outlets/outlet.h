@@ -73,6 +73,8 @@ public:
     virtual std::size_t offer(const std::vector<OutletRow> &rows, OfferKind kind) = 0;
     /// Called often while something is not acknowledged: for time-outs.
     virtual void tick() {}
+    /// Any thread. \return false: the tag is gone, and its newest value is not to go out again
+    virtual bool wantsNewest(const QString & /*tag*/) const { return true; }
     virtual OutletState state() const = 0;
 };
 

@@ -72,9 +72,26 @@ void Outlets::stopOthers(const std::vector<MqttConfig> &wanted)
     m_all.erase(firstOther, m_all.end());
 }
 
+// What is retained of a PLC that is gone would look alive forever.
+void Outlets::forgetLinks(const Config &config)
+{
+    for (auto link = m_links.begin(); link != m_links.end();) {
+        const bool isThere = std::any_of(config.plcs.begin(), config.plcs.end(),
+                                         [&](const PlcConfig &plc) { return plc.name == link.key(); });
+        if (isThere) {
+            ++link;
+            continue;
+        }
+        for (const One &one : m_all)
+            one.outlet->removeLink(link.key());
+        link = m_links.erase(link);
+    }
+}
+
 void Outlets::apply(const Config &config)
 {
     stopOthers(config.mqtt);
+    forgetLinks(config);
     for (const MqttConfig &mqtt : config.mqtt) {
         auto found =
             std::find_if(m_all.begin(), m_all.end(), [&](const One &one) { return one.config == mqtt; });

@@ -45,6 +45,7 @@ private:
         std::unique_ptr<OutletRunner> runner;
     };
     One make(const MqttConfig &config) const;
+    void forgetLinks(const Config &config);
     void stopOthers(const std::vector<MqttConfig> &wanted);
 
     const QString m_folder;

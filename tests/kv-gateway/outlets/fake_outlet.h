@@ -33,6 +33,7 @@ public:
             taken.push_back({rows[i].seq, rows[i].tag.toStdString(), rows[i].sample.toInt(), kind});
         return count;
     }
+    bool wantsNewest(const QString &tag) const override { return tag != goneTag; }
     OutletState state() const override { return now; }
 
     void connect(bool wantsAll = false)
@@ -64,6 +65,7 @@ public:
     }
 
     OutletState now;
+    QString goneTag;
     std::size_t room = 1000;
     std::size_t roomForStored = 0; ///< that comes with the next offer of stored rows
     std::vector<Offered> taken;

@@ -334,6 +334,20 @@ TEST_F(FeederTest, anOutletThatForgotGetsTheNewestAgain)
     EXPECT_EQ(stored(), 1) << "a repeated row is not kept";
 }
 
+TEST_F(FeederTest, anOutletThatForgotDoesNotGetTagsThatAreGone)
+{
+    outlet.connect();
+    offer({fresh("a.x", 1), fresh("a.y", 2)});
+    acknowledgeAll();
+    outlet.shown();
+    outlet.goneTag = "a.x";
+    outlet.disconnect();
+    pass(1s);
+    outlet.connect(true);
+    pass(1s);
+    EXPECT_EQ(outlet.shown(), "live a.y=2");
+}
+
 TEST_F(FeederTest, aRefusedRowHoldsUpNoOther)
 {
     outlet.connect();

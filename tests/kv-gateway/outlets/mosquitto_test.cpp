@@ -3,6 +3,7 @@
 #include "outlets/mosquitto_client.h"
 #include "outlets/mqtt_outlet.h"
 #include "outlets/outlet_runner.h"
+#include "outlets/outlets.h"
 
 #include "broker.h"
 
@@ -67,6 +68,7 @@ protected:
         config.storedTopic = "kv/{site}/{plc}/{tag}/stored";
         config.drainRate = 100'000;
         tag.name = "a.x";
+        other.name = "a.y";
     }
     ~MosquittoTest() override { broker.thaw(); }
 
@@ -80,7 +82,7 @@ protected:
                 orders << order.correlation;
             },
             [](const WriteOrder & /*order*/, const QString & /*why*/) {});
-        made->setTags({tag});
+        made->setTags({tag, other});
         runner = std::make_unique<OutletRunner>(
             "mqtt", FeederSettings{folder.filePath("outlet.sqlite"), {}, config.drainRate}, std::move(made),
             clock, [this](const QString &text, const QString &cause) {
@@ -105,6 +107,11 @@ protected:
             if (i % 10 == 9)
                 std::this_thread::sleep_for(1ms);
         }
+    }
+    static OutletSinks silentSinks()
+    {
+        return {[](const WriteOrder & /*order*/, const WriteEnd & /*end*/) {},
+                [](const QString & /*text*/, const QString & /*cause*/) {}};
     }
     // The correlations of the commands that came to the plant, "a,b".
     std::string ordered()
@@ -152,7 +159,7 @@ protected:
     QTemporaryDir folder;
     MachineClock clock;
     MqttConfig config;
-    TagConfig tag;
+    TagConfig tag, other;
     std::mutex mutex;
     QStringList notices;
     QStringList orders;
@@ -356,6 +363,40 @@ TEST_F(MosquittoTest, aRetainedCommandIsRefusedTheFirstTimeToo)
     EXPECT_TRUE(commander.waitFor("kv/s/a/x/set/answer", "send it without retain"));
     commander.publish("kv/s/a/x/set", R"({"value":1,"correlation":"plain"})");
     EXPECT_TRUE(within(5000, [&] { return ordered() == "plain"; })) << ordered();
+}
+
+TEST_F(MosquittoTest, whatAReloadTakesAwayIsNotRetainedAnyMore)
+{
+    broker.start();
+    Outlets outlets(folder.path(), clock, silentSinks());
+    Config plant;
+    plant.mqtt = {config};
+    plant.plcs.resize(2);
+    plant.plcs[0].name = "a";
+    plant.plcs[0].tags = {tag, other};
+    plant.plcs[1].name = "b";
+    outlets.apply(plant);
+    for (const char *plc : {"a", "b"})
+        outlets.setLink(plc, true);
+    for (const char *name : {"a.x", "a.y"})
+        outlets.offer(name, sampleOf(1));
+    ASSERT_TRUE(within(10'000, [&] { return outlets.status()[0].counts.acknowledged == 2; }));
+    plant.plcs.pop_back();
+    plant.plcs[0].tags.pop_back();
+    outlets.apply(plant);
+    const auto kept = [this] {
+        Subscriber late(broker.port());
+        late.publish("end", "1"); // comes after what is retained
+        EXPECT_TRUE(late.waitFor("end", "1"));
+        std::set<std::string> topics;
+        for (const Arrival &arrival : late.arrivals()) {
+            if (arrival.isRetained)
+                topics.insert(arrival.topic);
+        }
+        return topics;
+    };
+    const std::set<std::string> left{"kv/s/_status", "kv/s/_status/a", "kv/s/a/x"};
+    EXPECT_TRUE(within(5000, [&] { return kept() == left; })) << testing::PrintToString(kept());
 }
 
 // Certificates of an authority of the test's own.

@@ -271,6 +271,73 @@ TEST_F(MqttOutletTest, whatWasRetainedOfATagThatIsGoneIsTakenBack)
     EXPECT_EQ(client->take(), "kv/plant1/a/count (kept) \nkv/plant1/a/run (kept) \n");
 }
 
+TEST_F(MqttOutletTest, whatIsGoneWithoutAConnectionIsTakenBackWithTheNextOne)
+{
+    start();
+    client->take();
+    client->events->disconnected("gone");
+    outlet->setTags({tag("a.speed", "drive"), tag("a.count", "drive")});
+    outlet->setTags({tag("a.speed", "drive")});
+    outlet->removeLink("a");
+    EXPECT_EQ(client->take(), "");
+    const std::string greeting = "subscribe kv/plant1/+/+/set\nkv/plant1/_status (kept) online\n";
+    const std::string takenBack = "kv/plant1/_status/a (kept) \nkv/plant1/a/count (kept) \n"
+                                  "kv/plant1/a/run (kept) \n";
+    client->events->connected(true);
+    EXPECT_EQ(client->take(), greeting + takenBack);
+    client->events->disconnected("gone");
+    client->events->connected(true);
+    EXPECT_EQ(client->take(), greeting + takenBack) << "the broker did not acknowledge it";
+    for (std::size_t i = client->tokens.size() - 3; i < client->tokens.size(); ++i)
+        client->events->acknowledged(client->tokens[i]);
+    client->events->disconnected("gone");
+    client->events->connected(true);
+    EXPECT_EQ(client->take(), greeting);
+    EXPECT_TRUE(events.all.empty());
+}
+
+TEST_F(MqttOutletTest, whatIsBackIsNotTakenBack)
+{
+    start();
+    client->events->disconnected("gone");
+    outlet->setTags({});
+    outlet->removeLink("a");
+    outlet->setTags({tag("a.speed", "drive")});
+    outlet->setLink("a", false);
+    client->take();
+    client->events->connected(true);
+    EXPECT_EQ(client->take(), "subscribe kv/plant1/+/+/set\n"
+                              "kv/plant1/_status (kept) online\n"
+                              "kv/plant1/_status/a (kept) offline\n"
+                              "kv/plant1/a/count (kept) \nkv/plant1/a/run (kept) \n");
+}
+
+TEST_F(MqttOutletTest, aPlcThatIsGoneHasNoStatus)
+{
+    start();
+    client->take();
+    outlet->removeLink("a");
+    outlet->removeLink("never-there");
+    EXPECT_EQ(client->take(), "kv/plant1/_status/a (kept) \n");
+    client->events->acknowledged(client->tokens.back());
+    client->events->connected(true);
+    EXPECT_EQ(client->take().find("_status/a"), std::string::npos);
+}
+
+TEST_F(MqttOutletTest, theNewestValueOfATagThatIsGoneIsALateOne)
+{
+    start();
+    outlet->setTags({tag("a.speed", "drive")});
+    client->take();
+    EXPECT_TRUE(outlet->wantsNewest("a.speed"));
+    EXPECT_FALSE(outlet->wantsNewest("a.run"));
+    EXPECT_EQ(offer(OfferKind::Live, {{9, "a.run", good(500, true)}}), 1U);
+    EXPECT_EQ(client->take(), "kv/plant1/a/run/stored "
+                              R"({"value":true,"quality":"good","time":"2026-05-04T08:00:00.500Z","seq":9})"
+                              "\n")
+        << "retained, it would look alive forever";
+}
+
 TEST_F(MqttOutletTest, aCommandGoesToThePlantAndItsAnswerBack)
 {
     start();

@@ -88,7 +88,18 @@ void Outlets::forgetLinks(const Config &config)
     }
 }
 
-void Outlets::apply(const Config &config)
+// Those that never change would never come otherwise.
+void Outlets::offerPresent(const One &one, const LiveTable &present)
+{
+    for (std::size_t i = 0; i < present.tags().size(); ++i) {
+        const QString &tag = present.tags()[i].config.name;
+        const kvlink::Sample sample = present.sample(int(i));
+        if (one.tags.contains(tag) && sample.quality != kvlink::Quality::Never)
+            one.runner->offer(tag, sample);
+    }
+}
+
+void Outlets::apply(const Config &config, const LiveTable *present)
 {
     stopOthers(config.mqtt);
     forgetLinks(config);
@@ -105,8 +116,11 @@ void Outlets::apply(const Config &config)
         found->outlet->setTags(tags);
         for (auto link = m_links.constBegin(); link != m_links.constEnd(); ++link)
             found->outlet->setLink(link.key(), link.value());
-        if (isNew)
-            found->runner->start();
+        if (!isNew)
+            continue;
+        if (present != nullptr)
+            offerPresent(*found, *present);
+        found->runner->start();
     }
 }
 

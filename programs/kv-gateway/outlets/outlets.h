@@ -6,6 +6,8 @@
 #include "mqtt_outlet.h"
 #include "outlet_runner.h"
 
+#include "plant/live_table.h"
+
 #include <QSet>
 
 namespace kvgateway
@@ -29,7 +31,8 @@ public:
     Outlets &operator=(const Outlets &) = delete;
 
     /// Makes the outlets what \a config says. One whose settings stay keeps its connection.
-    void apply(const Config &config);
+    /// \param present what a new outlet gets at once; nullptr: it gets changes alone
+    void apply(const Config &config, const LiveTable *present = nullptr);
     /// Ends all of them, together, within a second.
     void stop();
 
@@ -45,6 +48,7 @@ private:
         std::unique_ptr<OutletRunner> runner;
     };
     One make(const MqttConfig &config) const;
+    static void offerPresent(const One &one, const LiveTable &present);
     void forgetLinks(const Config &config);
     void stopOthers(const std::vector<MqttConfig> &wanted);
 

@@ -158,6 +158,7 @@ QStringList Gateway::open()
     const QString size = m_config.sizeText();
     if (!startServer(problem) || !m_plant->apply(m_config, problem))
         return {problem};
+    // On purpose without the values of an earlier run: they are nothing new.
     m_outlets->apply(m_config);
     forgetTags(m_config);
     QObject::connect(&m_historyTimer, &QTimer::timeout, m_plant.get(), [this] { m_recorder->giveHistory(); });
@@ -227,7 +228,7 @@ QStringList Gateway::reload(const QString &who)
         return problems;
     }
     m_config = std::move(loaded.config);
-    m_outlets->apply(m_config);
+    m_outlets->apply(m_config, m_plant->table().get());
     forgetTags(m_config);
     m_counts.lastGoodReload = m_clock.wall();
     m_store->setRetention(retentionOf(m_config.history));

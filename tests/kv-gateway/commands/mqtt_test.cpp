@@ -150,6 +150,8 @@ TEST_F(GatewayMqttTest, aReloadBringsAnOutletAndTakesItAway)
     EXPECT_EQ(post("/api/v1/config/reload", "").status, 200);
     EXPECT_TRUE(until([this] { return metric("kvgateway_outlet_up") == 1; }));
     const Subscriber subscriber(broker.port());
+    EXPECT_TRUE(subscriber.waitFor("kv/s/a/speed", "{\"value\":0,\"quality\":\"good\""))
+        << "at once, not with the next change";
     sim.control("set DM100=5");
     EXPECT_TRUE(subscriber.waitFor("kv/s/a/speed", "{\"value\":5,"));
     EXPECT_TRUE(

@@ -188,6 +188,10 @@ void writeOutlets(MetricsWriter &out, const std::vector<OutletStatus> &outlets)
     constexpr Row rows[] = {
         {"kvgateway_outlet_up", "gauge", "1 while the outlet has its connection.",
          [](const OutletStatus &o) { return o.state.isReady() ? 1.0 : 0.0; }},
+        {"kvgateway_outlet_warning", "gauge", "1 while part of it does not work; the events say what.",
+         [](const OutletStatus &o) { return o.state.warning.isEmpty() ? 0.0 : 1.0; }},
+        {"kvgateway_outlet_disk_up", "gauge", "1 while the outlet's file on disk takes rows.",
+         [](const OutletStatus &o) { return o.counts.diskProblem.isEmpty() ? 1.0 : 0.0; }},
         {"kvgateway_outlet_offered_rows_total", "counter", "Changes handed to the outlet.",
          [](const OutletStatus &o) { return double(o.offered); }},
         {"kvgateway_outlet_acknowledged_rows_total", "counter", "Rows that the other side has.",

@@ -14,6 +14,7 @@ using namespace std::chrono_literals;
 constexpr kvlink::Duration answerDue = 100ms;    // a row without an acknowledgement goes to disk
 constexpr kvlink::Duration removalsEvery = 50ms; // of rows that are acknowledged: fewer commits
 constexpr kvlink::Duration limitsEvery = 1s;
+constexpr kvlink::Duration saveAgainAfter = 1s;
 constexpr kvlink::Duration openAgainAfter = 5s;
 constexpr int mostStoredAtOnce = 1000;
 
@@ -239,15 +240,18 @@ void Feeder::saveToDisk()
 {
     const kvlink::SteadyTime now = m_clock.steady();
     const bool areRemovalsDue = !m_removals.empty() && m_savedAt + removalsEvery <= now;
-    if (!m_backlog || (m_unsaved.empty() && !areRemovalsDue && !m_backlog->isReserveLow()))
+    if (!m_backlog || now < m_nextSave ||
+        (m_unsaved.empty() && !areRemovalsDue && !m_backlog->isReserveLow()))
         return;
     std::vector<OutletRow> rows;
     rows.reserve(m_unsaved.size());
     for (const auto &[seq, row] : m_unsaved)
         rows.push_back(row);
     m_savedAt = now;
-    if (!m_backlog->save(rows, m_removals, m_counts.diskProblem))
+    if (!m_backlog->save(rows, m_removals, m_counts.diskProblem)) {
+        m_nextSave = now + saveAgainAfter;
         return;
+    }
     m_counts.diskProblem.clear();
     if (!rows.empty())
         m_cursor = std::min(m_cursor, rows.front().seq - 1);
@@ -312,7 +316,7 @@ void Feeder::finish(const News &last)
     storeWaiting();
     for (auto &[seq, held] : m_inFlight)
         store(held);
-    m_savedAt = {};
+    m_savedAt = m_nextSave = {};
     save();
     if (m_backlog)
         m_backlog->close();

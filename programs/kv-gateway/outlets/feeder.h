@@ -109,6 +109,7 @@ private:
     QHash<QString, OutletRow> m_newest;                         ///< of each tag
     quint64 m_cursor = 0;                                       ///< stored rows up to here were handed over
     kvlink::SteadyTime m_savedAt{};
+    kvlink::SteadyTime m_nextSave{}; ///< after one that failed
     kvlink::SteadyTime m_limitedAt{};
     FeederCounts m_counts;
 };

@@ -152,6 +152,7 @@ private:
         mosquitto_connect_v5_callback_set(m_library, &Connection::onConnect);
         mosquitto_disconnect_v5_callback_set(m_library, &Connection::onDisconnect);
         mosquitto_publish_v5_callback_set(m_library, &Connection::onPublish);
+        mosquitto_subscribe_v5_callback_set(m_library, &Connection::onSubscribe);
         mosquitto_message_v5_callback_set(m_library, &Connection::onMessage);
         mosquitto_log_callback_set(m_library, &Connection::onLog);
         if (!config.userFile.isEmpty()) {
@@ -256,13 +257,8 @@ private:
                     messages.push_back(*m_shared.goodbye);
             }
         }
-        // A broker of MQTT 5 shall not hide that a message is retained. One of 3.1.1 does, unless
-        // it had the message before we subscribed.
-        const bool isV5 = m_shared.config.version == MqttVersion::V5;
-        const int options = isV5 ? MQTT_SUB_OPT_RETAIN_AS_PUBLISHED : 0;
         for (const QByteArray &filter : subscriptions)
-            check(mosquitto_subscribe_v5(m_library, nullptr, filter.constData(), 0, options, nullptr),
-                  "subscribing");
+            subscribe(filter);
         for (auto message = messages.cbegin(); message != messages.cend() && m_problem.isEmpty(); ++message)
             publish(*message);
         if (m_isLeaving)
@@ -277,6 +273,18 @@ private:
         mosquitto_disconnect(m_library);
         mosquitto_loop_write(m_library, 1);
         m_isOver = true;
+    }
+
+    // A broker of MQTT 5 shall not hide that a message is retained. One of 3.1.1 does, unless it
+    // had the message before we subscribed.
+    void subscribe(const QByteArray &filter)
+    {
+        const bool isV5 = m_shared.config.version == MqttVersion::V5;
+        const int options = isV5 ? MQTT_SUB_OPT_RETAIN_AS_PUBLISHED : 0;
+        int id = 0;
+        if (check(mosquitto_subscribe_v5(m_library, &id, filter.constData(), 0, options, nullptr),
+                  "subscribing"))
+            m_filters.emplace(id, filter);
     }
 
     void publish(const MqttMessage &message)
@@ -340,6 +348,17 @@ private:
         });
     }
 
+    void subscribed(int id, int code)
+    {
+        const auto found = m_filters.find(id);
+        if (found == m_filters.end())
+            return;
+        const QString problem =
+            code < failureCodes ? QString() : QString::fromUtf8(mosquitto_reason_string(code));
+        m_shared.tell([&](MqttClientEvents &events) { events.subscribed(found->second, problem); });
+        m_filters.erase(found);
+    }
+
     void received(const mosquitto_message &message, const mosquitto_property *properties)
     {
         MqttReceived copy;
@@ -381,6 +400,12 @@ private:
     {
         of(self).answered(id, code);
     }
+    static void onSubscribe(mosquitto * /*library*/, void *self, int id, int count, const int *codes,
+                            const mosquitto_property * /*properties*/)
+    {
+        if (count == 1)
+            of(self).subscribed(id, codes[0]);
+    }
     static void onMessage(mosquitto * /*library*/, void *self, const mosquitto_message *message,
                           const mosquitto_property *properties)
     {
@@ -394,7 +419,8 @@ private:
 
     Shared &m_shared;
     mosquitto *m_library = nullptr;
-    std::unordered_map<int, quint64> m_tokens; // by the number of the message
+    std::unordered_map<int, quint64> m_tokens;     // by the number of the message
+    std::unordered_map<int, QByteArray> m_filters; // that the broker has not answered, in the same way
     QString m_problem;
     QString m_libraryText;
     SteadyClock::time_point m_deadline;

@@ -38,6 +38,8 @@ public:
     /// Nothing that was published and not acknowledged will be. Comes after each
     /// failed attempt too.
     virtual void disconnected(const QString &problem) = 0;
+    /// \param problem why the broker refused the subscription; empty: it did not
+    virtual void subscribed(const QByteArray &filter, const QString &problem) = 0;
     virtual void acknowledged(quint64 token) = 0;
     virtual void refused(quint64 token, const QString &why) = 0;
     virtual void received(const MqttReceived &message) = 0;

@@ -303,6 +303,21 @@ void MqttOutlet::disconnected(const QString &problem)
     m_events->changed();
 }
 
+// Kept over a loss of the connection, so that it is said once.
+void MqttOutlet::subscribed(const QByteArray &filter, const QString &problem)
+{
+    {
+        const std::lock_guard lock(m_mutex);
+        m_state.warning.clear();
+        if (!problem.isEmpty())
+            m_state.warning =
+                QStringLiteral("the broker refuses the subscription to %1 (%2), so no command arrives: allow "
+                               "it there for this client, or remove commands = true")
+                    .arg(QString::fromUtf8(filter), problem);
+    }
+    m_events->changed();
+}
+
 std::vector<quint64> MqttOutlet::close(quint64 token)
 {
     const std::lock_guard lock(m_mutex);

@@ -63,6 +63,7 @@ public:
 private:
     void connected(bool hasSession) override;
     void disconnected(const QString &problem) override;
+    void subscribed(const QByteArray &filter, const QString &problem) override;
     void acknowledged(quint64 token) override;
     void refused(quint64 token, const QString &why) override;
     void received(const MqttReceived &message) override;

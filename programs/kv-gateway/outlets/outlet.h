@@ -39,6 +39,7 @@ struct OutletState {
     /// The other side has forgotten the newest values: it wants all of them.
     bool wantsAll = false;
     QString problem; ///< why there is no connection, and what to do; empty while all is well
+    QString warning; ///< what does not work although there is a connection, and what to do; or empty
 
     bool isReady() const { return session != 0; }
 };

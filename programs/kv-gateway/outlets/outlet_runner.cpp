@@ -11,10 +11,11 @@ namespace
 
 using namespace std::chrono_literals;
 
-constexpr auto collect = 5ms;       // the values of one answer go together
-constexpr auto busyTick = 10ms;     // acknowledgements are looked at
-constexpr auto idleTick = 1s;       // limits of size and age
-constexpr auto lastAnswers = 300ms; // what is under way at the end may still be acknowledged
+constexpr auto collect = 5ms;                    // the values of one answer go together
+constexpr auto busyTick = 10ms;                  // acknowledgements are looked at
+constexpr auto idleTick = 1s;                    // limits of size and age
+constexpr kvlink::Duration refusalsEvery = 1min; // that are said
+constexpr auto lastAnswers = 300ms;              // what is under way at the end may still be acknowledged
 
 } // namespace
 
@@ -120,32 +121,61 @@ void OutletRunner::run()
 
 void OutletRunner::step(Feeder &feeder, Feeder::News news)
 {
-    const QString notice = feeder.step(std::move(news));
-    if (!notice.isEmpty())
-        m_notice(QStringLiteral("outlet %1: its file on disk was damaged").arg(m_name), notice);
     QString refusal;
     {
         const std::lock_guard lock(m_mutex);
-        m_counts = feeder.counts();
         refusal = std::exchange(m_refusal, {});
     }
+    const QString notice = feeder.step(std::move(news));
+    if (!notice.isEmpty())
+        m_notice(QStringLiteral("outlet %1: its file on disk was damaged").arg(m_name), notice);
+    {
+        const std::lock_guard lock(m_mutex);
+        m_counts = feeder.counts();
+    }
     if (!refusal.isEmpty())
-        m_notice(QStringLiteral("outlet %1: values were refused and are dropped").arg(m_name), refusal);
+        tellRefusal(refusal, feeder.counts().refused);
+    tellDisk(feeder.counts().diskProblem);
     tellState();
+}
+
+// Not each: a missing right refuses all values of a plant, for as long as it is missing.
+void OutletRunner::tellRefusal(const QString &why, quint64 count)
+{
+    const kvlink::SteadyTime now = m_clock.steady();
+    if (m_nextRefusal > now)
+        return;
+    m_nextRefusal = now + refusalsEvery;
+    m_notice(QStringLiteral("outlet %1: values were refused and are dropped").arg(m_name),
+             QStringLiteral("%1; %2 since the start").arg(why).arg(count));
+}
+
+void OutletRunner::tellDisk(const QString &problem)
+{
+    if (problem == m_toldDisk)
+        return;
+    m_toldDisk = problem;
+    if (problem.isEmpty())
+        m_notice(QStringLiteral("outlet %1: its file takes values again").arg(m_name), {});
+    else
+        m_notice(QStringLiteral("outlet %1: its file takes nothing; values wait in memory, %2 at most")
+                     .arg(m_name)
+                     .arg(FeederSettings::mostUnsaved),
+                 problem);
 }
 
 // Attempts that fail for the same reason are said once.
 void OutletRunner::tellState()
 {
     const OutletState state = m_outlet->state();
-    if (state.isReady() != m_told.isReady() || (!state.isReady() && state.problem != m_told.problem)) {
-        const bool isLoss = m_told.isReady() || !state.problem.isEmpty();
-        if (state.isReady())
-            m_notice(QStringLiteral("outlet %1: connected").arg(m_name), {});
-        else if (isLoss)
-            m_notice(QStringLiteral("outlet %1: no connection").arg(m_name), state.problem);
-        m_told = state;
-    }
+    const bool isLoss = m_told.isReady() || !state.problem.isEmpty();
+    if (state.isReady() && !m_told.isReady())
+        m_notice(QStringLiteral("outlet %1: connected").arg(m_name), {});
+    else if (!state.isReady() && isLoss && (m_told.isReady() || state.problem != m_told.problem))
+        m_notice(QStringLiteral("outlet %1: no connection").arg(m_name), state.problem);
+    if (!state.warning.isEmpty() && state.warning != m_told.warning)
+        m_notice(QStringLiteral("outlet %1: not all of it works").arg(m_name), state.warning);
+    m_told = state;
 }
 
 void OutletRunner::end(Feeder &feeder)

@@ -58,6 +58,8 @@ private:
     void run();
     bool waitForNews(Feeder::News &news, bool isBusy);
     void step(Feeder &feeder, Feeder::News news);
+    void tellRefusal(const QString &why, quint64 count);
+    void tellDisk(const QString &problem);
     void tellState();
     void end(Feeder &feeder);
 
@@ -68,6 +70,8 @@ private:
     const Notice m_notice;
     std::thread m_thread;
     OutletState m_told; ///< the state that the log knows
+    QString m_toldDisk; ///< the same of the file
+    kvlink::SteadyTime m_nextRefusal{};
 
     mutable std::mutex m_mutex;
     std::condition_variable m_wake;

@@ -437,6 +437,30 @@ TEST_F(FeederTest, aDiskThatTakesNothingHoldsUpNoValue)
     EXPECT_GT(outlet.taken.back().seq, last);
 }
 
+TEST_F(FeederTest, aSaveThatFailedIsTriedAgainAfterASecond)
+{
+    offer({fresh("a.x", 1)});
+    ASSERT_EQ(stored(), 1);
+    OpenProblem problem;
+    const auto other = Database::open(settings.path, Database::Use::History, 0640, problem);
+    ASSERT_TRUE(other->run("ALTER TABLE rows RENAME TO away"));
+    offer({fresh("a.x", 2)});
+    EXPECT_TRUE(feeder->counts().diskProblem.contains("no such table"))
+        << feeder->counts().diskProblem.toStdString();
+    ASSERT_TRUE(other->run("ALTER TABLE away RENAME TO rows"));
+    pass(999ms);
+    EXPECT_EQ(stored(), 1) << "a disk in trouble is not asked all the time";
+    EXPECT_NE(feeder->counts().diskProblem, "");
+    pass(1ms);
+    EXPECT_EQ(stored(), 2);
+    EXPECT_EQ(feeder->counts().diskProblem, "");
+    ASSERT_TRUE(other->run("ALTER TABLE rows RENAME TO away"));
+    offer({fresh("a.x", 3)});
+    ASSERT_TRUE(other->run("ALTER TABLE away RENAME TO rows"));
+    feeder->finish({});
+    EXPECT_EQ(stored(), 3) << "the last save waits for nothing";
+}
+
 TEST_F(FeederTest, onlyWhatTheDiskDoesNotTakeIsBoundedByMemory)
 {
     const std::vector<OutletRow> rows(FeederSettings::mostUnsaved + 10, fresh("a.x", 1));

@@ -365,6 +365,32 @@ TEST_F(MosquittoTest, aRetainedCommandIsRefusedTheFirstTimeToo)
     EXPECT_TRUE(within(5000, [&] { return ordered() == "plain"; })) << ordered();
 }
 
+TEST_F(MosquittoTest, commandsThatTheBrokerDoesNotLetThroughAreSaid)
+{
+    Broker strict("allow_anonymous true\nplugin " KV_MOSQUITTO_SECURITY "\n"
+                  "plugin_opt_config_file security.json\n");
+    strict.writeFile("security.json",
+                     R"({"defaultACLAccess":{"publishClientSend":true,)"
+                     R"("publishClientReceive":true,"subscribe":false,"unsubscribe":true}})");
+    strict.start();
+    config.port = strict.port();
+    config.commands = true;
+    for (const MqttVersion version : {MqttVersion::V5, MqttVersion::V311}) {
+        config.version = version;
+        start();
+        EXPECT_TRUE(within(10'000, [this] { return !runner->status().state.warning.isEmpty(); }));
+        const QString warning = runner->status().state.warning;
+        EXPECT_TRUE(warning.startsWith("the broker refuses the subscription to kv/s/+/+/set"))
+            << warning.toStdString();
+        EXPECT_TRUE(isConnected()) << "values go out all the same";
+        offer(1);
+        EXPECT_TRUE(isAllAcknowledged());
+        offered = 0;
+        runner.reset();
+    }
+    EXPECT_EQ(notices.filter("not all of it works").size(), 2) << notices.join("; ").toStdString();
+}
+
 TEST_F(MosquittoTest, whatAReloadTakesAwayIsNotRetainedAnyMore)
 {
     broker.start();

@@ -135,6 +135,23 @@ TEST_F(MqttOutletTest, saysThatItIsThereBeforeAnythingElse)
     EXPECT_EQ(client->take(), "goodbye kv/plant1/_status (kept) offline\n");
 }
 
+TEST_F(MqttOutletTest, aBrokerThatRefusesTheCommandsIsSaidUntilItTakesThem)
+{
+    start();
+    EXPECT_EQ(outlet->state().warning, "");
+    client->events->subscribed("kv/plant1/+/+/set", "Not authorized");
+    const QString warning = outlet->state().warning;
+    EXPECT_EQ(warning,
+              "the broker refuses the subscription to kv/plant1/+/+/set (Not authorized), so no command "
+              "arrives: allow it there for this client, or remove commands = true");
+    EXPECT_TRUE(outlet->state().isReady());
+    client->events->disconnected("gone");
+    client->events->connected(true);
+    EXPECT_EQ(outlet->state().warning, warning);
+    client->events->subscribed("kv/plant1/+/+/set", {});
+    EXPECT_EQ(outlet->state().warning, "");
+}
+
 TEST_F(MqttOutletTest, aValueHasQualityTimeAndNumber)
 {
     start();

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QDir>
 #include <QElapsedTimer>
 
 namespace kvgateway
@@ -32,6 +33,19 @@ bool until(const std::function<bool()> &isThere)
         std::this_thread::sleep_for(1ms);
     return isThere();
 }
+
+// The machine's, and ahead of it as far as the test says; for two threads.
+class AheadClock : public Clock
+{
+public:
+    kvlink::WallTime wall() const override { return m_machine.wall(); }
+    kvlink::SteadyTime steady() const override { return m_machine.steady() + m_ahead.load(); }
+    void advance(kvlink::Duration time) { m_ahead = m_ahead.load() + time; }
+
+private:
+    MachineClock m_machine;
+    std::atomic<kvlink::Duration> m_ahead{kvlink::Duration(0)};
+};
 
 // Hangs in offer(), as an outlet never should.
 struct HangingOutlet : FakeOutlet {
@@ -88,6 +102,85 @@ TEST(OutletRunner, saysOnceWhatHappens)
     }
     runner.stop();
     EXPECT_EQ(said, "outlet a: no connection: refused\n");
+}
+
+TEST(OutletRunner, saysOnceThatTheDiskTakesNothing)
+{
+    const QTemporaryDir folder;
+    AheadClock clock;
+    std::mutex mutex;
+    std::string said;
+    OutletRunner runner(
+        "a", settingsIn(folder.filePath("missing")), std::make_unique<FakeOutlet>(), clock,
+        [&](const QString &text, const QString &cause) {
+            const std::lock_guard lock(mutex);
+            said += (text + (cause.isEmpty() ? "" : ": " + cause.section(": ", 1)) + "\n").toStdString();
+        });
+    const auto hasSaid = [&](const char *what) {
+        return until([&] {
+            const std::lock_guard lock(mutex);
+            return said.find(what) != std::string::npos;
+        });
+    };
+    runner.start();
+    runner.offer("a.x", good(0, qint64(1)));
+    EXPECT_TRUE(hasSaid("takes nothing"));
+    EXPECT_NE(runner.status().counts.diskProblem, "");
+    for (int i = 0; i < 3; ++i) { // each opens again, in vain
+        clock.advance(5s);
+        runner.offer("a.x", good(0, qint64(i)));
+        EXPECT_TRUE(until([&] { return runner.status().queued == 0; }));
+    }
+    QDir(folder.path()).mkdir("missing");
+    clock.advance(5s);
+    runner.offer("a.x", good(0, qint64(5)));
+    EXPECT_TRUE(hasSaid("again"));
+    runner.stop();
+    EXPECT_EQ(said, "outlet a: its file takes nothing; values wait in memory, 100000 at most: "
+                    "No such file or directory\n"
+                    "outlet a: its file takes values again\n");
+}
+
+// Refuses each row at once, for a reason of its own.
+struct RefusingOutlet : FakeOutlet {
+    void start(OutletEvents &to) override { events = &to; }
+    std::size_t offer(const std::vector<OutletRow> &rows, OfferKind /*kind*/) override
+    {
+        for (const OutletRow &row : rows)
+            events->refused({row.seq}, "no right to " + row.tag);
+        return rows.size();
+    }
+    OutletEvents *events = nullptr;
+};
+
+TEST(OutletRunner, saysRefusalsOnceAMinute)
+{
+    const QTemporaryDir folder;
+    AheadClock clock;
+    std::mutex mutex;
+    std::string said;
+    auto made = std::make_unique<RefusingOutlet>();
+    made->connect();
+    OutletRunner runner("a", settingsIn(folder.path()), std::move(made), clock,
+                        [&](const QString &text, const QString &cause) {
+                            const std::lock_guard lock(mutex);
+                            if (text.contains("refused"))
+                                said += (text + ": " + cause + "\n").toStdString();
+                        });
+    runner.start();
+    const auto offer = [&](const char *tag, quint64 all) {
+        runner.offer(tag, good(0, true));
+        EXPECT_TRUE(until([&] { return runner.status().counts.refused == all; }));
+    };
+    offer("a.x", 1);
+    offer("a.y", 2);
+    offer("a.x", 3);
+    clock.advance(1min);
+    offer("a.z", 4);
+    offer("a.x", 5);
+    runner.stop();
+    EXPECT_EQ(said, "outlet a: values were refused and are dropped: no right to a.x; 1 since the start\n"
+                    "outlet a: values were refused and are dropped: no right to a.z; 4 since the start\n");
 }
 
 // Offers rows as fast as they are stored, and tells each one that is on disk.

@@ -44,11 +44,23 @@ QJsonArray availability(const MqttTopics &topics, const QString &plc)
     return all;
 }
 
+QString nodeOf(const MqttConfig &config)
+{
+    return QStringLiteral("kv-") + idOf(config.site);
+}
+
+QByteArray topicFor(const MqttConfig &config, const TagConfig &tag)
+{
+    return QStringLiteral("%1/%2/%3/%4/config")
+        .arg(config.homeAssistant, kindOf(config, tag), nodeOf(config), idOf(tag.name))
+        .toUtf8();
+}
+
 MqttMessage messageFor(const MqttConfig &config, const MqttTopics &topics, const TagConfig &tag)
 {
     const QString kind = kindOf(config, tag);
     const QString plc = tag.name.section('.', 0, 0);
-    const QString node = QStringLiteral("kv-") + idOf(config.site);
+    const QString node = nodeOf(config);
     const QString id = idOf(tag.name);
     const TagTopics of = topics.of(tag.name);
     QJsonObject object{
@@ -77,7 +89,7 @@ MqttMessage messageFor(const MqttConfig &config, const MqttTopics &topics, const
         object[QStringLiteral("max")] = *tag.max;
     }
     MqttMessage message;
-    message.topic = QStringLiteral("%1/%2/%3/%4/config").arg(config.homeAssistant, kind, node, id).toUtf8();
+    message.topic = topicFor(config, tag);
     message.payload = QJsonDocument(object).toJson(QJsonDocument::Compact);
     message.isRetained = true;
     return message;
@@ -99,14 +111,15 @@ std::vector<MqttMessage> discoveryChange(const MqttConfig &config, const MqttTop
                                          const MqttTopics &now)
 {
     std::vector<MqttMessage> messages = discoveryMessages(config, now);
+    if (config.homeAssistant.isEmpty())
+        return messages;
     QSet<QByteArray> kept;
     for (const MqttMessage &message : messages)
         kept.insert(message.topic);
-    for (MqttMessage &message : discoveryMessages(config, before)) {
-        if (kept.contains(message.topic))
-            continue;
-        message.payload.clear();
-        messages.push_back(std::move(message));
+    for (const TagConfig &tag : before.tags()) {
+        const QByteArray topic = topicFor(config, tag);
+        if (!kept.contains(topic))
+            messages.push_back({topic, {}, true, 0, {}});
     }
     return messages;
 }

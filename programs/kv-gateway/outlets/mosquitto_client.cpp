@@ -12,6 +12,7 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <deque>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <poll.h>
@@ -35,7 +36,7 @@ constexpr auto longestGoodbye = 300ms;
 constexpr auto longestStop = 600ms;
 constexpr int pollMs = 500; // the library looks at its keepalive so often
 constexpr int mostReads = 1000;
-constexpr int mostInFlight = 2000;
+constexpr std::size_t mostInFlight = 2000;
 constexpr quint32 sessionSeconds = 24 * 60 * 60; // the broker remembers us for so long
 constexpr int failureCodes = 0x80;               // reason codes from here on are failures
 
@@ -148,7 +149,7 @@ private:
         mosquitto_int_option(m_library, MOSQ_OPT_PROTOCOL_VERSION,
                              isV5 ? MQTT_PROTOCOL_V5 : MQTT_PROTOCOL_V311);
         mosquitto_int_option(m_library, MOSQ_OPT_TCP_NODELAY, 1);
-        mosquitto_int_option(m_library, MOSQ_OPT_SEND_MAXIMUM, mostInFlight);
+        mosquitto_int_option(m_library, MOSQ_OPT_SEND_MAXIMUM, int(mostInFlight));
         mosquitto_connect_v5_callback_set(m_library, &Connection::onConnect);
         mosquitto_disconnect_v5_callback_set(m_library, &Connection::onDisconnect);
         mosquitto_publish_v5_callback_set(m_library, &Connection::onPublish);
@@ -242,25 +243,30 @@ private:
 
     void work()
     {
-        std::deque<MqttMessage> messages;
         std::vector<QByteArray> subscriptions;
         {
             const std::lock_guard lock(m_shared.mutex);
             if (!m_shared.dropWhy.isEmpty())
                 return fail(std::exchange(m_shared.dropWhy, {}));
-            messages.swap(m_shared.queue);
+            m_waiting.insert(m_waiting.end(), std::make_move_iterator(m_shared.queue.begin()),
+                             std::make_move_iterator(m_shared.queue.end()));
+            m_shared.queue.clear();
             subscriptions.swap(m_shared.subscriptions);
             if (m_shared.isEnding && !m_isLeaving) {
                 m_isLeaving = true;
                 m_deadline = SteadyClock::now() + longestGoodbye;
                 if (m_wasAccepted && m_shared.goodbye)
-                    messages.push_back(*m_shared.goodbye);
+                    m_waiting.push_back(*m_shared.goodbye);
             }
         }
         for (const QByteArray &filter : subscriptions)
             subscribe(filter);
-        for (auto message = messages.cbegin(); message != messages.cend() && m_problem.isEmpty(); ++message)
-            publish(*message);
+        // The library numbers messages with 16 bits and begins again without looking whether a
+        // number is still in use. What is left at the end goes all the same: nobody waits for it.
+        while (!m_waiting.empty() && m_problem.isEmpty() && (m_isLeaving || m_tokens.size() < mostInFlight)) {
+            publish(m_waiting.front());
+            m_waiting.pop_front();
+        }
         if (m_isLeaving)
             leave();
     }
@@ -419,6 +425,7 @@ private:
 
     Shared &m_shared;
     mosquitto *m_library = nullptr;
+    std::deque<MqttMessage> m_waiting;
     std::unordered_map<int, quint64> m_tokens;     // by the number of the message
     std::unordered_map<int, QByteArray> m_filters; // that the broker has not answered, in the same way
     QString m_problem;

@@ -9,6 +9,7 @@
 #include <QSet>
 
 #include <algorithm>
+#include <iterator>
 
 namespace kvgateway
 {
@@ -269,27 +270,40 @@ std::size_t MqttOutlet::offerGroups(const MqttTopics &topics, const std::vector<
 
 void MqttOutlet::connected(bool hasSession)
 {
-    const auto all = topics();
+    auto all = topics();
     if (m_config.commands)
         m_client->subscribe(all->commandFilter());
+    // On purpose before the lock, for which the plant waits: 20,000 tags take a moment.
+    auto discovery = discoveryMessages(m_config, *all);
+    std::unique_lock lock(m_mutex);
+    while (m_topics != all) { // a reload came in between
+        all = m_topics;
+        lock.unlock();
+        discovery = discoveryMessages(m_config, *all);
+        lock.lock();
+    }
+    begin(hasSession, std::move(discovery));
+    lock.unlock();
+    m_events->changed();
+}
+
+// First of all that we are there.
+void MqttOutlet::begin(bool hasSession, std::vector<MqttMessage> discovery)
+{
     MqttMessage online = will(m_config);
     online.payload = presence(true);
     std::vector<MqttMessage> messages{online};
-    {
-        const std::lock_guard lock(m_mutex);
-        m_open.clear();
-        for (auto link = m_links.constBegin(); link != m_links.constEnd(); ++link)
-            messages.push_back(linkMessage(*all, link.key(), link.value()));
-        m_state.session = ++m_sessions;
-        m_state.wantsAll = !hasSession && m_config.retain;
-        m_state.problem.clear();
-        const auto discovery = discoveryMessages(m_config, *all);
-        messages.insert(messages.end(), discovery.begin(), discovery.end());
-        const auto gone = takeBackGone();
-        messages.insert(messages.end(), gone.begin(), gone.end());
-        m_client->publish(std::move(messages));
-    }
-    m_events->changed();
+    m_open.clear();
+    for (auto link = m_links.constBegin(); link != m_links.constEnd(); ++link)
+        messages.push_back(linkMessage(*m_topics, link.key(), link.value()));
+    m_state.session = ++m_sessions;
+    m_state.wantsAll = !hasSession && m_config.retain;
+    m_state.problem.clear();
+    std::vector<MqttMessage> gone = takeBackGone();
+    for (auto *more : {&discovery, &gone})
+        messages.insert(messages.end(), std::make_move_iterator(more->begin()),
+                        std::make_move_iterator(more->end()));
+    m_client->publish(std::move(messages));
 }
 
 void MqttOutlet::disconnected(const QString &problem)

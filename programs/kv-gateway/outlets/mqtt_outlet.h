@@ -78,6 +78,7 @@ private:
     std::size_t room(OfferKind kind);
     MqttMessage messageOf(const MqttTopics &topics, const OutletRow &row, OfferKind kind) const;
     std::size_t offerGroups(const MqttTopics &topics, const std::vector<OutletRow> &rows, OfferKind kind);
+    void begin(bool hasSession, std::vector<MqttMessage> discovery);
     quint64 open(std::vector<quint64> seqs, const QByteArray &takenBack = {});
     void publishRetained(std::vector<MqttMessage> messages);
     std::vector<MqttMessage> takeBackGone();

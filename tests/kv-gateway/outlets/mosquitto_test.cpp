@@ -7,6 +7,7 @@
 
 #include "broker.h"
 
+#include <atomic>
 #include <map>
 #include <set>
 #include <tuple>
@@ -389,6 +390,41 @@ TEST_F(MosquittoTest, commandsThatTheBrokerDoesNotLetThroughAreSaid)
         runner.reset();
     }
     EXPECT_EQ(notices.filter("not all of it works").size(), 2) << notices.join("; ").toStdString();
+}
+
+// Publishes when it is connected, and counts what comes back.
+struct Publisher : MqttClientEvents {
+    void connected(bool /*hasSession*/) override { client->publish(std::move(messages)); }
+    void disconnected(const QString &problem) override { ADD_FAILURE() << problem.toStdString(); }
+    void subscribed(const QByteArray & /*filter*/, const QString & /*problem*/) override {}
+    void acknowledged(quint64 token) override
+    {
+        inOrder = inOrder && token == count + 1;
+        ++count;
+    }
+    void refused(quint64 /*token*/, const QString &why) override { ADD_FAILURE() << why.toStdString(); }
+    void received(const MqttReceived & /*message*/) override {}
+
+    MosquittoClient *client = nullptr;
+    std::vector<MqttMessage> messages;
+    std::atomic<quint64> count = 0;
+    std::atomic<bool> inOrder = true;
+};
+
+TEST_F(MosquittoTest, moreMessagesThanThereAreNumbersAreAcknowledgedOneByOne)
+{
+    broker.start();
+    Publisher publisher;
+    MosquittoClient client(config, MqttOutlet::will(config));
+    publisher.client = &client;
+    // What a plant of that many tags announces at once; MQTT has 65,535 numbers.
+    constexpr quint64 many = 66'000;
+    for (quint64 token = 1; token <= many; ++token)
+        publisher.messages.push_back({"kv/s/a/x", "1", false, token, {}});
+    client.start(publisher);
+    EXPECT_TRUE(within(60'000, [&] { return publisher.count == many; })) << publisher.count;
+    EXPECT_TRUE(publisher.inOrder);
+    client.stop({});
 }
 
 TEST_F(MosquittoTest, whatAReloadTakesAwayIsNotRetainedAnyMore)

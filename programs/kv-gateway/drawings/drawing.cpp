@@ -117,10 +117,11 @@ private:
         writeElement(elementHere(name));
     }
 
-    // Drawing programs leave an empty one behind.
+    // Drawing programs leave an empty one behind. Elements in it mean nothing; to read them would
+    // take a bit of stack for each level.
     void takeStyleSheet()
     {
-        const QString text = m_reader.readElementText(QXmlStreamReader::IncludeChildElements);
+        const QString text = m_reader.readElementText(QXmlStreamReader::SkipChildElements);
         if (!text.trimmed().isEmpty())
             refuse(QStringLiteral("<style> is not shown: give each shape its own style"));
     }

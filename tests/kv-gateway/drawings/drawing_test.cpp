@@ -221,6 +221,17 @@ TEST(Drawing, depthIsLimited)
               "elements are nested deeper than 100");
 }
 
+// As many as a file may hold: whoever went into each of them would run out of stack.
+TEST(Drawing, depthOfWhatIsNotShownDoesNotMatter)
+{
+    const QByteArray nested = QByteArray("<a>").repeated(280'000) + QByteArray("</a>").repeated(280'000);
+    EXPECT_EQ(faultsOf(checked("<style>" + nested + "</style>")), "");
+    EXPECT_EQ(faultsOf(checked("<metadata>" + nested + "</metadata>")), "");
+    EXPECT_EQ(faultsOf(checked("<inkscape:grid>" + nested + "</inkscape:grid>")), "");
+    EXPECT_EQ(faultsOf(checked("<script>" + nested + "</script>")),
+              "<script> is not shown; what may be drawn is listed with the drawings");
+}
+
 class Folder
 {
 public:

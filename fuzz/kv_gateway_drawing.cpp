@@ -21,8 +21,13 @@ void checkAttribute(const QXmlStreamAttribute &attribute)
     require(name != "style" && name != "class", "nothing is styled by the page");
     require(name != "href" || value.startsWith("#page-"), "nothing is fetched by href");
     require(name != "id" || value.startsWith("page-"), "ids are apart from those of the page");
-    if (!name.startsWith("data-") && name != "font-family" && value.contains("url", Qt::CaseInsensitive))
-        require(value.startsWith("url(#page-") && value.count('(') == 1, "nothing is fetched by url()");
+    if (name.startsWith("data-") || name == "font-family")
+        return;
+    require(!value.contains("src(", Qt::CaseInsensitive), "nothing is fetched by src()");
+    if (value.contains("url", Qt::CaseInsensitive))
+        require(value.startsWith("url(#page-") && value.count("url", Qt::CaseInsensitive) == 1 &&
+                    !value.contains("image", Qt::CaseInsensitive),
+                "nothing is fetched by url()");
 }
 
 } // namespace

@@ -194,7 +194,7 @@ private:
     // No browser fetches what a width is; none has to be trusted in that.
     void takeGeometry(Element &element, const QString &key, const QString &value)
     {
-        if (value.contains('\\') || value.contains(QLatin1String("url"), Qt::CaseInsensitive))
+        if (namesAFile(value))
             refuseWayOut(element, key, value);
         else
             element.attributes[key] = value;
@@ -207,14 +207,21 @@ private:
     }
 
     // A backslash could spell "url" in another way.
+    static bool namesAFile(const QString &value)
+    {
+        return value.contains('\\') || value.contains(QLatin1String("url"), Qt::CaseInsensitive) ||
+               value.contains(QLatin1String("src("), Qt::CaseInsensitive);
+    }
+
+    // Behind a reference may be what is painted where it leads nowhere.
     void takeProperty(Element &element, const QString &key, const QString &value)
     {
         static const QRegularExpression reference(
-            QStringLiteral("^url\\(\\s*[\"']?#([A-Za-z0-9_.:-]+)[\"']?\\s*\\)(\\s+[a-z]+)?$"));
+            QStringLiteral("^url\\(\\s*[\"']?#([A-Za-z0-9_.:-]+)[\"']?\\s*\\)"
+                           "(\\s+(?:[A-Za-z]+|#[0-9A-Fa-f]{3,8}|rgba?\\([0-9.,%\\s]+\\)))?$"));
         const QString text = value.trimmed();
-        const bool mayLeadOut = text.contains('\\') ||
-                                text.contains(QLatin1String("url"), Qt::CaseInsensitive) ||
-                                text.contains(QLatin1String("image"), Qt::CaseInsensitive);
+        const bool mayLeadOut =
+            namesAFile(text) || text.contains(QLatin1String("image"), Qt::CaseInsensitive);
         const QRegularExpressionMatch found = reference.match(text);
         if (!mayLeadOut || key == QLatin1String("font-family"))
             element.attributes[key] = text;

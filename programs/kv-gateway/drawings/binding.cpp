@@ -11,8 +11,7 @@ namespace
 
 QRegularExpression whole(const char *pattern)
 {
-    return QRegularExpression(QRegularExpression::anchoredPattern(QString::fromLatin1(pattern)),
-                              QRegularExpression::UseUnicodePropertiesOption);
+    return QRegularExpression(QRegularExpression::anchoredPattern(QString::fromLatin1(pattern)));
 }
 
 bool matches(const QRegularExpression &shape, const QString &text)

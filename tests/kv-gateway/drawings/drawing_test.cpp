@@ -124,6 +124,8 @@ const HostileRow bindingRows[] = {
     {"whenWithForeignColour", "<rect data-tag=\"a.b\" data-when=\"on: fill url(http://x)\"/>", "data-when=\"on: fill url(http://x)\" is not understood: write \"on: fill green; > 90: fill red, show\""},
     {"levelOfACircle", "<circle data-tag=\"a.b\" data-level=\"0 100\"/>", "data-level is for <rect>, not for <circle>"},
     {"levelUpsideDown", "<rect data-tag=\"a.b\" data-level=\"100 0\"/>", "data-level=\"100 0\" is not understood: write \"0 100\", perhaps with up, down, left or right behind it"},
+    {"digitsOfAnotherScript", "<g data-tag=\"a.b\" data-button=\"set \xef\xbc\x91\"/>", "data-button=\"set \xef\xbc\x91\" is not understood: write \"press\", \"set 1\" or \"ask\""},
+    {"limitInDigitsOfAnotherScript", "<g data-tag=\"a.b\" data-when=\"= \xef\xbc\x91: show\"/>", "data-when=\"= \xef\xbc\x91: show\" is not understood: write \"on: fill green; > 90: fill red, show\""},
     {"button", "<g data-tag=\"a.b\" data-button=\"pres\"/>", "data-button=\"pres\" is not understood: write \"press\", \"set 1\" or \"ask\""},
 };
 

@@ -25,6 +25,13 @@ auto fieldsOf(const kvlink::LinkSettings &link)
 
 } // namespace
 
+bool TagConfig::isBit() const
+{
+    QString problem;
+    const auto address = kvlink::AddressInfo::parse(settings.address, problem);
+    return address && address->isBit();
+}
+
 bool TagConfig::readsLike(const TagConfig &other) const
 {
     return name == other.name && fieldsOf(settings) == fieldsOf(other.settings);

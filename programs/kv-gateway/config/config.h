@@ -31,6 +31,8 @@ struct TagConfig {
     bool confirm = false; ///< the panel asks a person before it writes
     bool button = false;  ///< in the panel a push button: on while it is held
 
+    /// A relay or a bit of a word, and only one: what can be pressed. A contact cannot.
+    bool isBit() const;
     /// kvlink would do the same with both.
     bool readsLike(const TagConfig &other) const;
 };

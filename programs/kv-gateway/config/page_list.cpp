@@ -27,20 +27,13 @@ TagsByName tagsOf(const Config &config)
     return tags;
 }
 
-bool isBit(const TagConfig &tag)
-{
-    QString problem;
-    const auto address = kvlink::AddressInfo::parse(tag.settings.address, problem);
-    return address && address->isBit();
-}
-
 // \return empty: the tag is there, and can do what is asked of it
 QString useProblem(const TagUse &use, const TagsByName &tags)
 {
     const TagConfig *tag = tags.value(use.tag);
     if (tag != nullptr && !use.button.isEmpty() && tag->settings.access != kvlink::Access::ReadWrite)
         return QStringLiteral("\"%1\" is read-only, and this is a button").arg(use.tag);
-    if (tag != nullptr && use.button == QLatin1String("press") && !isBit(*tag))
+    if (tag != nullptr && use.button == QLatin1String("press") && !tag->isBit())
         return QStringLiteral("\"%1\" is not a relay or a bit of a word, and only these can be pressed")
             .arg(use.tag);
     if (tag != nullptr)

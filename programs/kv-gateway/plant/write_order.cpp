@@ -69,9 +69,7 @@ QString pressProblem(const TagConfig &tag, kvlink::Reason &reason)
     QString problem = accessProblem(tag, reason);
     if (!problem.isEmpty())
         return problem;
-    QString why;
-    const auto address = kvlink::AddressInfo::parse(tag.settings.address, why);
-    if (address && address->isBit())
+    if (tag.isBit())
         return {};
     reason = kvlink::Reason::InvalidValue;
     return QStringLiteral("%1 is not a push button: only a relay or a bit of a word can be pressed")

@@ -360,6 +360,22 @@ TEST(ConfigFile, drawingsAreCheckedWithTheirTags)
               "gateway.toml:1:9: pages: the folder none is not there\n");
 }
 
+struct BitRow {
+    const char *address;
+    bool isBit;
+};
+
+TEST(TagConfig, onlyOneRelayOrBitOfAWordIsABit)
+{
+    const BitRow rows[] = {{"R500", true},     {"MR15", true}, {"DM100.5", true}, {"R500:2", false},
+                           {"DM0.5:2", false}, {"T5", false},  {"R500.U", false}, {"DM100", false}};
+    for (const BitRow &row : rows) {
+        TagConfig tag;
+        tag.settings.address = row.address;
+        EXPECT_EQ(tag.isBit(), row.isBit) << row.address;
+    }
+}
+
 TEST(ConfigFile, aLinkIsTheSameWhateverItsTagsAre)
 {
     PlcConfig one, other;

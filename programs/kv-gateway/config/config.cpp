@@ -3,6 +3,7 @@
 
 #include <QHostAddress>
 
+#include <cmath>
 #include <tuple>
 
 namespace kvgateway
@@ -23,7 +24,46 @@ auto fieldsOf(const kvlink::LinkSettings &link)
                     link.textEncoding, link.driver);
 }
 
+std::optional<double> numberOf(const kvlink::Value &value)
+{
+    if (const auto *whole = std::get_if<qint64>(&value))
+        return double(*whole);
+    if (const auto *real = std::get_if<double>(&value); real != nullptr && std::isfinite(*real))
+        return *real;
+    return std::nullopt;
+}
+
+QString numberProblem(const TagConfig &tag, const kvlink::Value &value)
+{
+    const auto number = numberOf(value);
+    if (!number)
+        return QStringLiteral("%1 has limits: the value must be a number").arg(tag.name);
+    if (tag.min && *number < *tag.min)
+        return QStringLiteral("%1 is below the least value of %2, %3")
+            .arg(*number)
+            .arg(tag.name)
+            .arg(*tag.min);
+    if (tag.max && *number > *tag.max)
+        return QStringLiteral("%1 is above the largest value of %2, %3")
+            .arg(*number)
+            .arg(tag.name)
+            .arg(*tag.max);
+    return {};
+}
+
 } // namespace
+
+QString TagConfig::limitProblem(const kvlink::Value &value) const
+{
+    if (!min && !max)
+        return {};
+    const auto *list = std::get_if<std::vector<kvlink::Scalar>>(&value);
+    const int values = list == nullptr ? 1 : int(list->size());
+    QString problem;
+    for (int i = 0; i < values && problem.isEmpty(); ++i)
+        problem = numberProblem(*this, kvlink::valueAt(value, i));
+    return problem;
+}
 
 bool TagConfig::isBit() const
 {

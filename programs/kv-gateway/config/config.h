@@ -33,6 +33,9 @@ struct TagConfig {
 
     /// A relay or a bit of a word, and only one: what can be pressed. A contact cannot.
     bool isBit() const;
+    /// Why a value, as shown, is outside min and max. On purpose strict where there are limits: a
+    /// value that is not a number cannot be compared with them. \return empty: it is within
+    QString limitProblem(const kvlink::Value &value) const;
     /// kvlink would do the same with both.
     bool readsLike(const TagConfig &other) const;
 };

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "page_list.h"
 
+#include "tag_use.h"
+
 #include "drawings/drawing_folder.h"
 
 #include <kvlink/text.h>
@@ -15,14 +17,18 @@ namespace kvgateway
 namespace
 {
 
-using TagsByName = QHash<QString, const TagConfig *>;
+struct KnownTag {
+    const TagConfig *tag = nullptr;
+    const PlcConfig *plc = nullptr;
+};
+using TagsByName = QHash<QString, KnownTag>;
 
 TagsByName tagsOf(const Config &config)
 {
     TagsByName tags;
     for (const PlcConfig &plc : config.plcs) {
         for (const TagConfig &tag : plc.tags)
-            tags.insert(tag.name, &tag);
+            tags.insert(tag.name, {&tag, &plc});
     }
     return tags;
 }
@@ -30,14 +36,9 @@ TagsByName tagsOf(const Config &config)
 // \return empty: the tag is there, and can do what is asked of it
 QString useProblem(const TagUse &use, const TagsByName &tags)
 {
-    const TagConfig *tag = tags.value(use.tag);
-    if (tag != nullptr && !use.button.isEmpty() && tag->settings.access != kvlink::Access::ReadWrite)
-        return QStringLiteral("\"%1\" is read-only, and this is a button").arg(use.tag);
-    if (tag != nullptr && use.button == QLatin1String("press") && !tag->isBit())
-        return QStringLiteral("\"%1\" is not a relay or a bit of a word, and only these can be pressed")
-            .arg(use.tag);
-    if (tag != nullptr)
-        return {};
+    const KnownTag known = tags.value(use.tag);
+    if (known.tag != nullptr)
+        return tagUseProblem(use, *known.tag, known.plc->link);
     const QString near = kvlink::nearestName(use.tag, tags.keys());
     return QStringLiteral("there is no tag \"%1\"%2")
         .arg(use.tag, near.isEmpty() ? QString() : QStringLiteral("; did you mean \"%1\"?").arg(near));

@@ -255,7 +255,7 @@ private:
         for (const QString &problem : bindingProblems(element.name, element.bindings))
             refuse(problem);
         if (element.bindings.contains(QStringLiteral("data-tag")))
-            m_out.tags.push_back({element.bindings[QStringLiteral("data-tag")],
+            m_out.tags.push_back({element.name, element.bindings[QStringLiteral("data-tag")],
                                   element.bindings.value(QStringLiteral("data-button")).trimmed(), m_line});
         m_open << element;
         noteUse(element);

@@ -27,8 +27,9 @@ struct DrawingFault {
 
 /// An element that shows a tag.
 struct TagUse {
-    QString tag;    ///< whole name: "line1.speed"
-    QString button; ///< "press", "set 5", "ask"; empty: it only shows
+    QString element; ///< "g"
+    QString tag;     ///< whole name: "line1.speed"
+    QString button;  ///< "press", "set 5", "ask"; empty: it only shows
     int line = 0;
 };
 

@@ -1,44 +1,12 @@
 // SPDX-License-Identifier: MIT
-// What the tag file forbids. On purpose strict where a tag has limits: a value that is not a number
-// cannot be compared with them, so it is refused whatever the PLC would make of it.
+// What the tag file forbids.
 #include "write_order.h"
-
-#include <kvlink/text.h>
-
-#include <cmath>
 
 namespace kvgateway
 {
 
 namespace
 {
-
-std::optional<double> numberOf(const kvlink::Value &value)
-{
-    if (const auto *whole = std::get_if<qint64>(&value))
-        return double(*whole);
-    if (const auto *real = std::get_if<double>(&value); real != nullptr && std::isfinite(*real))
-        return *real;
-    return std::nullopt;
-}
-
-QString limitProblem(const TagConfig &tag, const kvlink::Value &value)
-{
-    const auto number = numberOf(value);
-    if (!number)
-        return QStringLiteral("%1 has limits: the value must be a number").arg(tag.name);
-    if (tag.min && *number < *tag.min)
-        return QStringLiteral("%1 is below the least value of %2, %3")
-            .arg(*number)
-            .arg(tag.name)
-            .arg(*tag.min);
-    if (tag.max && *number > *tag.max)
-        return QStringLiteral("%1 is above the largest value of %2, %3")
-            .arg(*number)
-            .arg(tag.name)
-            .arg(*tag.max);
-    return {};
-}
 
 QString accessProblem(const TagConfig &tag, kvlink::Reason &reason)
 {
@@ -53,12 +21,9 @@ QString accessProblem(const TagConfig &tag, kvlink::Reason &reason)
 QString writeProblem(const TagConfig &tag, const kvlink::Value &value, kvlink::Reason &reason)
 {
     QString problem = accessProblem(tag, reason);
-    if (!problem.isEmpty() || (!tag.min && !tag.max))
+    if (!problem.isEmpty())
         return problem;
-    const auto *list = std::get_if<std::vector<kvlink::Scalar>>(&value);
-    const int count = list == nullptr ? 1 : int(list->size());
-    for (int i = 0; i < count && problem.isEmpty(); ++i)
-        problem = limitProblem(tag, kvlink::valueAt(value, i));
+    problem = tag.limitProblem(value);
     if (!problem.isEmpty())
         reason = kvlink::Reason::InvalidValue;
     return problem;

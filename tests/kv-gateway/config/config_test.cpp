@@ -352,10 +352,13 @@ TEST(ConfigFile, drawingsAreCheckedWithTheirTags)
         folder.problems(QByteArray("pages = \"pages\"\n") + onePlc),
         "pages/belt.svg:2: there is no tag \"line1.sped\"; did you mean \"line1.speed\"?\n"
         "pages/belt.svg:3: data-format=\"rpm\" is not understood: write \"0.0 %\" or \"0=closed|1=open\"\n"
-        "pages/belt.svg:4: \"line1.speed\" is read-only, and this is a button\n"
+        "pages/belt.svg:4: <g data-tag=\"line1.speed\" data-button=\"press\">: the tag is read-only; say rw "
+        "in "
+        "its tag file, or take data-button out\n"
         "pages/belt.svg:5: <script> is not shown; what may be drawn is listed with the drawings\n"
-        "pages/belt.svg:6: \"line1.count\" is not a relay or a bit of a word, and only these can be "
-        "pressed\n");
+        "pages/belt.svg:6: <g data-tag=\"line1.count\" data-button=\"press\">: only a relay or a bit of a "
+        "word "
+        "can be pressed; write \"set\" with a value, or \"ask\"\n");
     EXPECT_EQ(folder.problems(QByteArray("pages = \"none\"\n") + onePlc),
               "gateway.toml:1:9: pages: the folder none is not there\n");
 }
@@ -373,6 +376,62 @@ TEST(TagConfig, onlyOneRelayOrBitOfAWordIsABit)
         TagConfig tag;
         tag.settings.address = row.address;
         EXPECT_EQ(tag.isBit(), row.isBit) << row.address;
+    }
+}
+
+struct ButtonRow {
+    const char *tag;
+    const char *button;
+    const char *problem; // after the element; empty: the tag can do it
+};
+
+// clang-format off
+const ButtonRow buttonRows[] = {
+    {"run", "press", ""}, {"run", "ask", ""}, {"run", "set on", ""}, {"run", "set  off", ""}, {"run", "set 1", ""}, {"run", "set 0", ""},
+    {"bit", "press", ""}, {"bit", "set on", ""}, {"bit", "set 0", ""},
+    {"run", "set 5", "the tag is a bit; write \"set on\" or \"set off\""},
+    {"run", "set -1", "the tag is a bit; write \"set on\" or \"set off\""},
+    {"run", "set 1.0", "the tag is a bit; write \"set on\" or \"set off\""},
+    {"run", "set 01", "the tag is a bit; write \"set on\" or \"set off\""},
+    {"valve", "set on", ""},
+    {"valve", "press", "the tag wants a confirmation, and a press cannot ask; write \"set on\" or \"ask\""},
+    {"count", "set 65535", ""}, {"count", "set 0", ""}, {"count", "ask", ""},
+    {"count", "set on", "'on' is not valid: DM201 takes a number, such as 15"},
+    {"count", "set -1", "-1 is too small for DM201 (0 to 65535)"},
+    {"count", "set 65536", "65536 is too large for DM201 (0 to 65535)"},
+    {"count", "set 0.5", "0.5 is not a whole number, and DM201 takes one (0 to 65535)"},
+    {"level", "set 40", ""}, {"level", "set 95.0", ""},
+    {"level", "set 39.9", "39.9 is below the least value of line1.level, 40"},
+    {"level", "set 95.1", "95.1 is above the largest value of line1.level, 95"},
+    {"real", "set -2.5", ""},
+    {"hex", "set 10", ""},
+    {"hex", "set -1", "-1 is too small for DM206.H (0 to FFFF)"},
+    {"order", "ask", ""},
+    {"order", "set 5", "the tag is a text; write \"ask\""},
+    {"list", "ask", ""},
+    {"list", "set 5", "the tag has 4 values; write \"ask\""},
+    {"bits", "set on", "the tag has 2 values; write \"ask\""},
+    {"bits", "press", "only a relay or a bit of a word can be pressed; write \"set\" with a value, or \"ask\""},
+    {"shown", "set 5", "the tag is read-only; say rw in its tag file, or take data-button out"},
+    {"contact", "ask", "nobody can write T5; take data-button out"},
+};
+// clang-format on
+
+TEST(ConfigFile, aButtonOfADrawingWritesWhatItsTagCanHold)
+{
+    const Folder folder;
+    folder.write("tags.csv",
+                 "name,address,rw,scale,min,max,confirm\nrun,R500,rw\nbit,DM200.3,rw\nvalve,R501,rw,,,,yes\n"
+                 "count,DM201,rw\nlevel,DM202,rw,0.1,40,95\nreal,DM204.F,rw\nhex,DM206.H,rw\n"
+                 "order,DM210.STR:16,rw\nlist,DM220:4,rw\nbits,R600:2,rw\nshown,DM230,r\ncontact,T5,rw\n");
+    for (const ButtonRow &row : buttonRows) {
+        const std::string tag =
+            std::string("<g data-tag=\"line1.") + row.tag + "\" data-button=\"" + row.button + "\"";
+        folder.write("pages/belt.svg", "<svg xmlns=\"http://www.w3.org/2000/svg\">\n" +
+                                           QByteArray::fromStdString(tag) + "/></svg>\n");
+        const std::string expected = "pages/belt.svg:2: " + tag + ">: " + row.problem + "\n";
+        EXPECT_EQ(folder.problems(QByteArray("pages = \"pages\"\n") + onePlc),
+                  row.problem[0] == '\0' ? "" : expected);
     }
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "toml_section.h"
 
+#include "text/near_name.h"
+
 #include <kvlink/text.h>
 
 namespace kvgateway
@@ -17,12 +19,6 @@ QString textOf(std::string_view text)
 QString inQuotes(const QString &text)
 {
     return '"' + text + '"';
-}
-
-QString didYouMean(const QString &given, const QStringList &known)
-{
-    const QString near = kvlink::nearestName(given, known);
-    return near.isEmpty() ? QString() : QStringLiteral("; did you mean \"%1\"?").arg(near);
 }
 
 // "1000" in quotes is not a number, and 1000 not a text.

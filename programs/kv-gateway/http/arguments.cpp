@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "arguments.h"
 
+#include "text/near_name.h"
 #include "text/time_text.h"
-
-#include <kvlink/text.h>
 
 #include <QJsonDocument>
 
@@ -67,12 +66,9 @@ std::optional<QJsonObject> objectBody(const Request &request, const QStringList 
     for (const QString &key : object.keys()) {
         if (members.contains(key))
             continue;
-        const QString near = kvlink::nearestName(key, members);
-        refusal = problemResponse(
-            400,
-            QStringLiteral("unknown member \"%1\"%2; the members are %3")
-                .arg(key, near.isEmpty() ? QString() : QStringLiteral("; did you mean \"%1\"?").arg(near),
-                     members.join(QLatin1String(", "))));
+        refusal =
+            problemResponse(400, QStringLiteral("unknown member \"%1\"%2; the members are %3")
+                                     .arg(key, didYouMean(key, members), members.join(QLatin1String(", "))));
         return std::nullopt;
     }
     return object;

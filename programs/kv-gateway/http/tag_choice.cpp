@@ -1,20 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "tag_choice.h"
 
-#include <kvlink/text.h>
+#include "text/near_name.h"
+
 #include <tags/pattern.h>
 
 #include <algorithm>
 
 namespace kvgateway
 {
-
-namespace
-{
-
-constexpr int mostNamesForNear = 5000; // beyond, looking for a near name would take too long
-
-} // namespace
 
 TagChoice TagChoice::of(const Request &request)
 {
@@ -65,8 +59,7 @@ QString nearTag(const LiveTable &table, const QString &name)
     QStringList names;
     for (const TableTag &tag : table.tags())
         names << tag.config.name;
-    const QString near = kvlink::nearestName(name, names);
-    return near.isEmpty() ? QString() : QStringLiteral("; did you mean \"%1\"?").arg(near);
+    return didYouMean(name, names);
 }
 
 } // namespace kvgateway

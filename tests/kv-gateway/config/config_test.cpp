@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace kvgateway
 {
 namespace
@@ -377,6 +379,27 @@ TEST(TagConfig, onlyOneRelayOrBitOfAWordIsABit)
         tag.settings.address = row.address;
         EXPECT_EQ(tag.isBit(), row.isBit) << row.address;
     }
+}
+
+// A drawing may name 80,000 tags that are not there, in a service of 100,000.
+TEST(ConfigFile, drawingsOfAnotherPlantAreRefusedAtOnce)
+{
+    const Folder folder;
+    QByteArray file = "name,address\n", uses;
+    for (int i = 0; i < 5000; ++i)
+        file += "tag" + QByteArray::number(i) + ",DM" + QByteArray::number(i) + "\n";
+    for (int i = 0; i < 100; ++i)
+        uses += "<g data-tag=\"line1.tak" + QByteArray::number(i) + "\"/>\n";
+    folder.write("tags.csv", file);
+    folder.write("pages/belt.svg", "<svg xmlns=\"http://www.w3.org/2000/svg\">\n" + uses + "</svg>\n");
+    const QByteArray toml = QByteArray("pages = \"pages\"\n") + onePlc;
+    const std::string few = folder.problems(toml);
+    EXPECT_EQ(std::count(few.begin(), few.end(), '\n'), 20) << few;
+    EXPECT_EQ(few.substr(0, few.find('\n')),
+              "pages/belt.svg:2: there is no tag \"line1.tak0\"; did you mean \"line1.tag0\"?");
+    folder.write("tags.csv", file + "last,DM5000\n");
+    const std::string many = folder.problems(toml);
+    EXPECT_EQ(many.substr(0, many.find('\n')), "pages/belt.svg:2: there is no tag \"line1.tak0\"");
 }
 
 struct ButtonRow {

@@ -373,9 +373,10 @@ void HttpServer::wakeStreams()
 // Under the lock: a connection that ends is taken out before its socket is closed.
 void HttpServer::closeLate(kvlink::SteadyTime now)
 {
+    const std::chrono::seconds longest(m_settings.idleSeconds + m_settings.requestSeconds);
     const std::lock_guard lock(m_mutex);
     for (const auto &[connection, since] : m_arriving) {
-        if (now - since < std::chrono::seconds(m_settings.requestSeconds))
+        if (now - since < longest)
             continue;
         const auto *info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
         if (info != nullptr)

@@ -50,7 +50,7 @@ struct ServerSettings {
     int mostOfOnePeer = 100;
     int mostBytes = 64 * 1024; ///< of a request's body
     int idleSeconds = 30;      ///< a connection on which nothing moves is closed
-    int requestSeconds = 30;   ///< so long may a whole request take to arrive
+    int requestSeconds = 30;   ///< so long may a whole request take to arrive, after that silence
 };
 
 /// Made and ended by one thread.
@@ -91,7 +91,7 @@ private:
     std::condition_variable m_completed;
     std::set<std::shared_ptr<Reply>> m_open;
     std::set<HttpStream *> m_streams;
-    std::map<MHD_Connection *, kvlink::SteadyTime> m_arriving; ///< since when
+    std::map<MHD_Connection *, kvlink::SteadyTime> m_arriving; ///< or silent, since when
     bool m_isStopping = false;
 };
 

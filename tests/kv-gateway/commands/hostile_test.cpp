@@ -16,8 +16,9 @@ namespace
 {
 
 // 200 connections of 32 kB each with bodies of 64 kB are 19 MB; the program itself takes as much.
-// Sanitizers take many times that for their own ends.
 constexpr qint64 mostMemoryKb = 48 * 1024;
+// A sanitizer keeps what was freed, and notes on each byte: its peak says nothing of the program's.
+constexpr bool memoryTells = sizeof KV_SANITIZE == sizeof "";
 constexpr int mostConnections = 200; // of the configuration
 constexpr qint64 enoughRequests = 20;
 
@@ -87,9 +88,9 @@ protected:
         EXPECT_GT(read, 0);
         EXPECT_LT(missed, read);
         EXPECT_EQ(number(metrics, "kvlink_link_losses_total{plc=\"a\"} "), 0);
-#ifndef __SANITIZE_ADDRESS__
-        EXPECT_LT(memoryPeakKb(), mostMemoryKb);
-#endif
+        if (memoryTells) {
+            EXPECT_LT(memoryPeakKb(), mostMemoryKb);
+        }
         stop();
     }
 
@@ -120,10 +121,7 @@ private:
         const QByteArray rest = begin < 0 ? QByteArray("-1") : text.mid(begin + name.size());
         return rest.trimmed().split('\n').first().split(' ').first().toLongLong();
     }
-    qint64 requestsOfPlc()
-    {
-        return number(QByteArray::fromStdString(sim.tell("statistics")), "commands=");
-    }
+    qint64 requestsOfPlc() { return number(QByteArray::fromStdString(sim.tell("statistics")), "commands="); }
     qint64 memoryPeakKb() const
     {
         QFile file(QStringLiteral("/proc/%1/status").arg(gateway.processId()));

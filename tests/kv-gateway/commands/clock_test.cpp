@@ -3,10 +3,17 @@
 // ages and time-outs goes on.
 #include "gateway_process.h"
 
+#include <QJsonArray>
+
+#include <cstdlib>
+
 namespace kvgateway
 {
 namespace
 {
+
+constexpr qint64 aMinute = 60; // longer than a step of the test takes
+constexpr qint64 twoDays = 2 * 24 * 3600;
 
 class ClockTest : public GatewayTest
 {
@@ -25,11 +32,17 @@ protected:
         writeConfig();
         return startAndRead();
     }
-    // Under whatever time they are kept.
-    int clockEvents() const
+    QJsonArray clockEvents() const { return json(get("/api/v1/events?kind=clock"))["events"].toArray(); }
+    // Its cause is "from TIME to TIME", of the clock as it was and as it is.
+    static void expectJump(const QJsonValue &event, const char *text, const QDateTime &from, qint64 seconds)
     {
-        return int(
-            get("/api/v1/events?kind=clock&from=2000-01-01&to=2100-01-01").body.count("the clock was set "));
+        EXPECT_EQ(event["text"].toString(), text);
+        const QStringList words = event["cause"].toString().split(' ');
+        ASSERT_EQ(words.size(), 4) << event["cause"].toString().toStdString();
+        const QDateTime was = QDateTime::fromString(words[1], Qt::ISODateWithMs);
+        const QDateTime is = QDateTime::fromString(words[3], Qt::ISODateWithMs);
+        EXPECT_LT(std::abs(from.secsTo(was)), aMinute) << words[1].toStdString();
+        EXPECT_LT(std::abs(was.secsTo(is) - seconds), aMinute) << words[3].toStdString();
     }
     void expectReading(int value)
     {
@@ -53,12 +66,14 @@ TEST_F(ClockTest, jumpsAreSeenAndReadingGoesOn)
     const QDateTime before = timeOfValue();
 
     jump("+2d");
-    EXPECT_TRUE(until([this] { return clockEvents() == 1; }));
+    EXPECT_TRUE(until([this] { return clockEvents().size() == 1; }));
+    expectJump(clockEvents()[0], "the clock was set forward by 172800 s", before, twoDays);
     expectReading(2);
     EXPECT_GT(before.secsTo(timeOfValue()), 47 * 3600) << "values have the time of the clock";
 
     jump("+0s");
-    EXPECT_TRUE(until([this] { return clockEvents() == 2; }));
+    EXPECT_TRUE(until([this] { return clockEvents().size() == 2; })) << "the newest comes first";
+    expectJump(clockEvents()[0], "the clock was set back by 172800 s", before.addSecs(twoDays), -twoDays);
     expectReading(3);
     EXPECT_LT(before.secsTo(timeOfValue()), 3600);
 

@@ -58,7 +58,8 @@ void requireProblem(const Response &refusal)
         require(!value.contains('\n') && !value.contains('\r'), "a header is one line");
 }
 
-// "GET name=value" is an argument, "name: value" a header, all else the path.
+// "name: value" is a header, "name=value" an argument, all else the path; one that begins with '!'
+// is asked for with POST, all others with GET.
 Request requestOf(const QByteArray &text)
 {
     Request request;

@@ -108,8 +108,8 @@ private:
             return takeStyleSheet();
         const ElementKind kind = isSvg ? elementKind(name) : ElementKind::Dropped;
         if (kind == ElementKind::Refused)
-            refuse(
-                QStringLiteral("<%1> is not shown; what may be drawn is listed with the drawings").arg(name));
+            refuse(QStringLiteral("<%1> cannot be shown: draw it with shapes, paths and texts, or remove it")
+                       .arg(name));
         if (m_open.size() >= deepest)
             refuse(QStringLiteral("elements are nested deeper than %1").arg(deepest));
         if (kind == ElementKind::Dropped || kind == ElementKind::Refused || m_open.size() >= deepest)

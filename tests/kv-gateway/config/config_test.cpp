@@ -357,7 +357,7 @@ TEST(ConfigFile, drawingsAreCheckedWithTheirTags)
         "pages/belt.svg:4: <g data-tag=\"line1.speed\" data-button=\"press\">: the tag is read-only; say rw "
         "in "
         "its tag file, or take data-button out\n"
-        "pages/belt.svg:5: <script> is not shown; what may be drawn is listed with the drawings\n"
+        "pages/belt.svg:5: <script> cannot be shown: draw it with shapes, paths and texts, or remove it\n"
         "pages/belt.svg:6: <g data-tag=\"line1.count\" data-button=\"press\">: only a relay or a bit of a "
         "word "
         "can be pressed; write \"set\" with a value, or \"ask\"\n");

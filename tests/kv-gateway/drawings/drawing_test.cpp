@@ -86,13 +86,13 @@ struct HostileRow {
 };
 
 const HostileRow hostileRows[] = {
-    {"script", "<script>alert(1)</script>", "<script> is not shown; what may be drawn is listed with the drawings"},
-    {"scriptInAGroup", "<g><g><script href=\"data:,x\"/></g></g>", "<script> is not shown; what may be drawn is listed with the drawings"},
-    {"foreignObject", "<foreignObject><iframe xmlns=\"http://www.w3.org/1999/xhtml\" src=\"/\"/></foreignObject>", "<foreignObject> is not shown; what may be drawn is listed with the drawings"},
-    {"animation", "<set attributeName=\"href\" to=\"javascript:x\"/>", "<set> is not shown; what may be drawn is listed with the drawings"},
-    {"image", "<image href=\"http://x/a.png\"/>", "<image> is not shown; what may be drawn is listed with the drawings"},
-    {"link", "<a href=\"javascript:x\"><rect/></a>", "<a> is not shown; what may be drawn is listed with the drawings"},
-    {"capitals", "<SCRIPT/>", "<SCRIPT> is not shown; what may be drawn is listed with the drawings"},
+    {"script", "<script>alert(1)</script>", "<script> cannot be shown: draw it with shapes, paths and texts, or remove it"},
+    {"scriptInAGroup", "<g><g><script href=\"data:,x\"/></g></g>", "<script> cannot be shown: draw it with shapes, paths and texts, or remove it"},
+    {"foreignObject", "<foreignObject><iframe xmlns=\"http://www.w3.org/1999/xhtml\" src=\"/\"/></foreignObject>", "<foreignObject> cannot be shown: draw it with shapes, paths and texts, or remove it"},
+    {"animation", "<set attributeName=\"href\" to=\"javascript:x\"/>", "<set> cannot be shown: draw it with shapes, paths and texts, or remove it"},
+    {"image", "<image href=\"http://x/a.png\"/>", "<image> cannot be shown: draw it with shapes, paths and texts, or remove it"},
+    {"link", "<a href=\"javascript:x\"><rect/></a>", "<a> cannot be shown: draw it with shapes, paths and texts, or remove it"},
+    {"capitals", "<SCRIPT/>", "<SCRIPT> cannot be shown: draw it with shapes, paths and texts, or remove it"},
     {"handler", "<rect onclick=\"x()\"/>", "onclick in <rect> is a script, and scripts are not run: remove it"},
     {"handlerInCapitals", "<rect onLoad=\"x()\"/>", "onLoad in <rect> is a script, and scripts are not run: remove it"},
     {"useFromElsewhere", "<use xlink:href=\"http://x/a.svg#a\"/>", "the reference \"http://x/a.svg#a\" in <use> leads out of the drawing: only \"#id\" is followed"},
@@ -237,7 +237,7 @@ TEST(Drawing, depthOfWhatIsNotShownDoesNotMatter)
     EXPECT_EQ(faultsOf(checked("<metadata>" + nested + "</metadata>")), "");
     EXPECT_EQ(faultsOf(checked("<inkscape:grid>" + nested + "</inkscape:grid>")), "");
     EXPECT_EQ(faultsOf(checked("<script>" + nested + "</script>")),
-              "<script> is not shown; what may be drawn is listed with the drawings");
+              "<script> cannot be shown: draw it with shapes, paths and texts, or remove it");
 }
 
 class Folder

@@ -174,10 +174,16 @@ void Api::getStream(const CallPtr &call)
     QByteArray lastId = request.header("last-event-id");
     if (lastId.isEmpty())
         lastId = request.query.value(QStringLiteral("since")).toLatin1();
+    // Counts as a request of the login that goes on: a page that is watched is not idle.
+    const auto mayRead = [&gate = m_parts.gate, request, name = call->caller.name] {
+        Response ignored;
+        const auto caller = gate.identify(request, ignored);
+        return caller && caller->name == name;
+    };
     Response response;
     response.contentType = "text/event-stream";
     response.stream = std::make_unique<EventStream>([&plant = m_parts.plant] { return plant.table(); },
-                                                    TagChoice::of(request), lastId, m_parts.clock);
+                                                    TagChoice::of(request), mayRead, lastId, m_parts.clock);
     call->reply->send(std::move(response));
 }
 

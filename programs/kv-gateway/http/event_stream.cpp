@@ -12,6 +12,7 @@ namespace
 using namespace std::chrono_literals;
 
 constexpr kvlink::Duration silence = 5s;
+constexpr kvlink::Duration askEvery = 1s;
 
 QByteArray linkText(const LiveTable &table, const LinkChange &change)
 {
@@ -24,17 +25,24 @@ QByteArray linkText(const LiveTable &table, const LinkChange &change)
 
 } // namespace
 
-EventStream::EventStream(TableSource tables, TagChoice choice, const QByteArray &lastId, const Clock &clock)
-    : m_tables(std::move(tables)), m_choice(std::move(choice)), m_clock(clock), m_lastId(lastId)
+EventStream::EventStream(TableSource tables, TagChoice choice, std::function<bool()> mayRead,
+                         const QByteArray &lastId, const Clock &clock)
+    : m_tables(std::move(tables)), m_choice(std::move(choice)), m_mayRead(std::move(mayRead)), m_clock(clock),
+      m_lastId(lastId), m_lastAsked(clock.steady())
 {
 }
 
 StreamSource::State EventStream::read(QByteArray &out)
 {
+    const auto now = m_clock.steady();
+    if (now - m_lastAsked >= askEvery) {
+        m_lastAsked = now;
+        if (!m_mayRead())
+            return State::End;
+    }
     if (!m_table || m_table->isClosed())
         begin(out, std::exchange(m_lastId, {}));
     const bool hasChanges = appendChanges(out);
-    const auto now = m_clock.steady();
     if (!hasChanges && out.isEmpty() && now - m_lastSent < silence)
         return State::Wait;
     if (out.isEmpty())

@@ -29,9 +29,11 @@ class EventStream : public StreamSource
 public:
     using TableSource = std::function<std::shared_ptr<LiveTable>()>;
 
+    /// \param mayRead whether the reader still may; asked every second
     /// \param lastId of the last event that the reader has; empty: the first time
     /// \param clock outlives the stream
-    EventStream(TableSource tables, TagChoice choice, const QByteArray &lastId, const Clock &clock);
+    EventStream(TableSource tables, TagChoice choice, std::function<bool()> mayRead, const QByteArray &lastId,
+                const Clock &clock);
 
     State read(QByteArray &out) override;
 
@@ -41,12 +43,14 @@ private:
 
     TableSource m_tables;
     TagChoice m_choice;
+    const std::function<bool()> m_mayRead;
     const Clock &m_clock;
     QByteArray m_lastId;
     std::shared_ptr<LiveTable> m_table;
     std::vector<bool> m_isWanted; ///< by tag
     quint64 m_seen = 0;
     kvlink::SteadyTime m_lastSent{};
+    kvlink::SteadyTime m_lastAsked;
 };
 
 } // namespace kvgateway

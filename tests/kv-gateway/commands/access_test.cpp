@@ -7,6 +7,18 @@ namespace kvgateway
 namespace
 {
 
+void readStream(Client &stream, const std::string &headers)
+{
+    stream.send("GET /api/v1/stream HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\n" + headers + "\r\n");
+    EXPECT_EQ(stream.line(), "HTTP/1.1 200 OK");
+}
+
+bool isOver(Client &stream)
+{
+    stream.pending();
+    return !stream.isConnected();
+}
+
 constexpr char writeOne[] = R"({"tag":"a.speed","value":1})";
 
 TEST_F(GatewayTest, otherHostsAndPagesAreRefused)
@@ -83,8 +95,11 @@ TEST_F(GatewayTest, usersLogInAndOut)
     EXPECT_EQ(sim.control("get DM100"), "00000");
     EXPECT_EQ(post("/api/v1/writes", writeOne, cookie + csrf).status, 200);
     EXPECT_EQ(post("/api/v1/config/reload", "", cookie + csrf).status, 403) << "not an engineer";
+    Client stream(port);
+    readStream(stream, cookie);
     EXPECT_EQ(post("/api/v1/logout", "", cookie + csrf).status, 204);
     EXPECT_EQ(get("/api/v1/values", cookie).status, 401);
+    EXPECT_TRUE(until([&] { return isOver(stream); })) << "a login ends with its streams";
 }
 
 TEST_F(GatewayTest, tokensAreForMachines)
@@ -98,7 +113,10 @@ TEST_F(GatewayTest, tokensAreForMachines)
     EXPECT_EQ(get("/api/v1/values", "Authorization: Bearer kvg_wrong\r\n").status, 401);
     EXPECT_EQ(get("/api/v1/values", "Authorization: Basic YTpi\r\n").status, 401);
     EXPECT_EQ(post("/api/v1/writes", writeOne, "Authorization: Bearer " + token + "\r\n").status, 403);
+    Client stream(port);
+    readStream(stream, "Authorization: Bearer " + token + "\r\n");
     ASSERT_EQ(command({"token", "remove", "-c", "gateway.toml", "scada"}).code, 0);
+    EXPECT_TRUE(until([&] { return isOver(stream); }));
     EXPECT_EQ(get("/api/v1/values", "Authorization: Bearer " + token + "\r\n").status, 401);
 }
 

@@ -15,6 +15,19 @@ export class Problem extends Error {
   }
 }
 
+const outcomes = ["done", "refused", "not sent", "unknown"];
+
+/**
+ * How an order to a PLC ended, as far as an answer tells it. "problem": the gateway took no order.
+ * Without an answer that says so nobody knows: the order may have arrived.
+ * @param {{status: number, body: Record<string, any>}} answer
+ */
+export function outcomeOf({ status, body }) {
+  if (outcomes.includes(body.outcome))
+    return /** @type {string} */ (body.outcome);
+  return status >= 400 && status < 500 ? "problem" : "unknown";
+}
+
 /** @typedef {"viewer" | "operator" | "engineer"} Role */
 /** @typedef {{name: string, role: Role, csrf?: string}} Me */
 

@@ -2,7 +2,7 @@
 // Writing a value: what the PLC holds now, what it shall hold, how it ended, and what it holds then.
 //
 // Nothing is sent while the value is not live: a person would write to what he does not see.
-import { api, Problem } from "./api.js";
+import { api, outcomeOf, Problem } from "./api.js";
 import { el, setText } from "./dom.js";
 import { live } from "./live.js";
 import { addTexts, format, numberFrom, t, translated } from "./text.js";
@@ -208,11 +208,10 @@ export class WriteDialog {
     this.check();
     try {
       const answer = await api.request("POST", "writes", { body: { tag: entry.info.tag, value }, timeout: longest });
-      this.end(entry, answer.outcome, "");
+      this.end(entry, outcomeOf({ status: 200, body: answer }), "");
     } catch (problem) {
       const refusal = /** @type {Problem} */ (problem);
-      // Without an answer nobody knows: the order may have arrived.
-      this.end(entry, refusal.status === 0 ? "unknown" : refusal.body.outcome ?? "problem", refusal.message);
+      this.end(entry, outcomeOf(refusal), refusal.message);
     }
   }
 

@@ -57,6 +57,11 @@ class WriteTest(unittest.TestCase):
         self.act(tag).click()
         return self.page.one("dialog.write[open]")
 
+    def answer(self, method, promise):
+        """What the browser gets for requests of this method."""
+        self.page.run("window.real ??= fetch;"
+                      f"fetch = (url, how) => how?.method === '{method}' ? {promise} : real(url, how)")
+
     def type(self, text):
         field = self.page.one("dialog.write input:not([type=radio]):not([type=checkbox])")
         field.clear()
@@ -125,6 +130,24 @@ class Outcomes(WriteTest):
         finally:
             plant.start()
         self.page.wait_row("line1.speed", state="good")
+
+    def test_only_an_answer_that_says_so_is_an_outcome(self):
+        self.dialog("line1.speed")
+        for status, body, outcome in (
+                (403, '{"detail": "this needs the role operator"}', "problem"),
+                (502, "", "unknown"),
+                (409, '{"outcome": "not sent"}', "not sent"),
+                (503, '{"detail": "too busy"}', "unknown"),
+                (502, '{"outcome": "refused"}', "refused"),
+                (504, "<html>the proxy gave up</html>", "unknown"),
+                (200, '{"outcome": "done"}', "done"),
+                (200, '{"outcome": "sure"}', "unknown"),
+                (429, "", "problem"),
+                (200, "{", "unknown")):
+            with self.subTest(status, body=body):
+                self.answer("POST", f"Promise.resolve(new Response('{body}', {{status: {status}}}))")
+                self.send().click()
+                self.outcome(outcome)
 
 
 class Checks(WriteTest):

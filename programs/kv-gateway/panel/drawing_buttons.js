@@ -2,25 +2,23 @@
 // Buttons of a drawing: what is drawn gets a real button above it, which keyboards and screen
 // readers know, and which holds and releases as those of the table do.
 import { el } from "./dom.js";
-import { createHold } from "./hold.js";
+import { createHold, setUsable } from "./hold.js";
 import { live } from "./live.js";
-import { addTexts, t, translated } from "./text.js";
+import { addTexts, t } from "./text.js";
 import { isWritable, WriteDialog } from "./write.js";
 
 /** @typedef {import("./live.js").Entry} Entry */
 
 addTexts({
   "pages.button": ["%1: %2", "%1: %2", "%1：%2"],
-  "pages.released": ["%1 was released: %2", "%1 wurde losgelassen: %2", "%1 は解放されました: %2"],
 });
 
 /**
  * Lays buttons over a drawing.
  * @param {HTMLElement} sheet holds the drawing; its corner is that of the buttons
  * @param {SVGSVGElement} svg
- * @param {(text: string) => void} say what a person should read
  */
-export function createButtons(sheet, svg, say) {
+export function createButtons(sheet, svg) {
   const dialog = new WriteDialog();
   const layer = el("div", { class: "layer" });
   /** @type {{drawn: SVGGraphicsElement, entry: Entry, button: HTMLButtonElement}[]} */
@@ -44,7 +42,7 @@ export function createButtons(sheet, svg, say) {
     const [act, value = ""] = (drawn.dataset.button ?? "").trim().split(/\s+/);
     const label = (drawn.textContent ?? "").trim().replace(/\s+/g, " ");
     const button = act === "press"
-      ? createHold(entry, problem => say(t("pages.released", entry.info.tag, translated(problem))))
+      ? createHold(entry)
       : el("button", { type: "button", onclick: () => ask(entry, value) });
     button.classList.add("over");
     button.setAttribute("aria-label", label ? t("pages.button", label, entry.info.tag) : entry.info.tag);
@@ -80,7 +78,7 @@ export function createButtons(sheet, svg, say) {
 
   function refresh() {
     for (const { drawn, entry, button } of buttons) {
-      button.disabled = !isWritable(entry) || !live.isCurrent(entry);
+      setUsable(button, isWritable(entry) && live.isCurrent(entry));
       drawn.classList.toggle("dead", button.disabled);
     }
   }

@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: MIT
-// Push buttons: on while they are held, off in every other case.
+// Push buttons: on while they are held, let go in every other case.
 //
 // Each press is a lease that must be renewed. The button lets go when the finger or the key is
-// lifted, the pointer is taken away, the page is hidden or left, the stream breaks, or the gateway
-// does not renew. A browser that dies renews nothing, and the gateway lets go after half a second.
-import { api, Problem } from "./api.js";
+// lifted, the pointer is taken away, the page is hidden or left, or the button itself disappears. A
+// browser that dies renews nothing, and the gateway lets go after half a second.
+//
+// Letting go writes a 0, which needs the gateway and the link. When one of them is lost, nobody can
+// write it, and the bit may still be on in the PLC. A notice above all views says so.
+import { api, outcomeOf, Problem } from "./api.js";
 import { el, setText } from "./dom.js";
 import { live } from "./live.js";
-import { addTexts, t } from "./text.js";
+import { addTexts, t, translated } from "./text.js";
 
 /** @typedef {import("./live.js").Entry} Entry */
 
@@ -15,90 +18,176 @@ addTexts({
   "hold.press": ["Hold", "Halten", "押し続ける"],
   "hold.pressed": ["Held", "Gehalten", "押下中"],
   "hold.of": ["Hold %1", "%1 halten", "%1 を押し続ける"],
+  "hold.refused": ["%1 was not pressed: %2", "%1 wurde nicht gedrückt: %2", "%1 は押されませんでした: %2"],
+  "hold.unsure": ["%1 may still be on in the PLC: nobody confirmed its release. Look at the machine.",
+    "%1 ist in der SPS vielleicht noch eingeschaltet: Das Loslassen wurde nicht bestätigt. Sehen Sie an der Maschine nach.",
+    "%1 はPLCでまだオンの可能性があります。解放が確認されていません。機械を確認してください。"],
 });
 
 const renewEvery = 150; // ms; the lease lasts 500
 const renewWithin = 400; // ms until a renewal that is not answered counts as lost
+const answerWithin = 2000; // ms for a press and a release
+const settleWithin = 5000; // ms until the gateway has seen a release confirmed, or the link lost
+
+const lines = el("div", {});
+/** Stands above all views until somebody has read it. */
+export const notice = el("div", { class: "notice", role: "alert", hidden: true }, lines,
+  el("button", { type: "button", onclick: () => {
+    notice.hidden = true;
+    lines.replaceChildren();
+  } }, t("close")));
+
+/** @param {string} text a line of its own; it is not repeated */
+function say(text) {
+  if ([...lines.children].every(line => line.textContent !== text))
+    lines.append(el("p", {}, text));
+  notice.hidden = false;
+}
+
+/** Nobody can write the 0, or can tell that it was written. @param {Entry} entry */
+function isDead(entry) {
+  return !live.hasLink(entry.info.plc) || ["bad", "never", "lost"].includes(live.qualityOf(entry));
+}
 
 /** One press, from the finger's touch to its end. */
 class Press {
-  /** @param {Entry} entry @param {(problem: string) => void} onEnd */
-  constructor(entry, onEnd) {
-    this.isOver = false;
-    this.path = "";
+  /** @param {Entry} entry @param {() => boolean} isThere the button @param {() => void} onEnd */
+  constructor(entry, isThere, onEnd) {
+    this.entry = entry;
+    this.isThere = isThere;
     this.onEnd = onEnd;
-    this.run(entry.info.tag);
+    this.isOver = false;
+    this.path = ""; // until the gateway has pressed
+    this.run();
   }
 
-  /** @param {string} tag */
-  async run(tag) {
+  async run() {
+    const { tag } = this.entry.info;
     try {
-      const { button } = await api.request("POST", "buttons", { body: { tag }, timeout: 2000 });
+      const { button } = await api.request("POST", "buttons", { body: { tag }, timeout: answerWithin });
       this.path = "buttons/" + button;
       if (this.isOver)
         this.release();
-      while (!this.isOver) {
-        await new Promise(resolve => setTimeout(resolve, renewEvery));
-        if (!this.isOver)
-          await api.request("PUT", this.path, { timeout: renewWithin });
-      }
-    } catch (problem) {
-      this.end(/** @type {Problem} */ (problem).message);
+      while (!this.isOver)
+        await this.renew();
+    } catch (error) {
+      const problem = /** @type {Problem} */ (error);
+      const isPressed = this.path !== "" || outcomeOf(problem) === "unknown";
+      if (!isPressed)
+        say(t("hold.refused", tag, translated(problem.message)));
+      // Of one that was let go, its release says how it is.
+      if (!isPressed || this.isOver && this.path !== "")
+        this.end();
+      else
+        this.lose();
     }
   }
 
-  release() {
-    if (this.path)
-      api.request("DELETE", this.path, { keepalive: true }).catch(() => {}); // then the lease ends it
+  async renew() {
+    await new Promise(resolve => setTimeout(resolve, renewEvery));
+    if (!this.isThere())
+      this.letGo(); // a finger on what is gone is never seen to lift
+    if (!this.isOver)
+      await api.request("PUT", this.path, { timeout: renewWithin });
   }
 
-  /** @param {string} problem empty: it was let go */
-  end(problem) {
+  letGo() {
     if (this.isOver)
       return;
+    this.end();
+    if (this.path)
+      this.release();
+  }
+
+  /** Nobody knows whether a release arrives. It is tried all the same. */
+  lose() {
+    say(t("hold.unsure", this.entry.info.tag));
+    this.letGo();
+  }
+
+  end() {
+    if (!this.isOver)
+      this.onEnd();
     this.isOver = true;
-    this.release();
-    this.onEnd(problem);
+  }
+
+  async release() {
+    leaving.set(this.entry, this.entry.sample);
+    try {
+      await api.request("DELETE", this.path, { keepalive: true, timeout: answerWithin });
+      setTimeout(() => leaving.delete(this.entry), settleWithin);
+      loseDead();
+    } catch {
+      leaving.delete(this.entry);
+      say(t("hold.unsure", this.entry.info.tag));
+    }
   }
 }
 
-/** @type {Map<() => void, Entry>} of all buttons that are held: how to let go */
-const held = new Map();
-const releaseAll = () => held.forEach((_, release) => release());
-const releaseDead = () => held.forEach((entry, release) => live.isCurrent(entry) || release());
-document.addEventListener("visibilitychange", () => document.hidden && releaseAll());
-addEventListener("pagehide", releaseAll);
-addEventListener("hashchange", releaseAll);
-addEventListener("blur", releaseAll);
-live.on("state", releaseDead);
-live.on("links", releaseDead);
+/** @type {Set<Press>} */
+const held = new Set();
+/** @type {Map<Entry, Entry["sample"]>} let go, and not seen off since then */
+const leaving = new Map();
+
+const letGoAll = () => held.forEach(press => press.letGo());
+
+function loseDead() {
+  held.forEach(press => isDead(press.entry) && press.lose());
+  for (const [entry, before] of leaving) {
+    const { sample } = entry;
+    const isOff = sample !== before && sample.quality === "good" && sample.value === false;
+    if (isOff || isDead(entry))
+      leaving.delete(entry);
+    if (!isOff && isDead(entry))
+      say(t("hold.unsure", entry.info.tag));
+  }
+}
+
+document.addEventListener("visibilitychange", () => document.hidden && letGoAll());
+addEventListener("pagehide", letGoAll, { capture: true }); // before the stream is closed
+addEventListener("hashchange", letGoAll);
+addEventListener("blur", letGoAll);
+for (const name of /** @type {const} */ (["samples", "state", "links", "tags"]))
+  live.on(name, loseDead);
 
 /**
- * A push button for a tag.
- * @param {Entry} entry
- * @param {(problem: string) => void} onProblem it let go by itself, or was not pressed
+ * Whether a button can be used. One that is held stays so: a disabled one does not hear that the
+ * finger is lifted.
+ * @param {HTMLButtonElement} button
+ * @param {boolean} isUsable
  */
-export function createHold(entry, onProblem) {
+export function setUsable(button, isUsable) {
+  const isDisabled = !isUsable && button.dataset.held !== "true";
+  if (button.disabled !== isDisabled)
+    button.disabled = isDisabled;
+}
+
+/** A push button for a tag. @param {Entry} entry */
+export function createHold(entry) {
   /** @type {Press | null} */
   let press = null;
-  const release = () => press?.end("");
-  const begin = () => {
+  const release = () => press?.letGo();
+
+  function begin() {
     if (press || !live.isCurrent(entry))
       return;
-    held.set(release, entry);
     button.dataset.held = "true";
     setText(button, t("hold.pressed"));
-    press = new Press(entry, problem => {
-      press = null;
-      held.delete(release);
-      button.dataset.held = "false";
-      setText(button, t("hold.press"));
-      if (problem)
-        onProblem(problem);
-    });
-  };
+    leaving.delete(entry);
+    press = new Press(entry, () => button.checkVisibility(), end);
+    held.add(press);
+  }
+
+  function end() {
+    if (press)
+      held.delete(press);
+    press = null;
+    button.dataset.held = "false";
+    setText(button, t("hold.press"));
+  }
+
   /** @param {KeyboardEvent} event */
-  const onKey = event => {
+  function onKey(event) {
     if (event.key !== " " && event.key !== "Enter")
       return;
     event.preventDefault();
@@ -107,7 +196,8 @@ export function createHold(entry, onProblem) {
       release();
     else if (!event.repeat)
       begin();
-  };
+  }
+
   const button = el("button", {
     type: "button", class: "hold", "aria-label": t("hold.of", entry.info.tag), "data-held": false,
     onpointerdown: (/** @type {PointerEvent} */ event) => {

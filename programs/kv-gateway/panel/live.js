@@ -87,16 +87,17 @@ function sampleOf(json) {
   return { value: json.value, quality: json.quality, reason: json.reason, time: Date.parse(json.time) };
 }
 
-// Entries stay the same objects: samples go on arriving while descriptions do.
+// Entries stay the same objects: samples go on arriving while descriptions do. A tag that is described
+// otherwise than before is another entry: what was made from the old one is no longer current.
 /** @param {TagInfo[]} infos */
 function publish(infos) {
   /** @type {Map<string, Entry>} */
   const entries = new Map();
   for (const info of infos) {
     const known = live.entries.get(info.tag);
-    const entry = known ?? { info, sample: early.get(info.tag) ?? neverRead, changedAt: -Infinity };
-    entry.info = info;
-    entries.set(info.tag, entry);
+    const sample = known?.sample ?? early.get(info.tag) ?? neverRead;
+    const isSame = known && JSON.stringify(known.info) === JSON.stringify(info);
+    entries.set(info.tag, isSame ? known : { info, sample, changedAt: -Infinity });
   }
   live.entries = entries;
   emit("tags");
@@ -277,12 +278,13 @@ export const live = {
   },
 
   /**
-   * What to show: "lost" when we do not hear from the gateway, whatever the last quality was.
+   * What to show: "lost" when we do not hear from the gateway, or no longer of this tag.
    * @param {Entry} entry
    * @returns {Quality | "lost"}
    */
   qualityOf(entry) {
-    return live.state === "live" ? entry.sample.quality : "lost";
+    const isHeard = live.state === "live" && live.entries.get(entry.info.tag) === entry;
+    return isHeard ? entry.sample.quality : "lost";
   },
 
   /** The value stands in the PLC now, as far as anybody can know. @param {Entry} entry */

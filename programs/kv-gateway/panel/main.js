@@ -18,6 +18,7 @@
 // A new view is a row of the table below and a row of panel.qrc.
 import { api } from "./api.js";
 import { el, remember, remembered, setText } from "./dom.js";
+import { notice } from "./hold.js";
 import { live } from "./live.js";
 import { createLogin } from "./login.js";
 import { addTexts, format, language, languages, setLanguage, t, translated } from "./text.js";
@@ -207,7 +208,7 @@ function build() {
   document.body.replaceChildren(
     el("header", {}, el("h1", { class: "brand" }, "kv-gateway"), navigation, links, stateSign,
       menu),
-    banner, place, login.element);
+    banner, notice, place, login.element);
   api.onMe(showMe);
   live.on("state", showState);
   live.on("links", showLinks);

@@ -94,7 +94,7 @@ export function create(context) {
     drawing = createDrawing(text);
     sheet.append(drawing.svg);
     drawing.update();
-    buttons = createButtons(sheet, drawing.svg, text => setText(note, text));
+    buttons = createButtons(sheet, drawing.svg);
     onOther();
   }
 

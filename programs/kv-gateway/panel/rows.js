@@ -2,7 +2,7 @@
 // Rows of a long list: only those on the screen exist.
 //
 // Each row has its place by a transform, so rows that stay are never touched by those that come and
-// go, and a row with the focus is kept even where it is scrolled away.
+// go, and a row with the focus is kept where it is scrolled away, as long as its item is in the list.
 import { painter } from "./dom.js";
 
 const beyond = 6; // rows above and below the visible ones: a small step finds them drawn
@@ -88,7 +88,8 @@ export class Rows {
     for (let at = first; at < last; ++at)
       wanted.set(this.items[at], at);
     for (const [item, row] of this.drawn) {
-      if (!wanted.has(item) && !row.element.contains(document.activeElement)) {
+      const isUsed = row.element.contains(document.activeElement) && this.items.includes(item);
+      if (!wanted.has(item) && !isUsed) {
         row.element.remove();
         this.drawn.delete(item);
       }

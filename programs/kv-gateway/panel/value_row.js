@@ -2,7 +2,7 @@
 // One row of the table of values.
 import { isFavourite, toggleFavourite } from "./choice.js";
 import { el, setText } from "./dom.js";
-import { createHold } from "./hold.js";
+import { createHold, setUsable } from "./hold.js";
 import { live } from "./live.js";
 import { addTexts, format, t, translated } from "./text.js";
 import { isWritable } from "./write.js";
@@ -13,14 +13,12 @@ import { isWritable } from "./write.js";
  * @property {(entry: Entry) => void} focused
  * @property {(entry: Entry) => void} write
  * @property {() => void} favouritesChanged
- * @property {(text: string) => void} notify
  */
 
 addTexts({
   "values.favourite": ["Favourite", "Favorit", "お気に入り"],
   "values.write": ["Write %1", "%1 schreiben", "%1 に書込"],
   "values.actions": ["Write", "Schreiben", "書込"],
-  "values.released": ["%1 was released: %2", "%1 wurde losgelassen: %2", "%1 は解放されました: %2"],
 });
 
 const markFor = 1500; // ms that a changed value is marked
@@ -54,8 +52,7 @@ function actOf(entry, actions) {
   if (!isWritable(entry))
     return null;
   if (entry.info.button)
-    return createHold(entry, problem =>
-      actions.notify(t("values.released", entry.info.tag, translated(problem))));
+    return createHold(entry);
   return el("button", { type: "button", "aria-label": t("values.write", entry.info.tag),
     onclick: () => actions.write(entry) }, t("values.actions"));
 }
@@ -96,6 +93,6 @@ export function paintRow(element, entry) {
   if (element.hasAttribute("data-changed") !== isMarked)
     element.toggleAttribute("data-changed", isMarked);
   const button = /** @type {HTMLButtonElement | undefined} */ (act.children[0]);
-  if (button && button.disabled === live.isCurrent(entry))
-    button.disabled = !button.disabled;
+  if (button)
+    setUsable(button, live.isCurrent(entry));
 }

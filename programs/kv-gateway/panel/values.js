@@ -2,7 +2,7 @@
 // The view of all values: a table of any length, filtered, sorted and drawn where it is seen.
 import { api } from "./api.js";
 import { choiceFrom, chosen, isMoving, keys, paramsOf } from "./choice.js";
-import { el, setText } from "./dom.js";
+import { el } from "./dom.js";
 import { FilterBar } from "./filter_bar.js";
 import { live } from "./live.js";
 import { Rows } from "./rows.js";
@@ -45,8 +45,6 @@ class ValuesView {
     this.timer = 0;
     this.dialog = new WriteDialog();
     this.bar = new FilterBar(changed => this.change(changed));
-    this.notice = el("div", { class: "notice", role: "alert", hidden: true },
-      el("span"), el("button", { type: "button", onclick: () => (this.notice.hidden = true) }, t("close")));
     this.heads = Object.keys(keys).map(key =>
       el("div", { role: "columnheader", class: key, "data-key": key, title: key === "age" ? t("column.age.title") : "" },
         el("button", { type: "button", onclick: () => this.sortBy(key) }, t("column." + key))));
@@ -60,8 +58,7 @@ class ValuesView {
     this.none = el("p", { class: "none", hidden: true }, t("values.none"));
     this.scroller = el("div", { class: "scroller" }, this.table, this.none);
     this.rows = new Rows(this.scroller, this.body, { make: entry => this.makeRow(entry), paint: paintRow });
-    this.element = el("section", { class: "values" }, this.bar.element, this.notice, this.scroller,
-      this.dialog.element);
+    this.element = el("section", { class: "values" }, this.bar.element, this.scroller, this.dialog.element);
     this.listeners = /** @type {const} */ ({
       tags: () => this.takeTags(),
       samples: () => this.rows.paintSoon(),
@@ -77,10 +74,6 @@ class ValuesView {
       focused: one => this.makeCurrent(one),
       write: one => this.write(one),
       favouritesChanged: () => this.choice.favourites && this.order(),
-      notify: text => {
-        setText(this.notice.children[0], text);
-        this.notice.hidden = false;
-      },
     });
     setReached(row, entry === this.current);
     return row;

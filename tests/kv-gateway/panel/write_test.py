@@ -40,6 +40,7 @@ def plc(place):
 class WriteTest(unittest.TestCase):
     def setUp(self):
         plant.sims["line1"].command("clear")
+        plant.sims["line1"].command("set R600=0")
         plant.sims["line1"].command("set DM100=700")
         plant.sims["line1"].command("set DM101=5")
         self.page = Page(browser, plant.url)
@@ -131,6 +132,7 @@ class Outcomes(WriteTest):
             plant.start()
         self.page.wait_row("line1.speed", state="good")
 
+
     def test_only_an_answer_that_says_so_is_an_outcome(self):
         self.dialog("line1.speed")
         for status, body, outcome in (
@@ -218,12 +220,28 @@ class Checks(WriteTest):
 
 
 class Buttons(WriteTest):
+    def cut_link(self):
+        self.addCleanup(self.page.wait_row, "line1.speed", state="good")
+        self.addCleanup(plant.sims["line1"].command, "clear")
+        self.addCleanup(plant.sims["line1"].command, "listen on")
+        plant.sims["line1"].command("listen off")
+        plant.sims["line1"].command("disconnect")
+
+    def reload(self, tags):
+        (plant.folder / "line1.csv").write_text(tags, encoding="utf-8")
+        plant.gateway.send_signal(signal.SIGHUP)
+
     def held(self):
         ActionChains(browser).click_and_hold(self.act("line1.jog")).perform()
         until(lambda: plc("R600") == "1", "the press does not reach the PLC")
 
     def released(self):
         until(lambda: plc("R600") == "0", "the button hangs")
+
+    def warned(self):
+        """Nobody knows that it is off: the panel says so."""
+        until(lambda: self.page.text(".notice").startswith("line1.jog may still be on in the PLC: "), "it is not said")
+        self.assertEqual(self.page.all('.hold[data-held="true"]'), [])
 
     def test_on_while_it_is_held(self):
         self.held()
@@ -234,6 +252,7 @@ class Buttons(WriteTest):
         ActionChains(browser).release().perform()
         self.released()
         self.assertEqual(self.act("line1.jog").text, "Hold")
+        self.assertFalse(self.page.one(".notice").is_displayed())
 
     def test_the_space_bar_holds_it(self):
         self.page.run("arguments[0].focus()", self.act("line1.jog"))
@@ -253,19 +272,84 @@ class Buttons(WriteTest):
 
     def test_it_lets_go_when_another_view_comes(self):
         self.held()
-        self.page.run("location.hash = '#values?find=x'")
+        self.page.run("location.hash = '#plcs'")
         self.released()
         ActionChains(browser).release().perform()
 
-    def test_it_lets_go_when_the_gateway_dies(self):
+    def test_it_may_be_on_when_the_gateway_dies(self):
         self.held()
         plant.kill()
-        until(lambda: self.page.text(".state") == "not live", "the loss does not show")
-        self.assertEqual(self.page.all('.hold[data-held="true"]'), [])
+        self.warned()
+        self.assertEqual(plc("R600"), "1")
         ActionChains(browser).release().perform()
         plant.start()
         self.page.wait_row("line1.speed", state="good")
-        plant.sims["line1"].command("set R600=0")
+        self.assertTrue(self.page.one(".notice").is_displayed(), "it stays until somebody has read it")
+        self.page.one(".notice button").click()
+        self.assertFalse(self.page.one(".notice").is_displayed())
+
+    def test_it_may_be_on_when_the_link_is_lost(self):
+        self.held()
+        self.cut_link()
+        self.warned()
+        self.assertEqual(plc("R600"), "1")
+        ActionChains(browser).release().perform()
+
+    def test_it_may_be_on_when_the_link_is_lost_after_the_release(self):
+        self.held()
+        plant.sims["line1"].command("fault silent")
+        ActionChains(browser).release().perform()
+        until(lambda: self.act("line1.jog").text == "Hold", "the release does not show")
+        self.cut_link()
+        self.warned()
+
+    def test_it_may_be_on_when_the_release_is_not_answered(self):
+        self.held()
+        self.answer("DELETE", "Promise.reject(new TypeError())")
+        ActionChains(browser).release().perform()
+        self.warned()
+        self.released()  # by the lease
+
+    def test_it_may_be_on_when_the_press_is_not_answered(self):
+        self.answer("POST", "Promise.resolve(new Response('', {status: 502}))")
+        ActionChains(browser).click_and_hold(self.act("line1.jog")).release().perform()
+        self.warned()
+
+    def test_what_the_gateway_does_not_take_is_not_pressed(self):
+        self.answer("POST", """Promise.resolve(new Response('{"detail": "nobody knows you"}', {status: 403}))""")
+        ActionChains(browser).click_and_hold(self.act("line1.jog")).release().perform()
+        until(lambda: self.page.text(".notice").startswith("line1.jog was not pressed: nobody knows you"), "it is not said")
+
+    def test_it_lets_go_when_the_button_disappears(self):
+        self.page.run("arguments[0].focus()", self.act("line1.jog"))
+        ActionChains(browser).key_down(Keys.SPACE).perform()
+        until(lambda: plc("R600") == "1", "the press does not reach the PLC")
+        self.page.run("document.querySelector('.hold').hidden = true")
+        self.released()
+        ActionChains(browser).key_up(Keys.SPACE).perform()
+
+    def test_it_may_be_on_when_its_tag_is_gone(self):
+        self.held()
+        self.reload("".join(line for line in TAGS.splitlines(True) if not line.startswith("jog")))
+        try:
+            self.warned()
+            until(lambda: "line1.jog" not in self.page.rows(), "a tag that is gone is shown")
+        finally:
+            ActionChains(browser).release().perform()
+            self.reload(TAGS)
+        self.page.wait_row("line1.jog", state="good")
+
+    def test_one_that_is_held_hears_the_finger_lift(self):
+        self.held()
+        self.page.run("""return (async () => {
+            const { live } = await import(document.querySelector('script').src.replace('main.js', 'live.js'));
+            const entry = live.entries.get('line1.jog');
+            entry.sample = {...entry.sample, quality: 'stale'};
+        })()""")
+        until(lambda: self.page.rows()["line1.jog"]["state"] == "stale", "it is not stale")
+        self.assertTrue(self.act("line1.jog").is_enabled())
+        ActionChains(browser).release().perform()
+        self.released()
 
     def test_it_lets_go_when_the_browser_is_killed(self):
         other = start_browser()

@@ -4,7 +4,7 @@
 import { el } from "./dom.js";
 import { createHold, setUsable } from "./hold.js";
 import { live } from "./live.js";
-import { addTexts, t } from "./text.js";
+import { addTexts, format, t } from "./text.js";
 import { isWritable, WriteDialog } from "./write.js";
 
 /** @typedef {import("./live.js").Entry} Entry */
@@ -12,6 +12,13 @@ import { isWritable, WriteDialog } from "./write.js";
 addTexts({
   "pages.button": ["%1: %2", "%1: %2", "%1：%2"],
 });
+
+// A drawing writes numbers with a dot, a person as the region does.
+/** @param {Entry["info"]["kind"]} kind @param {string} value */
+function typedFrom(kind, value) {
+  const isNumber = (kind === "whole" || kind === "real") && Number.isFinite(Number(value));
+  return isNumber ? format.exact(Number(value)) : value;
+}
 
 /**
  * Lays buttons over a drawing.
@@ -33,7 +40,7 @@ export function createButtons(sheet, svg) {
     for (const radio of dialog.bit.querySelectorAll("input"))
       radio.checked = radio.value === bit;
     if (dialog.bit.hidden)
-      dialog.input.value = { on: "1", off: "0" }[value] ?? value;
+      dialog.input.value = typedFrom(entry.info.kind, { on: "1", off: "0" }[value] ?? value);
     dialog.check();
   }
 

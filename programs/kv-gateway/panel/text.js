@@ -104,6 +104,18 @@ export function numberFrom(typed) {
   return /^[+-]?(\d+\.?\d*|\.\d+)(e[+-]?\d+)?$/i.test(text) ? Number(text) : NaN;
 }
 
+/**
+ * What a number may mean whose dot may also be this region's separator of thousands: "1.500" is 1500
+ * or 1,5 in German. Null: it means one thing, or nothing.
+ * @param {string} typed
+ * @returns {[number, number] | null}
+ */
+export function readingsOf(typed) {
+  const text = typed.trim().replace("−", "-");
+  const isEither = decimal !== "." && /^[+-]?[1-9]\d{0,2}\.\d{3}$/.test(text);
+  return isEither ? [Number(text.replace(".", "")), Number(text)] : null;
+}
+
 document.documentElement.lang = language;
 
 addTexts({

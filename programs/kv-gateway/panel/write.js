@@ -5,7 +5,7 @@
 import { api, outcomeOf, Problem } from "./api.js";
 import { el, setText } from "./dom.js";
 import { live } from "./live.js";
-import { addTexts, format, numberFrom, t, translated } from "./text.js";
+import { addTexts, format, numberFrom, readingsOf, t, translated } from "./text.js";
 
 /** @typedef {import("./live.js").Entry} Entry */
 /** @typedef {import("./live.js").Scalar} Scalar */
@@ -23,7 +23,14 @@ addTexts({
   "write.send": ["Write", "Schreiben", "書込"],
   "write.notLive": ["The value is not live: nothing can be written.", "Der Wert ist nicht live: Schreiben ist gesperrt.",
     "値がライブではないため書き込めません。"],
-  "write.notNumber": ["Not a number.", "Keine Zahl.", "数値ではありません。"],
+  "write.notNumber": ["Not a number. Type it like %1.", "Keine Zahl. Schreiben Sie sie wie %1.",
+    "数値ではありません。%1 のように入力してください。"],
+  "write.notHex": ["Not a hexadecimal number: type 0 to 9 and A to F.", "Keine Hexadezimalzahl: 0 bis 9 und A bis F.",
+    "16進数ではありません。0～9 と A～F で入力してください。"],
+  "write.notBit": ["Not a bit: type 1 or 0, %1 or %2.", "Kein Bit: schreiben Sie 1 oder 0, %1 oder %2.",
+    "ビットではありません。1 か 0、%1 か %2 を入力してください。"],
+  "write.either": ["This may be %1 or %2: type one of these.", "Das kann %1 oder %2 heißen: Schreiben Sie eines davon.",
+    "%1 とも %2 とも読めます。どちらかを入力してください。"],
   "write.outside": ["Outside the limits.", "Außerhalb der Grenzen.", "範囲外です。"],
   "write.wrongCount": ["%1 values are needed.", "%1 Werte sind nötig.", "%1 個の値が必要です。"],
   "write.waiting": ["Waiting for the PLC …", "Warte auf die SPS …", "PLCの応答待ち…"],
@@ -38,6 +45,7 @@ addTexts({
   "outcome.problem": ["✕ Not written.", "✕ Nicht geschrieben.", "✕ 書き込まれませんでした。"],
 });
 
+const watched = /** @type {const} */ (["samples", "state", "links"]); // while the dialog is open
 const longest = 15000; // ms for an answer; the gateway gives up after 5 s and a time-out
 
 /** Who may write it, if anybody. @param {Entry} entry */
@@ -54,6 +62,33 @@ function limitsOf({ min, max }) {
   return max === undefined ? "" : t("write.most", format.number(max));
 }
 
+/** @param {string} typed @throws {Error} with what is wrong */
+function bitOf(typed) {
+  const word = typed.trim().toLowerCase();
+  const isOn = ["1", "on", t("on")].includes(word);
+  if (!isOn && !["0", "off", t("off")].includes(word))
+    throw new Error(t("write.notBit", t("on"), t("off")));
+  return isOn;
+}
+
+/** @param {string} typed @throws {Error} with what is wrong */
+function hexOf(typed) {
+  if (!/^[0-9a-f]+$/i.test(typed.trim()))
+    throw new Error(t("write.notHex"));
+  return parseInt(typed, 16);
+}
+
+/** @param {string} typed @throws {Error} with what is wrong */
+function decimalOf(typed) {
+  const either = readingsOf(typed);
+  if (either)
+    throw new Error(t("write.either", ...either.map(format.exact)));
+  const number = numberFrom(typed);
+  if (Number.isNaN(number))
+    throw new Error(t("write.notNumber", format.exact(1234.5)));
+  return number;
+}
+
 /**
  * @param {Entry["info"]} info
  * @param {string} typed one value
@@ -64,10 +99,8 @@ function scalarOf({ kind, min, max }, typed) {
   if (kind === "text")
     return typed;
   if (kind === "bit")
-    return typed === "1";
-  const number = kind === "hex" ? (/^[0-9a-f]+$/i.test(typed.trim()) ? parseInt(typed, 16) : NaN) : numberFrom(typed);
-  if (Number.isNaN(number))
-    throw new Error(t("write.notNumber"));
+    return bitOf(typed);
+  const number = kind === "hex" ? hexOf(typed) : decimalOf(typed);
   if (number < (min ?? -Infinity) || number > (max ?? Infinity))
     throw new Error(t("write.outside"));
   return number;
@@ -114,21 +147,20 @@ export class WriteDialog {
     this.problem = el("p", { class: "problem", role: "alert" });
     this.outcome = el("p", { class: "outcome", role: "status" });
     this.send = el("button", { class: "primary" }, t("write.send"));
-    this.element = el("dialog", { class: "write", "aria-labelledby": "write-title", onclose: () => (this.entry = null) },
+    this.element = el("dialog", { class: "write", "aria-labelledby": "write-title", onclose: () => this.leave() },
       el("form", { onsubmit: (/** @type {Event} */ event) => this.submit(event) }, this.title, this.comment,
         el("dl", {}, el("dt", {}, t("write.now")), this.now, el("dt", {}, t("write.old")), this.old),
         el("label", { id: "write-new" }, t("write.new"), this.input), this.bit, this.limits, this.sureLine,
         this.problem, this.outcome,
         el("div", { class: "actions" },
           el("button", { type: "button", onclick: () => this.element.close() }, t("close")), this.send)));
-    live.on("samples", () => this.refresh());
-    live.on("state", () => this.refresh());
-    live.on("links", () => this.refresh());
+    this.listener = () => this.refresh();
   }
 
   /** @param {Entry} entry */
   open(entry) {
     this.entry = entry;
+    watched.forEach(name => live.on(name, this.listener));
     const { info } = entry;
     const isBit = info.kind === "bit" && info.count === 1;
     setText(this.title, t("write.title", info.tag));
@@ -152,20 +184,24 @@ export class WriteDialog {
       this.input.select();
   }
 
-  /** What is typed, or undefined with the problem on show. */
-  typed() {
-    const { entry } = this;
-    if (!entry)
-      return undefined;
+  leave() {
+    this.entry = null;
+    watched.forEach(name => live.off(name, this.listener));
+  }
+
+  /**
+   * What is typed for an entry, or what is wrong with it.
+   * @param {Entry} entry
+   * @returns {{value?: Scalar | Scalar[], problem: string}}
+   */
+  typed(entry) {
     const bit = /** @type {HTMLInputElement | null} */ (this.bit.querySelector("input:checked"));
+    if (!this.bit.hidden)
+      return { value: bit ? bit.value === "1" : undefined, problem: "" };
     try {
-      setText(this.problem, "");
-      if (this.bit.hidden)
-        return valueOf(entry.info, this.input.value);
-      return bit ? bit.value === "1" : undefined;
+      return { value: valueOf(entry.info, this.input.value), problem: "" };
     } catch (problem) {
-      setText(this.problem, /** @type {Error} */ (problem).message);
-      return undefined;
+      return { problem: /** @type {Error} */ (problem).message };
     }
   }
 
@@ -175,9 +211,9 @@ export class WriteDialog {
     if (!entry)
       return false;
     const isLive = live.isCurrent(entry);
-    const value = this.typed();
-    if (!isLive)
-      setText(this.problem, t("write.notLive"));
+    const { value, problem } = this.typed(entry);
+    // Set once: a screen reader speaks each text that comes, also one that was there before.
+    setText(this.problem, isLive ? problem : t("write.notLive"));
     const isSure = !entry.info.confirm || this.sure.checked;
     this.send.disabled = !isLive || value === undefined || !isSure || this.isWaiting;
     return !this.send.disabled;
@@ -199,9 +235,9 @@ export class WriteDialog {
   async submit(event) {
     event.preventDefault();
     const { entry } = this;
-    const value = this.typed();
-    if (!entry || value === undefined || !this.check())
+    if (!entry || !this.check())
       return;
+    const { value } = this.typed(entry);
     this.isWaiting = true;
     setText(this.old.children[0], format.value(entry.sample.value, entry.info.kind));
     this.show("waiting", t("write.waiting"), "");

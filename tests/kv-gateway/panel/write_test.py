@@ -155,13 +155,51 @@ class Outcomes(WriteTest):
 class Checks(WriteTest):
     def test_what_is_typed_is_checked(self):
         self.dialog("line1.speed")
-        for typed, problem in (("1501", "Outside the limits."), ("-1", "Outside the limits."), ("fast", "Not a number."),
-                               ("", "Not a number."), ("1,5,0", "Not a number.")):
+        not_a_number = "Not a number. Type it like 1234.5."
+        for typed, problem in (("1501", "Outside the limits."), ("-1", "Outside the limits."), ("fast", not_a_number),
+                               ("", not_a_number), ("1,500", not_a_number)):
             self.type(typed)
             until(lambda: self.page.text("dialog.write .problem") == problem, f"{typed}: {problem}")
             self.assertFalse(self.send().is_enabled())
         self.type("1500")
         until(lambda: self.send().is_enabled(), "within the limits")
+
+    def test_what_is_typed_means_one_thing(self):
+        self.page.run("localStorage.setItem('kv-panel.language', 'de')")
+        self.page.open("#values")
+        self.page.run("localStorage.clear()")
+        until(lambda: self.page.run("return document.documentElement.lang") == "de", "it is not German")
+        either = "Das kann {} oder {} heißen: Schreiben Sie eines davon."
+        not_a_number = "Keine Zahl. Schreiben Sie sie wie 1234,5."
+        not_a_bit = "Kein Bit: schreiben Sie 1 oder 0, ein oder aus."
+        not_hex = "Keine Hexadezimalzahl: 0 bis 9 und A bis F."
+        for kind, count, typed, wanted in (
+                ("real", 1, "1.500", either.format("1500", "1,5")), ("whole", 1, "−12.345", either.format("-12345", "-12,345")),
+                ("real", 2, "7 1.500", either.format("1500", "1,5")), ("real", 1, "1.500.000", not_a_number),
+                ("real", 1, "1.500,5", not_a_number), ("real", 1, "1,5", 1.5), ("real", 1, "1,500", 1.5), ("real", 1, "1.5", 1.5),
+                ("real", 1, "0.125", 0.125), ("real", 1, "1500.125", 1500.125), ("whole", 1, "1500", 1500), ("real", 1, "2.5e3", 2500),
+                ("bit", 4, "1 0 ein AUS", [True, False, True, False]), ("bit", 2, "on off", [True, False]),
+                ("bit", 2, "1 2", not_a_bit), ("bit", 2, "1 true", not_a_bit), ("bit", 2, "10 0", not_a_bit),
+                ("hex", 1, "1aF", 0x1AF), ("hex", 1, "0x1F", not_hex), ("hex", 1, "-1", not_hex), ("text", 1, "1.500", "1.500")):
+            with self.subTest(kind, typed=typed):
+                self.assertEqual(self.page.run("""
+                    const [kind, count, typed] = arguments;
+                    return import(document.querySelector('script').src.replace('main.js', 'write.js')).then(
+                        ({ valueOf }) => valueOf({ kind, count }, typed)).catch(problem => problem.message);""",
+                                               kind, count, typed), wanted)
+
+    def test_what_is_wrong_is_spoken_once(self):
+        self.dialog("line1.speed")
+        self.type("1501")
+        until(lambda: self.page.text("dialog.write .problem") == "Outside the limits.", "it is not said")
+        self.page.run("""
+            window.spoken = 0;
+            new MutationObserver(() => ++spoken).observe(document.querySelector('dialog.write .problem'),
+                {childList: true, characterData: true, subtree: true});""")
+        for number in (701, 702, 703):
+            plant.sims["line1"].command(f"set DM100={number}")
+            until(lambda: self.now() == str(number), "a value does not come")
+        self.assertEqual(self.page.run("return spoken"), 0)
 
     def test_never_while_not_live(self):
         self.dialog("line1.speed")

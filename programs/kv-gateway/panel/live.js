@@ -62,6 +62,7 @@ let heardAt = 0;
 let lastId = "";
 let run = "";
 let tagsAsked = 0; // counts; an answer to an older question is dropped
+let tries = 0; // counts; what an older one brings is dropped
 let again = 0;
 let clockAhead = 0; // ms: gateway's clock minus ours
 /** @type {Map<string, Sample>} of tags whose description is on its way */
@@ -105,12 +106,25 @@ function publish(infos) {
 
 async function fetchTags() {
   const asked = ++tagsAsked;
+  try {
+    await fetchPages(() => asked === tagsAsked);
+  } catch {
+    if (asked !== tagsAsked)
+      return;
+    run = ""; // the next hello asks for them again
+    reconnect();
+  }
+}
+
+/** @param {() => boolean} isWanted */
+async function fetchPages(isWanted) {
+  /** @type {TagInfo[]} */
   const infos = [];
   /** @type {number | undefined} */
   let offset = 0;
   for (let limit = firstPage; offset !== undefined; limit = nextPages) {
     const page = await api.get(`tags?offset=${offset}&limit=${limit}`);
-    if (asked !== tagsAsked)
+    if (!isWanted())
       return;
     infos.push(...page.tags);
     offset = page.next;
@@ -130,7 +144,7 @@ function onHello(hello) {
   }
   if (hello.run !== run) {
     run = hello.run;
-    fetchTags().catch(reconnect);
+    fetchTags();
   }
   setState("live");
   emit("links");
@@ -164,6 +178,7 @@ function onLinks(links) {
 }
 
 function open() {
+  source?.close();
   const stream = new EventSource("api/v1/stream?since=" + encodeURIComponent(lastId));
   source = stream;
   heardAt = performance.now() - silence + openWithin;
@@ -185,31 +200,38 @@ function open() {
 
 // Also when the browser would try by itself: it waits longer than a person likes.
 function reconnect() {
+  stop();
+  setState("lost");
+  again = setTimeout(connect, betweenTries * (1 + Math.random() / 2));
+}
+
+/** Ends the stream, and the try that is under way. */
+function stop() {
+  clearTimeout(again);
+  ++tries;
   source?.close();
   source = null;
-  if (live.state !== "connecting")
-    setState(api.me ? "lost" : "login");
-  clearTimeout(again);
-  if (live.state !== "login")
-    again = setTimeout(connect, betweenTries * (1 + Math.random() / 2));
 }
 
 async function connect() {
-  clearTimeout(again);
-  source?.close();
-  source = null;
+  stop();
+  const mine = tries;
   try {
     await api.whoAmI();
+    if (mine !== tries)
+      return;
     const ahead = api.date - Date.now();
     clockAhead = Math.abs(ahead) > clockStep ? ahead : 0;
     open();
-  } catch (problem) {
-    if (live.state === "connecting" && !(problem instanceof Problem && problem.status === 401))
-      setState("lost");
-    if (problem instanceof Problem && problem.status === 401)
-      setState("login");
-    live.problem = problem instanceof Problem && problem.status !== 0 ? problem.message : "";
-    reconnect();
+  } catch (error) {
+    const problem = /** @type {Problem} */ (error);
+    if (mine !== tries)
+      return;
+    live.problem = problem.status === 0 ? "" : problem.message;
+    if (problem.status === 401)
+      setState("login"); // start() goes on once somebody is logged in
+    else
+      reconnect();
   }
 }
 
@@ -220,9 +242,7 @@ setInterval(() => {
 
 // A browser opens six connections to one host, so a page that nobody sees gives its own back.
 function pause() {
-  clearTimeout(again);
-  source?.close();
-  source = null;
+  stop();
   if (live.state === "live")
     setState("lost");
 }
@@ -234,7 +254,7 @@ document.addEventListener("visibilitychange", () => {
   clearTimeout(leaving);
   if (document.hidden)
     leaving = setTimeout(pause, hiddenFor);
-  else if (!source && live.state === "lost")
+  else if (!source && live.state !== "login")
     connect();
 });
 

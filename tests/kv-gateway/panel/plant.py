@@ -188,6 +188,12 @@ class Page:
         self.browser.get("about:blank")  # else only the part behind "#" changes
         self.browser.get(self.url + address)
 
+    def open_after(self, script, address=""):
+        """Opens it in a browser in which a script ran first."""
+        made = self.browser.execute_cdp_cmd("Page.addScriptToEvaluateOnNewDocument", {"source": script})
+        self.open(address)
+        self.browser.execute_cdp_cmd("Page.removeScriptToEvaluateOnNewDocument", made)
+
     def all(self, selector):
         return self.browser.find_elements(By.CSS_SELECTOR, selector)
 

@@ -130,6 +130,18 @@ class NotLive(PanelTest):
         self.page.wait_row("line1.speed", state="good")
         until(lambda: not self.page.one(".banner").is_displayed(), "the banner stays")
 
+    def test_what_fails_once_is_asked_again(self):
+        for path in ("me", "tags"):
+            with self.subTest(path):
+                self.page.open_after("""
+                    const real = fetch;
+                    window.asked = 0;
+                    fetch = (url, how) => url.startsWith('api/v1/%s') && asked++ === 0 ? Promise.reject(new TypeError())
+                        : real(url, how);""" % path, "#values")
+                self.page.wait_row("line1.speed", state="good")
+                self.assertGreater(self.page.run("return asked"), 1, "it did not fail")
+                self.assertEqual(self.page.all("dialog[open]"), [], "nobody has to log in")
+
     def test_it_asks_often_enough_to_be_back_within_a_second(self):
         plant.kill()
         try:

@@ -4,6 +4,7 @@ import { api } from "./api.js";
 import { el, setText } from "./dom.js";
 import { live } from "./live.js";
 import { loadStyle } from "./load.js";
+import { Poll } from "./poll.js";
 import { addTexts, format, t, translated } from "./text.js";
 
 addTexts({
@@ -77,8 +78,6 @@ export function create(context) {
   let before;
   let isOlder = false; // pages below the newest are on show
   let asked = 0; // counts; an answer to an older question is dropped
-  /** @type {ReturnType<typeof setInterval> | undefined} */
-  let timer;
 
   const which = el("select", { "aria-label": t("log.show"), onchange: () => go({ show: which.value }) });
   const filters = {
@@ -148,6 +147,7 @@ export function create(context) {
 
   function older() {
     isOlder = true;
+    poll.stop();
     ask(before);
   }
 
@@ -157,8 +157,11 @@ export function create(context) {
     isOlder = false;
     showControls();
     body.replaceChildren();
-    ask();
+    poll.start();
   }
+
+  const poll = new Poll(ask, () => isOlder ? Infinity : askEvery);
+  api.onMe(showControls);
 
   /** @param {URLSearchParams} params */
   function read(params) {
@@ -178,16 +181,11 @@ export function create(context) {
     /** @param {URLSearchParams} params */
     show(params) {
       read(params);
-      if (!timer) {
-        timer = setInterval(() => isOlder || ask(), askEvery);
-        live.on("links", showControls);
-        api.onMe(showControls);
-      }
+      live.on("links", showControls);
       begin();
     },
     hide() {
-      clearInterval(timer);
-      timer = undefined;
+      poll.stop();
       live.off("links", showControls);
     },
   };

@@ -4,6 +4,7 @@ import { api } from "./api.js";
 import { el, painter, setText } from "./dom.js";
 import { live } from "./live.js";
 import { loadScript, loadStyle } from "./load.js";
+import { Poll } from "./poll.js";
 import { addTexts, format, t, translated } from "./text.js";
 import { createCharts, lookOf } from "./trend_charts.js";
 
@@ -86,12 +87,12 @@ export function create(_context) {
   const charts = createCharts(plots);
   /** @type {Map<string, import("./trend_data.js").Point[]>} */
   const answers = new Map();
-  /** @type {ReturnType<typeof setInterval> | undefined} */
-  let timer;
+  const poll = new Poll(ask, () => askEvery);
+  let askedAt = NaN;
   let isLoaded = false;
 
   const paint = painter(() => {
-    if (!timer || !isLoaded)
+    if (!poll.isOn || !isLoaded)
       return;
     const series = [...answers].map(([plc, points], i) => ({ tag: plc, unit: "ms", isBit: false, ...lookOf(i), points }));
     const now = live.now();
@@ -123,7 +124,15 @@ export function create(_context) {
         [el("dt", {}, name), el("dd", isBad ? { class: "attention" } : {}, text)])));
   }
 
+  // Nobody knows how it was while nobody asked.
+  function noteGap() {
+    answers.forEach(points => points.push([live.now(), null]));
+  }
+
   async function ask() {
+    if (live.now() - askedAt > 3 * askEvery)
+      noteGap();
+    askedAt = live.now();
     try {
       const { plcs } = await api.get("plcs");
       setText(note, "");
@@ -133,7 +142,7 @@ export function create(_context) {
     } catch (problem) {
       setText(note, translated(/** @type {Error} */ (problem).message));
       element.classList.add("lost");
-      answers.forEach(points => points.push([live.now(), null]));
+      noteGap();
     }
     paint();
   }
@@ -141,15 +150,13 @@ export function create(_context) {
   return {
     element,
     async show() {
-      timer ??= setInterval(ask, askEvery);
-      ask();
+      poll.start();
       await loaded;
       isLoaded = true;
       paint();
     },
     hide() {
-      clearInterval(timer);
-      timer = undefined;
+      poll.stop();
     },
   };
 }

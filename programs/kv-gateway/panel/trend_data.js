@@ -8,7 +8,7 @@ import { live } from "./live.js";
 
 /** @typedef {[time: number, numbers: number[] | null]} Point */
 
-const tailLength = 60000; // ms; the history is never later than that
+const tailLength = 60000; // ms; the history is written by then
 const noNumbers = [NaN, NaN, NaN];
 
 /** @param {import("./live.js").Entry | undefined} entry @returns {number[] | null} */
@@ -55,7 +55,7 @@ export function createTail() {
  * @param {number} from ms
  * @param {number} to ms
  * @param {number} points most
- * @returns {Promise<Point[]>} the last one is not a gap: what is not written yet looks like one
+ * @returns {Promise<Point[]>} the last one is no gap of the last minute: what is not written yet looks like one
  */
 export async function fetchTrend(tag, from, to, points) {
   const query = new URLSearchParams({
@@ -66,12 +66,12 @@ export async function fetchTrend(tag, from, to, points) {
   /** @type {Point[]} */
   const found = answer.points.map((/** @type {any} */ [time, min, mean, max]) =>
     [Date.parse(time), mean === null ? null : [min, mean, max]]);
-  const isWritten = to < live.now() - tailLength;
-  while (!isWritten && found.length > 0 && found[found.length - 1][1] === null)
+  const written = live.now() - tailLength;
+  while (found.length > 0 && found[found.length - 1][1] === null && found[found.length - 1][0] > written)
     found.pop();
   // The last stretch has a width as well.
   const last = found[found.length - 1];
-  if (last && width > 1000)
+  if (last?.[1] && width > 1000)
     found.push([Math.min(last[0] + width, to), last[1]]);
   return found;
 }

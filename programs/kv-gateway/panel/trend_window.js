@@ -6,6 +6,7 @@ import { live } from "./live.js";
 export const shortest = 10 * 1000;
 export const longest = 366 * 24 * 3600 * 1000;
 const wheelStep = 1.25;
+const oftenest = 2000; // ms
 
 /** @typedef {{span: number, to: number | null}} Stretch span in ms; to: null follows the clock */
 
@@ -14,6 +15,9 @@ export const endOf = stretch => stretch.to ?? live.now();
 
 /** @param {Stretch} stretch @returns {[number, number]} */
 export const rangeOf = stretch => [endOf(stretch) - stretch.span, endOf(stretch)];
+
+/** How long what was fetched of a stretch will do: until it is a pixel old. @param {Stretch} stretch @returns {number} ms */
+export const keptFor = ({ span, to }) => to === null ? Math.max(oftenest, span / 1000) : Infinity;
 
 /** @param {Stretch} stretch @param {number} ms later, or earlier @returns {Stretch} */
 export function moved({ span, to }, ms) {

@@ -4,12 +4,13 @@
 import { el, painter, setText } from "./dom.js";
 import { live } from "./live.js";
 import { loadScript, loadStyle } from "./load.js";
+import { Poll } from "./poll.js";
 import { addTexts, format, language, t, translated } from "./text.js";
 import { createCharts, lookOf } from "./trend_charts.js";
 import { createTail, fetchTrend, valueAt } from "./trend_data.js";
 import { createPicker } from "./trend_picker.js";
 import { pictureOf, savePicture } from "./trend_picture.js";
-import { endOf, longest, moveByHand, moved, rangeOf, shortest } from "./trend_window.js";
+import { endOf, keptFor, longest, moveByHand, moved, rangeOf, shortest } from "./trend_window.js";
 
 addTexts({
   "trend.span": ["Time span", "Zeitspanne", "期間"],
@@ -29,7 +30,6 @@ addTexts({
 
 const mostTags = 12;
 const tickEvery = 250; // ms, while the right edge is now
-const fetchEvery = 2000; // ms, then
 const settle = 150; // ms after the last move until the history is asked
 const usual = { span: 600 * 1000, to: /** @type {number | null} */ (null) };
 const spans = [10, 60, 600, 3600, 8 * 3600, 86400, 7 * 86400, 30 * 86400, 366 * 86400]; // seconds
@@ -64,8 +64,7 @@ export function create(context) {
   /** @type {number | null} */
   let cursor = null;
   let asked = 0; // counts; an answer to an older question is dropped
-  /** @type {ReturnType<typeof setInterval>[]} */
-  let timers = [];
+  let timer = 0;
   let settling = 0;
   let isShown = false;
   let isLoaded = false; // what draws charts is there
@@ -85,6 +84,7 @@ export function create(context) {
   const area = el("div", { class: "charts", tabIndex: 0, role: "group", "aria-label": t("trend.charts") }, plots, line);
   const element = el("section", { class: "trends" }, bar, note, legend, area);
   const charts = createCharts(plots);
+  const poll = new Poll(fetchAll, () => keptFor(stretch));
 
   /** @param {string} sign @param {string} name @param {number} share of the span */
   function stepButton(sign, name, share) {
@@ -199,7 +199,7 @@ export function create(context) {
     clearTimeout(settling);
     settling = setTimeout(() => {
       say();
-      fetchAll();
+      poll.start();
     }, settle);
   }
 
@@ -259,6 +259,12 @@ export function create(context) {
     };
   }
 
+  // What was asked for while the gateway was away did not come.
+  function onState() {
+    if (live.state === "live" && isLoaded)
+      poll.start();
+  }
+
   function tick() {
     tail.tick(tags);
     if (stretch.to === null)
@@ -272,20 +278,25 @@ export function create(context) {
       read(params);
       if (!isShown) {
         isShown = true;
-        timers = [setInterval(tick, tickEvery), setInterval(() => stretch.to === null && fetchAll(), fetchEvery)];
+        timer = setInterval(tick, tickEvery);
         live.on("tags", paint);
+        live.on("state", onState);
       }
       await loaded;
+      if (!isShown)
+        return;
       isLoaded = true;
       say();
       paint();
-      fetchAll();
+      poll.start();
     },
     hide() {
       isShown = false;
-      timers.forEach(clearInterval);
+      clearInterval(timer);
       clearTimeout(settling);
+      poll.stop();
       live.off("tags", paint);
+      live.off("state", onState);
       tail.clear();
     },
   };

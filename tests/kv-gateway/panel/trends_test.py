@@ -74,6 +74,54 @@ class TrendPage(Page):
         return urllib.parse.parse_qs(browser.current_url.partition("#trends?")[2])
 
 
+class Modules(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.page = Page(browser, plant.url)
+        cls.page.open()
+
+    def module(self, name, script):
+        """What a script says of a module of the panel: "one" in it."""
+        return self.page.run(f"return import(document.querySelector('script').src.replace('main.js', '{name}')).then(one => {script})")
+
+    def test_a_long_gap_stays_and_what_is_not_written_yet_is_none(self):
+        self.page.run("""
+            const begin = Date.now() - 600000;
+            const at = minute => new Date(begin + minute * 60000).toISOString();
+            const gap = minute => [at(minute), null, null, null];
+            const answer = {width: 60, points: [[at(0), 1, 1, 1], ...[1, 2, 3, 4, 5, 6, 7, 8, 9.5].map(gap)]};
+            fetch = () => Promise.resolve(new Response(JSON.stringify(answer)));""")
+        found = self.module("trend_data.js", "one.fetchTrend('t', Date.now() - 600000, Date.now(), 100)")
+        self.assertEqual([numbers for _, numbers in found], [[1, 1, 1]] + 8 * [None])
+
+    def test_the_history_is_asked_for_when_it_would_show(self):
+        for stretch, wanted in (("{span: 10000, to: null}", 2000), ("{span: 3600000, to: null}", 3600),
+                                ("{span: 31622400000, to: null}", 31622400), ("{span: 10000, to: 5}", None)):
+            self.assertEqual(self.module("trend_window.js", f"JSON.stringify(one.keptFor({stretch}))"), str(wanted or "null"))
+
+    def test_one_question_at_a_time_and_none_while_nobody_looks(self):
+        counts = self.module("poll.js", """new Promise(async done => {
+            const counts = [];
+            const rest = ms => new Promise(resolve => setTimeout(resolve, ms));
+            let asked = 0, answer;
+            const poll = new one.Poll(() => { ++asked; return new Promise(resolve => answer = resolve); }, () => 1);
+            poll.start();
+            await rest(30); counts.push(asked);
+            answer(); await rest(30); counts.push(asked);
+            Object.defineProperty(document, 'hidden', {value: true, configurable: true});
+            answer(); await rest(30); counts.push(asked);
+            delete document.hidden;
+            document.dispatchEvent(new Event('visibilitychange'));
+            await rest(30); counts.push(asked);
+            poll.stop();
+            answer(); await rest(30); counts.push(asked);
+            document.dispatchEvent(new Event('visibilitychange'));
+            await rest(30); counts.push(asked);
+            done(counts);
+        })""")
+        self.assertEqual(counts, [1, 2, 2, 3, 3, 3])
+
+
 class Trends(unittest.TestCase):
     def setUp(self):
         self.page = TrendPage(browser, plant.url)

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+// Asking again and again: never twice at once, and not while nobody looks.
+
+export class Poll {
+  /**
+   * @param {() => Promise<void>} ask does not fail
+   * @param {() => number} pause ms from an answer to the next question; Infinity: there is none
+   */
+  constructor(ask, pause) {
+    this.ask = ask;
+    this.pause = pause;
+    this.isOn = false;
+    this.turns = 0; // counts; an older one goes on no longer
+    this.timer = 0;
+    document.addEventListener("visibilitychange", () => this.isOn && !document.hidden && this.start());
+  }
+
+  /** Asks now, and from now on. What is under way is not waited for. */
+  start() {
+    this.stop();
+    this.isOn = true;
+    this.turn(this.turns);
+  }
+
+  stop() {
+    this.isOn = false;
+    ++this.turns;
+    clearTimeout(this.timer);
+  }
+
+  /** @param {number} mine */
+  async turn(mine) {
+    if (!document.hidden)
+      await this.ask();
+    const pause = this.pause();
+    if (mine === this.turns && pause !== Infinity)
+      this.timer = setTimeout(() => this.turn(mine), pause);
+  }
+}

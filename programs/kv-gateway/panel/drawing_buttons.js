@@ -68,7 +68,6 @@ export function createButtons(sheet, svg) {
       buttons.push({ drawn, entry, button });
       layer.append(button);
     }
-    place();
     refresh();
   }
 
@@ -76,6 +75,7 @@ export function createButtons(sheet, svg) {
     const corner = sheet.getBoundingClientRect();
     for (const { drawn, button } of buttons) {
       const box = drawn.getBoundingClientRect();
+      button.hidden = drawn.getClientRects().length === 0; // a rule of the drawing hides it
       button.style.left = `${box.left - corner.left + sheet.scrollLeft}px`;
       button.style.top = `${box.top - corner.top + sheet.scrollTop}px`;
       button.style.width = `${box.width}px`;
@@ -88,6 +88,7 @@ export function createButtons(sheet, svg) {
       setUsable(button, isWritable(entry) && live.isCurrent(entry));
       drawn.classList.toggle("dead", button.disabled);
     }
+    place(); // a rule may have hidden what is drawn, a text may have made it wider
   }
 
   const watch = new ResizeObserver(place);

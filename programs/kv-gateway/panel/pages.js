@@ -6,6 +6,7 @@ import { createButtons } from "./drawing_buttons.js";
 import { el, painter, setText } from "./dom.js";
 import { live } from "./live.js";
 import { loadStyle } from "./load.js";
+import { Poll } from "./poll.js";
 import { addTexts, t, translated } from "./text.js";
 
 addTexts({
@@ -15,127 +16,147 @@ addTexts({
   "pages.choose": ["Drawings", "Bilder", "画面の選択"],
 });
 
+const retryAfter = 1000; // ms after a drawing that did not come
+
 /**
  * @param {string} name
  * @returns {Promise<string>} the SVG
  */
 async function fetchDrawing(name) {
-  const response = await fetch(`api/v1/pages/${encodeURIComponent(name)}.svg`);
-  if (!response.ok)
-    throw new Error(response.statusText);
+  const response = await fetch(`api/v1/pages/${encodeURIComponent(name)}.svg`).catch(() => null);
+  if (!response?.ok)
+    throw new Error(response?.statusText || "the gateway does not answer");
   return response.text();
 }
 
-/** @param {import("./main.js").Context} context */
-export function create(context) {
-  loadStyle("pages.css");
-  const choices = el("nav", { class: "page-choices", "aria-label": t("pages.choose") });
-  const sheet = el("div", { class: "sheet" });
-  const note = el("p", { class: "note", role: "status" });
-  const element = el("section", { class: "pages" }, choices, note, sheet);
+class PagesView {
+  /** @param {import("./main.js").Context} context */
+  constructor(context) {
+    loadStyle("pages.css");
+    this.context = context;
+    this.params = new URLSearchParams();
+    this.asked = 0; // counts; an answer to an older question is dropped
+    this.isFailed = false;
+    this.load = new Poll(() => this.fetch(), () => this.isFailed ? retryAfter : Infinity);
+    /** @type {ReturnType<typeof createDrawing> | null} */
+    this.drawing = null;
+    /** @type {ReturnType<typeof createButtons> | null} */
+    this.buttons = null;
+    /** @type {Set<string>} */
+    this.changed = new Set();
+    this.choices = el("nav", { class: "page-choices", "aria-label": t("pages.choose") });
+    // Words on a thing come as it is pointed at.
+    this.sheet = el("div", { class: "sheet",
+      onpointerover: (/** @type {Event} */ event) => this.describe(/** @type {Element} */ (event.target)) });
+    this.note = el("p", { class: "note", role: "status" });
+    this.element = el("section", { class: "pages" }, this.choices, this.note, this.sheet);
+    this.paintSoon = painter(() => this.paint());
+    this.listeners = {
+      samples: (/** @type {import("./live.js").Entry[]} */ entries) => this.take(entries),
+      state: () => this.refresh(),
+      links: () => this.refresh(),
+      tags: () => this.takeTags(),
+    };
+    api.onMe(() => this.refresh());
+  }
 
-  /** @type {ReturnType<typeof createDrawing> | null} */
-  let drawing = null;
-  let shown = "";
-  let isShown = false;
-  /** @type {ReturnType<typeof createButtons> | null} */
-  let buttons = null;
-  /** @type {Set<string>} */
-  const changed = new Set();
+  /** @param {Element} target */
+  describe(target) {
+    const drawn = target.closest("[data-tag]");
+    this.sheet.title = drawn instanceof SVGElement ? described(drawn.dataset.tag ?? "") : "";
+  }
 
-  const paint = painter(() => {
-    drawing?.update(changed);
-    changed.clear();
-  });
   /** @param {import("./live.js").Entry[]} entries */
-  function onSamples(entries) {
-    entries.forEach(entry => changed.add(entry.info.tag));
-    paint();
-  }
-  function onOther() {
-    sheet.classList.toggle("lost", live.state !== "live");
-    drawing?.update();
-    buttons?.refresh();
-  }
-  function onTags() {
-    buttons?.build();
-    onOther();
-  }
-  function close() {
-    buttons?.end();
-    buttons = null;
-    drawing = null;
-    sheet.replaceChildren();
+  take(entries) {
+    entries.forEach(entry => this.changed.add(entry.info.tag));
+    this.paintSoon();
   }
 
-  api.onMe(onOther);
-  // Words on a thing come as it is pointed at.
-  sheet.addEventListener("pointerover", event => {
-    const target = /** @type {Element} */ (event.target).closest("[data-tag]");
-    sheet.title = target instanceof SVGElement ? described(target.dataset.tag ?? "") : "";
-  });
+  paint() {
+    this.drawing?.update(this.changed);
+    this.changed.clear();
+    this.buttons?.refresh();
+  }
 
-  /** @param {{name: string, title: string}[]} pages @param {string} name */
-  function showChoices(pages, name) {
-    choices.hidden = pages.length < 2;
-    choices.replaceChildren(...pages.map(page => {
+  refresh() {
+    this.sheet.classList.toggle("lost", live.state !== "live");
+    this.drawing?.update();
+    this.buttons?.refresh();
+  }
+
+  takeTags() {
+    this.buttons?.build();
+    this.refresh();
+  }
+
+  close() {
+    this.buttons?.end();
+    this.buttons = null;
+    this.drawing = null;
+    this.sheet.replaceChildren();
+  }
+
+  /** @param {{name: string, title: string}[]} pages @param {string | undefined} name */
+  showChoices(pages, name) {
+    this.choices.hidden = pages.length < 2;
+    this.choices.replaceChildren(...pages.map(page => {
       const link = el("a", { href: `#pages?page=${encodeURIComponent(page.name)}` }, page.title);
-      link.toggleAttribute("aria-current", page.name === name);
+      link.ariaCurrent = page.name === name ? "page" : null;
       return link;
     }));
   }
 
-  /** @param {string} name */
-  async function open(name) {
-    const text = await fetchDrawing(name);
-    if (name !== shown)
-      return; // somebody chose another one meanwhile
-    close();
-    drawing = createDrawing(text);
-    sheet.append(drawing.svg);
-    drawing.update();
-    buttons = createButtons(sheet, drawing.svg);
-    onOther();
-  }
-
-  /** @param {URLSearchParams} params */
-  async function load(params) {
+  async fetch() {
+    const mine = ++this.asked;
     try {
       const { pages } = await api.get("pages");
-      const page = pages.find((/** @type {any} */ one) => one.name === params.get("page")) ?? pages[0];
-      setText(note, page ? "" : t("pages.none"));
-      showChoices(pages, page?.name);
-      if (!page)
-        return;
-      shown = page.name;
-      context.setParams(new URLSearchParams({ page: shown }));
-      await open(shown);
+      /** @type {{name: string, title: string} | undefined} */
+      const page = pages.find((/** @type {any} */ one) => one.name === this.params.get("page")) ?? pages[0];
+      const text = page && await fetchDrawing(page.name);
+      if (mine !== this.asked)
+        return; // somebody chose another one meanwhile
+      this.isFailed = false;
+      setText(this.note, page ? "" : t("pages.none"));
+      this.showChoices(pages, page?.name);
+      this.close();
+      if (page && text !== undefined)
+        this.open(page.name, text);
     } catch (problem) {
-      setText(note, translated(/** @type {Error} */ (problem).message));
+      if (mine !== this.asked)
+        return;
+      this.isFailed = true;
+      setText(this.note, translated(/** @type {Error} */ (problem).message));
     }
   }
 
-  return {
-    element,
-    /** @param {URLSearchParams} params */
-    show(params) {
-      if (!isShown) {
-        isShown = true;
-        live.on("samples", onSamples);
-        live.on("state", onOther);
-        live.on("links", onOther);
-        live.on("tags", onTags);
-      }
-      load(params);
-    },
-    hide() {
-      isShown = false;
-      shown = "";
-      close();
-      live.off("samples", onSamples);
-      live.off("state", onOther);
-      live.off("links", onOther);
-      live.off("tags", onTags);
-    },
-  };
+  /** @param {string} name @param {string} text */
+  open(name, text) {
+    this.context.setParams(new URLSearchParams({ page: name }));
+    this.drawing = createDrawing(text);
+    this.sheet.append(this.drawing.svg);
+    this.drawing.update();
+    this.buttons = createButtons(this.sheet, this.drawing.svg);
+    this.refresh();
+  }
+
+  /** @param {URLSearchParams} params */
+  show(params) {
+    this.params = params;
+    for (const [name, listener] of Object.entries(this.listeners))
+      live.on(/** @type {keyof typeof this.listeners} */ (name), listener);
+    this.load.start();
+  }
+
+  hide() {
+    this.load.stop();
+    ++this.asked;
+    this.close();
+    for (const [name, listener] of Object.entries(this.listeners))
+      live.off(name, listener);
+  }
+}
+
+/** @param {import("./main.js").Context} context */
+export function create(context) {
+  return new PagesView(context);
 }

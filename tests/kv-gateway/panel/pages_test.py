@@ -30,6 +30,8 @@ DRAWINGS = {
   <rect id="right" x="200" y="200" width="100" height="10" data-tag="line1.level" data-level="0 200 right"/>
   <g id="jog" data-tag="line1.jog" data-button="press"><rect x="10" y="200" width="80" height="40"/><text x="20" y="220">Jog</text></g>
   <g id="start" data-tag="line1.running" data-button="set on"><rect x="100" y="200" width="80" height="40"/><text x="110" y="220">Start</text></g>
+  <g id="stop" data-tag="line1.running" data-button="set off" data-when="on: show"><rect x="200" y="250" width="80" height="40"/>
+    <text x="210" y="270">Stop</text></g>
   <g id="fill" data-tag="line1.level" data-button="ask"><rect x="10" y="250" width="80" height="40"/><text x="20" y="270">Fill</text></g>
 </svg>""",
     "tank": """<?xml version="1.0" encoding="UTF-8" standalone="no"?>
@@ -140,6 +142,63 @@ class Drawings(unittest.TestCase):
         self.page.run("location.hash = '#values'")
         until(lambda: self.plc.command("get R501") == "0", "the button does not release")
         ActionChains(browser).release().perform()
+
+    def test_a_button_that_the_drawing_hides_cannot_be_pressed(self):
+        stop = self.page.button("Stop")
+        self.assertFalse(stop.is_displayed())
+        self.plc.command("set R500=1")
+        until(stop.is_displayed, "the button does not come")
+        drawn = self.page.one("#page-stop").rect
+        until(lambda: all(abs(stop.rect[side] - drawn[side]) < 2 for side in drawn), lambda: f"{stop.rect} over {drawn}")
+        self.plc.command("set R500=0")
+        until(lambda: not stop.is_displayed(), "the button stays")
+
+    def test_a_button_hears_of_a_bad_value(self):
+        self.page.run("""
+            return import(document.querySelector('script').src.replace('main.js', 'live.js')).then(({ live }) => {
+                const entry = live.entries.get('line1.jog');
+                entry.sample = {...entry.sample, quality: 'bad'};
+            });""")
+        self.plc.command("set DM100=43")  # the samples of another tag come
+        until(lambda: not self.page.button("Jog").is_enabled(), "it can be pressed")
+
+    def test_the_drawing_that_was_chosen_last_is_shown(self):
+        self.page.run("""
+            const real = fetch;
+            window.answer = null;
+            fetch = (url, how) => url === 'api/v1/pages' && !answer
+                ? new Promise(resolve => window.answer = () => resolve(real(url, how))) : real(url, how);
+            location.hash = '#pages?page=tank';""")
+        until(lambda: self.page.run("return answer !== null"), "it does not ask for the drawings")
+        self.page.run("document.querySelector('.sheet').replaceChildren(); location.hash = '#pages?page=belt'")
+        self.page.wait_drawn("number", "Level 42.0 %")
+        self.page.run("return new Promise(resolve => { answer(); setTimeout(resolve, 100); })")
+        self.page.wait_drawn("number", "Level 42.0 %")
+        self.assertTrue(browser.current_url.endswith("#pages?page=belt"))
+
+    def test_a_drawing_that_did_not_come_is_asked_for_again(self):
+        self.page.open_after("""
+            const real = fetch;
+            window.asked = 0;
+            fetch = (url, how) => url === 'api/v1/pages/tank.svg' && asked++ === 0 ? Promise.reject(new TypeError())
+                : real(url, how);""", "#pages?page=tank")
+        until(lambda: self.page.text(".note") == "the gateway does not answer", "it does not say what is wrong")
+        self.page.wait_drawn("text1", "42")
+        self.assertEqual(self.page.text(".note"), "")
+
+    def test_a_drawing_that_is_left_listens_no_more(self):
+        self.page.run("""
+            return import(document.querySelector('script').src.replace('main.js', 'live.js')).then(({ live }) => {
+                const { on } = live;
+                window.listeners = new Set();
+                live.on = (name, listener) => { listeners.add(listener); on(name, listener); };
+            });""")
+        self.page.one(".page-choices a[href*=tank]").click()
+        self.page.wait_drawn("text1", "42")
+        before = self.page.run("return listeners.size")
+        self.page.one(".page-choices a[href*=belt]").click()
+        self.page.wait_drawn("number", "Level 42.0 %")
+        self.assertEqual(self.page.run("return listeners.size"), before)
 
     def test_a_button_that_sets_asks_first(self):
         self.page.button("Start").click()

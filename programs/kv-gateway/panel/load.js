@@ -19,6 +19,7 @@ export function loadStyle(name) {
 export function loadScript(name) {
   const loaded = scripts.get(name) ?? newScript(name);
   scripts.set(name, loaded);
+  loaded.catch(() => scripts.delete(name)); // whoever needs it next asks again
   return loaded;
 }
 

@@ -72,6 +72,8 @@ const views = [
 const made = new Map();
 /** @type {View | null} */
 let shown = null;
+let isIncomplete = false; // a view did not come
+const againAfter = 500; // ms
 
 const place = el("main", { id: "view" });
 const navigation = el("nav", { "aria-label": t("main") });
@@ -90,18 +92,33 @@ function addressed() {
   return { view: views.find(view => view.name === name) ?? views[0], params: new URLSearchParams(query) };
 }
 
+/** @param {typeof views[number]} view */
+async function make(view) {
+  const { create } = await view.load();
+  made.set(view.name, create({
+    setParams(changed, { push = false } = {}) {
+      const query = changed.toString();
+      const address = "#" + view.name + (query && "?" + query);
+      if (addressed().view === view && address !== location.hash)
+        history[push ? "pushState" : "replaceState"](null, "", address);
+    },
+  }));
+}
+
+// A browser may remember that a script did not come until the page begins again.
+function beginAgain() {
+  if (isIncomplete && live.state === "live")
+    setTimeout(() => location.reload(), againAfter);
+}
+
 async function route() {
   const { view, params } = addressed();
-  if (!made.has(view.name)) {
-    const { create } = await view.load();
-    made.set(view.name, create({
-      setParams(changed, { push = false } = {}) {
-        const query = changed.toString();
-        const address = "#" + view.name + (query && "?" + query);
-        if (addressed().view === view && address !== location.hash)
-          history[push ? "pushState" : "replaceState"](null, "", address);
-      },
-    }));
+  try {
+    if (!made.has(view.name))
+      await make(view);
+  } catch {
+    isIncomplete = true;
+    return beginAgain();
   }
   if (addressed().view !== view)
     return; // somebody went on while it was loaded
@@ -211,6 +228,7 @@ function build() {
     banner, notice, place, login.element);
   api.onMe(showMe);
   live.on("state", showState);
+  live.on("state", beginAgain);
   live.on("links", showLinks);
   addEventListener("hashchange", route);
   showMe();

@@ -275,7 +275,7 @@ TEST_F(GatewayTest, drawingsAreShownAndReloaded)
         EXPECT_EQ(get(std::string("/api/v1/pages/") + other).status, 404) << other;
 
     writeFile("belt.svg", begin + "New</title><script/></svg>");
-    EXPECT_TRUE(post("/api/v1/config/reload", {}).body.contains("belt.svg:1: <script> is not shown"));
+    EXPECT_TRUE(post("/api/v1/config/reload", {}).body.contains("belt.svg:1: <script> cannot be shown"));
     EXPECT_TRUE(get("/api/v1/pages").body.contains("Belt")) << "the old drawing goes on";
     writeFile("belt.svg", begin + "New</title></svg>");
     EXPECT_EQ(post("/api/v1/config/reload", {}).status, 200);

@@ -95,6 +95,13 @@ qint64 Config::tagCount() const
     return count;
 }
 
+// On purpose not {}: that would empty the list and keep its memory.
+void Config::forgetTags()
+{
+    for (PlcConfig &plc : plcs)
+        plc.tags = std::vector<TagConfig>();
+}
+
 QString Config::sizeText() const
 {
     const qint64 count = tagCount();

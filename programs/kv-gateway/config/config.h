@@ -91,6 +91,8 @@ struct Config {
     std::vector<MqttConfig> mqtt;
 
     qint64 tagCount() const;
+    /// Gives the memory of all tags back: the plant has them, and 100,000 need not be there twice.
+    void forgetTags();
     /// "3 PLCs, 300 tags".
     QString sizeText() const;
 };

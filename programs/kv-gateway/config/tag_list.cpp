@@ -175,6 +175,7 @@ void takeTags(PlcConfig &plc, const QString &path, const kvtags::TagFile &file, 
         problems.push_back({path, 0, 0, file.problem});
     for (const kvtags::TagFault &fault : file.faults)
         problems.push_back({path, fault.line, 0, fault.why});
+    plc.tags.reserve(plc.tags.size() + file.tags.size());
     for (const kvtags::Variable &variable : file.tags) {
         QString problem;
         if (auto tag = TagLine(variable, plc.name, period).tag(problem))

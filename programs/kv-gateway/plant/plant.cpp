@@ -39,7 +39,7 @@ bool Plant::apply(const Config &config, QString &problem)
     const Links oldLinks = std::exchange(m_links, std::move(*links));
     for (const auto &link : m_links)
         link->commit();
-    replaceTable(oldLinks);
+    replaceTable(oldLinks, config);
     for (const auto &link : m_links) {
         if (std::find(oldLinks.begin(), oldLinks.end(), link) == oldLinks.end())
             watch(*link);
@@ -63,10 +63,10 @@ std::optional<Plant::Links> Plant::buildLinks(const Config &config, QString &pro
     Links links;
     for (const PlcConfig &plc : config.plcs) {
         std::shared_ptr<PlcLink> link = sameLink(plc);
-        if (link && !link->prepare(plc, problem))
+        if (link && !link->prepare(plc, *m_table, problem))
             break;
         if (!link)
-            link = PlcLink::build(plc, problem);
+            link = PlcLink::build(plc, *m_table, problem);
         if (!link)
             break;
         links.push_back(std::move(link));
@@ -90,15 +90,16 @@ void Plant::watch(PlcLink &link)
     plc.start();
 }
 
-void Plant::replaceTable(const Links &oldLinks)
+void Plant::replaceTable(const Links &oldLinks, const Config &config)
 {
     std::vector<QString> plcs;
     std::vector<TableTag> tags;
-    for (const auto &link : m_links) {
-        link->setFirstIndex(int(tags.size()));
-        for (const TagConfig &tag : link->config().tags)
-            tags.push_back({tag, int(plcs.size())});
-        plcs.push_back(link->config().name);
+    tags.reserve(std::size_t(config.tagCount()));
+    for (std::size_t i = 0; i < m_links.size(); ++i) {
+        m_links[i]->setFirstIndex(int(tags.size()));
+        for (const TagConfig &tag : config.plcs[i].tags)
+            tags.push_back({tag, int(i)});
+        plcs.push_back(config.plcs[i].name);
     }
     auto table = std::make_shared<LiveTable>(newRun(), std::move(plcs), std::move(tags));
     for (std::size_t i = 0; i < table->tags().size(); ++i) {

@@ -70,7 +70,7 @@ private:
     /// Kept links prepared, new ones built. \return none with a problem, and nothing was changed
     std::optional<Links> buildLinks(const Config &config, QString &problem);
     void watch(PlcLink &link);
-    void replaceTable(const Links &oldLinks);
+    void replaceTable(const Links &oldLinks, const Config &config);
     kvlink::Sample knownSample(const PlcLink &link, const Links &oldLinks, const TagConfig &tag) const;
     void onChanged(const PlcLink &link, kvlink::Tag tag, const kvlink::Sample &sample);
     void onLink(const PlcLink &link, const kvlink::LinkStatus &status);

@@ -22,9 +22,8 @@ constexpr QuestionRow questionRows[] = {
 } // namespace
 
 PlcLink::PlcLink(const PlcConfig &config)
-    : m_config(config), m_plc(std::make_unique<kvlink::Plc>(config.link))
+    : m_config{config.name, config.link, {}}, m_plc(std::make_unique<kvlink::Plc>(config.link))
 {
-    m_config.tags.clear();
     QObject::connect(m_plc.get(), &kvlink::Plc::queryFinished, m_plc.get(),
                      [this](const kvlink::QueryResult &result) { takeAnswer(result); });
 }
@@ -35,29 +34,26 @@ PlcLink::~PlcLink()
         m_stopper.join();
 }
 
-std::unique_ptr<PlcLink> PlcLink::build(const PlcConfig &config, QString &problem)
+std::unique_ptr<PlcLink> PlcLink::build(const PlcConfig &config, const LiveTable &table, QString &problem)
 {
     std::unique_ptr<PlcLink> link(new PlcLink(config));
     problem = link->m_plc->problem();
     if (!problem.isEmpty())
         problem = QStringLiteral("plc \"%1\": %2").arg(config.name, problem);
-    if (!problem.isEmpty() || !link->prepare(config, problem))
+    if (!problem.isEmpty() || !link->prepare(config, table, problem))
         return nullptr;
     return link;
 }
 
-bool PlcLink::prepare(const PlcConfig &config, QString &problem)
+bool PlcLink::prepare(const PlcConfig &config, const LiveTable &table, QString &problem)
 {
-    QHash<QString, int> known;
-    for (std::size_t i = 0; i < m_tags.size(); ++i)
-        known.insert(m_config.tags[i].name, int(i));
     std::vector<kvlink::TagSettings> missing;
     std::vector<std::size_t> places;
     m_nextTags.assign(config.tags.size(), {});
     for (std::size_t i = 0; i < config.tags.size(); ++i) {
-        const int old = known.value(config.tags[i].name, -1);
-        if (old >= 0 && m_config.tags[std::size_t(old)].readsLike(config.tags[i])) {
-            m_nextTags[i] = m_tags[std::size_t(old)];
+        const int old = m_tags.empty() ? -1 : table.find(config.tags[i].name);
+        if (old >= 0 && table.tags()[std::size_t(old)].config.readsLike(config.tags[i])) {
+            m_nextTags[i] = tagAt(old);
         } else {
             missing.push_back(config.tags[i].settings);
             places.push_back(i);
@@ -70,7 +66,6 @@ bool PlcLink::prepare(const PlcConfig &config, QString &problem)
         if (!m_added[i].isValid() && problem.isEmpty())
             problem = QStringLiteral("%1: %2").arg(config.tags[places[i]].name, problems.value(int(i)));
     }
-    m_nextConfig = std::make_unique<PlcConfig>(config);
     if (!problem.isEmpty())
         rollBack();
     return problem.isEmpty();
@@ -85,9 +80,7 @@ void PlcLink::commit()
         if (!kept.contains(tag))
             m_plc->removeTag(tag);
     }
-    m_config = *m_nextConfig;
     m_tags = std::move(m_nextTags);
-    m_nextConfig.reset();
     m_added.clear();
     m_orders.clear();
     for (std::size_t i = 0; i < m_tags.size(); ++i)
@@ -102,7 +95,6 @@ void PlcLink::rollBack()
     }
     m_added.clear();
     m_nextTags.clear();
-    m_nextConfig.reset();
 }
 
 int PlcLink::indexOf(kvlink::Tag tag) const

@@ -2,7 +2,7 @@
 // The link to one PLC of the plant: its tags in kvlink's hands, and their places in the table.
 #pragma once
 
-#include "config/config.h"
+#include "live_table.h"
 
 #include <kvlink/plc.h>
 
@@ -27,16 +27,18 @@ class PlcLink
 public:
     /// Builds the link, prepared; nothing is dialled yet.
     /// \return nullptr with a problem
-    static std::unique_ptr<PlcLink> build(const PlcConfig &config, QString &problem);
+    static std::unique_ptr<PlcLink> build(const PlcConfig &config, const LiveTable &table, QString &problem);
     ~PlcLink();
 
+    /// Without tags: the table has them, and 100,000 need not be there twice.
     const PlcConfig &config() const { return m_config; }
     kvlink::Plc &plc() { return *m_plc; }
 
     /// Adds those tags of a new configuration that it does not have yet; the others go on.
+    /// \param table in which its tags stand now
     /// \return false with a problem, and nothing was changed
-    bool prepare(const PlcConfig &config, QString &problem);
-    /// Puts the prepared configuration in place of the old one, whose other tags go.
+    bool prepare(const PlcConfig &config, const LiveTable &table, QString &problem);
+    /// Puts the prepared tags in place of the old ones; those that nobody wants any more go.
     void commit();
     /// Takes back what prepare() added.
     void rollBack();
@@ -64,10 +66,9 @@ private:
 
     void takeAnswer(const kvlink::QueryResult &result);
 
-    PlcConfig m_config;
+    const PlcConfig m_config;
     std::unique_ptr<kvlink::Plc> m_plc;
     std::vector<kvlink::Tag> m_tags; ///< in the order of the configuration
-    std::unique_ptr<PlcConfig> m_nextConfig;
     std::vector<kvlink::Tag> m_nextTags;
     std::vector<kvlink::Tag> m_added;
     QHash<kvlink::Tag, int> m_orders; ///< where a tag stands in the configuration

@@ -39,13 +39,6 @@ Retention retentionOf(const HistoryConfig &history)
     return {history.rows, history.minutes, history.hours, history.events, history.audit, history.size};
 }
 
-// The plant has them: 100,000 tags need not be there twice.
-void forgetTags(Config &config)
-{
-    for (PlcConfig &plc : config.plcs)
-        plc.tags = {};
-}
-
 QByteArray fileBytes(const QString &path)
 {
     QFile file(path);
@@ -160,7 +153,7 @@ QStringList Gateway::open()
         return {problem};
     // On purpose without the values of an earlier run: they are nothing new.
     m_outlets->apply(m_config);
-    forgetTags(m_config);
+    m_config.forgetTags();
     QObject::connect(&m_historyTimer, &QTimer::timeout, m_plant.get(), [this] { m_recorder->giveHistory(); });
     QObject::connect(&m_lastValuesTimer, &QTimer::timeout, m_plant.get(),
                      [this] { m_recorder->giveLastValues(); });
@@ -229,7 +222,7 @@ QStringList Gateway::reload(const QString &who)
     }
     m_config = std::move(loaded.config);
     m_outlets->apply(m_config, m_plant->table().get());
-    forgetTags(m_config);
+    m_config.forgetTags();
     m_counts.lastGoodReload = m_clock.wall();
     m_store->setRetention(retentionOf(m_config.history));
     takeAccess(m_config);

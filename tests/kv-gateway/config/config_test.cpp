@@ -458,6 +458,16 @@ TEST(ConfigFile, aButtonOfADrawingWritesWhatItsTagCanHold)
     }
 }
 
+TEST(Config, forgottenTagsTakeNoMemory)
+{
+    Config config;
+    config.plcs.resize(1);
+    config.plcs[0].tags.resize(1000);
+    config.forgetTags();
+    EXPECT_EQ(config.plcs[0].tags.size(), 0u);
+    EXPECT_EQ(config.plcs[0].tags.capacity(), 0u);
+}
+
 TEST(ConfigFile, aLinkIsTheSameWhateverItsTagsAre)
 {
     PlcConfig one, other;

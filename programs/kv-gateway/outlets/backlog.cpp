@@ -4,6 +4,9 @@
 #include "store/codes.h"
 
 #include <QFile>
+#include <QSet>
+
+#include <algorithm>
 
 namespace kvgateway
 {
@@ -14,12 +17,13 @@ namespace
 using namespace std::chrono_literals;
 
 constexpr unsigned ownerAndGroup = 0640;
-constexpr qint64 version = 1;
+constexpr qint64 version = 2;
 // So that a crash repeats none, without a commit for each. The half of it that is always left is
 // more than one step takes.
 constexpr quint64 seqsSetAside = 300'000;
-constexpr qint64 dropShare = 20;       // a full file loses its oldest twentieth
-constexpr qint64 mostDropped = 20'000; // at once, so that saving goes on
+constexpr qint64 dropShare = 20;         // a full file loses its oldest twentieth
+constexpr qint64 mostLookedAt = 100'000; // for the newest row of each tag
+constexpr qint64 mostDropped = 20'000;   // at once, so that saving goes on
 constexpr kvlink::Duration suspectJump = 1h;
 constexpr kvlink::Duration suspectFor = 24h;
 
@@ -38,25 +42,20 @@ CREATE TABLE rows(
     added INTEGER NOT NULL     -- when it came here; age counts from then
 );
 CREATE TABLE facts(name TEXT PRIMARY KEY, value INTEGER NOT NULL) WITHOUT ROWID;
-INSERT INTO facts VALUES('next_seq', 0);
-PRAGMA user_version=1;
+INSERT INTO facts VALUES('next_seq', 0), ('rows', 0);
+PRAGMA user_version=2;
 COMMIT;
 )";
+// Version 1 did not know how many rows there are.
+constexpr char countOnce[] = R"(
+BEGIN IMMEDIATE;
+INSERT INTO facts SELECT 'rows', count(*) FROM rows;
+PRAGMA user_version=2;
+COMMIT;
+)";
+constexpr char seqFact[] = "next_seq";
+constexpr char countFact[] = "rows"; // counting them reads the whole file
 constexpr char selectRows[] = "SELECT seq, tag, time, quality, reason, plc_error, shape, value FROM rows ";
-
-bool setAside(const QString &path)
-{
-    for (int i = 1; i < 1000; ++i) {
-        const QString name = path + QStringLiteral(".broken-%1").arg(i);
-        if (QFile::exists(name))
-            continue;
-        // What belongs to the damaged file must not be taken for the new one's.
-        for (const char *log : {"-wal", "-shm"})
-            QFile::rename(path + QLatin1String(log), name + QLatin1String(log));
-        return QFile::rename(path, name);
-    }
-    return false;
-}
 
 std::unique_ptr<Database> openTables(const QString &path, OpenProblem &problem)
 {
@@ -69,13 +68,12 @@ std::unique_ptr<Database> openTables(const QString &path, OpenProblem &problem)
             QStringLiteral("%1 is of a newer kv-gateway: install that, or move the file away").arg(path);
         return nullptr;
     }
-    Statement check(*database, "PRAGMA quick_check(1)");
-    const bool isWhole = check.step() && check.text(0) == QLatin1String("ok");
-    const bool isDamaged = !isWhole && (!check.hasFailed() || database->isBroken());
-    check.reset();
-    if (isWhole && (found == version || database->run(makeTables)))
+    // On purpose without a check of the whole file: of 1 GB it takes many seconds, in which values
+    // wait in memory.
+    const bool isReadable = !database->isBroken();
+    if (isReadable && (found == version || database->run(found == 0 ? makeTables : countOnce)))
         return database;
-    problem = {database->problem(), database->isFull(), isDamaged};
+    problem = {database->problem(), database->isFull(), database->isBroken()};
     return nullptr;
 }
 
@@ -89,20 +87,42 @@ Backlog::Backlog(std::unique_ptr<Database> database, const BacklogLimits &limits
 std::unique_ptr<Backlog> Backlog::open(const QString &path, const BacklogLimits &limits, const Clock &clock,
                                        QString &notice, QString &problem)
 {
-    OpenProblem trouble;
-    auto database = openTables(path, trouble);
-    if (!database && trouble.isBroken && setAside(path)) {
-        notice = QStringLiteral("%1 was damaged and is set aside; a new one begins").arg(path);
-        database = openTables(path, trouble);
-    }
-    if (database) {
+    const auto attempt = [&](OpenProblem &trouble) -> std::unique_ptr<Backlog> {
+        auto database = openTables(path, trouble);
+        if (!database)
+            return nullptr;
         std::unique_ptr<Backlog> backlog(new Backlog(std::move(database), limits, clock));
         if (backlog->load())
             return backlog;
-        trouble.text = backlog->m_database->problem();
+        const Database &failed = *backlog->m_database;
+        trouble = {failed.problem(), failed.isFull(), backlog->m_isBroken};
+        return nullptr;
+    };
+    OpenProblem trouble;
+    auto backlog = attempt(trouble);
+    if (!backlog && trouble.isBroken) {
+        notice = setAside(path);
+        backlog = attempt(trouble);
     }
-    problem = trouble.text;
-    return nullptr;
+    if (!backlog)
+        problem = trouble.text;
+    return backlog;
+}
+
+QString Backlog::setAside(const QString &path)
+{
+    for (int i = 1; i < 1000; ++i) {
+        const QString name = path + QStringLiteral(".broken-%1").arg(i);
+        if (QFile::exists(name))
+            continue;
+        // What belongs to the damaged file must not be taken for the new one's.
+        for (const char *log : {"-wal", "-shm"})
+            QFile::rename(path + QLatin1String(log), name + QLatin1String(log));
+        if (QFile::rename(path, name))
+            return QStringLiteral("%1 was damaged and is set aside as %2; a new one begins").arg(path, name);
+        break;
+    }
+    return QStringLiteral("%1 is damaged and cannot be set aside: move it away").arg(path);
 }
 
 quint64 Backlog::firstSeq(const Clock &clock)
@@ -120,13 +140,37 @@ bool Backlog::load()
         m_ids.insert(tags.text(1), tags.integer(0));
         m_names.insert(tags.integer(0), tags.text(1));
     }
-    m_count = m_database->number("SELECT count(*) FROM rows");
-    m_reserved = quint64(m_database->number("SELECT value FROM facts WHERE name = 'next_seq'"));
+    noteDamage(tags);
+    const std::optional<qint64> count = fact(countFact), reserved = fact(seqFact);
+    if (tags.hasFailed() || !count || !reserved)
+        return false;
+    m_count = *count;
+    m_reserved = quint64(*reserved);
     // By the clock as well: a power cut, or a full disk, may have cost what was set aside.
     m_nextSeq = std::max(m_reserved, firstSeq(m_clock));
     // On purpose no failure: a full disk must not keep what is stored from going out.
     reserve(m_nextSeq + seqsSetAside);
-    return !tags.hasFailed();
+    return true;
+}
+
+std::optional<qint64> Backlog::fact(const char *name)
+{
+    Statement get(*m_database, "SELECT value FROM facts WHERE name = ?");
+    if (get.bind(1, QString::fromLatin1(name)).step())
+        return get.integer(0);
+    noteDamage(get);
+    return std::nullopt;
+}
+
+bool Backlog::setFact(const char *name, qint64 value)
+{
+    Statement set(*m_database, "UPDATE facts SET value = ? WHERE name = ?");
+    return set.bind(1, value).bind(2, QString::fromLatin1(name)).finish();
+}
+
+void Backlog::noteDamage(const Statement &query)
+{
+    m_isBroken = m_isBroken || (query.hasFailed() && m_database->isBroken());
 }
 
 bool Backlog::save(const std::vector<OutletRow> &rows, const std::unordered_set<quint64> &removals,
@@ -137,7 +181,7 @@ bool Backlog::save(const std::vector<OutletRow> &rows, const std::unordered_set<
     if (transaction.isOpen() && write(rows, removals) && transaction.commit())
         return true;
     problem = m_database->problem();
-    m_isBroken = m_database->isBroken();
+    m_isBroken = m_isBroken || m_database->isBroken();
     m_count = before;
     m_reserved = std::min(m_reserved, m_nextSeq); // set aside again with the next try
     // Tags that were added in the transaction are gone with it.
@@ -158,7 +202,7 @@ bool Backlog::write(const std::vector<OutletRow> &rows, const std::unordered_set
             return false;
         m_count -= m_database->changes();
     }
-    return true;
+    return setFact(countFact, m_count);
 }
 
 bool Backlog::isReserveLow() const
@@ -168,8 +212,7 @@ bool Backlog::isReserveLow() const
 
 bool Backlog::reserve(quint64 upTo)
 {
-    Statement set(*m_database, "UPDATE facts SET value = ? WHERE name = 'next_seq'");
-    if (!set.bind(1, qint64(upTo)).finish())
+    if (!setFact(seqFact, qint64(upTo)))
         return false;
     m_reserved = upTo;
     return true;
@@ -206,21 +249,17 @@ bool Backlog::insert(const OutletRow &row)
     return true;
 }
 
-std::vector<OutletRow> Backlog::rowsOf(Statement &query)
+OutletRow Backlog::rowOf(const Statement &query) const
 {
-    std::vector<OutletRow> rows;
-    while (query.step()) {
-        OutletRow row;
-        row.seq = quint64(query.integer(0));
-        row.tag = m_names.value(query.integer(1));
-        row.sample.time = fromMs(query.integer(2));
-        row.sample.quality = qualityFromCode(query.integer(3));
-        row.sample.reason = reasonFromCode(query.integer(4));
-        row.sample.plcError = quint8(query.integer(5));
-        row.sample.value = valueOf(query, 6);
-        rows.push_back(std::move(row));
-    }
-    return rows;
+    OutletRow row;
+    row.seq = quint64(query.integer(0));
+    row.tag = m_names.value(query.integer(1));
+    row.sample.time = fromMs(query.integer(2));
+    row.sample.quality = qualityFromCode(query.integer(3));
+    row.sample.reason = reasonFromCode(query.integer(4));
+    row.sample.plcError = quint8(query.integer(5));
+    row.sample.value = valueOf(query, 6);
+    return row;
 }
 
 std::vector<OutletRow> Backlog::rowsAfter(quint64 seq, int most)
@@ -228,16 +267,31 @@ std::vector<OutletRow> Backlog::rowsAfter(quint64 seq, int most)
     Statement query(*m_database,
                     QByteArray(selectRows).append("WHERE seq > ? ORDER BY seq LIMIT ?").constData());
     query.bind(1, qint64(seq)).bind(2, qint64(most));
-    return rowsOf(query);
+    std::vector<OutletRow> rows;
+    while (query.step())
+        rows.push_back(rowOf(query));
+    noteDamage(query);
+    return rows;
 }
 
+// From the end, until all tags were seen: a look at each row would take as long as
+// reading the file.
 std::vector<OutletRow> Backlog::newestRows()
 {
-    Statement query(*m_database,
-                    QByteArray(selectRows)
-                        .append("WHERE seq IN (SELECT max(seq) FROM rows GROUP BY tag) ORDER BY seq")
-                        .constData());
-    return rowsOf(query);
+    Statement query(*m_database, QByteArray(selectRows).append("ORDER BY seq DESC LIMIT ?").constData());
+    query.bind(1, mostLookedAt);
+    std::vector<OutletRow> rows;
+    QSet<qint64> seen;
+    while (seen.size() < m_names.size() && query.step()) {
+        const qint64 tag = query.integer(1);
+        if (seen.contains(tag))
+            continue;
+        seen.insert(tag);
+        rows.push_back(rowOf(query));
+    }
+    noteDamage(query);
+    std::reverse(rows.begin(), rows.end());
+    return rows;
 }
 
 qint64 Backlog::bytes()
@@ -250,9 +304,14 @@ qint64 Backlog::dropOldest(qint64 rows, qint64 beforeMs)
 {
     Statement drop(*m_database, "DELETE FROM rows WHERE seq IN (SELECT seq FROM rows ORDER BY seq LIMIT ?) "
                                 "AND added < ?");
-    if (!drop.bind(1, rows).bind(2, beforeMs).finish())
+    Transaction transaction(*m_database);
+    if (!transaction.isOpen() || !drop.bind(1, rows).bind(2, beforeMs).finish()) {
+        noteDamage(drop);
         return 0;
+    }
     const qint64 dropped = m_database->changes();
+    if (!setFact(countFact, m_count - dropped) || !transaction.commit())
+        return 0;
     m_count -= dropped;
     return dropped;
 }

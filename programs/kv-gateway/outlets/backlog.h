@@ -12,6 +12,7 @@
 
 #include <QHash>
 
+#include <optional>
 #include <unordered_set>
 
 namespace kvgateway
@@ -26,12 +27,16 @@ struct BacklogLimits {
 class Backlog
 {
 public:
-    /// Opens or makes the file. One that is damaged is set aside as NAME.broken-1, -2, ..., and a
-    /// new one is made.
+    /// Opens or makes the file, however large it is, at once. One that is found damaged is set
+    /// aside, and a new one is made. Damage further inside shows later: see isBroken().
     /// \param notice what was done about a damaged file; empty otherwise
     /// \return nullptr with a problem
     static std::unique_ptr<Backlog> open(const QString &path, const BacklogLimits &limits, const Clock &clock,
                                          QString &notice, QString &problem);
+
+    /// Renames a damaged file to NAME.broken-1, -2, ...; nobody may have it open.
+    /// \return what was done, for people
+    static QString setAside(const QString &path);
 
     /// The first number of a new file: microseconds since 1970. So a file that somebody removed, or
     /// that was damaged, does not bring numbers back.
@@ -47,7 +52,8 @@ public:
               QString &problem);
     /// The oldest rows with a larger number, in the order of their numbers.
     std::vector<OutletRow> rowsAfter(quint64 seq, int most);
-    /// The newest row of each tag.
+    /// The newest row of each tag, as far as it is one of the last 100,000; in the order
+    /// of their numbers.
     std::vector<OutletRow> newestRows();
     /// Drops the oldest rows beyond the limits; a part at a time.
     /// \return how many
@@ -57,7 +63,7 @@ public:
 
     qint64 count() const { return m_count; }
     qint64 bytes();
-    /// save() found the file damaged.
+    /// The file was found damaged: it is to be closed and set aside.
     bool isBroken() const { return m_isBroken; }
 
 private:
@@ -67,8 +73,11 @@ private:
     bool insert(const OutletRow &row);
     qint64 tagId(const QString &name);
     bool reserve(quint64 upTo);
+    bool setFact(const char *name, qint64 value);
+    std::optional<qint64> fact(const char *name);
+    OutletRow rowOf(const Statement &query) const;
+    void noteDamage(const Statement &query);
     qint64 dropOldest(qint64 rows, qint64 beforeMs);
-    std::vector<OutletRow> rowsOf(Statement &query);
 
     std::unique_ptr<Database> m_database;
     const BacklogLimits m_limits;

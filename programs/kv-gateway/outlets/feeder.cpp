@@ -46,7 +46,7 @@ QString Feeder::step(News news)
 void Feeder::openBacklog(QString &notice)
 {
     if (m_backlog && m_backlog->isBroken())
-        m_backlog.reset();
+        notice = giveBacklogUp();
     if (m_backlog || m_clock.steady() < m_nextOpen)
         return;
     m_nextOpen = m_clock.steady() + openAgainAfter;
@@ -63,6 +63,26 @@ void Feeder::openBacklog(QString &notice)
         m_newest.insert(row.tag, row);
         m_owed.insert(row.tag, {row, m_clock.steady(), true});
     }
+}
+
+// What is in memory as well goes to the next file; the rest is lost.
+QString Feeder::giveBacklogUp()
+{
+    qint64 lost = m_backlog->count() - qint64(m_removals.size());
+    const auto keep = [&](const Held &held) {
+        if (held.isStored && m_unsaved.emplace(held.row.seq, held.row).second)
+            --lost;
+    };
+    for (const auto &[seq, held] : m_inFlight)
+        keep(held);
+    for (const Held &held : m_owed)
+        keep(held);
+    for (const Held &held : m_live)
+        keep(held);
+    m_counts.dropped += quint64(std::max<qint64>(0, lost));
+    m_removals.clear();
+    m_backlog.reset();
+    return Backlog::setAside(m_settings.path);
 }
 
 void Feeder::settle(const News &news)

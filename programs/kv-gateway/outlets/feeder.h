@@ -73,6 +73,7 @@ private:
     };
 
     void openBacklog(QString &notice);
+    QString giveBacklogUp();
     void settle(const News &news);
     void forget(quint64 seq);
     void followSession();

@@ -489,6 +489,78 @@ TEST_F(FeederTest, aDamagedFileIsSetAside)
     EXPECT_EQ(outlet.shown(), "live a.x=2");
 }
 
+TEST_F(FeederTest, damageInsideAFileIsFoundWhenItIsReached)
+{
+    offer(std::vector<OutletRow>(10'000, fresh("a.x", 7)));
+    offer({fresh("a.x", 8)});
+    feeder->finish({});
+    feeder.reset();
+    QFile file(settings.path);
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    const qint64 half = file.size() / 2;
+    ASSERT_TRUE(file.seek(half) && file.write(QByteArray(65'536, 'x')) == 65'536);
+    file.close();
+    outlet.room = 100'000;
+    settings.drainRate = 1'000'000;
+    start();
+    outlet.connect();
+    pass(1s);
+    EXPECT_EQ(outlet.shown().substr(0, 32), "live a.x=8, stored a.x=7, stored");
+    std::string notices;
+    for (int i = 0; i < 20; ++i) {
+        clock.advance(1s);
+        offer({});
+        notices += notice.toStdString();
+    }
+    EXPECT_NE(notices.find("outlet-a.sqlite was damaged and is set aside as "), std::string::npos) << notices;
+    EXPECT_TRUE(QFile::exists(settings.path + ".broken-1"));
+    EXPECT_FALSE(QFile::exists(settings.path + ".broken-2"));
+    outlet.shown();
+    // What was handed over and has no answer is still there.
+    const qint64 inFlight = feeder->counts().inFlight;
+    EXPECT_GT(inFlight, 100);
+    EXPECT_EQ(stored(), inFlight);
+    EXPECT_EQ(qint64(feeder->counts().dropped), 10'001 - inFlight) << "the others are lost, and counted";
+    offer({fresh("a.x", 9)});
+    EXPECT_EQ(outlet.shown(), "live a.x=9");
+    acknowledgeAll();
+    pass(1s);
+    EXPECT_EQ(stored(), 0);
+}
+
+TEST_F(FeederTest, theNumberOfRowsSurvivesACrash)
+{
+    offer({fresh("a.x", 1), fresh("a.x", 2), fresh("a.x", 3)});
+    outlet.connect();
+    pass(1s);
+    acknowledge({outlet.taken[0].seq});
+    pass(1s);
+    EXPECT_EQ(stored(), 2);
+    crash();
+    pass(0s);
+    EXPECT_EQ(stored(), 2);
+    // As an older version left it.
+    feeder.reset();
+    OpenProblem problem;
+    ASSERT_TRUE(Database::open(settings.path, Database::Use::History, 0640, problem)
+                    ->run("DELETE FROM facts WHERE name = 'rows'; PRAGMA user_version=1"));
+    start();
+    pass(0s);
+    EXPECT_EQ(stored(), 2);
+}
+
+TEST_F(FeederTest, afterARestartOnlyTheEndOfALongFileIsSearchedForTheNewest)
+{
+    offer({fresh("a.y", 1)});
+    offer(std::vector<OutletRow>(50'000, fresh("a.x", 2)));
+    offer(std::vector<OutletRow>(50'000, fresh("a.x", 3)));
+    crash();
+    outlet.connect();
+    pass(10ms);
+    EXPECT_EQ(outlet.shown().substr(0, 25), "live a.x=3, stored a.y=1,")
+        << "the other one goes as a late one";
+}
+
 TEST_F(FeederTest, aFileOfANewerVersionIsLeftAlone)
 {
     offer({fresh("a.x", 1)});

@@ -11,7 +11,7 @@ driver="g++ cmake ninja-build qtbase5-dev"
 demo="$driver libqt5serialport5-dev libcli11-dev libsqlite3-dev"
 demo+=" pkg-config libtomlplusplus-dev libmicrohttpd-dev libsodium-dev libjs-dygraphs libmosquitto-dev"
 test="$demo qt6-base-dev qt6-serialport-dev libgtest-dev procps python3 git tmux man-db doxygen curl openssl"
-test+=" prometheus libfaketime mosquitto" # its promtool; turns clocks; a broker
+test+=" prometheus libfaketime mosquitto mosquitto-clients" # its promtool; turns clocks; a broker
 # What a program shows is read as a screen reader reads it, on a display that nobody sees.
 test+=" xvfb dbus-daemon at-spi2-core gir1.2-atspi-2.0 python3-gi"
 # The panel of kv-gateway is tested in a browser that nobody sees.
@@ -19,6 +19,7 @@ test+=" chromium chromium-driver python3-selenium"
 declare -A packages=(
     [driver]=$driver
     [demo]=$demo
+    [mqtt]="$demo mosquitto mosquitto-clients" # demo.sh --mqtt
     [test]=$test
     [coverage]="$test gcovr"
     # clang brings libFuzzer; its run-time libraries and the symbolizer are separate packages.

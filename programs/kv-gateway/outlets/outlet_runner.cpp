@@ -11,11 +11,11 @@ namespace
 
 using namespace std::chrono_literals;
 
-constexpr auto collect = 5ms;                    // the values of one answer go together
-constexpr auto busyTick = 10ms;                  // acknowledgements are looked at
-constexpr auto idleTick = 1s;                    // limits of size and age
-constexpr kvlink::Duration refusalsEvery = 1min; // that are said
-constexpr auto lastAnswers = 300ms;              // what is under way at the end may still be acknowledged
+constexpr auto collect = 5ms;                  // the values of one answer go together
+constexpr auto busyTick = 10ms;                // acknowledgements are looked at
+constexpr auto idleTick = 1s;                  // limits of size and age
+constexpr kvlink::Duration lossesEvery = 1min; // that are said
+constexpr auto lastAnswers = 300ms;            // what is under way at the end may still be acknowledged
 
 } // namespace
 
@@ -135,6 +135,7 @@ void OutletRunner::step(Feeder &feeder, Feeder::News news)
     }
     if (!refusal.isEmpty())
         tellRefusal(refusal, feeder.counts().refused);
+    tellDropped();
     tellDisk(feeder.counts().diskProblem);
     tellState();
 }
@@ -145,9 +146,21 @@ void OutletRunner::tellRefusal(const QString &why, quint64 count)
     const kvlink::SteadyTime now = m_clock.steady();
     if (m_nextRefusal > now)
         return;
-    m_nextRefusal = now + refusalsEvery;
+    m_nextRefusal = now + lossesEvery;
     m_notice(QStringLiteral("outlet %1: values were refused and are dropped").arg(m_name),
              QStringLiteral("%1; %2 since the start").arg(why).arg(count));
+}
+
+void OutletRunner::tellDropped()
+{
+    const OutletStatus now = status();
+    const quint64 dropped = now.counts.dropped + now.lost;
+    if (dropped == m_toldDropped || m_nextDropped > m_clock.steady())
+        return;
+    m_toldDropped = dropped;
+    m_nextDropped = m_clock.steady() + lossesEvery;
+    m_notice(QStringLiteral("outlet %1: the oldest rows are dropped, more than it may keep").arg(m_name),
+             QStringLiteral("%1 since the start").arg(dropped));
 }
 
 void OutletRunner::tellDisk(const QString &problem)

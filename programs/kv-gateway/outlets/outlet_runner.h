@@ -59,6 +59,7 @@ private:
     bool waitForNews(Feeder::News &news, bool isBusy);
     void step(Feeder &feeder, Feeder::News news);
     void tellRefusal(const QString &why, quint64 count);
+    void tellDropped();
     void tellDisk(const QString &problem);
     void tellState();
     void end(Feeder &feeder);
@@ -71,7 +72,8 @@ private:
     std::thread m_thread;
     OutletState m_told; ///< the state that the log knows
     QString m_toldDisk; ///< the same of the file
-    kvlink::SteadyTime m_nextRefusal{};
+    quint64 m_toldDropped = 0;
+    kvlink::SteadyTime m_nextRefusal{}, m_nextDropped{};
 
     mutable std::mutex m_mutex;
     std::condition_variable m_wake;

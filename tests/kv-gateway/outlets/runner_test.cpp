@@ -38,7 +38,7 @@ bool until(const std::function<bool()> &isThere)
 class AheadClock : public Clock
 {
 public:
-    kvlink::WallTime wall() const override { return m_machine.wall(); }
+    kvlink::WallTime wall() const override { return m_machine.wall() + m_ahead.load(); }
     kvlink::SteadyTime steady() const override { return m_machine.steady() + m_ahead.load(); }
     void advance(kvlink::Duration time) { m_ahead = m_ahead.load() + time; }
 
@@ -139,6 +139,35 @@ TEST(OutletRunner, saysOnceThatTheDiskTakesNothing)
     EXPECT_EQ(said, "outlet a: its file takes nothing; values wait in memory, 100000 at most: "
                     "No such file or directory\n"
                     "outlet a: its file takes values again\n");
+}
+
+TEST(OutletRunner, saysOnceAMinuteThatRowsAreDropped)
+{
+    const QTemporaryDir folder;
+    AheadClock clock;
+    std::mutex mutex;
+    std::string said;
+    FeederSettings settings = settingsIn(folder.path());
+    settings.limits.age = 1s;
+    OutletRunner runner("a", settings, std::make_unique<FakeOutlet>(), clock,
+                        [&](const QString &text, const QString &cause) {
+                            const std::lock_guard lock(mutex);
+                            said += (text + ": " + cause + "\n").toStdString();
+                        });
+    runner.start();
+    const auto drop = [&](quint64 all, kvlink::Duration later) {
+        runner.offer("a.x", good(0, true));
+        EXPECT_TRUE(until([&] { return runner.status().counts.stored == 1; }));
+        clock.advance(later);
+        // An age is told by the time of day; the next step looks at it.
+        EXPECT_TRUE(until([&] { return runner.status().counts.dropped == all; }));
+    };
+    drop(1, 2s);
+    drop(2, 2s);
+    drop(3, 1min);
+    runner.stop();
+    EXPECT_EQ(said, "outlet a: the oldest rows are dropped, more than it may keep: 1 since the start\n"
+                    "outlet a: the oldest rows are dropped, more than it may keep: 3 since the start\n");
 }
 
 // Refuses each row at once, for a reason of its own.

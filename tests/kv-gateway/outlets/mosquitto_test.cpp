@@ -392,6 +392,29 @@ TEST_F(MosquittoTest, commandsThatTheBrokerDoesNotLetThroughAreSaid)
     EXPECT_EQ(notices.filter("not all of it works").size(), 2) << notices.join("; ").toStdString();
 }
 
+TEST_F(MosquittoTest, whatIsStoredSurvivesAReloadOfTheSettings)
+{
+    broker.start();
+    const Subscriber subscriber(broker.port());
+    Outlets outlets(folder.path(), clock, silentSinks());
+    Config plant;
+    config.port = 1; // a mistake: the broker cannot be reached
+    plant.mqtt = {config};
+    plant.plcs.resize(1);
+    plant.plcs[0].name = "a";
+    plant.plcs[0].tags = {tag};
+    outlets.apply(plant);
+    for (offered = 0; offered < 5;)
+        outlets.offer("a.x", sampleOf(++offered));
+    ASSERT_TRUE(within(5000, [&] { return outlets.status()[0].counts.stored == 5; }));
+    plant.mqtt[0].port = broker.port();
+    outlets.apply(plant);
+    EXPECT_TRUE(subscriber.waitFor("kv/s/a/x", "{\"value\":5,"));
+    EXPECT_TRUE(subscriber.waitFor("kv/s/a/x/stored", "{\"value\":4,"));
+    EXPECT_TRUE(within(5000, [&] { return outlets.status()[0].counts.acknowledged == 5; }));
+    EXPECT_EQ(doubledRows(subscriber.arrivals()), 0);
+}
+
 // Publishes when it is connected, and counts what comes back.
 struct Publisher : MqttClientEvents {
     void connected(bool /*hasSession*/) override { client->publish(std::move(messages)); }

@@ -37,7 +37,7 @@ for _ in $(seq 20); do
 done
 [ -n "$broker" ] || fail "the broker did not start: $(cat "$folder/broker.log")"
 
-# -c: the broker keeps for the subscriber what comes while that is away; -R: without what is retained
+# -c: the broker keeps what comes while the subscriber is away; -R: nothing that is retained
 received=$folder/received
 start "$received" mosquitto_sub -V 5 -i demo -c -x 600 -q 1 -R -p "$port" -t 'kv/#' -v
 await "$folder/broker.log" 'Received SUBSCRIBE\|connected.* as demo' || fail "the subscriber did not come"
@@ -85,7 +85,7 @@ until_true() {
     return 1
 }
 has() { grep -q -- "$1" "$received"; }
-# Changes that are missing: each has the next number, so between the first and the last none is left out.
+# Changes that are missing: each has the next number, from the first to the last.
 missing() {
     grep -o '"seq":[0-9]*' "$received" | cut -d: -f2 | sort -nu |
         awk 'NR == 1 { first = $1 } { last = $1 } END { print (NR > 0) ? last - first + 1 - NR : -1 }'

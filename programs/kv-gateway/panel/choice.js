@@ -87,14 +87,24 @@ function haystackOf(info) {
   return haystack;
 }
 
+/**
+ * Whether a tag is meant by what is typed: each word must be in its name, address, comment, group or unit.
+ * @param {string} typed
+ * @returns {(info: Entry["info"]) => boolean}
+ */
+export function matcherOf(typed) {
+  const words = folded(typed).split(/\s+/).filter(Boolean);
+  return info => words.every(word => haystackOf(info).includes(word));
+}
+
 /** @param {Choice} choice @returns {Entry[]} */
 export function chosen(choice) {
-  const words = folded(choice.find).split(/\s+/).filter(Boolean);
+  const isMeant = matcherOf(choice.find);
   const found = [...live.entries.values()].filter(entry =>
     (!choice.plc || entry.info.plc === choice.plc) && (!choice.group || entry.info.group === choice.group) &&
     (!choice.favourites || favourites.has(entry.info.tag)) &&
     (!choice.problems || entry.sample.quality !== "good") &&
-    words.every(word => haystackOf(entry.info).includes(word)));
+    isMeant(entry.info));
   const key = keys[choice.sort.replace(/^-/, "")];
   if (!key)
     return found;

@@ -3,7 +3,8 @@
 // and data-button. The gateway has made the drawing safe and its words well-formed.
 import { setText } from "./dom.js";
 import { live } from "./live.js";
-import { format, t, translated } from "./text.js";
+import { reasonOf } from "./quality.js";
+import { format } from "./text.js";
 
 /** @typedef {import("./live.js").Entry} Entry */
 
@@ -153,9 +154,7 @@ export function described(tag) {
   const entry = live.entries.get(tag);
   if (!entry)
     return tag;
-  const quality = live.qualityOf(entry);
-  const reason = quality === "bad" && entry.sample.reason ? ": " + translated(entry.sample.reason) : "";
-  const sign = quality === "good" ? "" : ` – ${t("quality." + quality)}${reason}`;
+  const sign = live.qualityOf(entry) === "good" ? "" : ` – ${reasonOf(entry)}`;
   return `${tag}: ${format.value(entry.sample.value)} ${entry.info.unit ?? ""}`.trimEnd() + sign;
 }
 

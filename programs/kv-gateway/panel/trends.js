@@ -8,7 +8,7 @@ import { Poll } from "./poll.js";
 import { addTexts, format, language, t, translated } from "./text.js";
 import { createCharts, lookOf } from "./trend_charts.js";
 import { createTail, fetchTrend, valueAt } from "./trend_data.js";
-import { createPicker } from "./trend_picker.js";
+import { Picker } from "./trend_picker.js";
 import { pictureOf, savePicture } from "./trend_picture.js";
 import { endOf, keptFor, longest, moveByHand, moved, rangeOf, shortest } from "./trend_window.js";
 
@@ -69,7 +69,7 @@ export function create(context) {
   let isShown = false;
   let isLoaded = false; // what draws charts is there
 
-  const picker = createPicker(() => tags, add);
+  const picker = new Picker(() => tags, add);
   const span = el("select", { "aria-label": t("trend.span"), onchange: () => setStretch({ span: Number(span.value) * 1000, to: stretch.to }) });
   const now = el("button", { type: "button", onclick: () => setStretch({ span: stretch.span, to: null }) }, t("trend.now"));
   const csv = el("a", { class: "button", download: "history.csv" }, t("trend.csv"));

@@ -4,7 +4,8 @@ import { isFavourite, toggleFavourite } from "./choice.js";
 import { el, setText } from "./dom.js";
 import { createHold, setUsable } from "./hold.js";
 import { live } from "./live.js";
-import { addTexts, format, t, translated } from "./text.js";
+import { reasonOf } from "./quality.js";
+import { addTexts, format, t } from "./text.js";
 import { isWritable } from "./write.js";
 
 /** @typedef {import("./live.js").Entry} Entry */
@@ -23,13 +24,6 @@ addTexts({
 
 const markFor = 1500; // ms that a changed value is marked
 const signs = { good: "✓", pending: "…", never: "○", stale: "◷", bad: "✕", lost: "✕" };
-
-/** @param {Entry} entry */
-function reasonOf(entry) {
-  const quality = live.qualityOf(entry);
-  const word = t("quality." + quality);
-  return quality === "bad" && entry.sample.reason ? `${word}: ${translated(entry.sample.reason)}` : word;
-}
 
 /** @param {Entry} entry */
 function titleOf({ info: { tag, address, comment, group } }) {

@@ -5,6 +5,7 @@
 import { api, outcomeOf, Problem } from "./api.js";
 import { el, setText } from "./dom.js";
 import { live } from "./live.js";
+import { reasonOf } from "./quality.js";
 import { addTexts, format, numberFrom, readingsOf, t, translated } from "./text.js";
 
 /** @typedef {import("./live.js").Entry} Entry */
@@ -223,11 +224,9 @@ export class WriteDialog {
     const { entry } = this;
     if (!entry)
       return;
-    const quality = live.qualityOf(entry);
-    this.now.dataset.quality = quality;
+    this.now.dataset.quality = live.qualityOf(entry);
     setText(this.now.children[0], format.value(entry.sample.value, entry.info.kind));
-    const reason = quality === "bad" && entry.sample.reason ? `: ${translated(entry.sample.reason)}` : "";
-    setText(this.now.children[1], t("quality." + quality) + reason);
+    setText(this.now.children[1], reasonOf(entry));
     this.check();
   }
 

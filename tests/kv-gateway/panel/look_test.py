@@ -131,7 +131,7 @@ class Texts(OnePage):
             self.assertEqual(shown, good)
             self.assertEqual(self.page.run("return document.documentElement.lang"), language)
 
-    def test_no_word_lacks_a_language(self):
+    def test_each_word_that_is_used_is_given(self):
         folder = Path(__file__).parents[3] / "programs" / "kv-gateway" / "panel"
         missing = self.page.run("""return (async () => {
             const base = document.querySelector('script').src.replace('main.js', '');

@@ -160,8 +160,8 @@ class Trends(unittest.TestCase):
         field.send_keys("without history")
         until(lambda: self.page.text(".hits") == "No tag with history is called so.", lambda: self.page.text(".hits"))
         field.clear()
-        field.send_keys("drive", Keys.ENTER)
-        field.send_keys("torq", Keys.ENTER)
+        field.send_keys("ｒｐｍ drive", Keys.ENTER)
+        field.send_keys("dm101", Keys.ENTER)
         field.send_keys("line1 run", Keys.ENTER)
         until(lambda: list(self.page.shown()) == ["line1.speed", "line1.torque", "line1.running"], lambda: str(self.page.shown()))
         # One chart for each unit, and one for bits.

@@ -68,105 +68,42 @@ const lists = {
   },
 };
 
-/** @param {import("./main.js").Context} context */
-export function create(context) {
-  loadStyle("plcs.css");
-  let show = "events";
-  /** @type {any[]} */
-  let rows = [];
-  /** @type {number | undefined} */
-  let before;
-  let isOlder = false; // pages below the newest are on show
-  let asked = 0; // counts; an answer to an older question is dropped
-
-  const which = el("select", { "aria-label": t("log.show"), onchange: () => go({ show: which.value }) });
-  const filters = {
-    kind: el("select", { "aria-label": t("log.kind"), onchange: () => go({}) },
-      el("option", { value: "" }, t("log.every")), ...kinds.map(kind => el("option", { value: kind }, t("log.kind." + kind)))),
-    plc: el("select", { "aria-label": t("log.plc"), onchange: () => go({}) }),
-    tag: el("input", { type: "search", placeholder: t("log.tag"), "aria-label": t("log.tag"), onchange: () => go({}) }),
-    who: el("input", { type: "search", placeholder: t("log.who"), "aria-label": t("log.who"), onchange: () => go({}) }),
-  };
-  const head = el("thead");
-  const body = el("tbody");
-  const more = el("button", { type: "button", class: "more", onclick: older }, t("log.more"));
-  const note = el("p", { class: "note", role: "status" });
-  const element = el("section", { class: "log" },
-    el("div", { class: "bar" }, which, filters.kind, filters.plc, filters.tag, filters.who), note,
-    el("div", { class: "rows", tabIndex: 0, role: "group", "aria-label": t("view.log") }, el("table", {}, head, body), more));
-
-  function query() {
-    const used = /** @type {(keyof typeof filters)[]} */ (lists[show].filters);
-    return Object.fromEntries(used.map(name => [name, filters[name].value.trim()]).filter(([, value]) => value !== ""));
+/** The fields that choose which rows are shown. */
+class Filters {
+  /** @param {() => void} onChange */
+  constructor(onChange) {
+    /** @param {string} name */
+    const search = name => el("input", { type: "search", placeholder: t("log." + name), "aria-label": t("log." + name),
+      onchange: onChange });
+    this.fields = {
+      kind: el("select", { "aria-label": t("log.kind"), onchange: onChange },
+        el("option", { value: "" }, t("log.every")), ...kinds.map(kind => el("option", { value: kind }, t("log.kind." + kind)))),
+      plc: el("select", { "aria-label": t("log.plc"), onchange: onChange }),
+      tag: search("tag"),
+      who: search("who"),
+    };
   }
 
-  /** @param {{show?: string}} next */
-  function go(next) {
-    show = next.show ?? show;
-    context.setParams(new URLSearchParams({ show, ...query() }));
-    begin();
+  /** What is chosen of these. @param {string[]} names */
+  chosen(names) {
+    return Object.fromEntries(Object.entries(this.fields).filter(([name]) => names.includes(name))
+      .map(([name, field]) => [name, field.value.trim()]).filter(([, value]) => value !== ""));
   }
 
-  function showControls() {
-    const may = api.may("engineer");
-    which.replaceChildren(...["events", ...(may || show === "writes" ? ["writes"] : [])].map(name => el("option", { value: name }, t("log." + name))));
-    which.value = show;
-    for (const [name, field] of Object.entries(filters))
-      field.hidden = !lists[show].filters.includes(name);
-    const plc = filters.plc.value;
-    filters.plc.replaceChildren(el("option", { value: "" }, t("log.everyPlc")),
-      ...[...new Set([...live.links.keys(), plc])].filter(name => name !== "").map(name => el("option", { value: name }, name)));
-    filters.plc.value = plc;
-    head.replaceChildren(el("tr", {}, ...lists[show].columns.map(column => el("th", {}, t("log." + column.name)))));
+  /** @param {string[]} names of those that are there */
+  show(names) {
+    for (const [name, field] of Object.entries(this.fields))
+      field.hidden = !names.includes(name);
+    const { plc } = this.fields;
+    const { value } = plc;
+    const plcs = [...new Set([...live.links.keys(), value])].filter(name => name !== "");
+    plc.replaceChildren(el("option", { value: "" }, t("log.everyPlc")), ...plcs.map(name => el("option", { value: name }, name)));
+    plc.value = value;
   }
-
-  function showRows() {
-    body.replaceChildren(...rows.map(row => el("tr", { "data-outcome": row.outcome ?? "" },
-      ...lists[show].columns.map(column => el("td", { class: column.name }, column.text(row))))));
-    more.hidden = before === undefined || rows.length % pageSize !== 0;
-    setText(note, rows.length === 0 ? t("log.none") : "");
-  }
-
-  /** @param {number} [from] */
-  async function ask(from) {
-    const mine = ++asked;
-    const params = new URLSearchParams({ ...query(), limit: String(pageSize), ...(from === undefined ? {} : { before: String(from) }) });
-    try {
-      const answer = await api.get(`${show === "events" ? "events" : "audit"}?${params}`);
-      if (mine !== asked)
-        return;
-      const found = answer[show === "events" ? "events" : "audit"];
-      rows = from === undefined ? found : [...rows, ...found];
-      before = answer.before ?? before;
-      showRows();
-    } catch (problem) {
-      if (mine === asked)
-        setText(note, translated(/** @type {Error} */ (problem).message));
-    }
-  }
-
-  function older() {
-    isOlder = true;
-    poll.stop();
-    ask(before);
-  }
-
-  function begin() {
-    rows = [];
-    before = undefined;
-    isOlder = false;
-    showControls();
-    body.replaceChildren();
-    poll.start();
-  }
-
-  const poll = new Poll(ask, () => isOlder ? Infinity : askEvery);
-  api.onMe(showControls);
 
   /** @param {URLSearchParams} params */
-  function read(params) {
-    show = params.get("show") === "writes" ? "writes" : "events";
-    for (const [name, field] of Object.entries(filters)) {
+  read(params) {
+    for (const [name, field] of Object.entries(this.fields)) {
       const value = params.get(name) ?? "";
       if (name === "plc" && value !== "")
         field.append(el("option", { value }, value));
@@ -175,18 +112,111 @@ export function create(context) {
         field.value = "";
     }
   }
+}
 
-  return {
-    element,
-    /** @param {URLSearchParams} params */
-    show(params) {
-      read(params);
-      live.on("links", showControls);
-      begin();
-    },
-    hide() {
-      poll.stop();
-      live.off("links", showControls);
-    },
-  };
+class LogView {
+  /** @param {import("./main.js").Context} context */
+  constructor(context) {
+    loadStyle("plcs.css");
+    this.context = context;
+    this.list = "events";
+    /** @type {any[]} */
+    this.rows = [];
+    /** @type {number | undefined} */
+    this.before = undefined;
+    this.isOlder = false; // pages below the newest are on show
+    this.asked = 0; // counts; an answer to an older question is dropped
+    this.poll = new Poll(() => this.ask(), () => this.isOlder ? Infinity : askEvery);
+    this.which = el("select", { "aria-label": t("log.show"), onchange: () => this.go(this.which.value) });
+    this.filters = new Filters(() => this.go(this.list));
+    this.head = el("thead");
+    this.body = el("tbody");
+    this.more = el("button", { type: "button", class: "more", onclick: () => this.older() }, t("log.more"));
+    this.note = el("p", { class: "note", role: "status" });
+    this.element = el("section", { class: "log" },
+      el("div", { class: "bar" }, this.which, ...Object.values(this.filters.fields)), this.note,
+      el("div", { class: "rows", tabIndex: 0, role: "group", "aria-label": t("view.log") },
+        el("table", {}, this.head, this.body), this.more));
+    this.onLinks = () => this.showControls();
+    api.onMe(this.onLinks);
+  }
+
+  query() {
+    return this.filters.chosen(lists[this.list].filters);
+  }
+
+  /** @param {string} list */
+  go(list) {
+    this.list = list;
+    this.context.setParams(new URLSearchParams({ show: list, ...this.query() }));
+    this.begin();
+  }
+
+  showControls() {
+    const names = ["events", ...(api.may("engineer") || this.list === "writes" ? ["writes"] : [])];
+    this.which.replaceChildren(...names.map(name => el("option", { value: name }, t("log." + name))));
+    this.which.value = this.list;
+    this.filters.show(lists[this.list].filters);
+    this.head.replaceChildren(el("tr", {}, ...lists[this.list].columns.map(column => el("th", {}, t("log." + column.name)))));
+  }
+
+  showRows() {
+    this.body.replaceChildren(...this.rows.map(row => el("tr", { "data-outcome": row.outcome ?? "" },
+      ...lists[this.list].columns.map(column => el("td", { class: column.name }, column.text(row))))));
+    this.more.hidden = this.before === undefined || this.rows.length % pageSize !== 0;
+    setText(this.note, this.rows.length === 0 ? t("log.none") : "");
+  }
+
+  /** @param {number} [from] */
+  async ask(from) {
+    const mine = ++this.asked;
+    const name = this.list === "events" ? "events" : "audit";
+    const params = new URLSearchParams({ ...this.query(), limit: String(pageSize) });
+    if (from !== undefined)
+      params.set("before", String(from));
+    try {
+      const answer = await api.get(`${name}?${params}`);
+      if (mine !== this.asked)
+        return;
+      this.rows = from === undefined ? answer[name] : [...this.rows, ...answer[name]];
+      this.before = answer.before ?? this.before;
+      this.showRows();
+    } catch (problem) {
+      if (mine === this.asked)
+        setText(this.note, translated(/** @type {Error} */ (problem).message));
+    }
+  }
+
+  older() {
+    this.isOlder = true;
+    this.poll.stop();
+    this.ask(this.before);
+  }
+
+  begin() {
+    this.rows = [];
+    this.before = undefined;
+    this.isOlder = false;
+    this.showControls();
+    this.body.replaceChildren();
+    this.poll.start();
+  }
+
+  /** @param {URLSearchParams} params */
+  show(params) {
+    this.list = params.get("show") === "writes" ? "writes" : "events";
+    this.filters.read(params);
+    live.on("links", this.onLinks);
+    this.begin();
+  }
+
+  hide() {
+    this.poll.stop();
+    live.off("links", this.onLinks);
+  }
+}
+
+/** @param {import("./main.js").Context} context */
+export function create(context) {
+  return new LogView(context);
 }

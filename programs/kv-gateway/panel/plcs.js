@@ -74,89 +74,93 @@ function factsOf(plc) {
   ];
 }
 
-/** @param {import("./main.js").Context} _context */
-export function create(_context) {
-  loadStyle("trends.css");
-  loadStyle("plcs.css");
-  const loaded = loadScript("dygraph.js");
-  const cards = el("div", { class: "cards" });
-  const note = el("p", { class: "note", role: "status" });
-  const plots = el("div", { class: "plots" });
-  const element = el("section", { class: "plcs" }, note, cards, el("p", { class: "hint" }, t("plcs.chart")),
-    el("div", { class: "answer-times" }, plots));
-  const charts = createCharts(plots);
-  /** @type {Map<string, import("./trend_data.js").Point[]>} */
-  const answers = new Map();
-  const poll = new Poll(ask, () => askEvery);
-  let askedAt = NaN;
-  let isLoaded = false;
+/** @param {any} plc as GET /api/v1/plcs has it */
+function cardOf(plc) {
+  const isReady = plc.state === "ready";
+  const state = t("plcs.since", format.moment(new Date(plc.since)));
+  return el("article", { class: "card", "data-plc": plc.plc, "data-ready": isReady },
+    el("h2", {}, el("span", { class: "swatch", "aria-hidden": "true" }), el("bdi", {}, plc.plc),
+      el("span", { class: "link-state" }, (isReady ? "● " : "✕ ") + translated(plc.state))),
+    el("p", { class: "hint" }, state), plc.problem ? el("p", { class: "problem" }, plc.problem) : null,
+    el("dl", {}, ...factsOf(plc).flatMap(([name, text, isBad]) =>
+      [el("dt", {}, name), el("dd", isBad ? { class: "attention" } : {}, text)])));
+}
 
-  const paint = painter(() => {
-    if (!poll.isOn || !isLoaded)
-      return;
-    const series = [...answers].map(([plc, points], i) => ({ tag: plc, unit: "ms", isBit: false, ...lookOf(i), points }));
+class PlcsView {
+  constructor() {
+    loadStyle("trends.css");
+    loadStyle("plcs.css");
+    /** @type {Map<string, import("./trend_data.js").Point[]>} */
+    this.answers = new Map();
+    this.askedAt = NaN;
+    this.isLoaded = false; // what draws charts is there
+    this.poll = new Poll(() => this.ask(), () => askEvery);
+    this.cards = el("div", { class: "cards" });
+    this.note = el("p", { class: "note", role: "status" });
+    const plots = el("div", { class: "plots" });
+    this.charts = createCharts(plots);
+    this.element = el("section", { class: "plcs" }, this.note, this.cards, el("p", { class: "hint" }, t("plcs.chart")),
+      el("div", { class: "answer-times" }, plots));
+    this.paint = painter(() => this.poll.isOn && this.isLoaded && this.paintNow());
+  }
+
+  paintNow() {
+    const series = [...this.answers].map(([plc, points], i) =>
+      ({ tag: plc, unit: "ms", isBit: false, ...lookOf(i), points }));
     const now = live.now();
     if (series.length > 0)
-      charts.draw(series, [now - chartSpan, now]);
-    series.forEach(({ tag, colour }) =>
-      /** @type {HTMLElement | null} */ (cards.querySelector(`[data-plc="${CSS.escape(tag)}"] .swatch`))?.style.setProperty("--colour", colour));
-  });
+      this.charts.draw(series, [now - chartSpan, now]);
+    for (const { tag, colour } of series) {
+      const swatch = this.cards.querySelector(`[data-plc="${CSS.escape(tag)}"] .swatch`);
+      /** @type {HTMLElement | null} */ (swatch)?.style.setProperty("--colour", colour);
+    }
+  }
 
   /** @param {any} plc */
-  function noteAnswers(plc) {
-    const points = answers.get(plc.plc) ?? [];
+  noteAnswers(plc) {
+    const points = this.answers.get(plc.plc) ?? [];
     const times = [plc.answerMedianMs, plc.answer90Ms, plc.answer99Ms];
     points.push([live.now(), plc.state === "ready" ? times : null]);
     while (points[0][0] < live.now() - chartSpan)
       points.shift();
-    answers.set(plc.plc, points);
-  }
-
-  /** @param {any} plc */
-  function card(plc) {
-    const isReady = plc.state === "ready";
-    const state = t("plcs.since", format.moment(new Date(plc.since)));
-    return el("article", { class: "card", "data-plc": plc.plc, "data-ready": isReady },
-      el("h2", {}, el("span", { class: "swatch", "aria-hidden": "true" }), el("bdi", {}, plc.plc),
-        el("span", { class: "link-state" }, (isReady ? "● " : "✕ ") + translated(plc.state))),
-      el("p", { class: "hint" }, state), plc.problem ? el("p", { class: "problem" }, plc.problem) : null,
-      el("dl", {}, ...factsOf(plc).flatMap(([name, text, isBad]) =>
-        [el("dt", {}, name), el("dd", isBad ? { class: "attention" } : {}, text)])));
+    this.answers.set(plc.plc, points);
   }
 
   // Nobody knows how it was while nobody asked.
-  function noteGap() {
-    answers.forEach(points => points.push([live.now(), null]));
+  noteGap() {
+    this.answers.forEach(points => points.push([live.now(), null]));
   }
 
-  async function ask() {
-    if (live.now() - askedAt > 3 * askEvery)
-      noteGap();
-    askedAt = live.now();
+  async ask() {
+    if (live.now() - this.askedAt > 3 * askEvery)
+      this.noteGap();
+    this.askedAt = live.now();
     try {
       const { plcs } = await api.get("plcs");
-      setText(note, "");
-      plcs.forEach(noteAnswers);
-      cards.replaceChildren(...plcs.map(card));
-      element.classList.remove("lost");
+      setText(this.note, "");
+      plcs.forEach((/** @type {any} */ plc) => this.noteAnswers(plc));
+      this.cards.replaceChildren(...plcs.map(cardOf));
+      this.element.classList.remove("lost");
+      await loadScript("dygraph.js");
+      this.isLoaded = true;
     } catch (problem) {
-      setText(note, translated(/** @type {Error} */ (problem).message));
-      element.classList.add("lost");
-      noteGap();
+      setText(this.note, translated(/** @type {Error} */ (problem).message));
+      this.element.classList.add("lost");
+      this.noteGap();
     }
-    paint();
+    this.paint();
   }
 
-  return {
-    element,
-    async show() {
-      poll.start();
-      await loaded;
-      isLoaded = true;
-      paint();
-    },
-    hide() {
-      poll.stop();
-    },
-  };
+  show() {
+    loadScript("dygraph.js").catch(() => {}); // asked for again with the first answer
+    this.poll.start();
+  }
+
+  hide() {
+    this.poll.stop();
+  }
+}
+
+export function create() {
+  return new PlcsView();
 }

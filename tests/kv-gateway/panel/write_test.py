@@ -379,6 +379,7 @@ class Buttons(WriteTest):
 
     def test_one_that_is_held_hears_the_finger_lift(self):
         self.held()
+        self.page.wait_row("line1.jog", value="on", state="good")
         self.page.run("""return (async () => {
             const { live } = await import(document.querySelector('script').src.replace('main.js', 'live.js'));
             const entry = live.entries.get('line1.jog');

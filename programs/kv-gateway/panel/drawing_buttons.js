@@ -20,19 +20,28 @@ function typedFrom(kind, value) {
   return isNumber ? format.exact(Number(value)) : value;
 }
 
-/**
- * Lays buttons over a drawing.
- * @param {HTMLElement} sheet holds the drawing; its corner is that of the buttons
- * @param {SVGSVGElement} svg
- */
-export function createButtons(sheet, svg) {
-  const dialog = new WriteDialog();
-  const layer = el("div", { class: "layer" });
-  /** @type {{drawn: SVGGraphicsElement, entry: Entry, button: HTMLButtonElement}[]} */
-  let buttons = [];
+/** Lays buttons over a drawing. */
+export class DrawingButtons {
+  /**
+   * @param {HTMLElement} sheet holds the drawing; its corner is that of the buttons
+   * @param {SVGSVGElement} svg
+   */
+  constructor(sheet, svg) {
+    this.sheet = sheet;
+    this.svg = svg;
+    this.dialog = new WriteDialog();
+    this.layer = el("div", { class: "layer" });
+    /** @type {{drawn: SVGGraphicsElement, entry: Entry, button: HTMLButtonElement}[]} */
+    this.buttons = [];
+    this.watch = new ResizeObserver(() => this.place());
+    this.watch.observe(sheet);
+    sheet.append(this.layer, this.dialog.element);
+    this.build();
+  }
 
   /** @param {Entry} entry @param {string} value of "set": "on", "5" */
-  function ask(entry, value) {
+  ask(entry, value) {
+    const { dialog } = this;
     dialog.open(entry);
     if (value === "")
       return;
@@ -45,64 +54,55 @@ export function createButtons(sheet, svg) {
   }
 
   /** @param {SVGGraphicsElement} drawn @param {Entry} entry */
-  function buttonFor(drawn, entry) {
+  buttonFor(drawn, entry) {
     const [act, value = ""] = (drawn.dataset.button ?? "").trim().split(/\s+/);
     const label = (drawn.textContent ?? "").trim().replace(/\s+/g, " ");
-    const button = act === "press"
-      ? createHold(entry)
-      : el("button", { type: "button", onclick: () => ask(entry, value) });
+    const button = act === "press" ? createHold(entry)
+      : el("button", { type: "button", onclick: () => this.ask(entry, value) });
     button.classList.add("over");
     button.setAttribute("aria-label", label ? t("pages.button", label, entry.info.tag) : entry.info.tag);
     return button;
   }
 
-  // A tag may be described later than the drawing comes.
-  function build() {
-    layer.replaceChildren();
-    buttons = [];
-    for (const drawn of /** @type {NodeListOf<SVGGraphicsElement>} */ (svg.querySelectorAll("[data-button]"))) {
+  /** A tag may be described later than the drawing comes. */
+  build() {
+    this.layer.replaceChildren();
+    this.buttons = [];
+    for (const drawn of /** @type {NodeListOf<SVGGraphicsElement>} */ (this.svg.querySelectorAll("[data-button]"))) {
       const entry = live.entries.get(drawn.dataset.tag ?? "");
       if (!entry)
         continue;
-      const button = buttonFor(drawn, entry);
-      buttons.push({ drawn, entry, button });
-      layer.append(button);
+      const button = this.buttonFor(drawn, entry);
+      this.buttons.push({ drawn, entry, button });
+      this.layer.append(button);
     }
-    refresh();
+    this.refresh();
   }
 
-  function place() {
-    const corner = sheet.getBoundingClientRect();
-    for (const { drawn, button } of buttons) {
+  place() {
+    const corner = this.sheet.getBoundingClientRect();
+    for (const { drawn, button } of this.buttons) {
       const box = drawn.getBoundingClientRect();
       button.hidden = drawn.getClientRects().length === 0; // a rule of the drawing hides it
-      button.style.left = `${box.left - corner.left + sheet.scrollLeft}px`;
-      button.style.top = `${box.top - corner.top + sheet.scrollTop}px`;
+      button.style.left = `${box.left - corner.left + this.sheet.scrollLeft}px`;
+      button.style.top = `${box.top - corner.top + this.sheet.scrollTop}px`;
       button.style.width = `${box.width}px`;
       button.style.height = `${box.height}px`;
     }
   }
 
-  function refresh() {
-    for (const { drawn, entry, button } of buttons) {
+  refresh() {
+    for (const { drawn, entry, button } of this.buttons) {
       setUsable(button, isWritable(entry) && live.isCurrent(entry));
       drawn.classList.toggle("dead", button.disabled);
     }
-    place(); // a rule may have hidden what is drawn, a text may have made it wider
+    this.place(); // a rule may have hidden what is drawn, a text may have made it wider
   }
 
-  const watch = new ResizeObserver(place);
-  watch.observe(sheet);
-  sheet.append(layer, dialog.element);
-  build();
-  return {
-    build,
-    refresh,
-    end() {
-      watch.disconnect();
-      layer.remove();
-      dialog.element.close();
-      dialog.element.remove();
-    },
-  };
+  end() {
+    this.watch.disconnect();
+    this.layer.remove();
+    this.dialog.element.close();
+    this.dialog.element.remove();
+  }
 }

@@ -162,11 +162,24 @@ export function setUsable(button, isUsable) {
     button.disabled = isDisabled;
 }
 
+/** Space and Enter, as a finger. @param {KeyboardEvent} event @param {() => void} begin @param {() => void} release */
+function takeKey(event, begin, release) {
+  if (event.key !== " " && event.key !== "Enter")
+    return;
+  event.preventDefault();
+  event.stopPropagation();
+  if (event.type === "keyup")
+    release();
+  else if (!event.repeat)
+    begin();
+}
+
 /** A push button for a tag. @param {Entry} entry */
 export function createHold(entry) {
   /** @type {Press | null} */
   let press = null;
   const release = () => press?.letGo();
+  const onKey = (/** @type {KeyboardEvent} */ event) => takeKey(event, begin, release);
 
   function begin() {
     if (press || !live.isCurrent(entry))
@@ -184,18 +197,6 @@ export function createHold(entry) {
     press = null;
     button.dataset.held = "false";
     setText(button, t("hold.press"));
-  }
-
-  /** @param {KeyboardEvent} event */
-  function onKey(event) {
-    if (event.key !== " " && event.key !== "Enter")
-      return;
-    event.preventDefault();
-    event.stopPropagation();
-    if (event.type === "keyup")
-      release();
-    else if (!event.repeat)
-      begin();
   }
 
   const button = el("button", {

@@ -2,7 +2,7 @@
 // Drawings of the plant with live values: "#pages?page=plant".
 import { api } from "./api.js";
 import { createDrawing, described } from "./drawing.js";
-import { createButtons } from "./drawing_buttons.js";
+import { DrawingButtons } from "./drawing_buttons.js";
 import { el, painter, setText } from "./dom.js";
 import { live } from "./live.js";
 import { loadStyle } from "./load.js";
@@ -40,7 +40,7 @@ class PagesView {
     this.load = new Poll(() => this.fetch(), () => this.isFailed ? retryAfter : Infinity);
     /** @type {ReturnType<typeof createDrawing> | null} */
     this.drawing = null;
-    /** @type {ReturnType<typeof createButtons> | null} */
+    /** @type {DrawingButtons | null} */
     this.buttons = null;
     /** @type {Set<string>} */
     this.changed = new Set();
@@ -135,7 +135,7 @@ class PagesView {
     this.drawing = createDrawing(text);
     this.sheet.append(this.drawing.svg);
     this.drawing.update();
-    this.buttons = createButtons(this.sheet, this.drawing.svg);
+    this.buttons = new DrawingButtons(this.sheet, this.drawing.svg);
     this.refresh();
   }
 

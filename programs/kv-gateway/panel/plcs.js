@@ -6,7 +6,7 @@ import { live } from "./live.js";
 import { loadScript, loadStyle } from "./load.js";
 import { Poll } from "./poll.js";
 import { addTexts, format, t, translated } from "./text.js";
-import { createCharts, lookOf } from "./trend_charts.js";
+import { Charts, lookOf } from "./trend_charts.js";
 
 addTexts({
   "plcs.model": ["Model", "Modell", "機種"],
@@ -98,7 +98,7 @@ class PlcsView {
     this.cards = el("div", { class: "cards" });
     this.note = el("p", { class: "note", role: "status" });
     const plots = el("div", { class: "plots" });
-    this.charts = createCharts(plots);
+    this.charts = new Charts(plots);
     this.element = el("section", { class: "plcs" }, this.note, this.cards, el("p", { class: "hint" }, t("plcs.chart")),
       el("div", { class: "answer-times" }, plots));
     this.paint = painter(() => this.poll.isOn && this.isLoaded && this.paintNow());

@@ -60,102 +60,109 @@ function groupsOf(series) {
   return groups;
 }
 
-/** @param {HTMLElement} place */
-export function createCharts(place) {
-  /** @type {{group: Series[], chart: any, box: HTMLElement}[]} */
-  let charts = [];
-  let shape = "";
+/** @param {number} number */
+function bitLabel(number) {
+  if (number !== 0 && number !== 1)
+    return "";
+  return t(number === 1 ? "on" : "off");
+}
 
-  // All of them are there before one is drawn: a chart asks its box how large it may be.
-  /** @param {Series[][]} groups */
-  function frames(groups) {
-    return groups.map(([{ isBit, unit }]) => {
-      const box = el("div", { class: "chart" });
-      const label = el("div", { class: "chart-unit" }, isBit ? t("trend.bits") : unit || t("trend.noUnit"));
-      place.append(el("div", { class: isBit ? "chart-frame bits" : "chart-frame" }, label, box));
-      return box;
-    });
-  }
-
-  /** @param {HTMLElement} box @param {Series[]} group @param {[number, number]} window @param {boolean} isLast */
-  function build(box, group, window, isLast) {
-    const [{ isBit }] = group;
-    const Chart = dygraph();
-    const chart = new Chart(box, rowsOf(group.map(one => one.points), window[0]), {
-      labels: ["time", ...group.map(one => one.tag)],
-      colors: group.map(one => one.colour),
-      series: Object.fromEntries(group.map(one => [one.tag, { strokePattern: one.dashes }])),
-      dateWindow: window,
-      customBars: true,
-      connectSeparatedPoints: true, // NaN is a gap
-      drawGapEdgePoints: true,
-      stepPlot: isBit,
-      valueRange: isBit ? [-0.15, 1.5] : null,
-      strokeWidth: 1.6,
-      fillAlpha: 0.22,
-      interactionModel: {},
-      highlightCircleSize: 0,
-      axisLabelFontSize: 12,
-      rightGap: 12,
-      axes: {
-        x: { drawAxis: isLast, axisLabelFormatter: (/** @type {any} */ date) => timeFormat(window[1] - window[0])(date) },
-        y: {
-          axisLabelWidth: 62,
-          pixelsPerLabel: isBit ? 20 : 30,
-          axisLabelFormatter: isBit ? bitLabel : (/** @type {number} */ number) => format.number(number),
-        },
-      },
-    });
-    return { group, chart, box };
-  }
-
-  /** @param {number} number */
-  function bitLabel(number) {
-    if (number !== 0 && number !== 1)
-      return "";
-    return t(number === 1 ? "on" : "off");
-  }
-
-  function clear() {
-    charts.forEach(({ chart }) => chart.destroy());
-    charts = [];
-    place.replaceChildren();
-  }
-
+/** What a chart of one group looks like. @param {Series[]} group @param {[number, number]} window @param {boolean} isLast */
+function optionsOf(group, window, isLast) {
+  const [{ isBit }] = group;
   return {
-    /** @param {Series[]} series @param {[number, number]} window */
-    draw(series, window) {
-      const groups = [...groupsOf(series).values()];
-      const wanted = JSON.stringify(groups.map(group => group.map(({ tag, colour, unit }) => [tag, colour, unit])));
-      if (wanted !== shape) {
-        clear();
-        shape = wanted;
-        const boxes = frames(groups);
-        charts = groups.map((group, i) => build(boxes[i], group, window, i === groups.length - 1));
-        return;
-      }
-      const label = timeFormat(window[1] - window[0]);
-      charts.forEach((one, i) => {
-        one.group = groups[i];
-        one.chart.updateOptions({
-          file: rowsOf(groups[i].map(series => series.points), window[0]), dateWindow: window,
-          axes: { x: { axisLabelFormatter: label } },
-        });
-      });
-    },
-    /** Where time is drawn, in pixels of the page. */
-    plot() {
-      const [first] = charts;
-      if (!first)
-        return { left: 0, width: 1 };
-      const area = first.chart.getArea();
-      return { left: first.box.getBoundingClientRect().left + area.x, width: Math.max(1, area.w) };
-    },
-    resize: () => charts.forEach(({ chart }) => chart.resize()),
-    boxes: () => charts.map(({ box, chart, group }) => ({ box, canvas: chart.hidden_, group })),
-    clear() {
-      clear();
-      shape = "";
+    labels: ["time", ...group.map(one => one.tag)],
+    colors: group.map(one => one.colour),
+    series: Object.fromEntries(group.map(one => [one.tag, { strokePattern: one.dashes }])),
+    dateWindow: window,
+    customBars: true,
+    connectSeparatedPoints: true, // NaN is a gap
+    drawGapEdgePoints: true,
+    stepPlot: isBit,
+    valueRange: isBit ? [-0.15, 1.5] : null,
+    strokeWidth: 1.6,
+    fillAlpha: 0.22,
+    interactionModel: {},
+    highlightCircleSize: 0,
+    axisLabelFontSize: 12,
+    rightGap: 12,
+    axes: {
+      x: { drawAxis: isLast, axisLabelFormatter: (/** @type {any} */ date) => timeFormat(window[1] - window[0])(date) },
+      y: {
+        axisLabelWidth: 62,
+        pixelsPerLabel: isBit ? 20 : 30,
+        axisLabelFormatter: isBit ? bitLabel : (/** @type {number} */ number) => format.number(number),
+      },
     },
   };
+}
+
+export class Charts {
+  /** @param {HTMLElement} place */
+  constructor(place) {
+    this.place = place;
+    /** @type {{group: Series[], chart: any, box: HTMLElement}[]} */
+    this.charts = [];
+    this.shape = ""; // of what is drawn: other groups, tags or colours need other charts
+  }
+
+  /** @param {Series[]} series @param {[number, number]} window */
+  draw(series, window) {
+    const groups = [...groupsOf(series).values()];
+    const shape = JSON.stringify(groups.map(group => group.map(({ tag, colour, unit }) => [tag, colour, unit])));
+    if (shape !== this.shape) {
+      this.clear();
+      this.shape = shape;
+      this.build(groups, window);
+      return;
+    }
+    const label = timeFormat(window[1] - window[0]);
+    this.charts.forEach((one, i) => {
+      one.group = groups[i];
+      one.chart.updateOptions({
+        file: rowsOf(groups[i].map(series => series.points), window[0]), dateWindow: window,
+        axes: { x: { axisLabelFormatter: label } },
+      });
+    });
+  }
+
+  // All boxes are there before a chart is drawn: it asks its box how large it may be.
+  /** @param {Series[][]} groups @param {[number, number]} window */
+  build(groups, window) {
+    const boxes = groups.map(([{ isBit, unit }]) => {
+      const box = el("div", { class: "chart" });
+      const label = el("div", { class: "chart-unit" }, isBit ? t("trend.bits") : unit || t("trend.noUnit"));
+      this.place.append(el("div", { class: isBit ? "chart-frame bits" : "chart-frame" }, label, box));
+      return box;
+    });
+    const Chart = dygraph();
+    this.charts = groups.map((group, i) => {
+      const rows = rowsOf(group.map(one => one.points), window[0]);
+      const chart = new Chart(boxes[i], rows, optionsOf(group, window, i === groups.length - 1));
+      return { group, chart, box: boxes[i] };
+    });
+  }
+
+  /** Where time is drawn, in pixels of the page. */
+  plot() {
+    const [first] = this.charts;
+    if (!first)
+      return { left: 0, width: 1 };
+    const area = first.chart.getArea();
+    return { left: first.box.getBoundingClientRect().left + area.x, width: Math.max(1, area.w) };
+  }
+
+  resize() {
+    this.charts.forEach(({ chart }) => chart.resize());
+  }
+
+  boxes() {
+    return this.charts.map(({ box, chart, group }) => ({ box, canvas: chart.hidden_, group }));
+  }
+
+  clear() {
+    this.charts.forEach(({ chart }) => chart.destroy());
+    this.charts = [];
+    this.place.replaceChildren();
+  }
 }

@@ -4,7 +4,7 @@
 const lineHeight = 20, margin = 12;
 
 /**
- * @param {ReturnType<ReturnType<typeof import("./trend_charts.js").createCharts>["boxes"]>} boxes
+ * @param {ReturnType<import("./trend_charts.js").Charts["boxes"]>} boxes
  * @param {string} title
  * @param {{background: string, ink: string}} colours
  * @returns {HTMLCanvasElement}

@@ -39,6 +39,24 @@ export function zoomed(stretch, factor, share) {
   return { span, to: end >= live.now() ? null : end };
 }
 
+/** @param {KeyboardEvent} event @param {Stretch} stretch @param {(stretch: Stretch) => void} set */
+function onKey(event, stretch, set) {
+  const { span } = stretch;
+  /** @type {Record<string, () => Stretch>} */
+  const acts = {
+    ArrowLeft: () => moved(stretch, -span / 4),
+    ArrowRight: () => moved(stretch, span / 4),
+    "+": () => zoomed(stretch, 1 / 2, 1),
+    "-": () => zoomed(stretch, 2, 1),
+    End: () => ({ span, to: null }),
+  };
+  const act = event.ctrlKey || event.metaKey || event.altKey ? undefined : acts[event.key];
+  if (!act)
+    return;
+  event.preventDefault();
+  set(act());
+}
+
 /**
  * Dragging moves, two fingers and the wheel zoom, keys do both.
  * @param {HTMLElement} element
@@ -80,20 +98,5 @@ export function moveByHand(element, { get, set, plot }) {
     else
       set(zoomed(get(), event.deltaY > 0 ? wheelStep : 1 / wheelStep, shareAt(event.clientX)));
   }, { passive: false });
-  element.addEventListener("keydown", event => {
-    const { span } = get();
-    /** @type {Record<string, () => Stretch>} */
-    const acts = {
-      ArrowLeft: () => moved(get(), -span / 4),
-      ArrowRight: () => moved(get(), span / 4),
-      "+": () => zoomed(get(), 1 / 2, 1),
-      "-": () => zoomed(get(), 2, 1),
-      End: () => ({ span, to: null }),
-    };
-    const act = event.ctrlKey || event.metaKey || event.altKey ? undefined : acts[event.key];
-    if (!act)
-      return;
-    event.preventDefault();
-    set(act());
-  });
+  element.addEventListener("keydown", event => onKey(event, get(), set));
 }

@@ -7,7 +7,7 @@ import { loadScript, loadStyle } from "./load.js";
 import { Poll } from "./poll.js";
 import { addTexts, format, t, translated } from "./text.js";
 import { TrendBar } from "./trend_bar.js";
-import { createCharts, lookOf } from "./trend_charts.js";
+import { Charts, lookOf } from "./trend_charts.js";
 import { createTail, fetchTrend } from "./trend_data.js";
 import { Legend } from "./trend_legend.js";
 import { pictureOf, savePicture } from "./trend_picture.js";
@@ -67,8 +67,8 @@ class TrendsView {
     this.area = el("div", { class: "charts", tabIndex: 0, role: "group", "aria-label": t("trend.charts"),
       onpointermove: (/** @type {PointerEvent} */ event) => this.pointAt(event.clientX),
       onpointerleave: () => this.pointAt(null) }, plots, this.line);
-    this.charts = createCharts(plots);
-    moveByHand(this.area, { get: () => this.stretch, set: next => this.setStretch(next), plot: this.charts.plot });
+    this.charts = new Charts(plots);
+    moveByHand(this.area, { get: () => this.stretch, set: next => this.setStretch(next), plot: () => this.charts.plot() });
     new ResizeObserver(() => this.isShown && this.charts.resize()).observe(plots);
     this.element = el("section", { class: "trends" }, this.bar.element, this.note, this.legend.element, this.area);
   }

@@ -10,7 +10,7 @@ import unittest
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).parent))
-from plant import Page, Plant, start_browser, until  # noqa: E402
+from plant import Page, Plant, shared_browser, until  # noqa: E402
 
 PROGRAMS = ""
 MANY = 20_000
@@ -28,8 +28,7 @@ level,DM12.S,mm,100ms,tank,r,
 
 def setUpModule():
     global browser
-    browser = start_browser()
-    unittest.addModuleCleanup(browser.quit)
+    browser = shared_browser()
 
 
 def luminance(colour):

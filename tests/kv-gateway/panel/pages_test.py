@@ -6,7 +6,7 @@ import unittest
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).parent))
-from plant import Page, Plant, start_browser, until  # noqa: E402
+from plant import Page, Plant, shared_browser, until  # noqa: E402
 
 from selenium.webdriver import ActionChains  # noqa: E402
 from selenium.webdriver.common.keys import Keys  # noqa: E402
@@ -50,8 +50,7 @@ DRAWINGS = {
 
 def setUpModule():
     global browser, plant
-    browser = start_browser()
-    unittest.addModuleCleanup(browser.quit)
+    browser = shared_browser()
     plant = Plant(PROGRAMS, {"line1": TAGS}, more='pages = "."', files={f"{name}.svg": svg for name, svg in DRAWINGS.items()})
     unittest.addModuleCleanup(plant.end)
 

@@ -6,9 +6,10 @@
         page.open("#values")
         plant.sims["line1"].command("set DM100=1480")
 
-One browser serves a whole run: starting it takes longer than a test.
+One browser serves a whole run (shared_browser): starting it takes longer than a test.
 """
 
+import atexit
 import json
 import os
 import shutil
@@ -25,6 +26,7 @@ from selenium.common.exceptions import StaleElementReferenceException
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
 
+shared = None  # the browser
 PATIENCE = 20  # seconds until what must happen has happened, on a busy machine too
 
 
@@ -176,6 +178,17 @@ def start_browser(width=1280, height=800, dark=False, language="en"):
     browser = webdriver.Chrome(options=options, service=service)
     browser.set_script_timeout(PATIENCE)
     return browser
+
+
+def shared_browser():
+    """One for the whole run. What was left in its log is dropped."""
+    global shared
+    if shared is None:
+        shared = start_browser()
+        atexit.register(shared.quit)
+    shared.get("about:blank")
+    shared.get_log("browser")
+    return shared
 
 
 class Page:

@@ -8,7 +8,7 @@ import urllib.request
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).parent))
-from plant import Page, Plant, start_browser, until  # noqa: E402
+from plant import Page, Plant, shared_browser, until  # noqa: E402
 
 PROGRAMS = ""
 TAGS = "name,address,period,rw\nspeed,DM100.S,50ms,rw\ncount,DM101,50ms,r\n"
@@ -16,8 +16,7 @@ TAGS = "name,address,period,rw\nspeed,DM100.S,50ms,rw\ncount,DM101,50ms,r\n"
 
 def setUpModule():
     global browser, plant
-    browser = start_browser()
-    unittest.addModuleCleanup(browser.quit)
+    browser = shared_browser()
     plant = Plant(PROGRAMS, {"line1": TAGS, "line2": TAGS})
     unittest.addModuleCleanup(plant.end)
 

@@ -6,7 +6,7 @@ import unittest
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).parent))
-from plant import Page, Plant, start_browser, until  # noqa: E402
+from plant import Page, Plant, shared_browser, until  # noqa: E402
 
 from selenium.webdriver.common.keys import Keys  # noqa: E402
 
@@ -23,8 +23,7 @@ item10,DM10,,100ms,,,,r,
 
 def setUpModule():
     global browser, plant
-    browser = start_browser()
-    unittest.addModuleCleanup(browser.quit)
+    browser = shared_browser()
     plant = Plant(PROGRAMS, {"line1": TAGS, "line2": TAGS})
     unittest.addModuleCleanup(plant.end)
 

@@ -9,7 +9,7 @@ import urllib.request
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).parent))
-from plant import Page, Plant, start_browser, until  # noqa: E402
+from plant import Page, Plant, shared_browser, until  # noqa: E402
 
 from selenium.webdriver import ActionChains  # noqa: E402
 from selenium.webdriver.common.keys import Keys  # noqa: E402
@@ -27,8 +27,7 @@ BLUE = (0, 114, 178)  # of the first line
 
 def setUpModule():
     global browser, plant
-    browser = start_browser()
-    unittest.addModuleCleanup(browser.quit)
+    browser = shared_browser()
     plant = Plant(PROGRAMS, {"line1": TAGS})
     unittest.addModuleCleanup(plant.end)
 

@@ -8,7 +8,7 @@ import unittest
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).parent))
-from plant import Page, Plant, start_browser, until  # noqa: E402
+from plant import Page, Plant, shared_browser, start_browser, until  # noqa: E402
 
 from selenium.webdriver import ActionChains  # noqa: E402
 from selenium.webdriver.common.keys import Keys  # noqa: E402
@@ -27,8 +27,7 @@ fixed,DM130,,50ms,,,r,,
 
 def setUpModule():
     global browser, plant
-    browser = start_browser()
-    unittest.addModuleCleanup(browser.quit)
+    browser = shared_browser()
     plant = Plant(PROGRAMS, {"line1": TAGS}, local="operator")
     unittest.addModuleCleanup(plant.end)
 
@@ -385,6 +384,7 @@ class Buttons(WriteTest):
             const entry = live.entries.get('line1.jog');
             entry.sample = {...entry.sample, quality: 'stale'};
         })()""")
+        plant.sims["line1"].command("set DM100=701")  # the next sample has the table painted
         until(lambda: self.page.rows()["line1.jog"]["state"] == "stale", "it is not stale")
         self.assertTrue(self.act("line1.jog").is_enabled())
         ActionChains(browser).release().perform()

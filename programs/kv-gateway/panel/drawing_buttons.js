@@ -57,7 +57,7 @@ export class DrawingButtons {
   buttonFor(drawn, entry) {
     const [act, value = ""] = (drawn.dataset.button ?? "").trim().split(/\s+/);
     const label = (drawn.textContent ?? "").trim().replace(/\s+/g, " ");
-    const button = act === "press" ? createHold(entry)
+    const button = act === "press" ? createHold(entry, ["", ""]) // its words are drawn
       : el("button", { type: "button", onclick: () => this.ask(entry, value) });
     button.classList.add("over");
     button.setAttribute("aria-label", label ? t("pages.button", label, entry.info.tag) : entry.info.tag);

@@ -174,8 +174,12 @@ function takeKey(event, begin, release) {
     begin();
 }
 
-/** A push button for a tag. @param {Entry} entry */
-export function createHold(entry) {
+/**
+ * A push button for a tag.
+ * @param {Entry} entry
+ * @param {[idle: string, held: string]} [words] that stand on it
+ */
+export function createHold(entry, [idle, pressed] = [t("hold.press"), t("hold.pressed")]) {
   /** @type {Press | null} */
   let press = null;
   const release = () => press?.letGo();
@@ -185,7 +189,7 @@ export function createHold(entry) {
     if (press || !live.isCurrent(entry))
       return;
     button.dataset.held = "true";
-    setText(button, t("hold.pressed"));
+    setText(button, pressed);
     leaving.delete(entry);
     press = new Press(entry, () => button.checkVisibility(), end);
     held.add(press);
@@ -196,7 +200,7 @@ export function createHold(entry) {
       held.delete(press);
     press = null;
     button.dataset.held = "false";
-    setText(button, t("hold.press"));
+    setText(button, idle);
   }
 
   const button = el("button", {
@@ -211,6 +215,6 @@ export function createHold(entry) {
     onpointerup: release, onpointercancel: release, onlostpointercapture: release, onblur: release,
     oncontextmenu: (/** @type {Event} */ event) => event.preventDefault(),
     onkeydown: onKey, onkeyup: onKey,
-  }, t("hold.press"));
+  }, idle);
   return button;
 }

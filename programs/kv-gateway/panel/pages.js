@@ -46,7 +46,7 @@ class PagesView {
     this.changed = new Set();
     this.choices = el("nav", { class: "page-choices", "aria-label": t("pages.choose") });
     // Words on a thing come as it is pointed at.
-    this.sheet = el("div", { class: "sheet",
+    this.sheet = el("div", { class: "sheet", tabIndex: 0, role: "group", "aria-label": t("view.pages"),
       onpointerover: (/** @type {Event} */ event) => this.describe(/** @type {Element} */ (event.target)) });
     this.note = el("p", { class: "note", role: "status" });
     this.element = el("section", { class: "pages" }, this.choices, this.note, this.sheet);

@@ -10,6 +10,7 @@
 import { api, outcomeOf, Problem } from "./api.js";
 import { el, setText } from "./dom.js";
 import { live } from "./live.js";
+import { say } from "./notice.js";
 import { addTexts, t, translated } from "./text.js";
 
 /** @typedef {import("./live.js").Entry} Entry */
@@ -19,6 +20,7 @@ addTexts({
   "hold.pressed": ["Held", "Gehalten", "押下中"],
   "hold.of": ["Hold %1", "%1 halten", "%1 を押し続ける"],
   "hold.refused": ["%1 was not pressed: %2", "%1 wurde nicht gedrückt: %2", "%1 は押されませんでした: %2"],
+  "hold.released": ["%1 was released: %2", "%1 wurde losgelassen: %2", "%1 は解放されました: %2"],
   "hold.unsure": ["%1 may still be on in the PLC: nobody confirmed its release. Look at the machine.",
     "%1 ist in der SPS vielleicht noch eingeschaltet: Das Loslassen wurde nicht bestätigt. Sehen Sie an der Maschine nach.",
     "%1 はPLCでまだオンの可能性があります。解放が確認されていません。機械を確認してください。"],
@@ -28,21 +30,6 @@ const renewEvery = 150; // ms; the lease lasts 500
 const renewWithin = 400; // ms until a renewal that is not answered counts as lost
 const answerWithin = 2000; // ms for a press and a release
 const settleWithin = 5000; // ms until the gateway has seen a release confirmed, or the link lost
-
-const lines = el("div", {});
-/** Stands above all views until somebody has read it. */
-export const notice = el("div", { class: "notice", role: "alert", hidden: true }, lines,
-  el("button", { type: "button", onclick: () => {
-    notice.hidden = true;
-    lines.replaceChildren();
-  } }, t("close")));
-
-/** @param {string} text a line of its own; it is not repeated */
-function say(text) {
-  if ([...lines.children].every(line => line.textContent !== text))
-    lines.append(el("p", {}, text));
-  notice.hidden = false;
-}
 
 /** Nobody can write the 0, or can tell that it was written. @param {Entry} entry */
 function isDead(entry) {
@@ -70,17 +57,23 @@ class Press {
         this.release();
       while (!this.isOver)
         await this.renew();
-    } catch (error) {
-      const problem = /** @type {Problem} */ (error);
-      const isPressed = this.path !== "" || outcomeOf(problem) === "unknown";
-      if (!isPressed)
-        say(t("hold.refused", tag, translated(problem.message)));
-      // Of one that was let go, its release says how it is.
-      if (!isPressed || this.isOver && this.path !== "")
-        this.end();
-      else
-        this.lose();
+    } catch (problem) {
+      this.fail(/** @type {Problem} */ (problem));
     }
+  }
+
+  /** A press or a renewal failed. @param {Problem} problem */
+  fail(problem) {
+    const { tag } = this.entry.info;
+    if (this.path === "" && outcomeOf(problem) === "unknown")
+      return this.lose();
+    if (this.path === "") {
+      say(t("hold.refused", tag, translated(problem.message)));
+      return this.end();
+    }
+    if (!this.isOver)
+      say(t("hold.released", tag, translated(problem.message)));
+    this.letGo(); // what becomes of the release says whether it is off
   }
 
   async renew() {

@@ -18,9 +18,9 @@
 // A new view is a row of the table below and a row of panel.qrc.
 import { api } from "./api.js";
 import { el, remember, remembered, setText } from "./dom.js";
-import { notice } from "./hold.js";
 import { live } from "./live.js";
 import { createLogin } from "./login.js";
+import { notice } from "./notice.js";
 import { addTexts, format, language, languages, setLanguage, t, translated } from "./text.js";
 
 /**

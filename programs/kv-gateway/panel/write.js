@@ -5,6 +5,7 @@
 import { api, outcomeOf, Problem } from "./api.js";
 import { el, setText } from "./dom.js";
 import { live } from "./live.js";
+import { say } from "./notice.js";
 import { reasonOf } from "./quality.js";
 import { addTexts, format, numberFrom, readingsOf, t, translated } from "./text.js";
 
@@ -254,8 +255,11 @@ export class WriteDialog {
   end(entry, outcome, text) {
     this.isWaiting = false;
     this.sure.checked = false;
+    const sentence = t("outcome." + outcome);
     if (this.entry === entry)
-      this.show(outcome, t("outcome." + outcome), translated(text));
+      this.show(outcome, sentence, translated(text));
+    else if (outcome !== "done") // its window is closed by now
+      say(`${entry.info.tag}: ${sentence} ${translated(text)}`.trimEnd());
     this.check();
   }
 

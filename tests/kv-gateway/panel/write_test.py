@@ -151,6 +151,17 @@ class Outcomes(WriteTest):
                 self.outcome(outcome)
 
 
+    def test_the_outcome_is_said_when_its_window_was_closed(self):
+        self.dialog("line1.speed")
+        self.answer("POST", "new Promise(resolve => window.end = status => resolve(new Response('', {status})))")
+        self.send().click()
+        self.page.press(Keys.ESCAPE)
+        self.assertFalse(self.page.one(".notice").is_displayed())
+        self.page.run("end(504)")
+        until(lambda: self.page.text(".notice").startswith("line1.speed: ? Unknown: it may have been carried out."),
+              lambda: self.page.text(".notice"))
+
+
 class Checks(WriteTest):
     def test_what_is_typed_is_checked(self):
         self.dialog("line1.speed")
@@ -277,7 +288,7 @@ class Buttons(WriteTest):
 
     def warned(self):
         """Nobody knows that it is off: the panel says so."""
-        until(lambda: self.page.text(".notice").startswith("line1.jog may still be on in the PLC: "), "it is not said")
+        until(lambda: "line1.jog may still be on in the PLC: " in self.page.text(".notice"), "it is not said")
         self.assertEqual(self.page.all('.hold[data-held="true"]'), [])
 
     def test_on_while_it_is_held(self):
@@ -346,6 +357,15 @@ class Buttons(WriteTest):
         ActionChains(browser).release().perform()
         self.warned()
         self.released()  # by the lease
+
+    def test_a_release_that_is_answered_is_sure(self):
+        self.held()
+        self.answer("PUT", """Promise.resolve(new Response('{"detail": "too slow"}', {status: 503}))""")
+        until(lambda: self.page.text(".notice").startswith("line1.jog was released: too slow"), "it is not said")
+        self.released()
+        self.page.wait_row("line1.jog", value="off", state="good")
+        self.assertNotIn("may still be on", self.page.text(".notice"))
+        ActionChains(browser).release().perform()
 
     def test_it_may_be_on_when_the_press_is_not_answered(self):
         self.answer("POST", "Promise.resolve(new Response('', {status: 502}))")

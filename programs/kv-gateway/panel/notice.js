@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+// What a person must have read, whatever view is shown: it stands above all views until it is closed.
+import { el } from "./dom.js";
+import { t } from "./text.js";
+
+const lines = el("div", {});
+
+export const notice = el("div", { class: "notice", role: "alert", hidden: true }, lines,
+  el("button", { type: "button", onclick: () => {
+    notice.hidden = true;
+    lines.replaceChildren();
+  } }, t("close")));
+
+/** @param {string} text a line of its own; it is not repeated */
+export function say(text) {
+  if ([...lines.children].every(line => line.textContent !== text))
+    lines.append(el("p", {}, text));
+  notice.hidden = false;
+}

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Fetches from npm what checks the panel: the compiler of its types, and the judge of how accessible it is.
+# Fetches from npm what checks the panel: the compiler of its types and axe-core.
 # Use: scripts/panel_npm.sh FOLDER
 # FOLDER/panel-types/node_modules takes them: the versions and the contents that
 # scripts/panel-types/package-lock.json names. Nothing of it is shipped or committed.

@@ -31,8 +31,9 @@ PATIENCE = 20  # seconds until what must happen has happened, on a busy machine 
 
 
 def until(what, problem, patience=PATIENCE):
-    """Waits until what() is true and returns it; asks often, so a test takes as long as it must."""
+    """Waits until what() is true and returns it; asks often at first, so a test takes as long as it must."""
     end = time.monotonic() + patience
+    pause = 0.01
     while True:
         try:
             found = what()
@@ -40,7 +41,8 @@ def until(what, problem, patience=PATIENCE):
             found = None
         if found or time.monotonic() > end:
             break
-        time.sleep(0.02)
+        time.sleep(pause)
+        pause = min(0.1, 1.3 * pause)
     if not found:
         raise AssertionError(problem() if callable(problem) else problem)
     return found

@@ -74,6 +74,11 @@ for qt in "${versions[@]}"; do
     scripts/build.sh "build/qt$qt" -DKV_QT_MAJOR="$qt" -DCMAKE_BUILD_TYPE="$type" -DKV_WERROR=ON -DCMAKE_INSTALL_PREFIX=/usr
     echo "Testing with Qt $qt"
     run_tests "build/qt$qt"
+    # Its judge comes from npm, so no entry of ctest does it. 77: it did not come.
+    if [ "$qt" = 5 ] && command -v npm >/dev/null; then
+        echo "Judging how accessible the panel is"
+        scripts/panel_access.sh "$PWD/build/qt5" "$PWD/build/qt5/bin" || [ $? -eq 77 ]
+    fi
 done
 
 if [ ${#versions[@]} -eq 2 ]; then

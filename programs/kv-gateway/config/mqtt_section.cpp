@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "mqtt_section.h"
 
+#include "outlet_keys.h"
+
 #include <tags/pattern.h>
 
 #include <QFileInfo>
-#include <QRegularExpression>
-#include <QSysInfo>
 #include <QUrl>
 
 #include <algorithm>
@@ -20,7 +20,6 @@ using namespace std::chrono_literals;
 
 constexpr quint16 plainPort = 1883;
 constexpr quint16 tlsPort = 8883;
-constexpr int mostRowsASecond = 1'000'000;
 constexpr int longestTopic = 1000;
 
 constexpr ChoiceRow<MqttVersion> versions[] = {{"5", MqttVersion::V5}, {"3.1.1", MqttVersion::V311}};
@@ -50,17 +49,15 @@ public:
 
     MqttConfig read(const Config &sofar)
     {
-        readName(sofar.mqtt);
+        m_config.name = readOutletName(m_from, m_config.name, sofar);
         readBroker();
         readIdentity(sofar.mqtt);
         readTls();
         readTopics();
-        readTags(sofar.plcs);
+        m_config.tags = readOutletTags(m_from, sofar.plcs);
         m_config.commands = m_from.yesOrNo("commands", m_config.commands);
         m_config.keepalive = m_from.duration("keepalive", m_config.keepalive, 5s, 1h);
-        m_config.drainRate = int(m_from.number("drain", m_config.drainRate, 1, mostRowsASecond));
-        m_config.keep = m_from.duration("keep", m_config.keep, 1min, 3650 * 24h, 0s);
-        m_config.size = m_from.size("size", m_config.size);
+        readBacklogKeys(m_from, m_config);
         for (const MqttConfig &other : sofar.mqtt) {
             if (isOneBroker(m_config, other))
                 refuseShared(other, sofar.plcs);
@@ -70,35 +67,6 @@ public:
     }
 
 private:
-    void readName(const std::vector<MqttConfig> &others)
-    {
-        static const QRegularExpression shape(QStringLiteral("^[A-Za-z0-9_-]{1,40}$"));
-        m_config.name = m_from.text("name", m_config.name);
-        const auto isTaken = [this](const MqttConfig &other) { return other.name == m_config.name; };
-        if (!shape.match(m_config.name).hasMatch())
-            m_from.refuse("name", QStringLiteral("the name \"%1\" may have letters, digits, '-' and '_' "
-                                                 "only, and at most 40 of them")
-                                      .arg(m_config.name));
-        else if (std::any_of(others.begin(), others.end(), isTaken))
-            m_from.refuse("name",
-                          QStringLiteral("two [[mqtt]] are called \"%1\": give each a name of its own")
-                              .arg(m_config.name));
-    }
-
-    void readTags(const std::vector<PlcConfig> &plcs)
-    {
-        m_config.tags = m_from.texts("tags");
-        for (const QString &pattern : m_config.tags) {
-            const auto isMeant = [&pattern](const TagConfig &tag) {
-                return kvtags::matchesPattern(pattern, tag.name);
-            };
-            if (std::none_of(plcs.begin(), plcs.end(), [&](const PlcConfig &plc) {
-                    return std::any_of(plc.tags.begin(), plc.tags.end(), isMeant);
-                }))
-                m_from.refuse("tags", QStringLiteral("no tag is called \"%1\"").arg(pattern));
-        }
-    }
-
     void readBroker()
     {
         const QString typed = m_from.text("url");
@@ -123,11 +91,7 @@ private:
     void readIdentity(const std::vector<MqttConfig> &others)
     {
         m_config.version = m_from.choice("version", m_config.version, versions);
-        m_config.site = m_from.text("site", QSysInfo::machineHostName());
-        if (m_config.site.isEmpty() || hasReserved(m_config.site))
-            m_from.refuse("site",
-                          QStringLiteral("site \"%1\": it must not be empty, nor have '+', '#' or '/'")
-                              .arg(m_config.site));
+        m_config.site = readSite(m_from);
         m_config.client = m_from.text("client", QStringLiteral("kv-gateway-") + m_config.site);
         const auto isTaken = [this](const MqttConfig &other) {
             return other.client == m_config.client && isOneBroker(other, m_config);
@@ -250,16 +214,7 @@ private:
             m_from.refuse(key, QStringLiteral("%1 \"%2\": %3").arg(QString::fromLatin1(key), topic, problem));
     }
 
-    QString file(const char *key)
-    {
-        const QString typed = m_from.text(key);
-        if (typed.isEmpty())
-            return {};
-        QString path = QDir::cleanPath(m_base.absoluteFilePath(typed));
-        if (!QFileInfo(path).isReadable())
-            m_from.refuse(key, QStringLiteral("%1: %2 cannot be read").arg(QString::fromLatin1(key), path));
-        return path;
-    }
+    QString file(const char *key) { return readFilePath(m_from, key, m_base); }
 
     TomlSection &m_from;
     const QDir &m_base;

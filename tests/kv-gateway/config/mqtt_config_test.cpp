@@ -191,7 +191,7 @@ const BadRow badRows[] = {
      "layout = "
      "\"tag\""},
     {"twoNames", "[[mqtt]]\nurl = \"mqtt://other\"",
-     "gateway.toml:7:1: two [[mqtt]] are called \"mqtt\": give each a name of its own"},
+     "gateway.toml:7:1: two outlets are called \"mqtt\": give each a name of its own"},
     {"twoClients",
      "site = \"s\"\n[[mqtt]]\nname = \"b\"\nurl = \"mqtt://broker\"\nsite = \"s\"\nstatus_topic = \"b\"",
      "gateway.toml:8:1: two [[mqtt]] are the client \"kv-gateway-s\" of one broker: they would throw each "

@@ -9,9 +9,10 @@ set -euo pipefail
 # What each step needs. "driver" is the smallest: one Qt, no programs; "demo" adds the programs.
 driver="g++ cmake ninja-build qtbase5-dev"
 demo="$driver libqt5serialport5-dev libcli11-dev libsqlite3-dev"
-demo+=" pkg-config libtomlplusplus-dev libmicrohttpd-dev libsodium-dev libjs-dygraphs libmosquitto-dev"
+demo+=" pkg-config libtomlplusplus-dev libmicrohttpd-dev libsodium-dev libjs-dygraphs libmosquitto-dev libpq-dev"
 test="$demo qt6-base-dev qt6-serialport-dev libgtest-dev procps python3 git tmux man-db doxygen curl openssl"
 test+=" prometheus libfaketime mosquitto mosquitto-clients" # its promtool; turns clocks; a broker
+test+=" postgresql" # a database
 # What a program shows is read as a screen reader reads it, on a display that nobody sees.
 test+=" xvfb dbus-daemon at-spi2-core gir1.2-atspi-2.0 python3-gi"
 # The panel of kv-gateway is tested in a browser that nobody sees.
@@ -95,8 +96,11 @@ fi
 
 # Some bring a service along: tests start their own, on free ports. Whoever had the package before
 # keeps its service.
-for service in prometheus mosquitto; do
-    if [ -d /run/systemd/system ] && [[ " ${missing[*]} " == *" $service "* ]]; then
+for service in prometheus mosquitto postgresql; do
+    [[ " ${missing[*]} " == *" $service "* ]] || continue
+    if [ -d /run/systemd/system ]; then
         "${as_root[@]}" systemctl disable --now --quiet "$service"
+    else
+        "${as_root[@]}" service "$service" stop >/dev/null
     fi
 done

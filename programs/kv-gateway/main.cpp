@@ -63,6 +63,21 @@ void addAccounts(CLI::App &app, Typed &typed)
     }
 }
 
+void addDatabase(CLI::App &app, Typed &typed)
+{
+    CLI::App *database = app.add_subcommand("db", "the tables that [[postgresql]] fills");
+    database->require_subcommand(1);
+    const struct {
+        const char *name, *what;
+    } rows[] = {{"init", "make them, or bring them up to date"},
+                {"sql", "print what makes them, for those who let no program do that"}};
+    for (const auto &row : rows) {
+        CLI::App *command = database->add_subcommand(row.name, row.what);
+        addFile(command, typed, false);
+        command->add_option("NAME", typed.names, "of a [[postgresql]]; otherwise all");
+    }
+}
+
 void describe(CLI::App &app, Typed &typed)
 {
     app.require_subcommand(1);
@@ -86,6 +101,7 @@ void describe(CLI::App &app, Typed &typed)
     history->add_option("--from", typed.from, "2026-05-04T08:00:00Z")->type_name("TIME");
     history->add_option("--to", typed.to, "the rows before this time")->type_name("TIME");
     addAccounts(app, typed);
+    addDatabase(app, typed);
     for (CLI::App *command : app.get_subcommands({}))
         command->fallthrough();
 }
@@ -123,6 +139,8 @@ constexpr CommandRow commandRows[] = {
     {"run",     runService},
     {"init",    runInit},
     {"history", runHistory},
+    {"db init", runDatabaseInit},
+    {"db sql",  runDatabaseSql},
 };
 // clang-format on
 

@@ -33,12 +33,18 @@ int runCheck(const CommandLine &line)
     return 0;
 }
 
-std::optional<QString> dataFolder(const CommandLine &line)
+std::optional<Config> checkedConfig(const CommandLine &line)
 {
-    const LoadedConfig loaded = loadConfig(line.file, line.driver);
+    LoadedConfig loaded = loadConfig(line.file, line.driver);
     if (sayProblems(loaded))
         return std::nullopt;
-    return loaded.config.folder;
+    return std::move(loaded.config);
+}
+
+std::optional<QString> dataFolder(const CommandLine &line)
+{
+    const auto config = checkedConfig(line);
+    return config ? std::optional(config->folder) : std::nullopt;
 }
 
 } // namespace kvgateway

@@ -3,6 +3,8 @@
 // done, with a message on stderr.
 #pragma once
 
+#include "config/config.h"
+
 #include <kvlink/times.h>
 
 #include <QString>
@@ -22,7 +24,7 @@ struct CommandLine {
     QString plc;       ///< init
     QString folder;    ///< init
     QString from, to;  ///< history
-    QStringList names; ///< tags of history; user or token
+    QStringList names; ///< tags of history; user or token; outlets of db
     QString role;
     QString validFor; ///< token
 };
@@ -34,7 +36,14 @@ int runHistory(const CommandLine &line);
 /// user add|password|role|remove|list, token add|remove|list
 int runAccounts(const CommandLine &line);
 
+/// db init: makes the tables of [[postgresql]], or brings them up to date.
+int runDatabaseInit(const CommandLine &line);
+/// db sql: prints what makes them.
+int runDatabaseSql(const CommandLine &line);
+
 /// Reads the configuration for a command; problems go to stderr.
+std::optional<Config> checkedConfig(const CommandLine &line);
+/// The same.
 /// \return the data folder; none with a problem
 std::optional<QString> dataFolder(const CommandLine &line);
 

@@ -4,6 +4,7 @@
 
 #include "drawings/drawing.h"
 #include "mqtt_config.h"
+#include "postgresql_config.h"
 
 #include <kvlink/link.h>
 #include <kvlink/tag.h>
@@ -89,6 +90,7 @@ struct Config {
     std::vector<PlcConfig> plcs;
     std::vector<Drawing> pages; ///< by name
     std::vector<MqttConfig> mqtt;
+    std::vector<PostgresqlConfig> postgresql;
 
     qint64 tagCount() const;
     /// Gives the memory of all tags back: the plant has them, and 100,000 need not be there twice.

@@ -3,6 +3,7 @@
 
 #include "mqtt_section.h"
 #include "page_list.h"
+#include "postgresql_section.h"
 #include "tag_list.h"
 #include "toml_section.h"
 
@@ -77,6 +78,10 @@ public:
             config.mqtt.push_back(
                 readMqtt(TomlSection(mqtt, QStringLiteral("[[mqtt]]"), m_shownPath, m_loaded.problems),
                          m_base, config));
+        for (const toml::table *database : top.tables("postgresql"))
+            config.postgresql.push_back(readPostgresql(
+                TomlSection(database, QStringLiteral("[[postgresql]]"), m_shownPath, m_loaded.problems),
+                m_base, config));
         const QString pages = absolute(top.text("pages"));
         QString problem;
         if (!pages.isEmpty() && !readPages(config, pages, m_loaded.problems, problem))

@@ -50,12 +50,9 @@ public:
     bool wantsNewest(const QString &tag) const override;
     OutletState state() const override;
 
-    /// Those of its tags alone. Any thread.
-    void setTags(const std::vector<TagConfig> &tags);
-    /// Any thread.
-    void setLink(const QString &plc, bool isReady);
-    /// The PLC is gone. Any thread.
-    void removeLink(const QString &plc);
+    void setTags(const std::vector<TagConfig> &tags) override;
+    void setLink(const QString &plc, bool isReady) override;
+    void removeLink(const QString &plc) override;
 
     /// What the broker says when we are gone without a word.
     static MqttMessage will(const MqttConfig &config);

@@ -9,6 +9,8 @@
 //       |<------------------ changed  |  state() is another one
 #pragma once
 
+#include "config/config.h"
+
 #include <kvlink/sample.h>
 
 #include <QString>
@@ -77,6 +79,13 @@ public:
     /// Any thread. \return false: the tag is gone, and its newest value is not to go out again
     virtual bool wantsNewest(const QString & /*tag*/) const { return true; }
     virtual OutletState state() const = 0;
+
+    /// Its tags from now on, with what is known of them. Any thread.
+    virtual void setTags(const std::vector<TagConfig> & /*tags*/) {}
+    /// Whether the link to a PLC is ready. Any thread.
+    virtual void setLink(const QString & /*plc*/, bool /*isReady*/) {}
+    /// The PLC is gone. Any thread.
+    virtual void removeLink(const QString & /*plc*/) {}
 };
 
 } // namespace kvgateway

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "outlets.h"
 
+#include "database_outlet.h"
 #include "mosquitto_client.h"
+#include "postgresql_writer.h"
 
 #include <tags/pattern.h>
 
@@ -13,13 +15,13 @@ namespace kvgateway
 namespace
 {
 
-std::vector<TagConfig> tagsFor(const MqttConfig &outlet, const Config &config)
+std::vector<TagConfig> tagsFor(const QStringList &patterns, const Config &config)
 {
     std::vector<TagConfig> tags;
     for (const PlcConfig &plc : config.plcs) {
         std::copy_if(plc.tags.begin(), plc.tags.end(), std::back_inserter(tags), [&](const TagConfig &tag) {
-            return outlet.tags.isEmpty() ||
-                   std::any_of(outlet.tags.begin(), outlet.tags.end(), [&tag](const QString &pattern) {
+            return patterns.isEmpty() ||
+                   std::any_of(patterns.begin(), patterns.end(), [&tag](const QString &pattern) {
                        return kvtags::matchesPattern(pattern, tag.name);
                    });
         });
@@ -39,30 +41,42 @@ Outlets::~Outlets()
     stop();
 }
 
-Outlets::One Outlets::make(const MqttConfig &config) const
+std::unique_ptr<Outlet> Outlets::makeOutlet(const MqttConfig &config) const
 {
-    FeederSettings settings;
-    settings.path = QStringLiteral("%1/outlet-%2.sqlite").arg(m_folder, config.name);
-    settings.limits = {config.size, config.keep};
-    settings.drainRate = config.drainRate;
     const auto refusal = [notice = m_sinks.notice](const WriteOrder &order, const QString &why) {
         notice(QStringLiteral("command for %1 refused").arg(order.tag),
                QStringLiteral("%1 from %2: %3").arg(order.who, order.from, why));
     };
     auto client = std::make_shared<MosquittoClient>(config, MqttOutlet::will(config));
-    auto outlet = std::make_unique<MqttOutlet>(config, std::move(client), m_clock, m_sinks.command, refusal);
+    return std::make_unique<MqttOutlet>(config, std::move(client), m_clock, m_sinks.command, refusal);
+}
+
+std::unique_ptr<Outlet> Outlets::makeOutlet(const PostgresqlConfig &config) const
+{
+    return std::make_unique<DatabaseOutlet>(std::make_shared<PostgresqlWriter>(config));
+}
+
+Outlets::One Outlets::make(const Settings &settings) const
+{
     One one;
-    one.config = config;
-    one.outlet = outlet.get();
-    one.runner =
-        std::make_unique<OutletRunner>(config.name, settings, std::move(outlet), m_clock, m_sinks.notice);
+    one.settings = settings;
+    std::visit(
+        [&](const auto &config) {
+            FeederSettings feeder;
+            feeder.path = QStringLiteral("%1/outlet-%2.sqlite").arg(m_folder, config.name);
+            feeder.limits = {config.size, config.keep};
+            feeder.drainRate = config.drainRate;
+            one.runner = std::make_unique<OutletRunner>(config.name, feeder, makeOutlet(config), m_clock,
+                                                        m_sinks.notice);
+        },
+        settings);
     return one;
 }
 
-void Outlets::stopOthers(const std::vector<MqttConfig> &wanted)
+void Outlets::stopOthers(const std::vector<Settings> &wanted)
 {
     const auto stays = [&wanted](const One &one) {
-        return std::find(wanted.begin(), wanted.end(), one.config) != wanted.end();
+        return std::find(wanted.begin(), wanted.end(), one.settings) != wanted.end();
     };
     const auto firstOther = std::stable_partition(m_all.begin(), m_all.end(), stays);
     for (auto one = firstOther; one != m_all.end(); ++one)
@@ -83,7 +97,7 @@ void Outlets::forgetLinks(const Config &config)
             continue;
         }
         for (const One &one : m_all)
-            one.outlet->removeLink(link.key());
+            one.runner->outlet().removeLink(link.key());
         link = m_links.erase(link);
     }
 }
@@ -101,21 +115,25 @@ void Outlets::offerPresent(const One &one, const LiveTable &present)
 
 void Outlets::apply(const Config &config, const LiveTable *present)
 {
-    stopOthers(config.mqtt);
+    std::vector<Settings> wanted(config.mqtt.begin(), config.mqtt.end());
+    wanted.insert(wanted.end(), config.postgresql.begin(), config.postgresql.end());
+    stopOthers(wanted);
     forgetLinks(config);
-    for (const MqttConfig &mqtt : config.mqtt) {
-        auto found =
-            std::find_if(m_all.begin(), m_all.end(), [&](const One &one) { return one.config == mqtt; });
+    for (const Settings &settings : wanted) {
+        auto found = std::find_if(m_all.begin(), m_all.end(),
+                                  [&](const One &one) { return one.settings == settings; });
         const bool isNew = found == m_all.end();
         if (isNew)
-            found = m_all.insert(m_all.end(), make(mqtt));
-        const std::vector<TagConfig> tags = tagsFor(mqtt, config);
+            found = m_all.insert(m_all.end(), make(settings));
+        const QStringList patterns = std::visit([](const auto &one) { return one.tags; }, settings);
+        const std::vector<TagConfig> tags = tagsFor(patterns, config);
         found->tags.clear();
         for (const TagConfig &tag : tags)
             found->tags.insert(tag.name);
-        found->outlet->setTags(tags);
+        Outlet &outlet = found->runner->outlet();
+        outlet.setTags(tags);
         for (auto link = m_links.constBegin(); link != m_links.constEnd(); ++link)
-            found->outlet->setLink(link.key(), link.value());
+            outlet.setLink(link.key(), link.value());
         if (!isNew)
             continue;
         if (present != nullptr)
@@ -141,7 +159,7 @@ void Outlets::setLink(const QString &plc, bool isReady)
 {
     m_links.insert(plc, isReady);
     for (const One &one : m_all)
-        one.outlet->setLink(plc, isReady);
+        one.runner->outlet().setLink(plc, isReady);
 }
 
 std::vector<OutletStatus> Outlets::status() const

@@ -10,6 +10,8 @@
 
 #include <QSet>
 
+#include <variant>
+
 namespace kvgateway
 {
 
@@ -41,16 +43,18 @@ public:
     std::vector<OutletStatus> status() const;
 
 private:
+    using Settings = std::variant<MqttConfig, PostgresqlConfig>;
     struct One {
-        MqttConfig config;
+        Settings settings;
         QSet<QString> tags; ///< that it gets
-        MqttOutlet *outlet = nullptr;
         std::unique_ptr<OutletRunner> runner;
     };
-    One make(const MqttConfig &config) const;
+    std::unique_ptr<Outlet> makeOutlet(const MqttConfig &config) const;
+    std::unique_ptr<Outlet> makeOutlet(const PostgresqlConfig &config) const;
+    One make(const Settings &settings) const;
     static void offerPresent(const One &one, const LiveTable &present);
     void forgetLinks(const Config &config);
-    void stopOthers(const std::vector<MqttConfig> &wanted);
+    void stopOthers(const std::vector<Settings> &wanted);
 
     const QString m_folder;
     const Clock &m_clock;

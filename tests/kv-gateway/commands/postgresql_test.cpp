@@ -193,6 +193,23 @@ TEST_F(GatewayPostgresqlTest, withoutADatabaseTheCommandsSayWhatIsWrong)
                                  " failed: Connection refused\n");
 }
 
+TEST_F(GatewayPostgresqlTest, aBrokerBesideItGetsTheSame)
+{
+    Broker broker;
+    broker.start();
+    writeDatabase("[[mqtt]]\nurl = \"mqtt://127.0.0.1:" + QByteArray::number(broker.port()) +
+                  "\"\nsite = \"s\"\n");
+    ASSERT_EQ(command({"db", "init", "-c", "gateway.toml"}).code, 0);
+    ASSERT_TRUE(startAndRead());
+    const Subscriber subscriber(broker.port());
+    cluster.stop(); // one that is away holds up no other
+    sim.control("set DM100=5");
+    EXPECT_TRUE(subscriber.waitFor("kv/s/a/speed", "{\"value\":5,"));
+    cluster.start();
+    EXPECT_TRUE(
+        within(15'000, [this] { return count("SELECT count(*) FROM kv.history WHERE value = 5") >= 1; }));
+}
+
 TEST_F(GatewayPostgresqlTest, aReloadBringsAnOutletAndTakesItAway)
 {
     writeDatabase();

@@ -105,14 +105,18 @@ class Press {
   }
 
   async release() {
-    leaving.set(this.entry, this.entry.sample);
+    const { entry } = this;
+    const { sample } = entry;
+    leaving.set(entry, sample);
+    /** False where it was seen off, or pressed again, or said already. */
+    const forget = () => leaving.get(entry) === sample && leaving.delete(entry);
     try {
       await api.request("DELETE", this.path, { keepalive: true, timeout: answerWithin });
-      setTimeout(() => leaving.delete(this.entry), settleWithin);
+      setTimeout(forget, settleWithin);
       loseDead();
     } catch {
-      leaving.delete(this.entry);
-      say(t("hold.unsure", this.entry.info.tag));
+      if (forget())
+        say(t("hold.unsure", entry.info.tag));
     }
   }
 }

@@ -358,6 +358,15 @@ class Buttons(WriteTest):
         self.warned()
         self.released()  # by the lease
 
+    def test_a_release_that_is_seen_is_sure(self):
+        self.held()
+        self.page.wait_row("line1.jog", value="on", state="good")
+        self.answer("DELETE", "new Promise((_, reject) => window.fail = reject)")
+        ActionChains(browser).release().perform()
+        self.page.wait_row("line1.jog", value="off", state="good")  # by the lease
+        self.page.run("fail(new TypeError()); return new Promise(resolve => setTimeout(resolve, 50))")
+        self.assertFalse(self.page.one(".notice").is_displayed())
+
     def test_a_release_that_is_answered_is_sure(self):
         self.held()
         self.answer("PUT", """Promise.resolve(new Response('{"detail": "too slow"}', {status: 503}))""")

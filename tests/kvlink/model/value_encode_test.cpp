@@ -106,6 +106,7 @@ const TypedRow typedRows[] = {
     {"floatExponent",  "DM0.F",     "1e3",          1, 0, "10 0 x2 00007A44"},
     {"floatLargest",   "DM0.F",     "3.4028235e38", 1, 0, "10 0 x2 FFFF7F7F"},
     {"floatBeyond",    "DM0.F",     "3.4028236e38", 1, 0, "3.4028236e+38 is beyond what the 32-bit float DM0.F holds"},
+    {"floatBetween",   "DM0.F",     "3.4028235677973366e38", 1, 0, "3.40282356779734e+38 is beyond what the 32-bit float DM0.F holds"},
     {"floatMinusZero", "DM0.F",     "-0.0",         1, 0, "10 0 x2 00000080"},
     {"floatTooLarge",  "DM0.F",     "-1e39",        1, 0, "-1e+39 is beyond what the 32-bit float DM0.F holds"},
     {"floatInfinity",  "DM0.F",     "inf",          1, 0, "'inf' is not valid: DM0.F takes a number, such as 1.5"},

@@ -177,7 +177,7 @@ void MqttOutlet::setLink(const QString &plc, bool isReady)
 void MqttOutlet::removeLink(const QString &plc)
 {
     const std::lock_guard lock(m_mutex);
-    if (m_links.remove(plc) > 0)
+    if (m_links.remove(plc))
         publishRetained({{m_topics->statusOf(plc), {}, true, 0, {}}});
 }
 

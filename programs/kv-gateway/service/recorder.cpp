@@ -10,6 +10,7 @@ namespace
 {
 
 constexpr std::size_t mostRowsAtHand = 5000;
+constexpr int mostSamplesAtHand = 20'000; // all tags at once, as when links come up, would take much memory
 
 AuditRow auditRow(const WriteReport &report)
 {
@@ -39,6 +40,8 @@ void Recorder::sampleChanged(const TagConfig &tag, const kvlink::Sample &sample)
 {
     noteQuality(tag, sample);
     m_lastSamples.insert(tag.name, sample);
+    if (m_lastSamples.size() >= mostSamplesAtHand)
+        giveLastValues();
     if (m_outlets != nullptr)
         m_outlets->offer(tag.name, sample);
     if (!tag.history || !m_isHistoryKept)
@@ -116,6 +119,7 @@ void Recorder::giveHistory()
 void Recorder::giveLastValues()
 {
     std::vector<LastValue> values;
+    values.reserve(std::size_t(m_lastSamples.size()));
     for (auto one = m_lastSamples.constBegin(); one != m_lastSamples.constEnd(); ++one) {
         if (one->hasValue())
             values.push_back({one.key(), *one});

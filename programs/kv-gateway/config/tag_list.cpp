@@ -52,6 +52,8 @@ public:
         takeButton(tag, problem);
         if (!problem.isEmpty())
             return std::nullopt;
+        tag.name.squeeze(); // for as long as the service runs, 100,000 times
+        tag.settings.address.squeeze();
         return tag;
     }
 

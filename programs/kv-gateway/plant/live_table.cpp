@@ -2,6 +2,7 @@
 #include "live_table.h"
 
 #include <algorithm>
+#include <numeric>
 
 namespace kvgateway
 {
@@ -10,13 +11,22 @@ LiveTable::LiveTable(QString run, std::vector<QString> plcs, std::vector<TableTa
     : m_run(std::move(run)), m_plcs(std::move(plcs)), m_tags(std::move(tags)), m_samples(m_tags.size()),
       m_links(m_plcs.size()), m_qualities(m_plcs.size()), m_seqs(m_tags.size() + m_plcs.size())
 {
-    m_byName.reserve(int(m_tags.size()));
-    for (std::size_t i = 0; i < m_tags.size(); ++i) {
-        m_byName.insert(m_tags[i].config.name, int(i));
+    m_byName.resize(m_tags.size());
+    std::iota(m_byName.begin(), m_byName.end(), 0);
+    std::sort(m_byName.begin(), m_byName.end(),
+              [this](int one, int other) { return nameOf(one) < nameOf(other); });
+    for (std::size_t i = 0; i < m_tags.size(); ++i)
         ++m_qualities[std::size_t(m_tags[i].plc)][std::size_t(kvlink::Quality::Never)];
-    }
     for (std::size_t i = 0; i < m_seqs.size(); ++i)
         note(int(i));
+}
+
+int LiveTable::find(const QString &name) const
+{
+    const auto found =
+        std::lower_bound(m_byName.begin(), m_byName.end(), name,
+                         [this](int tag, const QString &sought) { return nameOf(tag) < sought; });
+    return found == m_byName.end() || nameOf(*found) != name ? -1 : *found;
 }
 
 int LiveTable::findPlc(const QString &name) const

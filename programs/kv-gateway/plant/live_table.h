@@ -15,8 +15,6 @@
 #include <kvlink/link.h>
 #include <kvlink/sample.h>
 
-#include <QHash>
-
 #include <array>
 #include <condition_variable>
 #include <mutex>
@@ -64,7 +62,7 @@ public:
     const std::vector<QString> &plcs() const { return m_plcs; }
     const std::vector<TableTag> &tags() const { return m_tags; }
     /// -1: there is no such tag
-    int find(const QString &name) const { return m_byName.value(name, -1); }
+    int find(const QString &name) const;
     /// -1: there is no such PLC
     int findPlc(const QString &name) const;
 
@@ -95,13 +93,14 @@ private:
         int index; ///< a tag; beyond the tags a PLC
     };
 
+    const QString &nameOf(int tag) const { return m_tags[std::size_t(tag)].config.name; }
     void note(int index);
     void forgetOld();
 
     const QString m_run;
     const std::vector<QString> m_plcs;
     const std::vector<TableTag> m_tags;
-    QHash<QString, int> m_byName;
+    std::vector<int> m_byName; ///< indexes of tags, sorted by their names
 
     mutable std::mutex m_mutex;
     mutable std::condition_variable m_changed;

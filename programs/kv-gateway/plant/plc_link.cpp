@@ -3,6 +3,8 @@
 
 #include <QSet>
 
+#include <algorithm>
+
 namespace kvgateway
 {
 
@@ -84,7 +86,8 @@ void PlcLink::commit()
     m_added.clear();
     m_orders.clear();
     for (std::size_t i = 0; i < m_tags.size(); ++i)
-        m_orders.insert(m_tags[i], int(i));
+        m_orders.emplace_back(m_tags[i], int(i));
+    std::sort(m_orders.begin(), m_orders.end());
 }
 
 void PlcLink::rollBack()
@@ -99,8 +102,8 @@ void PlcLink::rollBack()
 
 int PlcLink::indexOf(kvlink::Tag tag) const
 {
-    const int order = m_orders.value(tag, -1);
-    return order < 0 ? -1 : m_firstIndex + order;
+    const auto found = std::lower_bound(m_orders.begin(), m_orders.end(), std::pair(tag, 0));
+    return found == m_orders.end() || found->first != tag ? -1 : m_firstIndex + found->second;
 }
 
 PlcIdentity PlcLink::identity(kvlink::SteadyTime now)

@@ -71,7 +71,7 @@ private:
     std::vector<kvlink::Tag> m_tags; ///< in the order of the configuration
     std::vector<kvlink::Tag> m_nextTags;
     std::vector<kvlink::Tag> m_added;
-    QHash<kvlink::Tag, int> m_orders; ///< where a tag stands in the configuration
+    std::vector<std::pair<kvlink::Tag, int>> m_orders; ///< by tag: where it stands in the configuration
     int m_firstIndex = 0;
     PlcIdentity m_identity;
     QHash<kvlink::QueryId, QString PlcIdentity::*> m_questions; ///< on their way

@@ -9,11 +9,29 @@
 
 #include <QCoreApplication>
 
+#include <malloc.h>
+
 namespace kvgateway
 {
 
+namespace
+{
+
+// What reading a configuration takes goes back to the system. Left alone, glibc keeps pieces as
+// large as the largest that was ever given back.
+void giveLargePiecesBack()
+{
+#ifdef M_MMAP_THRESHOLD
+    constexpr int largePiece = 128 * 1024; // bytes
+    ::mallopt(M_MMAP_THRESHOLD, largePiece);
+#endif
+}
+
+} // namespace
+
 int runService(const CommandLine &line)
 {
+    giveLargePiecesBack();
     Gateway gateway({line.file, line.driver, line.isInsecure});
     const UnixSignals signalsOfSystem([] { QCoreApplication::quit(); },
                                       [&gateway] {

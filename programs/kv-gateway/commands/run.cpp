@@ -22,8 +22,8 @@ namespace
 void giveLargePiecesBack()
 {
 #ifdef M_MMAP_THRESHOLD
-    constexpr int largePiece = 128 * 1024; // bytes
-    ::mallopt(M_MMAP_THRESHOLD, largePiece);
+    constexpr int largePiece = 128 * 1024;   // bytes
+    ::mallopt(M_MMAP_THRESHOLD, largePiece); // NOLINT(concurrency-mt-unsafe): no other thread runs yet
 #endif
 }
 

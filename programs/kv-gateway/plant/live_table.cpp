@@ -15,8 +15,8 @@ LiveTable::LiveTable(QString run, std::vector<QString> plcs, std::vector<TableTa
     std::iota(m_byName.begin(), m_byName.end(), 0);
     std::sort(m_byName.begin(), m_byName.end(),
               [this](int one, int other) { return nameOf(one) < nameOf(other); });
-    for (std::size_t i = 0; i < m_tags.size(); ++i)
-        ++m_qualities[std::size_t(m_tags[i].plc)][std::size_t(kvlink::Quality::Never)];
+    for (const TableTag &tag : m_tags)
+        ++m_qualities[std::size_t(tag.plc)][std::size_t(kvlink::Quality::Never)];
     for (std::size_t i = 0; i < m_seqs.size(); ++i)
         note(int(i));
 }

@@ -48,7 +48,7 @@ sanitize() {
     scripts/build.sh build/tsan --target tests_with_threads "${clang[@]}" -DKV_QT_MAJOR=6 -DKV_SANITIZE=thread \
         -DCMAKE_CXX_FLAGS=-O1
     echo "Testing under the thread sanitizer"
-    TSAN_OPTIONS="halt_on_error=1 suppressions=$PWD/tests/thread_sanitizer.supp" KV_TEST_SECONDS=60 run_tests build/tsan -L threads
+    TSAN_OPTIONS=halt_on_error=1 KV_TEST_SECONDS=60 run_tests build/tsan -L threads
 }
 
 test_packages() {

@@ -80,6 +80,13 @@ if [ "$(id -u)" -ne 0 ]; then
     as_root=(sudo)
 fi
 
+# Some bring a service along: tests start their own, on free ports. A service that is there already
+# may be somebody's.
+brought=()
+for service in prometheus mosquitto postgresql; do
+    [ -e "/etc/init.d/$service" ] || brought+=("$service")
+done
+
 echo "Installing missing Debian packages: ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
 log=$(mktemp)
@@ -94,10 +101,8 @@ if ! { "${as_root[@]}" apt-get update >"$log" 2>&1 </dev/null && install; }; the
     exit 3
 fi
 
-# Some bring a service along: tests start their own, on free ports. Whoever had the package before
-# keeps its service.
-for service in prometheus mosquitto postgresql; do
-    [[ " ${missing[*]} " == *" $service "* ]] || continue
+for service in "${brought[@]}"; do
+    [ -e "/etc/init.d/$service" ] || continue
     if [ -d /run/systemd/system ]; then
         "${as_root[@]}" systemctl disable --now --quiet "$service"
     else

@@ -20,6 +20,7 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QHash>
+#include <QProcess>
 #include <QTemporaryDir>
 
 #include <cstdlib>

@@ -20,9 +20,9 @@ struct PostgresqlConfig {
     QString name = QStringLiteral("postgresql"); ///< also of its file in the data folder
     QString host;                                ///< empty: the Unix socket of this machine
     quint16 port = 0;
-    QString socket;       ///< folder of the Unix socket; empty: Debian's
-    QString database;     ///< "plant"
-    QString user;         ///< empty: the user whom the program runs as
+    QString socket = QStringLiteral("/run/postgresql"); ///< folder of the Unix socket
+    QString database;                                   ///< "plant"
+    QString user;                                       ///< empty: the user whom the program runs as
     QString passwordFile; ///< absolute path; its first line is the password. Empty: none
     SslMode sslMode = SslMode::Prefer;
     QString ca;          ///< PEM: who signed the server's certificate
@@ -37,7 +37,7 @@ struct PostgresqlConfig {
 
     bool operator==(const PostgresqlConfig &other) const = default;
 
-    /// For people: "postgresql://db.example:5432/plant".
+    /// For people: "postgresql://db.example:5432/plant", "postgresql:///plant (/tmp/db)".
     QString place() const;
 };
 

@@ -53,7 +53,7 @@ private:
     void readPlace()
     {
         const QString typed = m_from.text("url");
-        m_config.socket = m_from.text("socket");
+        m_config.socket = m_from.text("socket", m_config.socket);
         if (!m_from.has("url"))
             return m_from.refuse("url", QStringLiteral("a [[postgresql]] has no database: add url = "
                                                        "\"postgresql://HOST/DATABASE\""));
@@ -73,7 +73,7 @@ private:
                                                 "postgresql://USER@HOST:PORT/DATABASE, or "
                                                 "postgresql:///DATABASE for one on this machine")
                                      .arg(typed));
-        if (!m_config.socket.isEmpty() && (!m_config.host.isEmpty() || !m_config.socket.startsWith('/')))
+        if (m_from.has("socket") && (!m_config.host.isEmpty() || !m_config.socket.startsWith('/')))
             m_from.refuse("socket", QStringLiteral("socket is the folder of a database on this machine, "
                                                    "\"/run/postgresql\", and url then has no host"));
     }
@@ -150,10 +150,11 @@ const char *sslModeName(SslMode mode)
 
 QString PostgresqlConfig::place() const
 {
-    return QStringLiteral("postgresql://%1:%2/%3")
-        .arg(host.isEmpty() ? socket : host)
-        .arg(port)
-        .arg(database);
+    const bool isShort = host.isEmpty() && port == usualPort;
+    const QString at = isShort ? QString() : QStringLiteral("%1:%2").arg(host).arg(port);
+    const bool isElsewhere = host.isEmpty() && socket != PostgresqlConfig().socket;
+    return QStringLiteral("postgresql://%1/%2").arg(at, database) +
+           (isElsewhere ? QStringLiteral(" (%1)").arg(socket) : QString());
 }
 
 PostgresqlConfig readPostgresql(TomlSection from, const QDir &base, const Config &sofar)

@@ -46,6 +46,7 @@ class Parameters
 public:
     explicit Parameters(const PostgresqlConfig &config)
     {
+        // Always given: PGHOST may name another machine.
         add("host", config.host.isEmpty() ? config.socket : config.host);
         add("port", QString::number(config.port));
         add("dbname", config.database);

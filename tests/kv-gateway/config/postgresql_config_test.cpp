@@ -56,6 +56,7 @@ TEST(PostgresqlConfig, smallestOneHasDefaults)
     PostgresqlConfig expected;
     expected.name = "postgresql";
     expected.port = 5432;
+    expected.socket = "/run/postgresql";
     expected.database = "plant";
     expected.sslMode = SslMode::Prefer;
     expected.schema = "kv";
@@ -64,6 +65,20 @@ TEST(PostgresqlConfig, smallestOneHasDefaults)
     expected.keep = 7 * 24h;
     expected.size = 1'000'000'000;
     EXPECT_TRUE(loaded.config.postgresql.at(0) == expected);
+}
+
+TEST(PostgresqlConfig, saysWhichDatabaseItMeans)
+{
+    PostgresqlConfig config;
+    config.database = "plant";
+    config.port = 5432;
+    EXPECT_EQ(config.place(), "postgresql:///plant");
+    config.socket = "/tmp/db";
+    EXPECT_EQ(config.place(), "postgresql:///plant (/tmp/db)");
+    config.port = 5433;
+    EXPECT_EQ(config.place(), "postgresql://:5433/plant (/tmp/db)");
+    config.host = "db.example";
+    EXPECT_EQ(config.place(), "postgresql://db.example:5433/plant");
 }
 
 TEST(PostgresqlConfig, everyKeyIsTaken)

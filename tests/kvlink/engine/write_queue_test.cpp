@@ -61,9 +61,9 @@ TEST_F(WriteQueueTest, ConfirmedIsDone)
 
 TEST_F(WriteQueueTest, GoesInOrder)
 {
-    for (const WriteId id : {1, 2, 3})
+    for (const WriteId id : {1U, 2U, 3U})
         queue.add(queued(id, quint32(id % 2)), true, start);
-    for (const WriteId id : {1, 2, 3}) {
+    for (const WriteId id : {1U, 2U, 3U}) {
         EXPECT_EQ(send(), id);
         queue.confirmed();
     }
@@ -167,7 +167,7 @@ TEST_F(WriteQueueTest, ANewerValueReplacesAnUnsentOneInItsPlace)
 
 TEST_F(WriteQueueTest, IsCancelledOnlyBeforeItIsSent)
 {
-    for (const WriteId id : {1, 2, 3})
+    for (const WriteId id : {1U, 2U, 3U})
         queue.add(queued(id), true, start);
     send();
     EXPECT_FALSE(queue.cancel(1));
@@ -237,7 +237,7 @@ TEST_F(WriteQueueTest, ABitWhoseWordWasNotReadWasNotSent)
 
 TEST_F(WriteQueueTest, TakesOnlySoMany)
 {
-    for (const WriteId id : {1, 2, 3, 4, 5})
+    for (const WriteId id : {1U, 2U, 3U, 4U, 5U})
         queue.add(queued(id), true, start);
     EXPECT_EQ(ends(), "5 not sent " + number(Reason::QueueFull));
 }

@@ -231,7 +231,8 @@ TEST(TagFiles, anyBytesAreSurvived)
 {
     const std::string seeds[] = {"name,address,type\n\"a\",DM100,F\nb;R1015:4\n#x\n",
                                  "a,DM0.STR:8,,3,0.1,,u,rw,1,\"c\"\"\n"};
-    const std::string alphabet("\",;\n\r#abDMR0159.:/-\xEF\xBB\xBF\xFF\xFE \t=\0", 31);
+    constexpr char bytes[] = "\",;\n\r#abDMR0159.:/-\xEF\xBB\xBF\xFF\xFE \t=";
+    const std::string alphabet(bytes, sizeof bytes); // with its zero
     const unsigned seed = std::random_device{}();
     std::cout << "seed " << seed << "\n";
     std::mt19937 random(seed);

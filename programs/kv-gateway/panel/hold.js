@@ -30,6 +30,12 @@ const renewEvery = 150; // ms; the lease lasts 500
 const renewWithin = 400; // ms until a renewal that is not answered counts as lost
 const answerWithin = 2000; // ms for a press and a release
 const settleWithin = 5000; // ms until the gateway has seen a release confirmed, or the link lost
+const settlePeriods = 3; // of a tag that is read more slowly than that
+
+/** Ms until a release must have been seen. @param {Entry} entry */
+function settleTime({ info }) {
+  return Math.max(settleWithin, settlePeriods * 1000 * info.period);
+}
 
 /** Nobody can write the 0, or can tell that it was written. @param {Entry} entry */
 function isDead(entry) {
@@ -108,15 +114,14 @@ class Press {
     const { entry } = this;
     const { sample } = entry;
     leaving.set(entry, sample);
-    /** False where it was seen off, or pressed again, or said already. */
-    const forget = () => leaving.get(entry) === sample && leaving.delete(entry);
+    // Not where it was seen off, or pressed again, or said already.
+    const giveUp = () => leaving.get(entry) === sample && leaving.delete(entry) && say(t("hold.unsure", entry.info.tag));
     try {
       await api.request("DELETE", this.path, { keepalive: true, timeout: answerWithin });
-      setTimeout(forget, settleWithin);
+      setTimeout(giveUp, settleTime(entry));
       loseDead();
     } catch {
-      if (forget())
-        say(t("hold.unsure", entry.info.tag));
+      giveUp();
     }
   }
 }

@@ -358,6 +358,28 @@ class Buttons(WriteTest):
         self.warned()
         self.released()  # by the lease
 
+    def hurry(self):
+        """The five seconds until a release must have been seen are a half."""
+        self.page.run("const real = setTimeout;"
+                      "window.setTimeout = (act, ms) => real(() => { act(); window.gaveUp ||= ms === 5000; }, ms === 5000 ? 500 : ms)")
+
+    def test_it_may_be_on_when_the_plc_refuses_the_release(self):
+        self.hurry()
+        self.held()
+        self.page.wait_row("line1.jog", value="on", state="good")
+        self.addCleanup(plant.sims["line1"].command, "write-protect off")
+        plant.sims["line1"].command("write-protect on")
+        ActionChains(browser).release().perform()
+        self.warned()
+        self.assertEqual(plc("R600"), "1")
+
+    def test_a_short_press_is_seen_off(self):
+        self.hurry()
+        ActionChains(browser).click_and_hold(self.act("line1.jog")).release().perform()
+        until(lambda: self.page.run("return window.gaveUp"), "its release was never given up")
+        self.assertEqual(plc("R600"), "0")
+        self.assertFalse(self.page.one(".notice").is_displayed())
+
     def test_a_release_that_is_seen_is_sure(self):
         self.held()
         self.page.wait_row("line1.jog", value="on", state="good")

@@ -30,10 +30,15 @@ export class Poll {
 
   /** @param {number} mine */
   async turn(mine) {
-    if (!document.hidden)
-      await this.ask();
+    if (document.hidden)
+      return; // it starts again when it is seen
+    await this.ask();
+    if (mine !== this.turns)
+      return;
     const pause = this.pause();
-    if (mine === this.turns && pause !== Infinity)
+    if (pause === Infinity)
+      this.isOn = false;
+    else
       this.timer = setTimeout(() => this.turn(mine), pause);
   }
 }

@@ -212,6 +212,16 @@ class Drawings(unittest.TestCase):
         field.send_keys("77", Keys.ENTER)
         self.page.wait_drawn("number", "Level 77.0 %")
 
+    def test_what_is_typed_stays_when_the_page_is_seen_again(self):
+        self.page.button("Fill").click()
+        field = self.page.one("dialog[open] input")
+        field.clear()
+        field.send_keys("77")
+        self.page.run("window.asked = 0; const real = fetch; fetch = (...how) => { ++asked; return real(...how); };"
+                      "document.dispatchEvent(new Event('visibilitychange'));")
+        self.assertEqual(self.page.run("return asked"), 0, "the drawing is fetched again")
+        self.assertEqual(self.page.run("return document.querySelector('dialog[open] input').value"), "77")
+
     # The gateway refuses such a drawing. This is what stands behind it.
     def test_the_page_runs_nothing_that_a_drawing_brings(self):
         self.page.run("""

@@ -133,7 +133,8 @@ export class WriteDialog {
   constructor() {
     /** @type {Entry | null} */
     this.entry = null;
-    this.isWaiting = false;
+    /** @type {Set<Entry>} */
+    this.waiting = new Set(); // their writes are under way, also when the window is closed
     this.title = el("h2", { id: "write-title" });
     this.comment = el("p", { class: "hint" });
     this.now = el("dd", { class: "now" }, el("bdi"), el("span", { class: "quality" }));
@@ -180,6 +181,8 @@ export class WriteDialog {
     this.sureLine.hidden = !info.confirm;
     setText(this.outcome, "");
     this.outcome.removeAttribute("data-outcome");
+    if (this.waiting.has(entry))
+      this.show("waiting", t("write.waiting"), "");
     this.refresh();
     this.element.showModal();
     if (!isBit)
@@ -217,7 +220,7 @@ export class WriteDialog {
     // Set once: a screen reader speaks each text that comes, also one that was there before.
     setText(this.problem, isLive ? problem : t("write.notLive"));
     const isSure = !entry.info.confirm || this.sure.checked;
-    this.send.disabled = !isLive || value === undefined || !isSure || this.isWaiting;
+    this.send.disabled = !isLive || value === undefined || !isSure || this.waiting.has(entry);
     return !this.send.disabled;
   }
 
@@ -238,7 +241,7 @@ export class WriteDialog {
     if (!entry || !this.check())
       return;
     const { value } = this.typed(entry);
-    this.isWaiting = true;
+    this.waiting.add(entry);
     setText(this.old.children[0], format.value(entry.sample.value, entry.info.kind));
     this.show("waiting", t("write.waiting"), "");
     this.check();
@@ -253,12 +256,12 @@ export class WriteDialog {
 
   /** @param {Entry} entry @param {string} outcome @param {string} text of the gateway */
   end(entry, outcome, text) {
-    this.isWaiting = false;
-    this.sure.checked = false;
+    this.waiting.delete(entry);
     const sentence = t("outcome." + outcome);
-    if (this.entry === entry)
+    if (this.entry === entry) {
+      this.sure.checked = false;
       this.show(outcome, sentence, translated(text));
-    else if (outcome !== "done") // its window is closed by now
+    } else if (outcome !== "done") // its window is closed by now
       say(`${entry.info.tag}: ${sentence} ${translated(text)}`.trimEnd());
     this.check();
   }

@@ -161,6 +161,32 @@ class Outcomes(WriteTest):
         until(lambda: self.page.text(".notice").startswith("line1.speed: ? Unknown: it may have been carried out."),
               lambda: self.page.text(".notice"))
 
+    def test_a_write_under_way_concerns_its_own_tag_only(self):
+        self.dialog("line1.speed")
+        self.answer("POST", "new Promise(resolve => window.end = status => resolve(new Response('', {status})))")
+        self.send().click()
+        self.page.press(Keys.ESCAPE)
+        dialog = self.dialog("line1.valve")
+        dialog.find_element("css selector", "input[value='1']").click()
+        dialog.find_element("css selector", ".sure input").click()
+        self.assertTrue(self.send().is_enabled())
+        self.page.run("end(504)")
+        until(lambda: self.page.text(".notice").startswith("line1.speed: ? Unknown"), lambda: self.page.text(".notice"))
+        self.assertTrue(dialog.find_element("css selector", ".sure input").is_selected())
+        self.assertTrue(self.send().is_enabled())
+
+    def test_a_write_under_way_shows_when_its_window_opens_again(self):
+        self.dialog("line1.speed")
+        self.answer("POST", "new Promise(resolve => window.end = status => resolve(new Response('', {status})))")
+        self.send().click()
+        self.page.press(Keys.ESCAPE)
+        self.dialog("line1.speed")
+        self.assertIn("Waiting", self.page.text(".outcome"))
+        self.assertFalse(self.send().is_enabled())
+        self.page.run("end(504)")
+        self.outcome("unknown")
+        self.assertTrue(self.send().is_enabled())
+
 
 class Checks(WriteTest):
     def test_what_is_typed_is_checked(self):

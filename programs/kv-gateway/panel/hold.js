@@ -42,6 +42,12 @@ function isDead(entry) {
   return !live.hasLink(entry.info.plc) || ["bad", "never", "lost"].includes(live.qualityOf(entry));
 }
 
+/** The same of a release on its way: what a reloaded gateway has not told yet may still come. @param {Entry} entry */
+function isLost(entry) {
+  const isTold = live.state !== "live" || live.links.has(entry.info.plc);
+  return (isTold && !live.hasLink(entry.info.plc)) || ["bad", "lost"].includes(live.qualityOf(entry));
+}
+
 /** One press, from the finger's touch to its end. */
 class Press {
   /** @param {Entry} entry @param {() => boolean} isThere the button @param {() => void} onEnd */
@@ -134,13 +140,18 @@ const leaving = new Map();
 const letGoAll = () => held.forEach(press => press.letGo());
 
 function loseDead() {
-  held.forEach(press => isDead(press.entry) && press.lose());
+  for (const press of held) {
+    if (isDead(press.entry) && press.path)
+      press.letGo(); // what becomes of the release says whether it is off
+    else if (isDead(press.entry))
+      press.lose();
+  }
   for (const [entry, before] of leaving) {
     const { sample } = entry;
     const isOff = sample !== before && sample.quality === "good" && sample.value === false;
-    if (isOff || isDead(entry))
+    if (isOff || isLost(entry))
       leaving.delete(entry);
-    if (!isOff && isDead(entry))
+    if (!isOff && isLost(entry))
       say(t("hold.unsure", entry.info.tag));
   }
 }

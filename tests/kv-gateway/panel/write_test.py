@@ -453,6 +453,20 @@ class Buttons(WriteTest):
             self.reload(TAGS)
         self.page.wait_row("line1.jog", state="good")
 
+    def test_a_reload_that_keeps_its_tag_is_no_loss(self):
+        self.held()
+        self.page.wait_row("line1.jog", value="on", state="good")
+        self.reload(TAGS + "more,DM140,,50ms,,,r,,\n")
+        try:
+            until(lambda: "line1.more" in self.page.rows(), "the reload does not come")
+            self.released()
+            self.page.wait_row("line1.jog", value="off", state="good")
+            self.assertFalse(self.page.one(".notice").is_displayed(), self.page.text(".notice"))
+        finally:
+            ActionChains(browser).release().perform()
+            self.reload(TAGS)
+            until(lambda: "line1.more" not in self.page.rows(), "the reload does not come")
+
     def test_one_that_is_held_hears_the_finger_lift(self):
         self.held()
         self.page.wait_row("line1.jog", value="on", state="good")

@@ -92,9 +92,8 @@ function addressed() {
   return { view: views.find(view => view.name === name) ?? views[0], params: new URLSearchParams(query) };
 }
 
-/** @param {typeof views[number]} view */
-async function make(view) {
-  const { create } = await view.load();
+/** @param {typeof views[number]} view @param {(context: Context) => View} create */
+function make(view, create) {
   made.set(view.name, create({
     setParams(changed, { push = false } = {}) {
       const query = changed.toString();
@@ -105,23 +104,24 @@ async function make(view) {
   }));
 }
 
-// A browser may remember that a script did not come until the page begins again.
+// A browser may remember that a script did not come until the page begins again. What a person types
+// in a dialog, or has not read there, comes first.
 function beginAgain() {
-  if (isIncomplete && live.state === "live")
-    setTimeout(() => location.reload(), againAfter);
+  const isDue = () => isIncomplete && live.state === "live" && !document.querySelector("dialog[open]");
+  if (isDue())
+    setTimeout(() => isDue() && location.reload(), againAfter);
 }
 
 async function route() {
   const { view, params } = addressed();
-  try {
-    if (!made.has(view.name))
-      await make(view);
-  } catch {
-    isIncomplete = true;
-    return beginAgain();
-  }
+  const loaded = made.has(view.name) ? null : await view.load().catch(() => undefined);
   if (addressed().view !== view)
     return; // somebody went on while it was loaded
+  isIncomplete = loaded === undefined;
+  if (loaded === undefined)
+    return beginAgain();
+  if (loaded && !made.has(view.name))
+    make(view, loaded.create);
   const next = /** @type {View} */ (made.get(view.name));
   if (next !== shown) {
     shown?.hide();
@@ -229,6 +229,7 @@ function build() {
   api.onMe(showMe);
   live.on("state", showState);
   live.on("state", beginAgain);
+  addEventListener("close", beginAgain, { capture: true }); // of a dialog
   live.on("links", showLinks);
   addEventListener("hashchange", route);
   showMe();

@@ -201,7 +201,9 @@ class Page:
 
     def open(self, address=""):
         self.browser.get("about:blank")  # else only the part behind "#" changes
-        self.browser.get(self.url + address)
+        made = self.browser.execute_cdp_cmd("Page.addScriptToEvaluateOnNewDocument", {"source": "sessionStorage.clear()"})
+        self.browser.get(self.url + address)  # as a new tab: without notices of another test
+        self.browser.execute_cdp_cmd("Page.removeScriptToEvaluateOnNewDocument", made)
 
     def open_after(self, script, address=""):
         """Opens it in a browser in which a script ran first."""

@@ -148,6 +148,30 @@ class NotLive(PanelTest):
         self.assertLess(max(later - first for first, later in zip(starts, starts[1:])), 1000)
         until(lambda: self.page.all(".log tbody tr"), "a view that did not come is not asked for again")
 
+    def test_it_does_not_begin_again_while_a_dialog_is_open(self):
+        self.page.run("""
+            window.isOld = true;
+            document.body.append(document.createElement('dialog'));
+            document.body.lastChild.showModal();
+            return import(document.querySelector('script').src.replace('main.js', 'notice.js')).then(
+                ({ say }) => say('look at the machine'));""")
+        plant.kill()
+        try:
+            until(lambda: self.page.text(".state") == "not live", "the loss does not show")
+            self.page.run("location.hash = '#plcs'")
+        finally:
+            plant.start()
+        until(lambda: self.page.text(".state") == "live", "it does not come back")
+        self.page.run("return new Promise(resolve => setTimeout(resolve, 800))")
+        self.assertTrue(self.page.run("return window.isOld"), "the dialog is gone")
+        self.page.run("document.body.lastChild.close()")
+        until(lambda: self.page.all("main .plcs"), "a view that did not come is not asked for again")
+        self.assertIsNone(self.page.run("return window.isOld"))
+        self.assertIn("look at the machine", self.page.text(".notice"))
+        self.page.one(".notice button").click()
+        browser.refresh()
+        self.assertFalse(self.page.one(".notice").is_displayed(), "what was closed comes again")
+
 
 class Keyboard(PanelTest):
     def focused(self):

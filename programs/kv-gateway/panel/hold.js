@@ -42,7 +42,10 @@ function isDead(entry) {
   return !live.hasLink(entry.info.plc) || ["bad", "never", "lost"].includes(live.qualityOf(entry));
 }
 
-/** The same of a release on its way: what a reloaded gateway has not told yet may still come. @param {Entry} entry */
+/**
+ * The same of a release on its way: what a reloaded gateway has not told yet may still come.
+ * @param {Entry} entry
+ */
 function isLost(entry) {
   const isTold = live.state !== "live" || live.links.has(entry.info.plc);
   return (isTold && !live.hasLink(entry.info.plc)) || ["bad", "lost"].includes(live.qualityOf(entry));
@@ -121,7 +124,10 @@ class Press {
     const { sample } = entry;
     leaving.set(entry, sample);
     // Not where it was seen off, or pressed again, or said already.
-    const giveUp = () => leaving.get(entry) === sample && leaving.delete(entry) && say(t("hold.unsure", entry.info.tag));
+    const giveUp = () => {
+      if (leaving.get(entry) === sample && leaving.delete(entry))
+        say(t("hold.unsure", entry.info.tag));
+    };
     try {
       await api.request("DELETE", this.path, { keepalive: true, timeout: answerWithin });
       setTimeout(giveUp, settleTime(entry));

@@ -43,8 +43,8 @@ int runDatabaseSql(const CommandLine &line);
 
 /// Reads the configuration for a command; problems go to stderr.
 std::optional<Config> checkedConfig(const CommandLine &line);
-/// The same.
-/// \return the data folder; none with a problem
+/// Of such a configuration the data folder.
+/// \return none with a problem
 std::optional<QString> dataFolder(const CommandLine &line);
 
 } // namespace kvgateway

@@ -81,6 +81,7 @@ QString Feeder::giveBacklogUp()
         keep(held);
     m_counts.dropped += quint64(std::max<qint64>(0, lost));
     m_removals.clear();
+    m_ownSeq = m_backlog->nextSeq(); // the clock may have been set back since
     m_backlog.reset();
     return Backlog::setAside(m_settings.path);
 }

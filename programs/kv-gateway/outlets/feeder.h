@@ -98,7 +98,7 @@ private:
     Pace m_pace;
     std::unique_ptr<Backlog> m_backlog;
     kvlink::SteadyTime m_nextOpen{};
-    quint64 m_ownSeq = 0; ///< for numbers while there is no backlog; 0: not used yet
+    quint64 m_ownSeq = 0; ///< the last number without a backlog or of one set aside; 0: none
     OutletState m_state;
 
     std::deque<Held> m_live;            ///< rows to be handed over, in order

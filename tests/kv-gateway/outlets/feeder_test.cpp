@@ -42,6 +42,27 @@ protected:
     void acknowledge(std::vector<quint64> seqs) { feeder->step({{}, std::move(seqs), {}}); }
     void acknowledgeAll() { acknowledge(outlet.seqs()); }
     qint64 stored() const { return feeder->counts().stored; }
+    // Many rows on disk with damage among them; the first of them are handed over.
+    bool startWithDamageInside()
+    {
+        offer(std::vector<OutletRow>(10'000, fresh("a.x", 7)));
+        offer({fresh("a.x", 8)});
+        feeder->finish({});
+        feeder.reset();
+        QFile file(settings.path);
+        if (!file.open(QIODevice::ReadWrite))
+            return false;
+        const qint64 half = file.size() / 2;
+        if (!file.seek(half) || file.write(QByteArray(65'536, 'x')) != 65'536)
+            return false;
+        file.close();
+        outlet.room = 100'000;
+        settings.drainRate = 1'000'000;
+        start();
+        outlet.connect();
+        pass(1s);
+        return true;
+    }
     // A crash: whoever comes next knows what the disk knows.
     void crash()
     {
@@ -491,20 +512,7 @@ TEST_F(FeederTest, aDamagedFileIsSetAside)
 
 TEST_F(FeederTest, damageInsideAFileIsFoundWhenItIsReached)
 {
-    offer(std::vector<OutletRow>(10'000, fresh("a.x", 7)));
-    offer({fresh("a.x", 8)});
-    feeder->finish({});
-    feeder.reset();
-    QFile file(settings.path);
-    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
-    const qint64 half = file.size() / 2;
-    ASSERT_TRUE(file.seek(half) && file.write(QByteArray(65'536, 'x')) == 65'536);
-    file.close();
-    outlet.room = 100'000;
-    settings.drainRate = 1'000'000;
-    start();
-    outlet.connect();
-    pass(1s);
+    ASSERT_TRUE(startWithDamageInside());
     EXPECT_EQ(outlet.shown().substr(0, 32), "live a.x=8, stored a.x=7, stored");
     std::string notices;
     for (int i = 0; i < 20; ++i) {
@@ -526,6 +534,22 @@ TEST_F(FeederTest, damageInsideAFileIsFoundWhenItIsReached)
     acknowledgeAll();
     pass(1s);
     EXPECT_EQ(stored(), 0);
+}
+
+TEST_F(FeederTest, numbersDoNotGoBackWhenADamagedFileIsSetAside)
+{
+    ASSERT_TRUE(startWithDamageInside());
+    clock.jump(-1h); // it was ahead when the file was opened
+    for (int i = 0; i < 20; ++i)
+        pass(1s);
+    ASSERT_TRUE(QFile::exists(settings.path + ".broken-1"));
+    outlet.disconnect();
+    pass(0s);
+    offer({fresh("a.x", 9)});
+    outlet.shown();
+    outlet.connect();
+    pass(1s);
+    EXPECT_EQ(outlet.shown().substr(0, 10), "live a.x=9");
 }
 
 TEST_F(FeederTest, theNumberOfRowsSurvivesACrash)

@@ -154,8 +154,9 @@ class Examples(unittest.TestCase):
                 self.addCleanup(desk.close)
                 self.addCleanup(self.ended, process)
                 return desk
+            has_ended = process.poll() is not None  # before the desk goes, which ends it as well
             desk.close()
-            if process.poll() is not None:
+            if has_ended:
                 self.fail(f"{name} ended with {process.returncode}: {process.communicate()[0]}")
             self.ended(process)
         self.fail(f"{name} was never seen")

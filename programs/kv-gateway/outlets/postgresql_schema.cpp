@@ -60,7 +60,7 @@ constexpr char isExtended[] = "SELECT nspname FROM pg_extension JOIN pg_namespac
 
 QByteArray filled(const char *sql, const QString &schema)
 {
-    return QByteArray(sql).replace("%S", schema.toLatin1());
+    return QByteArray(sql).replace("%S", quotedSchema(schema));
 }
 
 QByteArray insertVersion(const QString &schema)
@@ -72,7 +72,7 @@ QByteArray insertVersion(const QString &schema)
 // \return 0: there are no tables; none with a problem
 std::optional<int> versionOf(PqLink &link, const QString &schema, PqProblem &problem)
 {
-    const auto table = link.run("SELECT to_regclass($1)", {schema.toLatin1() + ".facts"}, problem);
+    const auto table = link.run("SELECT to_regclass($1)", {quotedSchema(schema) + ".facts"}, problem);
     if (!table)
         return std::nullopt;
     if (table->text(0, 0).isEmpty())
@@ -90,6 +90,16 @@ QString tooNew(const QString &schema)
         .arg(schema);
 }
 
+// One text that the database cannot hold would stop all that come after it.
+bool isUtf8(PqLink &link, PqProblem &problem)
+{
+    const auto encoding = link.run("SELECT pg_catalog.current_setting('server_encoding')", {}, problem);
+    if (encoding && encoding->text(0, 0) != "UTF8")
+        problem.text = QStringLiteral("the database has the encoding %1: make one with ENCODING 'UTF8'")
+                           .arg(QString::fromLatin1(encoding->text(0, 0)));
+    return encoding && problem.text.isEmpty();
+}
+
 bool makeHypertable(PqLink &link, const QString &schema, QString &done, PqProblem &problem)
 {
     const auto extension = link.run(isExtended, {}, problem);
@@ -98,7 +108,7 @@ bool makeHypertable(PqLink &link, const QString &schema, QString &done, PqProble
     if (extension->count() == 0)
         return true;
     const QByteArray sql = "SELECT \"" + extension->text(0, 0) + "\".create_hypertable('" +
-                           schema.toLatin1() +
+                           quotedSchema(schema) +
                            ".samples'::regclass, 'time'::name, if_not_exists => true, migrate_data => true)";
     done += QStringLiteral("; the samples are a hypertable of TimescaleDB");
     return link.run(sql, {}, problem).has_value();
@@ -106,7 +116,7 @@ bool makeHypertable(PqLink &link, const QString &schema, QString &done, PqProble
 
 bool makeSteps(PqLink &link, const QString &schema, QString &done, PqProblem &problem)
 {
-    if (!link.run(begin, {}, problem))
+    if (!isUtf8(link, problem) || !link.run(begin, {}, problem))
         return false;
     const auto found = versionOf(link, schema, problem);
     if (!found)
@@ -127,6 +137,11 @@ bool makeSteps(PqLink &link, const QString &schema, QString &done, PqProblem &pr
 }
 
 } // namespace
+
+QByteArray quotedSchema(const QString &schema)
+{
+    return '"' + schema.toLatin1() + '"';
+}
 
 QByteArray schemaSql(const QString &schema)
 {
@@ -149,7 +164,7 @@ bool makeSchema(PqLink &link, const QString &schema, QString &done, QString &pro
 bool checkSchema(PqLink &link, const QString &schema, QString &problem)
 {
     PqProblem trouble;
-    const auto version = versionOf(link, schema, trouble);
+    const auto version = isUtf8(link, trouble) ? versionOf(link, schema, trouble) : std::nullopt;
     if (!version)
         problem = trouble.text;
     else if (*version > newestVersion)

@@ -8,6 +8,9 @@
 namespace kvgateway
 {
 
+/// As it stands in SQL: it may be a word of the language.
+QByteArray quotedSchema(const QString &schema);
+
 /// What makes the tables and views in an empty database, for people who let no program do that.
 QByteArray schemaSql(const QString &schema);
 

@@ -40,19 +40,21 @@ QByteArray arrayText(const std::vector<QByteArray> &texts)
 }
 
 // Errors that lie in the row itself: its data, a rule of the table, a trigger that somebody added.
-// One of them is not: a tag that somebody removed from the database meanwhile is made again.
-bool isOfTheRow(const QByteArray &state)
+// One of them is not: a tag that somebody removed from the database meanwhile is made again. The
+// name of its rule has a prefix in a part of a hypertable.
+bool isOfTheRow(const PqProblem &problem)
 {
-    constexpr char noSuchTag[] = "23503";
-    return state != noSuchTag && (state.startsWith("22") || state.startsWith("23") ||
-                                  state.startsWith("44") || state.startsWith("P0"));
+    const QByteArray &state = problem.state;
+    const bool hasNoTag = state == "23503" && problem.constraint.endsWith("samples_tag_fkey");
+    return !hasNoTag && (state.startsWith("22") || state.startsWith("23") || state.startsWith("44") ||
+                         state.startsWith("P0"));
 }
 
 } // namespace
 
 QByteArray PostgresqlWriter::sql(const char *text) const
 {
-    return QByteArray(text).replace("%S", m_config.schema.toLatin1()).replace("%C", CopyRows::columns);
+    return QByteArray(text).replace("%S", quotedSchema(m_config.schema)).replace("%C", CopyRows::columns);
 }
 
 bool PostgresqlWriter::open(QString &problem)
@@ -142,7 +144,7 @@ WriteResult PostgresqlWriter::write(const std::vector<OutletRow> &rows, QString 
 WriteResult PostgresqlWriter::refusal(const PqProblem &problem)
 {
     PqProblem ignored;
-    const bool isRefused = isOfTheRow(problem.state) && m_link.run("ROLLBACK", {}, ignored);
+    const bool isRefused = isOfTheRow(problem) && m_link.run("ROLLBACK", {}, ignored);
     return isRefused ? WriteResult::Refused : WriteResult::Lost;
 }
 

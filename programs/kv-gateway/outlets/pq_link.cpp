@@ -255,6 +255,7 @@ void PqLink::takeProblem(const pg_result *result, PqProblem &problem) const
     const char *state = result == nullptr ? nullptr : PQresultErrorField(result, PG_DIAG_SQLSTATE);
     const bool isGone = m_connection == nullptr || PQstatus(m_connection) == CONNECTION_BAD;
     problem.state = state == nullptr || isGone ? QByteArray() : QByteArray(state);
+    problem.constraint = result == nullptr ? nullptr : PQresultErrorField(result, PG_DIAG_CONSTRAINT_NAME);
     problem.text = oneLine(result == nullptr ? PQerrorMessage(m_connection) : PQresultErrorMessage(result));
     if (problem.text.isEmpty())
         problem.text = QStringLiteral("the connection was lost");

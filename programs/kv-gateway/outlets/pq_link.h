@@ -19,8 +19,9 @@ namespace kvgateway
 {
 
 struct PqProblem {
-    QString text;     ///< for people
-    QByteArray state; ///< the five letters by which SQL names an error; empty: the connection is gone
+    QString text;            ///< for people
+    QByteArray state;        ///< the five letters by which SQL names an error; empty: the connection is gone
+    QByteArray constraint{}; ///< the rule that was broken, if it was one
 };
 
 /// What a statement answered.

@@ -183,7 +183,7 @@ TEST_F(GatewayPostgresqlTest, withoutADatabaseTheCommandsSayWhatIsWrong)
     EXPECT_EQ(command({"db", "init", "-c", "gateway.toml", "other"}).errors,
               "no [[postgresql]] is called \"other\"; nothing was changed\n");
     const Ended sql = command({"db", "sql", "-c", "gateway.toml", "postgresql"});
-    EXPECT_EQ(sql.output.rfind("BEGIN;\nCREATE SCHEMA IF NOT EXISTS kv;\n", 0), 0U) << sql.output;
+    EXPECT_EQ(sql.output.rfind("BEGIN;\nCREATE SCHEMA IF NOT EXISTS \"kv\";\n", 0), 0U) << sql.output;
     cluster.stop();
     const Ended failed = command({"db", "init", "-c", "gateway.toml"});
     EXPECT_EQ(failed.code, 1);

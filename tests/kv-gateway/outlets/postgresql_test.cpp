@@ -377,6 +377,39 @@ TEST_F(PostgresqlTest, aRefusedRowIsCountedAndHoldsUpNothing)
     EXPECT_TRUE(notices.join(';').contains("\"small\"")) << notices.join(';').toStdString();
 }
 
+TEST_F(PostgresqlTest, aRowThatBreaksSomebodysReferenceIsRefused)
+{
+    makeAndStart();
+    EXPECT_EQ(sql("CREATE TABLE %S.allowed (tag integer PRIMARY KEY);"
+                  "INSERT INTO %S.allowed SELECT id FROM %S.tags WHERE name = 'a.x';"
+                  "ALTER TABLE %S.samples ADD CONSTRAINT theirs FOREIGN KEY (tag) REFERENCES %S.allowed"),
+              "");
+    runner->offer("a.y", sampleOf(qint64(1)));
+    runner->offer("a.x", sampleOf(qint64(2)));
+    EXPECT_TRUE(within(5000, [this] { return runner->status().counts.refused == 1; }));
+    EXPECT_TRUE(within(5000, [this] { return runner->status().counts.acknowledged == 1; }));
+    EXPECT_EQ(sql("SELECT value FROM %S.samples"), "2");
+    EXPECT_TRUE(isConnected());
+}
+
+TEST_F(PostgresqlTest, aSchemaMayBeAWordOfSql)
+{
+    config.schema = "user";
+    makeAndStart();
+    offer(3);
+    EXPECT_TRUE(within(5000, [this] { return runner->status().counts.acknowledged == 3; }));
+    EXPECT_EQ(sql("SELECT count(*) FROM \"user\".samples"), "3");
+}
+
+TEST_F(PostgresqlTest, aDatabaseThatCannotHoldAllTextsIsRefused)
+{
+    EXPECT_EQ(sql("CREATE DATABASE latin ENCODING 'LATIN1' TEMPLATE template0"), "");
+    config.database = "latin";
+    EXPECT_EQ(makeTables(), "the database has the encoding LATIN1: make one with ENCODING 'UTF8'");
+    start();
+    EXPECT_TRUE(failsWith("the encoding LATIN1"));
+}
+
 TEST_F(PostgresqlTest, aTagThatSomebodyRemovedIsMadeAgain)
 {
     makeAndStart();

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "pattern.h"
 
+#include <algorithm>
+
 namespace kvtags
 {
 
@@ -30,6 +32,13 @@ bool matchesPattern(const QString &pattern, const QString &name)
     while (p < int(pattern.size()) && pattern[p] == '*')
         ++p;
     return p == int(pattern.size());
+}
+
+bool matchesAny(const QStringList &patterns, const QString &name)
+{
+    return patterns.isEmpty() ||
+           std::any_of(patterns.begin(), patterns.end(),
+                       [&name](const QString &pattern) { return matchesPattern(pattern, name); });
 }
 
 } // namespace kvtags

@@ -40,5 +40,12 @@ const PatternRow rows[] = {
 
 INSTANTIATE_TEST_SUITE_P(Rows, Patterns, testing::ValuesIn(rows));
 
+TEST(Patterns, oneOfThemIsEnoughAndNoneMeansAll)
+{
+    EXPECT_TRUE(matchesAny({"a.*", "b.*"}, "b.x"));
+    EXPECT_FALSE(matchesAny({"a.*", "b.*"}, "c.x"));
+    EXPECT_TRUE(matchesAny({}, "c.x"));
+}
+
 } // namespace
 } // namespace kvtags

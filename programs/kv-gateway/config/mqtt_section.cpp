@@ -30,13 +30,6 @@ bool isOneBroker(const MqttConfig &one, const MqttConfig &other)
     return one.host == other.host && one.port == other.port;
 }
 
-bool isChosen(const MqttConfig &mqtt, const QString &tag)
-{
-    return mqtt.tags.isEmpty() ||
-           std::any_of(mqtt.tags.begin(), mqtt.tags.end(),
-                       [&tag](const QString &pattern) { return kvtags::matchesPattern(pattern, tag); });
-}
-
 QString filledSite(const MqttConfig &mqtt, const QString &pattern)
 {
     return QString(pattern).replace(QLatin1String("{site}"), mqtt.site);
@@ -110,18 +103,13 @@ private:
 
     void readTls()
     {
-        m_config.ca = file("ca");
-        m_config.certificate = file("certificate");
-        m_config.key = file("key");
-        const bool hasFiles = m_from.has("ca") || m_from.has("certificate") || m_from.has("key");
-        if (m_config.certificate.isEmpty() != m_config.key.isEmpty())
-            m_from.refuse("certificate", QStringLiteral("a certificate needs its key: give both"));
+        const bool hasFiles = readTlsFiles(m_from, m_base, m_config);
         if (!m_config.hasTls && hasFiles)
             m_from.refuse("url", QStringLiteral("certificates need TLS: write mqtts:// in url"));
         if (!m_config.hasTls || !m_config.ca.isEmpty())
             return;
         // The library needs a file: that of the system, where Debian has it.
-        m_config.ca = QStringLiteral("/etc/ssl/certs/ca-certificates.crt");
+        m_config.ca = authoritiesOfTheSystem();
         if (!m_from.has("ca") && !QFileInfo(m_config.ca).isReadable())
             m_from.refuse("ca", QStringLiteral("TLS needs to know who signed the broker's certificate: add "
                                                "ca = \"FILE.pem\", or install ca-certificates"));
@@ -174,7 +162,8 @@ private:
             return;
         for (const PlcConfig &plc : plcs) {
             const auto shared = std::find_if(plc.tags.begin(), plc.tags.end(), [&](const TagConfig &tag) {
-                return isChosen(m_config, tag.name) && isChosen(other, tag.name);
+                return kvtags::matchesAny(m_config.tags, tag.name) &&
+                       kvtags::matchesAny(other.tags, tag.name);
             });
             if (shared == plc.tags.end())
                 continue;
@@ -184,12 +173,6 @@ private:
                                            "out of one of them, or choose other tags")
                                 .arg(other.name, shared->name));
         }
-    }
-
-    static bool hasReserved(const QString &text)
-    {
-        return std::any_of(text.begin(), text.end(),
-                           [](QChar c) { return c == '+' || c == '#' || c == '/' || !c.isPrint(); });
     }
 
     void checkTopic(const char *key, const QString &topic)

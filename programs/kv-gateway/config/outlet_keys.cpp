@@ -48,11 +48,16 @@ QStringList readOutletTags(TomlSection &from, const std::vector<PlcConfig> &plcs
 QString readSite(TomlSection &from)
 {
     QString site = from.text("site", QSysInfo::machineHostName());
-    const auto isReserved = [](QChar c) { return c == '+' || c == '#' || c == '/' || !c.isPrint(); };
-    if (site.isEmpty() || std::any_of(site.begin(), site.end(), isReserved))
+    if (site.isEmpty() || hasReserved(site))
         from.refuse("site",
                     QStringLiteral("site \"%1\": it must not be empty, nor have '+', '#' or '/'").arg(site));
     return site;
+}
+
+bool hasReserved(const QString &text)
+{
+    return std::any_of(text.begin(), text.end(),
+                       [](QChar c) { return c == '+' || c == '#' || c == '/' || !c.isPrint(); });
 }
 
 QString readFilePath(TomlSection &from, const char *key, const QDir &base)
@@ -64,6 +69,11 @@ QString readFilePath(TomlSection &from, const char *key, const QDir &base)
     if (!QFileInfo(path).isReadable())
         from.refuse(key, QStringLiteral("%1: %2 cannot be read").arg(QString::fromLatin1(key), path));
     return path;
+}
+
+QString authoritiesOfTheSystem()
+{
+    return QStringLiteral("/etc/ssl/certs/ca-certificates.crt");
 }
 
 } // namespace kvgateway

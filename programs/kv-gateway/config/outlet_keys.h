@@ -23,6 +23,25 @@ QString readSite(TomlSection &from);
 /// A file that can be read, as an absolute path; empty without the key.
 QString readFilePath(TomlSection &from, const char *key, const QDir &base);
 
+/// Whether it may not be one level of a topic: '+', '#', '/' and what cannot be printed.
+bool hasReserved(const QString &text);
+
+/// The file of those who sign certificates for everybody, as Debian has it.
+QString authoritiesOfTheSystem();
+
+/// Files of TLS: ca, certificate and key.
+/// \return whether there is one of these keys
+template <typename OutletConfig>
+bool readTlsFiles(TomlSection &from, const QDir &base, OutletConfig &config)
+{
+    config.ca = readFilePath(from, "ca", base);
+    config.certificate = readFilePath(from, "certificate", base);
+    config.key = readFilePath(from, "key", base);
+    if (config.certificate.isEmpty() != config.key.isEmpty())
+        from.refuse("certificate", QStringLiteral("a certificate needs its key: give both"));
+    return from.has("ca") || from.has("certificate") || from.has("key");
+}
+
 /// What keeps the rows that the other side does not take: drain, keep and size.
 template <typename OutletConfig>
 void readBacklogKeys(TomlSection &from, OutletConfig &config)

@@ -81,12 +81,7 @@ private:
     void readTls()
     {
         m_config.sslMode = m_from.choice("sslmode", m_config.sslMode, sslModes);
-        m_config.ca = readFilePath(m_from, "ca", m_base);
-        m_config.certificate = readFilePath(m_from, "certificate", m_base);
-        m_config.key = readFilePath(m_from, "key", m_base);
-        if (m_config.certificate.isEmpty() != m_config.key.isEmpty())
-            m_from.refuse("certificate", QStringLiteral("a certificate needs its key: give both"));
-        const bool hasFiles = m_from.has("ca") || m_from.has("certificate") || m_from.has("key");
+        const bool hasFiles = readTlsFiles(m_from, m_base, m_config);
         if (m_config.sslMode == SslMode::Disable && hasFiles)
             m_from.refuse("sslmode",
                           QStringLiteral("certificates need TLS: write sslmode = \"verify-full\""));
@@ -101,7 +96,7 @@ private:
     // The library would look into the home folder of the user, which a service has not got.
     void takeAuthoritiesOfTheSystem()
     {
-        m_config.ca = QStringLiteral("/etc/ssl/certs/ca-certificates.crt");
+        m_config.ca = authoritiesOfTheSystem();
         if (!QFileInfo(m_config.ca).isReadable())
             m_from.refuse("ca", QStringLiteral("sslmode \"%1\" needs to know who signed the certificate of "
                                                "the server: add ca = \"FILE.pem\", or install "

@@ -29,9 +29,7 @@ bool TagChoice::takes(const LiveTable &table, int tag) const
         return false;
     if (!m_group.isEmpty() && one.config.group != m_group)
         return false;
-    return m_names.isEmpty() || std::any_of(m_names.begin(), m_names.end(), [&one](const QString &name) {
-               return kvtags::matchesPattern(name, one.config.name);
-           });
+    return kvtags::matchesAny(m_names, one.config.name);
 }
 
 std::vector<int> TagChoice::indexes(const LiveTable &table) const

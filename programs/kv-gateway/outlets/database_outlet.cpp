@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "database_outlet.h"
 
+#include "back_off.h"
+
 #include <algorithm>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
-#include <random>
 
 namespace kvgateway
 {
@@ -39,20 +40,16 @@ public:
     // The outlet's thread.
     void run()
     {
-        std::chrono::milliseconds backOff = m_timing.firstBackOff;
+        BackOff backOff(m_timing.firstBackOff, m_timing.longestBackOff);
         while (!isEnding()) {
             m_hasWritten = false;
             const QString problem = session();
             m_writer->close();
             close(problem);
             if (m_hasWritten)
-                backOff = m_timing.firstBackOff;
-            // Many gateways that lost one database do not come back in step.
-            const auto wait =
-                backOff / 2 + std::chrono::milliseconds(m_random() % quint64(backOff.count() / 2 + 1));
+                backOff.reset();
             std::unique_lock lock(m_mutex);
-            m_changed.wait_for(lock, wait, [this] { return m_isEnding; });
-            backOff = std::min(backOff * 2, m_timing.longestBackOff);
+            m_changed.wait_for(lock, backOff.next(), [this] { return m_isEnding; });
         }
         const std::lock_guard lock(m_mutex);
         m_hasEnded = true;
@@ -99,8 +96,12 @@ public:
 
     void setTags(const std::vector<TagConfig> &tags)
     {
+        auto facts = std::make_shared<std::vector<TagFacts>>();
+        facts->reserve(tags.size());
+        for (const TagConfig &tag : tags)
+            facts->push_back({tag.name, tag.settings.unit, tag.comment});
         const std::lock_guard lock(m_mutex);
-        m_tags = tags;
+        m_tags = std::move(facts);
         m_hasNewTags = true;
         m_changed.notify_all();
     }
@@ -154,14 +155,14 @@ private:
 
     bool giveTags(bool isNewSession, QString &problem)
     {
-        std::vector<TagConfig> tags;
+        std::shared_ptr<const std::vector<TagFacts>> tags;
         {
             const std::lock_guard lock(m_mutex);
             if (!std::exchange(m_hasNewTags, false) && !isNewSession)
                 return true;
             tags = m_tags;
         }
-        return m_writer->takeTags(tags, problem);
+        return m_writer->takeTags(*tags, problem);
     }
 
     void turn(QString &problem)
@@ -236,7 +237,6 @@ private:
     const DatabaseTiming m_timing;
 
     // The outlet's thread alone.
-    std::minstd_rand m_random{std::random_device{}()};
     std::size_t m_mostRows = largestBatch; // in the next batch
     std::vector<OutletRow> m_failed;       // one row of the batch with which a connection was lost
     quint64 m_sessions = 0;
@@ -246,7 +246,7 @@ private:
     std::condition_variable m_changed;
     std::deque<OutletRow> m_queue;
     std::size_t m_inHand = 0; // rows of the batch that is being written
-    std::vector<TagConfig> m_tags;
+    std::shared_ptr<const std::vector<TagFacts>> m_tags = std::make_shared<std::vector<TagFacts>>();
     bool m_hasNewTags = false;
     OutletState m_state;
     bool m_isEnding = false;

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "mosquitto_client.h"
 
+#include "back_off.h"
+#include "first_line.h"
+
 #include <QFile>
 
 #include <mosquitto.h>
@@ -39,12 +42,6 @@ constexpr int mostReads = 1000;
 constexpr std::size_t mostInFlight = 2000;
 constexpr quint32 sessionSeconds = 24 * 60 * 60; // the broker remembers us for so long
 constexpr int failureCodes = 0x80;               // reason codes from here on are failures
-
-QByteArray firstLine(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readLine().trimmed() : QByteArray();
-}
 
 void initLibrary()
 {
@@ -505,8 +502,7 @@ void MosquittoClient::reconnect(const QString &why)
 
 void MosquittoClient::run(const std::shared_ptr<Shared> &shared)
 {
-    std::minstd_rand random(std::random_device{}());
-    std::chrono::milliseconds backOff = firstBackOff;
+    BackOff backOff(firstBackOff, longestBackOff);
     std::unique_lock lock(shared->mutex);
     while (!shared->isEnding) {
         lock.unlock();
@@ -523,12 +519,8 @@ void MosquittoClient::run(const std::shared_ptr<Shared> &shared)
         shared->tell([&](MqttClientEvents &events) { events.disconnected(problem); });
         lock.lock();
         if (connection.wasAccepted())
-            backOff = firstBackOff;
-        // Many gateways that lost one broker do not come back in step.
-        const auto wait =
-            backOff / 2 + std::chrono::milliseconds(random() % quint64(backOff.count() / 2 + 1));
-        shared->changed.wait_for(lock, wait, [&] { return shared->isEnding; });
-        backOff = std::min<std::chrono::milliseconds>(backOff * 2, longestBackOff);
+            backOff.reset();
+        shared->changed.wait_for(lock, backOff.next(), [&] { return shared->isEnding; });
     }
     shared->hasEnded = true;
     shared->changed.notify_all();

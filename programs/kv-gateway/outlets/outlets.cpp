@@ -19,12 +19,8 @@ std::vector<TagConfig> tagsFor(const QStringList &patterns, const Config &config
 {
     std::vector<TagConfig> tags;
     for (const PlcConfig &plc : config.plcs) {
-        std::copy_if(plc.tags.begin(), plc.tags.end(), std::back_inserter(tags), [&](const TagConfig &tag) {
-            return patterns.isEmpty() ||
-                   std::any_of(patterns.begin(), patterns.end(), [&tag](const QString &pattern) {
-                       return kvtags::matchesPattern(pattern, tag.name);
-                   });
-        });
+        std::copy_if(plc.tags.begin(), plc.tags.end(), std::back_inserter(tags),
+                     [&](const TagConfig &tag) { return kvtags::matchesAny(patterns, tag.name); });
     }
     return tags;
 }

@@ -83,12 +83,12 @@ bool PostgresqlWriter::isAlive(QString &problem)
     return false;
 }
 
-bool PostgresqlWriter::takeTags(const std::vector<TagConfig> &tags, QString &problem)
+bool PostgresqlWriter::takeTags(const std::vector<TagFacts> &tags, QString &problem)
 {
     std::vector<QByteArray> names, units, comments;
-    for (const TagConfig &tag : tags) {
+    for (const TagFacts &tag : tags) {
         names.push_back(tag.name.toUtf8());
-        units.push_back(tag.settings.unit.toUtf8());
+        units.push_back(tag.unit.toUtf8());
         comments.push_back(tag.comment.toUtf8());
     }
     PqProblem trouble;

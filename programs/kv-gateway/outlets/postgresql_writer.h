@@ -20,7 +20,7 @@ public:
     }
 
     bool open(QString &problem) override;
-    bool takeTags(const std::vector<TagConfig> &tags, QString &problem) override;
+    bool takeTags(const std::vector<TagFacts> &tags, QString &problem) override;
     WriteResult write(const std::vector<OutletRow> &rows, QString &problem) override;
     bool isAlive(QString &problem) override;
     void close() override;

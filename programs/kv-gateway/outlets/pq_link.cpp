@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "pq_link.h"
 
-#include <QFile>
+#include "first_line.h"
+
 #include <QStringList>
 
 #include <libpq-fe.h>
@@ -30,15 +31,6 @@ SELECT pg_catalog.set_config('synchronous_commit', 'on', false)
 SET idle_in_transaction_session_timeout = '30s';
 SET tcp_keepalives_idle = 60;
 SET statement_timeout = )";
-
-QByteArray firstLine(const QString &path)
-{
-    QFile file(path);
-    QByteArray line = file.open(QIODevice::ReadOnly) ? file.readLine() : QByteArray();
-    while (line.endsWith('\n') || line.endsWith('\r'))
-        line.chop(1);
-    return line;
-}
 
 // What the library wants to know, by its own words.
 class Parameters

@@ -13,6 +13,13 @@ enum class WriteResult : quint8 {
     Lost,    ///< nobody knows: the connection is to be opened again
 };
 
+/// What a database keeps of a tag beside its rows.
+struct TagFacts {
+    QString name; ///< the whole name: "line1.speed"
+    QString unit;
+    QString comment;
+};
+
 /// All calls wait, for half a minute at most; all in one thread, but for interrupt().
 class SampleWriter
 {
@@ -22,7 +29,7 @@ public:
     /// \return false with the problem, for people
     virtual bool open(QString &problem) = 0;
     /// What is known of the tags. \return false: the connection is to be opened again
-    virtual bool takeTags(const std::vector<TagConfig> &tags, QString &problem) = 0;
+    virtual bool takeTags(const std::vector<TagFacts> &tags, QString &problem) = 0;
     /// All of the rows or none.
     virtual WriteResult write(const std::vector<OutletRow> &rows, QString &problem) = 0;
     /// Does not wait. \return false: the database has ended the connection

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Configurations: each mistake is named with its place, all of them at once.
-#include "config/config_file.h"
+#include "config_folder.h"
 
 #include <QDir>
 #include <QFile>
@@ -18,38 +18,12 @@ namespace
 
 using namespace std::chrono_literals;
 
-class Folder
-{
-public:
-    QString write(const char *name, const QByteArray &bytes) const
-    {
-        EXPECT_TRUE(QFileInfo(path(name)).dir().mkpath("."));
-        QFile file(path(name));
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
-        return file.fileName();
-    }
-    QString path(const char *name) const { return m_folder.filePath(name); }
-
-    // The problems as the program shows them, without the folder.
-    std::string problems(const QByteArray &toml) const
-    {
-        std::string all;
-        const LoadedConfig loaded = loadConfig(write("gateway.toml", toml));
-        for (const Problem &problem : loaded.problems)
-            all += problem.shown().remove(m_folder.path() + "/").toStdString() + "\n";
-        return all;
-    }
-
-private:
-    QTemporaryDir m_folder;
-};
-
 constexpr char onePlc[] = "[[plc]]\nname = \"line1\"\nurl = \"tcp://127.0.0.1\"\ntags = \"tags.csv\"\n";
 constexpr char tags[] = "name,address\nspeed,DM200.S\n";
 
 TEST(ConfigFile, smallestOneHasDefaults)
 {
-    const Folder folder;
+    const ConfigFolder folder;
     folder.write("tags.csv", tags);
     const LoadedConfig loaded = loadConfig(folder.write("gateway.toml", onePlc));
     ASSERT_TRUE(loaded.problems.empty()) << loaded.problems[0].shown().toStdString();
@@ -72,7 +46,7 @@ TEST(ConfigFile, smallestOneHasDefaults)
 
 TEST(ConfigFile, everyKeyIsTaken)
 {
-    const Folder folder;
+    const ConfigFolder folder;
     folder.write("tags.csv", "name,address,period,group,history,min,max,on_change,rw,confirm,button\n"
                              "speed,DM200.S:2,200ms,drive,yes,-10,1500,no,rw,yes,\n"
                              "jog,R500,,,,,,,rw,no,yes\n");
@@ -159,7 +133,7 @@ text_encoding = "shift-jis"
 
 TEST(ConfigFile, allMistakesAreSaidAtOnce)
 {
-    const Folder folder;
+    const ConfigFolder folder;
     folder.write("tags.csv", "name,address,period\nspeed,DM200.S,1\nrun,R1016,\n");
     EXPECT_EQ(folder.problems("[listen]\nport = \"80\"\n[[plc]]\nname = \"line1\"\nperod = \"1s\"\n"
                               "url = \"tcp://127.0.0.1\"\ntags = \"tags.csv\"\n"),
@@ -181,7 +155,7 @@ class BadConfig : public testing::TestWithParam<BadRow>
 
 TEST_P(BadConfig, isNamedWithItsPlace)
 {
-    const Folder folder;
+    const ConfigFolder folder;
     folder.write("tags.csv", tags);
     EXPECT_EQ(folder.problems(GetParam().toml), GetParam().problem + std::string("\n"));
 }
@@ -258,7 +232,7 @@ class BadGatewayTag : public testing::TestWithParam<BadTagRow>
 
 TEST_P(BadGatewayTag, isNamedWithItsLine)
 {
-    const Folder folder;
+    const ConfigFolder folder;
     folder.write("tags.csv", GetParam().file);
     EXPECT_EQ(folder.problems(onePlc), GetParam().problem + std::string("\n"));
 }
@@ -299,14 +273,14 @@ INSTANTIATE_TEST_SUITE_P(Rows, BadGatewayTag, testing::ValuesIn(badTagRows),
 
 TEST(ConfigFile, syntaxIsNamedWithItsPlace)
 {
-    const Folder folder;
+    const ConfigFolder folder;
     const std::string problems = folder.problems("[listen\nport = 1\n");
     EXPECT_EQ(problems.rfind("gateway.toml:1:8: ", 0), 0u) << problems;
 }
 
 TEST(ConfigFile, wrongUrlIsNamed)
 {
-    const Folder folder;
+    const ConfigFolder folder;
     folder.write("tags.csv", tags);
     const std::string problems =
         folder.problems("[[plc]]\nname = \"a\"\nurl = \"tcp://192.168.1\"\ntags = \"tags.csv\"\n");
@@ -317,7 +291,7 @@ TEST(ConfigFile, wrongUrlIsNamed)
 // Qt takes a name with a colon in front for one of its own resources.
 TEST(ConfigFile, aColonInFrontOfANameMeansNothing)
 {
-    const Folder folder;
+    const ConfigFolder folder;
     const QString file = folder.write("gateway.toml", QByteArray(onePlc).replace("tags.csv", ":tags.csv"));
     EXPECT_TRUE(
         QFile::copy(folder.write("tags.csv", tags), QString(file).replace("gateway.toml", ":tags.csv")));
@@ -328,7 +302,7 @@ TEST(ConfigFile, aColonInFrontOfANameMeansNothing)
 
 TEST(ConfigFile, missingFilesAreNamed)
 {
-    const Folder folder;
+    const ConfigFolder folder;
     EXPECT_NE(loadConfig(folder.path("none.toml")).problems.at(0).shown().indexOf("cannot be read"), -1);
     const std::string problems = folder.problems(onePlc);
     EXPECT_EQ(problems.rfind("tags.csv: the tag file ", 0), 0u) << problems;
@@ -339,7 +313,7 @@ TEST(ConfigFile, missingFilesAreNamed)
 
 TEST(ConfigFile, drawingsAreCheckedWithTheirTags)
 {
-    const Folder folder;
+    const ConfigFolder folder;
     folder.write("tags.csv", "name,address,rw\nspeed,DM200.S,r\ncount,DM201,rw\njog,R500,rw\n");
     folder.write("pages/belt.svg", "<svg xmlns=\"http://www.w3.org/2000/svg\">\n"
                                    "<text data-tag=\"line1.sped\"/>\n"
@@ -384,7 +358,7 @@ TEST(TagConfig, onlyOneRelayOrBitOfAWordIsABit)
 // A drawing may name 80,000 tags that are not there, in a service of 100,000.
 TEST(ConfigFile, drawingsOfAnotherPlantAreRefusedAtOnce)
 {
-    const Folder folder;
+    const ConfigFolder folder;
     QByteArray file = "name,address\n", uses;
     for (int i = 0; i < 5000; ++i)
         file += "tag" + QByteArray::number(i) + ",DM" + QByteArray::number(i) + "\n";
@@ -442,7 +416,7 @@ const ButtonRow buttonRows[] = {
 
 TEST(ConfigFile, aButtonOfADrawingWritesWhatItsTagCanHold)
 {
-    const Folder folder;
+    const ConfigFolder folder;
     folder.write("tags.csv",
                  "name,address,rw,scale,min,max,confirm\nrun,R500,rw\nbit,DM200.3,rw\nvalve,R501,rw,,,,yes\n"
                  "count,DM201,rw\nlevel,DM202,rw,0.1,40,95\nreal,DM204.F,rw\nhex,DM206.H,rw\n"

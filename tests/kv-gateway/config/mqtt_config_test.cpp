@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // [[mqtt]]: its keys, what they are without one, and each mistake with its place.
-#include "config/config_file.h"
+#include "config_folder.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -14,42 +14,9 @@ namespace
 
 using namespace std::chrono_literals;
 
-class Folder
-{
-public:
-    Folder()
-    {
-        write("tags.csv", "name,address\nspeed,DM200.S\n");
-        write("file", "x");
-    }
-    void write(const char *name, const QByteArray &bytes) const
-    {
-        QFile file(path(name));
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
-    }
-    QString path(const char *name) const { return m_folder.filePath(name); }
-    // Four lines, then the keys of [[mqtt]] from line 5 on.
-    LoadedConfig load(const QByteArray &mqtt) const
-    {
-        write("gateway.toml",
-              "[[plc]]\nname = \"line1\"\nurl = \"tcp://127.0.0.1\"\ntags = \"tags.csv\"\n" + mqtt);
-        return loadConfig(path("gateway.toml"));
-    }
-    std::string problems(const QByteArray &mqtt) const
-    {
-        std::string all;
-        for (const Problem &problem : load(mqtt).problems)
-            all += problem.shown().remove(m_folder.path() + "/").toStdString() + "\n";
-        return all;
-    }
-
-private:
-    QTemporaryDir m_folder;
-};
-
 TEST(MqttConfig, smallestOneHasDefaults)
 {
-    const Folder folder;
+    const OutletFolder folder;
     const LoadedConfig loaded = folder.load("[[mqtt]]\nurl = \"mqtt://broker\"\nsite = \"plant1\"\n");
     ASSERT_TRUE(loaded.problems.empty()) << loaded.problems[0].shown().toStdString();
     const MqttConfig &mqtt = loaded.config.mqtt.at(0);
@@ -71,7 +38,7 @@ TEST(MqttConfig, smallestOneHasDefaults)
 
 TEST(MqttConfig, everyKeyIsTaken)
 {
-    const Folder folder;
+    const OutletFolder folder;
     const LoadedConfig loaded = folder.load(R"(
 [[mqtt]]
 name = "cloud"
@@ -142,7 +109,7 @@ class BadMqtt : public testing::TestWithParam<BadRow>
 
 TEST_P(BadMqtt, isNamedWithItsPlace)
 {
-    const Folder folder;
+    const OutletFolder folder;
     EXPECT_EQ(folder.problems(QByteArray("[[mqtt]]\nurl = \"mqtt://broker\"\n") + GetParam().keys + "\n"),
               GetParam().problem + std::string("\n"));
 }
@@ -216,7 +183,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, BadMqtt, testing::ValuesIn(badRows),
 
 TEST(MqttConfig, severalMayShareABrokerWhenNoCommandComesTwice)
 {
-    const Folder folder;
+    const OutletFolder folder;
     folder.write("tags.csv", "name,address\nspeed,DM200.S\ncount,DM202\n");
     const QByteArray first = "[[mqtt]]\nurl = \"mqtt://broker\"\nsite = \"s\"\ncommands = true\n"
                              "tags = [\"*.speed\"]\n[[mqtt]]\nname = \"b\"\nclient = \"b\"\n";
@@ -231,7 +198,7 @@ TEST(MqttConfig, severalMayShareABrokerWhenNoCommandComesTwice)
 
 TEST(MqttConfig, aBrokerIsNamedByItsUrl)
 {
-    const Folder folder;
+    const OutletFolder folder;
     EXPECT_EQ(folder.problems("[[mqtt]]\n"),
               "gateway.toml:5:1: a [[mqtt]] has no broker: add url = \"mqtt://broker\"\n");
     for (const char *url : {"broker", "tcp://broker", "mqtt://", "mqtt://broker:0", "mqtt://broker/x"})

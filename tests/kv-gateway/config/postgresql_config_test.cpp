@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // [[postgresql]]: its keys, what they are without one, and each mistake with its place.
-#include "config/config_file.h"
+#include "config_folder.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -14,42 +14,9 @@ namespace
 
 using namespace std::chrono_literals;
 
-class Folder
-{
-public:
-    Folder()
-    {
-        write("tags.csv", "name,address\nspeed,DM200.S\n");
-        write("file", "x");
-    }
-    void write(const char *name, const QByteArray &bytes) const
-    {
-        QFile file(path(name));
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
-    }
-    QString path(const char *name) const { return m_folder.filePath(name); }
-    // Four lines, then the keys of [[postgresql]] from line 5 on.
-    LoadedConfig load(const QByteArray &keys) const
-    {
-        write("gateway.toml",
-              "[[plc]]\nname = \"line1\"\nurl = \"tcp://127.0.0.1\"\ntags = \"tags.csv\"\n" + keys);
-        return loadConfig(path("gateway.toml"));
-    }
-    std::string problems(const QByteArray &keys) const
-    {
-        std::string all;
-        for (const Problem &problem : load(keys).problems)
-            all += problem.shown().remove(m_folder.path() + "/").toStdString() + "\n";
-        return all;
-    }
-
-private:
-    QTemporaryDir m_folder;
-};
-
 TEST(PostgresqlConfig, smallestOneHasDefaults)
 {
-    const Folder folder;
+    const OutletFolder folder;
     const LoadedConfig loaded =
         folder.load("[[postgresql]]\nurl = \"postgresql:///plant\"\nsite = \"plant1\"\n");
     ASSERT_TRUE(loaded.problems.empty()) << loaded.problems[0].shown().toStdString();
@@ -83,7 +50,7 @@ TEST(PostgresqlConfig, saysWhichDatabaseItMeans)
 
 TEST(PostgresqlConfig, everyKeyIsTaken)
 {
-    const Folder folder;
+    const OutletFolder folder;
     const LoadedConfig loaded = folder.load(R"(
 [[postgresql]]
 name = "cloud"
@@ -136,7 +103,7 @@ class BadPostgresql : public testing::TestWithParam<BadRow>
 
 TEST_P(BadPostgresql, isNamedWithItsPlace)
 {
-    const Folder folder;
+    const OutletFolder folder;
     EXPECT_EQ(folder.problems(QByteArray("[[postgresql]]\nurl = \"postgresql://db/plant\"\n") +
                               GetParam().keys + "\n"),
               GetParam().problem + std::string("\n"));
@@ -188,7 +155,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, BadPostgresql, testing::ValuesIn(badRows),
 
 TEST(PostgresqlConfig, aDatabaseIsNamedByItsUrl)
 {
-    const Folder folder;
+    const OutletFolder folder;
     EXPECT_EQ(
         folder.problems("[[postgresql]]\n"),
         "gateway.toml:5:1: a [[postgresql]] has no database: add url = \"postgresql://HOST/DATABASE\"\n");

@@ -192,6 +192,8 @@ TEST_F(DatabaseOutletTest, stopsWhileTheDatabaseIsSilent)
     time.start();
     outlet.stop();
     EXPECT_LT(time.elapsed(), 1000);
+    EXPECT_EQ(writer->with([](FakeWriter &all) { return all.opens - all.closes; }), 0)
+        << "its thread is still held";
     EXPECT_TRUE(events.acknowledged().empty());
 }
 

@@ -23,7 +23,7 @@ public:
         problem = QStringLiteral("the database is away");
         return false;
     }
-    bool takeTags(const std::vector<TagConfig> &given, QString & /*problem*/) override
+    bool takeTags(const std::vector<TagFacts> &given, QString & /*problem*/) override
     {
         const std::lock_guard lock(m_mutex);
         tags = given.size();
@@ -53,7 +53,11 @@ public:
         const std::lock_guard lock(m_mutex);
         return isThere;
     }
-    void close() override {}
+    void close() override
+    {
+        const std::lock_guard lock(m_mutex);
+        ++closes;
+    }
     void interrupt() override
     {
         const std::lock_guard lock(m_mutex);
@@ -77,6 +81,7 @@ public:
     std::vector<qint64> written;
     std::vector<std::size_t> batches;
     int opens = 0;
+    int closes = 0;
     std::size_t tags = 0;
 
 private:

@@ -71,8 +71,8 @@ protected:
     }
     void start()
     {
-        auto outlet = std::make_unique<DatabaseOutlet>(std::make_shared<PostgresqlWriter>(config, patience),
-                                                       DatabaseTiming{50ms, 100ms, 100ms, 400ms});
+        ofOutlet = std::make_shared<PostgresqlWriter>(config, patience);
+        auto outlet = std::make_unique<DatabaseOutlet>(ofOutlet, DatabaseTiming{50ms, 100ms, 100ms, 400ms});
         outlet->setTags(tags);
         runner = std::make_unique<OutletRunner>(
             "db", FeederSettings{folder.filePath("outlet.sqlite"), {}, config.drainRate}, std::move(outlet),
@@ -144,6 +144,7 @@ protected:
     std::vector<TagConfig> tags;
     std::mutex mutex;
     QStringList notices;
+    std::shared_ptr<PostgresqlWriter> ofOutlet;
     std::unique_ptr<OutletRunner> runner;
     qint64 offered = 0;
 };
@@ -294,6 +295,8 @@ TEST_F(PostgresqlTest, stopsBesideAFrozenDatabaseAndLosesNothing)
     time.start();
     runner->stop();
     EXPECT_LT(time.elapsed(), 1500);
+    runner.reset();
+    EXPECT_EQ(ofOutlet.use_count(), 1) << "its thread still waits for the database";
     cluster->thaw();
     start();
     EXPECT_TRUE(within(10'000, [this] { return sql("SELECT count(*) FROM %S.samples") == "200"; }));

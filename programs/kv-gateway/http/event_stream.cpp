@@ -32,14 +32,18 @@ EventStream::EventStream(TableSource tables, TagChoice choice, std::function<boo
 {
 }
 
+bool EventStream::mayGoOn()
+{
+    const auto now = m_clock.steady();
+    if (now - m_lastAsked < askEvery)
+        return true;
+    m_lastAsked = now;
+    return m_mayRead();
+}
+
 StreamSource::State EventStream::read(QByteArray &out)
 {
     const auto now = m_clock.steady();
-    if (now - m_lastAsked >= askEvery) {
-        m_lastAsked = now;
-        if (!m_mayRead())
-            return State::End;
-    }
     if (!m_table || m_table->isClosed())
         begin(out, std::exchange(m_lastId, {}));
     const bool hasChanges = appendChanges(out);

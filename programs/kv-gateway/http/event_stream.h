@@ -35,6 +35,7 @@ public:
     EventStream(TableSource tables, TagChoice choice, std::function<bool()> mayRead, const QByteArray &lastId,
                 const Clock &clock);
 
+    bool mayGoOn() override;
     State read(QByteArray &out) override;
 
 private:

@@ -41,6 +41,9 @@ public:
     };
     virtual ~StreamSource() = default;
 
+    /// Whether the reader still may. Called before each read, in the thread of the server; it may
+    /// look into a database.
+    virtual bool mayGoOn() { return true; }
     /// Appends what there is, some hundred kB at most. In the thread of the server; never waits.
     virtual State read(QByteArray &out) = 0;
 };

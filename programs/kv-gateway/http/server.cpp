@@ -125,6 +125,9 @@ struct HttpStream {
         if (taken == pending.size()) {
             pending.clear();
             taken = 0;
+            // Not under the lock, for which the plant waits: the accounts are on a disk.
+            if (!source->mayGoOn())
+                return MHD_CONTENT_READER_END_OF_STREAM;
             // Asked under the lock: a wake between the question and the wait is not lost.
             const std::lock_guard lock(server.m_mutex);
             const auto state = server.m_isStopping ? StreamSource::State::End : source->read(pending);

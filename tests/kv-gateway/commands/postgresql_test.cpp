@@ -125,7 +125,9 @@ TEST_F(GatewayPostgresqlTest, doesWhatThePageShows)
     EXPECT_EQ(partOfPage(history), history + '\n');
     EXPECT_NE(psql(QString::fromStdString(history).section('"', 1, 1)).find("1490 | good"),
               std::string::npos);
-    EXPECT_TRUE(get("/api/v1/events?kind=outlet").body.contains("outlet postgresql: connected"));
+    EXPECT_TRUE(until([this] {
+        return get("/api/v1/events?kind=outlet").body.contains("outlet postgresql: connected");
+    })) << "events come a little later";
     EXPECT_LT(stop(), 2000);
     EXPECT_EQ(command({"db", "init", "-c", "gateway.toml"}).output.find("was there"),
               made.output.find("made"));

@@ -25,7 +25,7 @@ WORDS = 120
 ANSWER_DELAY_MS = 10  # of a PLC that is no program on the same machine
 HEALTHY = 3
 POINT_PLCS, FLOATS, WRITES = 10, 10_000, 100
-LAMP_AND_SLIDER = Path(__file__).resolve().parents[1] / "docs" / "examples" / "lamp_and_slider.cpp"
+LAMP_AND_SLIDER = Path(__file__).resolve().parents[1] / "examples" / "lamp_and_slider" / "lamp_and_slider.cpp"
 MANY_PLCS, MANY_WORDS, MANY_PERIOD_MS = 256, 100, 100
 
 
@@ -197,6 +197,7 @@ def measure(folder, quick=False):
     folder = Path(folder).resolve()
     return {
         "quick": quick,
+        "maker_lines": maker_lines(),
         "flat": flat_out(folder, 3 if quick else 9, 1 if quick else 2),
         "passes": passes(folder, 1 if quick else 3),
         "beside_dead": beside_dead(folder, 4 if quick else 10),
@@ -206,7 +207,6 @@ def measure(folder, quick=False):
         "one_read": one_read(folder, 5 if quick else 21),
         "serial_passes": serial_passes(folder, 4 if quick else 10),
         "watch_cost": watch_cost(folder, 5 if quick else 30),
-        "maker_lines": maker_lines(),
         "timers_requests": timers_requests(folder),
         "sim": sim_figures.measure(folder, quick),
         "store": store_figures.measure(folder, quick),

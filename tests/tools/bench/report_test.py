@@ -12,6 +12,7 @@ from unittest.mock import patch
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[3] / "bench"))
 
+import end_to_end  # noqa: E402
 import report  # noqa: E402
 from programs import values_of_words  # noqa: E402
 from rows import HEADINGS, MissingFigure, aligned, best_times, driver_rows, gateway_rows, markdown, program_rows, sim_rows, store_rows  # noqa: E402
@@ -138,6 +139,18 @@ class ProgramRows(unittest.TestCase):
             "kv-gateway, history rows lost | 0 | none | 0.00 | ≤ 0 | met",
             "kv-gateway, from TERM to the end | 1.50 s | 1 s | 1.50 | ≤ 1 | missed",
         ])
+
+
+class MakerLines(unittest.TestCase):
+    def test_the_example_is_where_it_is_counted(self):
+        self.assertIn("int main(", end_to_end.LAMP_AND_SLIDER.read_text(encoding="utf-8"))
+
+    def test_includes_comments_and_empty_lines_do_not_count(self):
+        with tempfile.TemporaryDirectory() as folder:
+            source = Path(folder) / "two_lines.cpp"
+            source.write_text("// A comment\n#include <QDebug>\n\nint main()\n{} // here\n", encoding="utf-8")
+            with patch.object(end_to_end, "LAMP_AND_SLIDER", source):
+                self.assertEqual(end_to_end.maker_lines(), 2)
 
 
 class Tables(unittest.TestCase):

@@ -96,7 +96,6 @@ void Engine::stop()
     }
     m_stopBy = now + longestRelease;
     m_writes.beginStop(now);
-    moveStop(now);
 }
 
 // A machine must not run on because a program ended.
@@ -160,7 +159,6 @@ void Engine::greet(SteadyTime now)
 
 void Engine::giveUp()
 {
-    m_requests.drop();
     m_link.closeForNow();
     m_book.loseAll(false);
     m_reader.endReads();

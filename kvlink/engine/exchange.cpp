@@ -54,8 +54,6 @@ std::optional<Exchange::Ended> Exchange::advance(SteadyTime now)
         return std::nullopt;
     }
     m_open = false;
-    ended.shape = m_shape;
-    ended.took = now - m_sentAt;
     return ended;
 }
 

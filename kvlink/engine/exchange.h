@@ -29,7 +29,7 @@ public:
     struct Ended {
         End end = End::NoAnswer;
         quint8 plcError = 0;
-        AnswerShape shape{};
+        AnswerShape shape{}; ///< with an answer, as are the next two
         QByteArray answer;
         Duration took{}; ///< from sending to the last byte
         QString problem; ///< with LinkLost: what happened to the transport

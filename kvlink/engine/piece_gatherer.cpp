@@ -19,7 +19,6 @@ Place partOf(const Place &place, const UnitBlock &piece)
     part.number = std::max(place.number, piece.firstUnit * ofUnit);
     const int end = std::min(place.number + place.elements, (piece.firstUnit + piece.unitCount) * ofUnit);
     part.elements = end - part.number;
-    part.values = part.elements / place.elementsPerValue();
     return part;
 }
 

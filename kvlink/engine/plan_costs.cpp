@@ -40,11 +40,7 @@ bool PlanCosts::haveChanged(SteadyTime now)
 
 PlanLimits PlanCosts::limitsOf(const Device &device) const
 {
-    PlanLimits limits;
-    limits.mostUnits = std::min(m_maxBlock, device.mostUnits);
-    limits.requestSeconds = requestSeconds();
-    limits.unitSeconds = unitSeconds(bytesOfUnit(device));
-    return limits;
+    return {std::min(m_maxBlock, device.mostUnits), requestSeconds(), unitSeconds(bytesOfUnit(device))};
 }
 
 } // namespace kvlink

@@ -67,17 +67,17 @@ private:
     void start(quint32 i)
     {
         const UnitRange &tag = m_tags[i];
-        m_blocks.push_back({tag.first, tag.count, i, i + 1, tag.count, 0, false, true, {}});
+        m_blocks.push_back({tag.first, tag.count, i, i + 1, tag.count, 0, false, {}});
     }
 
     void addPieces(quint32 i)
     {
         const UnitRange &tag = m_tags[i];
         const int values = std::max(m_limits.mostUnits / tag.unitsOfValue, 1);
-        const int step = std::min(values * tag.unitsOfValue, tag.count);
+        const int step = values * tag.unitsOfValue;
         for (int at = tag.first; at < tag.end(); at += step) {
             const int count = std::min(step, tag.end() - at);
-            m_blocks.push_back({at, count, i, i + 1, count, 0, true, at + count == tag.end(), tag});
+            m_blocks.push_back({at, count, i, i + 1, count, 0, true, tag});
         }
     }
 

@@ -36,9 +36,9 @@ struct UnitRange {
 using RangeKey = std::pair<int, int>;
 
 struct PlanLimits {
-    int mostUnits = 128;
-    double requestSeconds = 0.005; ///< what one request more costs
-    double unitSeconds = 3e-6;     ///< what one unit more costs
+    int mostUnits;
+    double requestSeconds; ///< what one request more costs
+    double unitSeconds;    ///< what one unit more costs
 };
 
 /// One request: some units, for the tags from \a begin to before \a end.
@@ -50,7 +50,6 @@ struct PlannedBlock {
     int usedUnits = 0; ///< asked for by tags; the rest are gaps
     int gaps = 0;
     bool isPiece = false; ///< one of several for a single large tag
-    bool isLast = true;   ///< the last of them
     UnitRange large{};    ///< with a piece: that tag
 
     /// Blocks of one plan stand in this order, and no two are the same.

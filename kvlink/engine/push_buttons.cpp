@@ -60,7 +60,6 @@ std::optional<WriteEnd> PushButtons::ended(const WriteEnd &end, SteadyTime now)
 WriteEnd PushButtons::together(const WriteEnd &press, const WriteEnd &release)
 {
     WriteEnd end = press;
-    end.kind = WriteKind::Press;
     if (press.outcome != Outcome::Done || release.outcome == Outcome::Done)
         return end;
     end.outcome = Outcome::Unknown;

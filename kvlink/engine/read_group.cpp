@@ -64,7 +64,6 @@ void ReadGroup::replan(const PlanLimits &limits)
 {
     if (m_isPlanned)
         return;
-    m_limits = limits;
     takeChanges();
     const std::vector<ReadBlock> old = std::move(m_blocks);
     const std::vector<PlannedBlock> planned = planBlocks(m_tags, limits, allCuts());

@@ -37,8 +37,8 @@ public:
     bool isEmpty() const { return m_tags.size() + m_added.size() == m_removed.size(); }
     int tagCount() const { return int(m_tags.size() + m_added.size() - m_removed.size()); }
 
-    /// Plans again, if tags came or went or the limits have changed. Requests that stay as they
-    /// were keep their state.
+    /// Plans again if tags came or went, if the PLC refused some, or after invalidate(). Requests
+    /// that stay as they were keep their state.
     void replan(const PlanLimits &limits);
     /// replan() will plan.
     void invalidate() { m_isPlanned = false; }
@@ -103,7 +103,6 @@ private:
     SteadyTime m_addedStaleAt = SteadyTime::max(); ///< the earliest of those added
     std::vector<UnitRange> m_removed;
     std::vector<ReadBlock> m_blocks;
-    PlanLimits m_limits;
     bool m_isPlanned = false;
     quint64 m_pass = 0;
     std::size_t m_hint = 0; ///< all blocks before it have been asked by m_pass

@@ -37,7 +37,7 @@ QString frameText(const Device &device, const PlannedBlock &block)
 
 QString milliseconds(double seconds)
 {
-    return QStringLiteral("%1 ms").arg(seconds * 1000.0, 0, 'g', 3);
+    return QString::number(seconds * 1000.0, 'g', 3) + QStringLiteral(" ms");
 }
 
 QString counted(int number, const char *what)
@@ -111,7 +111,6 @@ ReadPlan Reader::plan() const
 
 void Reader::fill(LinkStatistics &statistics) const
 {
-    statistics.periods.clear();
     statistics.missedPasses = m_missedOfGone;
     for (const auto &[period, pass] : m_passes) {
         statistics.periods.push_back(rowOf(pass.clock, pass.groups));

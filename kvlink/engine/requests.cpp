@@ -141,7 +141,6 @@ void Requests::sendDriverFrame(SteadyTime now)
         m_errand = Errand::None;
         m_driver.answer({});
         m_writes.letGo();
-        m_writes.expire(now);
     } else {
         send(m_errand, frame, m_driver.replyLength(), now);
     }

@@ -41,7 +41,7 @@ void AnswerTimes::fill(LinkStatistics &statistics) const
     std::sort(sorted.begin(), sorted.end());
     const auto at = [&](std::size_t percent) {
         const std::size_t rank = (sorted.size() * percent + 99) / 100; // nearest rank, counted from 1
-        return Duration(sorted[std::max<std::size_t>(rank, 1) - 1]);
+        return Duration(sorted[rank - 1]);
     };
     statistics.answerMin = Duration(sorted.front());
     statistics.answerMedian = at(50);

@@ -105,8 +105,6 @@ void ValueBook::take(Slot slot, const UnitBlock &block, const Moment &at, bool t
 void ValueBook::takeRaw(Slot slot, const char *raw, const Moment &at, bool tell)
 {
     Row &row = m_rows[slot];
-    if (!row.tag.tag.isValid())
-        return;
     tell = tell || (row.tag.everySample && row.tag.deadband <= 0.0);
     char *held = m_raw.data() + row.rawAt;
     const bool same = row.hasValue && std::memcmp(held, raw, row.rawSize) == 0;
@@ -141,7 +139,7 @@ std::optional<Value> ValueBook::valueAt(const Row &row, const char *raw) const
 // one in the end.
 bool ValueBook::isWithinDeadband(const Row &row, const Value &value) const
 {
-    if (row.tag.deadband <= 0.0 || !row.hasValue)
+    if (row.tag.deadband <= 0.0)
         return false;
     const std::optional<Value> reported = valueAt(row, m_raw.data() + row.rawAt + row.rawSize);
     return reported && isCloser(*reported, value, row.tag.deadband);
@@ -171,7 +169,7 @@ void ValueBook::loseAll(bool keepReasons)
 {
     for (Row &row : m_rows) {
         const bool hasFailed = row.reason == Reason::NoAnswer || row.reason == Reason::Corrupted;
-        if (row.tag.tag.isValid() && !(keepReasons && row.quality == Quality::Bad && hasFailed))
+        if (row.tag.tag.isValid() && !(keepReasons && hasFailed))
             set(row, Quality::Bad, Reason::NoLink, 0, false);
     }
 }

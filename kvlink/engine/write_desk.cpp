@@ -81,7 +81,7 @@ void WriteDesk::beginStroke(WriteId id, Tag relay, std::optional<Duration> lengt
     if (!press)
         return;
     const Place &place = m_book.tag(m_book.find(relay)).place;
-    if (place.format != Format::Bit || place.values != 1) {
+    if (place.format != Format::Bit) {
         m_queue.refuse(*press, Reason::InvalidValue,
                        QStringLiteral("%1 is not a single bit").arg(place.name()));
         return;

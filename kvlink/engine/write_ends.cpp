@@ -9,7 +9,7 @@ namespace kvlink
 
 void WriteEnds::add(const QueuedWrite &write, Outcome outcome, Reason reason, const QString &what)
 {
-    const auto code = quint8(reason == Reason::PlcError ? qMax(write.refusal, 0) : 0);
+    const auto code = quint8(reason == Reason::PlcError ? write.refusal : 0);
     m_ended.push_back({write.id, write.tag, write.kind, outcome, reason, code, write.sent,
                        endText(outcome, reason, what.isEmpty() ? detail(write, reason) : what)});
 }

@@ -10,6 +10,12 @@ namespace
 {
 // A PLC that refuses a release again and again must not hold up all other writes.
 constexpr int mostRefusedReleases = 3;
+
+// Nothing of it has been begun.
+bool isUntouched(const QueuedWrite &write)
+{
+    return write.tries == 0 && write.part == 0;
+}
 } // namespace
 
 // --- coming in -----------------------------------------------------------------------------------
@@ -37,11 +43,6 @@ void WriteQueue::add(QueuedWrite write, bool online, SteadyTime now)
 void WriteQueue::refuse(const QueuedWrite &write, Reason reason, const QString &what)
 {
     m_ends.add(write, Outcome::NotSent, reason, what);
-}
-
-bool WriteQueue::isUntouched(const QueuedWrite &write) const
-{
-    return write.tries == 0 && write.part == 0 && !isHeld(write);
 }
 
 // In its place, not at the end: a slider that moves faster than writes go out would never get
@@ -186,7 +187,7 @@ int WriteQueue::endAll(Reason ifUnsent, Which which)
 
 void WriteQueue::linkLost()
 {
-    endAll(Reason::Offline, [this](const QueuedWrite &write) {
+    endAll(Reason::Offline, [](const QueuedWrite &write) {
         return write.kind != WriteKind::Release && isUntouched(write) &&
                write.options.whenOffline == WhenOffline::Fail;
     });
@@ -220,7 +221,7 @@ bool WriteQueue::cancel(WriteId id)
 
 int WriteQueue::cancelAll()
 {
-    return endAll(Reason::Cancelled, [this](const QueuedWrite &write) {
+    return endAll(Reason::Cancelled, [](const QueuedWrite &write) {
         return write.kind != WriteKind::Release && isUntouched(write);
     });
 }

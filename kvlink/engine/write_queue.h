@@ -69,7 +69,6 @@ public:
 
 private:
     bool isHeld(const QueuedWrite &write) const { return m_inHand && &write == &m_waiting.front(); }
-    bool isUntouched(const QueuedWrite &write) const;
     bool takesPlaceOfOlder(QueuedWrite &write);
     void insertRelease(QueuedWrite write);
     void watchExpiry(const QueuedWrite &write);

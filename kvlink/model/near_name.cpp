@@ -19,9 +19,10 @@ constexpr int lettersForOneSlip = 3;
 int slipsBetween(const QString &one, const QString &other)
 {
     const int width = int(other.size()) + 1;
-    std::vector<int> beforeLast(size_t(width), 0);
-    std::vector<int> last(size_t(width), 0);
-    std::vector<int> current(size_t(width), 0);
+    const auto room = size_t(width);
+    std::vector<int> beforeLast(room);
+    std::vector<int> last(room);
+    std::vector<int> current(room);
     for (int column = 0; column < width; ++column)
         last[size_t(column)] = column;
     for (int row = 1; row <= int(one.size()); ++row) {

@@ -72,8 +72,6 @@ std::optional<int> channelBit(const Device &device, int whole, QString &problem)
 
 std::optional<int> plainNumber(std::string_view digits, int base)
 {
-    while (digits.size() > 1 && digits.front() == '0')
-        digits.remove_prefix(1);
     unsigned number = 0;
     const char *end = digits.data() + digits.size();
     const auto [stop, error] = std::from_chars(digits.data(), end, number, base);
@@ -136,7 +134,7 @@ QString nearDeviceText(std::string_view text)
         name = nearestName(textOf(letters), names);
     const Device *device = findDevice(name);
     QString unused;
-    if (device == nullptr || digits.empty() || !numberOf(*device, digits, unused))
+    if (device == nullptr || !numberOf(*device, digits, unused))
         return {};
     return name + textOf(digits);
 }

@@ -52,7 +52,6 @@ bool readLast(Reading &r)
         digits.remove_prefix(name.size());
     else if (!isNumberOf(*r.place.device, digits) && deviceNumber(digits, r.problem))
         return fail(r, QStringLiteral("the range ends in another device; write DM100-DM109"));
-    r.problem.clear();
     const auto last = numberOf(*r.place.device, digits, r.problem);
     if (!last)
         return false;

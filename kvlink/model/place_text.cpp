@@ -64,8 +64,9 @@ bool PlaceText::refuseStation(QString &problem) const
     return false;
 }
 
-bool PlaceText::splitFormat(QString &problem)
+bool PlaceText::splitCountAndFormat(QString &problem)
 {
+    hasCount = cut(first, ':', count);
     hasFormat = cut(first, '.', format);
     if (!hasFormat || format.find('-') == std::string_view::npos)
         return true;
@@ -93,10 +94,8 @@ bool PlaceText::splitLast(QString &problem)
 
 bool PlaceText::split(const QString &given, QString &problem)
 {
-    if (!takeLetters(given, problem) || !refuseStation(problem))
-        return false;
-    hasCount = cut(first, ':', count);
-    return splitFormat(problem) && splitLast(problem);
+    return takeLetters(given, problem) && refuseStation(problem) && splitCountAndFormat(problem) &&
+           splitLast(problem);
 }
 
 } // namespace kvlink

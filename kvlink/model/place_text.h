@@ -34,7 +34,7 @@ public:
 private:
     bool takeLetters(const QString &given, QString &problem);
     bool refuseStation(QString &problem) const;
-    bool splitFormat(QString &problem);
+    bool splitCountAndFormat(QString &problem);
     bool splitLast(QString &problem);
 
     static constexpr int longest = 40; ///< twice the longest that means anything

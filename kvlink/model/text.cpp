@@ -151,8 +151,6 @@ std::optional<Value> AddressInfo::valueFromText(const QString &typed, const TagS
     QByteArray raw;
     for (const WriteUnits &piece : *pieces)
         raw += piece.data;
-    if (raw.size() < rawSize(*m_place))
-        return value;
     return decode(*m_place, raw.constData(), coding, tag.scale, tag.offset);
 }
 

@@ -16,8 +16,8 @@ namespace
 constexpr char shiftJis[] = "CP932";
 constexpr char utf8[] = "UTF-8";
 
-// No encoding here needs more bytes than this for one byte of another.
-constexpr int mostGrowth = 4;
+// A half-width katakana is one byte in Shift-JIS and three in UTF-8; nothing grows more.
+constexpr int mostGrowth = 3;
 
 // One direction of a conversion. Opening one takes longer than hundreds of conversions, so each
 // thread keeps its own.

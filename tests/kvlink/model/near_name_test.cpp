@@ -30,6 +30,8 @@ TEST_P(NearName, isTheOneWithFewestSlips)
 // clang-format off
 const NearRow nearRows[] = {
     {"swapped",         "raed",      "write read watch",      "read"},
+    {"swappedFirst",    "erad",      "write read",            "read"},
+    {"swappedTwo",      "mr",        "dm rm",                 "rm"},
     {"missing",         "perod",     "plc period",            "period"},
     {"added",           "watcch",    "write watch",           "watch"},
     {"changed",         "rezd",      "write read",            "read"},

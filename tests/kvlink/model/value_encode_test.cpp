@@ -152,6 +152,7 @@ const TypedRow typedRows[] = {
     {"scaledTooSmall", "DM100",     "-0.01",     0.01, 0, "-0.01 is too small for DM100 (0 to 655.35)"},
     {"turnedTooLarge", "DM100",     "1",           -1, 0, "1 is too large for DM100 (-65535 to 0)"},
     {"turnedTooSmall", "DM100",     "-65536",      -1, 0, "-65536 is too small for DM100 (-65535 to 0)"},
+    {"turnedHalf",     "DM100",     "1",         -0.5, 0, "1 is too large for DM100 (-32767.5 to 0)"},
     {"turned",         "DM100",     "-65535",      -1, 0, "10 100 x1 FFFF"},
     {"hexWithOffset",  "DM100.H",   "21",           1, 5, "10 100 x1 1000"},
     {"hexWithOffset2", "DM100.H",   "0x15",         1, 5, "10 100 x1 1000"},
@@ -288,6 +289,7 @@ TEST(Pieces, areAtMost80DoubleWordsOfTwoRegistersEach)
     EXPECT_EQ(pieces("TS0:80", 128), "0+160");
     EXPECT_EQ(pieces("TS0:81", 128), "0+160 80+2");
     EXPECT_EQ(pieces("TS0:3", 2), "0+4 2+2");
+    EXPECT_EQ(pieces("TS0:2", 0), "0+2 1+2");
     EXPECT_EQ(pieces("Z1:12", 128), "1+24");
 }
 

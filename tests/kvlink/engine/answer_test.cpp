@@ -97,6 +97,8 @@ TEST(AnswerSplitter, EndsAtTheLengthOrTheLineEndHoweverTheBytesAreCut)
         {4, "00005\r\n", "0000", "5\r\n", true},
         {13, "00005 0000", "00005 0000", "", false},
         {0, "57\r\n", "57\r\n", "", true},
+        {-1, "57\r\n", "57\r\n", "", true},
+        {1, "57\r\n", "5", "7\r\n", true},
         {9, "\n\r\n1", "\n\r\n", "1", true},
         {9, "5\n0\r\n1", "5\n0\r\n", "1", true},
         {7, "", "", "", false},

@@ -35,6 +35,7 @@ TEST_F(ExchangeTest, EndsByWhatComes)
         {"RDS DM0.U 1\r",       7,  "E1\r\n",                    End::PlcError,  1},
         {"RDS DM0.U 1\r",       7,  "OK\r\n",                    End::Corrupted, 0},
         {"RDS DM0.U 1\r",       7,  "0000x\r\n",                 End::Corrupted, 0},
+        {"RDS DM0.U 2\r",       13, "00005\r\n",                 End::Corrupted, 0}, // of one unit
         {"RDS DM0.U 1\r",       7,  "00005\r\n00005\r\n",        End::Answered,  0}, // a copy
         {"RDS DM0.U 1\r",       7,  "00005\r\n00006\r\n",        End::Corrupted, 0},
         {"WRS DM0.U 1 00005\r", 4,  "OK\r\n",                    End::Answered,  0},
@@ -76,6 +77,55 @@ TEST_F(ExchangeTest, OnASerialLineTheCharactersHaveTimeOfTheirOwn)
     wire.setSecondsPerByte(0.001);
     exchange.begin("RDS DM0.U 1\r", 7, start);
     EXPECT_EQ(exchange.deadline(), start + 1s + 19ms); // 12 there, 7 back
+    for (const int anyLength : {0, -1}) {
+        exchange.begin("?K\r", anyLength, start);
+        EXPECT_EQ(exchange.deadline(), start + 1s + 3ms);
+    }
+}
+
+TEST_F(ExchangeTest, AnAnswerIsOwedUntilItCameOrCanComeNoMore)
+{
+    const struct {
+        const char *comes;
+        SteadyTime owedUntil;
+    } rows[] = {
+        {"00005\r\n", {}},
+        {"E0\r\n", {}},
+        {"0000x\r\n", start + 1s}, // perhaps of another request
+        {"0000", start + 1s},
+    };
+    for (const auto &row : rows) {
+        exchange.reset();
+        exchange.begin("RDS DM0.U 1\r", 7, start);
+        wire.comes(row.comes);
+        exchange.advance(start + 1s);
+        EXPECT_EQ(exchange.owedUntil(), row.owedUntil) << row.comes;
+    }
+}
+
+TEST_F(ExchangeTest, CopiesMayComeWithTheAnswerAndGoOnAfterIt)
+{
+    exchange.begin("RDS DM0.U 1\r", 7, start);
+    wire.comes("00005\r\n00005\r\n000");
+    EXPECT_EQ(exchange.advance(start)->end, End::Answered);
+    EXPECT_EQ(exchange.strayBytes(), 10U);
+    wire.comes("05\r\n");
+    EXPECT_TRUE(exchange.drain());
+    EXPECT_EQ(exchange.strayBytes(), 14U);
+    wire.comes("05\r\n");
+    EXPECT_FALSE(exchange.drain()) << "no copy begins so";
+}
+
+TEST_F(ExchangeTest, EndsWithTheReasonOfALostConnection)
+{
+    exchange.begin("RDS DM0.U 1\r", 7, start);
+    wire.fails("connection reset");
+    const auto ended = exchange.advance(start);
+    ASSERT_TRUE(ended);
+    EXPECT_EQ(ended->end, End::LinkLost);
+    EXPECT_EQ(ended->problem, QStringLiteral("connection reset"));
+    EXPECT_FALSE(ended->isAnswer());
+    EXPECT_FALSE(exchange.isOpen());
 }
 
 TEST_F(ExchangeTest, AnAnswerThatCameBeforeTheConnectionBrokeCounts)

@@ -96,6 +96,15 @@ TEST(BackOff, DiffersFromSeedToSeedAndNotWithOne)
     EXPECT_NE(other.next(), pause);
 }
 
+// From its own default seed, 5489, the generator's first numbers are known: 14514284786278117030
+// and 4620546740167642908. Of 2^64 these are 0.786821 and 0.250480.
+TEST(BackOff, GivesTheSamePausesEverywhere)
+{
+    BackOff backOff(5489);
+    EXPECT_EQ(backOff.next(), Duration(228682)); // 200 ms * (0.75 + 0.5 * 0.786821)
+    EXPECT_EQ(backOff.next(), Duration(350096)); // 400 ms * (0.75 + 0.5 * 0.250480)
+}
+
 TEST(LinkLife, ConnectingIsBounded)
 {
     EXPECT_EQ(longestConnecting(1ms), 500ms);

@@ -73,6 +73,15 @@ TEST(PlanCosts, changeInStepsOfTwoEveryTenSeconds)
     }
 }
 
+TEST(PlanCosts, haveChangedAtTwiceAndAtHalf)
+{
+    for (const Duration took : {Duration(10ms), Duration(2500us)}) { // 5 ms are the guess
+        PlanCosts costs(100, 0.0);
+        answer(costs, took);
+        EXPECT_TRUE(costs.haveChanged(SteadyTime{1h})) << took.count();
+    }
+}
+
 TEST(PlanCosts, ofARequestStayUntilTheyHaveChanged)
 {
     PlanCosts costs(100, 0.001);

@@ -44,6 +44,7 @@ TEST(Planner, MakesAsFewRequestsAsPay)
         {{{0, 20, 2}},                               9,   10, "0+8(1)p 8+8(1)p 16+4(1)p"}, // between values
         {{{0, 1}, {1, 20, 2}, {21, 1}},              8,   10, "0+1(1) 1+8(1)p 9+8(1)p 17+4(1)p 21+1(1)"},
         {{{0, 20, 20}},                              8,   10, "0+20(1)p"},      // a text stays whole
+        {{{0, 4, 2}},                                1,   10, "0+2(1)p 2+2(1)p"}, // a value is the least
     };
     // clang-format on
     for (const auto &row : rows)

@@ -67,6 +67,76 @@ TEST(PushButtons, AreNotReleasedWhereThePressDidNotArrive)
     }
 }
 
+TEST(PushButtons, EndAsTheirPressAndTheirReleaseDidTogether)
+{
+    // clang-format off
+    const struct { Outcome press, release; Outcome outcome; Reason reason; int plcError; const char *text; } rows[] = {
+        {Outcome::Done,    Outcome::Done,    Outcome::Done,    Reason::None,       0, "of the press"},
+        {Outcome::Unknown, Outcome::Done,    Outcome::Unknown, Reason::None,       0, "of the press"},
+        {Outcome::Unknown, Outcome::Refused, Outcome::Unknown, Reason::None,       0, "of the press"},
+        {Outcome::Done,    Outcome::Refused, Outcome::Unknown, Reason::PartlyDone, 4, "only the first part is confirmed: pressed; the release: E4"},
+        {Outcome::Done,    Outcome::Unknown, Outcome::Unknown, Reason::PartlyDone, 4, "only the first part is confirmed: pressed; the release: E4"},
+    };
+    // clang-format on
+    for (const auto &row : rows) {
+        PushButtons buttons;
+        buttons.begin(releaseOfStroke(), std::nullopt, now);
+        WriteEnd press = endOf(WriteKind::Press, row.press);
+        press.text = QStringLiteral("of the press");
+        press.sent = 3;
+        buttons.ended(press, now);
+        WriteEnd release = endOf(WriteKind::Release, row.release);
+        release.text = QStringLiteral("E4");
+        release.plcError = 4;
+        const std::optional<WriteEnd> stroke = buttons.ended(release, now);
+        ASSERT_TRUE(stroke);
+        EXPECT_EQ(stroke->id, id);
+        EXPECT_EQ(stroke->kind, WriteKind::Press);
+        EXPECT_EQ(stroke->outcome, row.outcome);
+        EXPECT_EQ(stroke->reason, row.reason);
+        EXPECT_EQ(int(stroke->plcError), row.plcError);
+        EXPECT_EQ(stroke->text.toStdString(), row.text);
+        EXPECT_EQ(stroke->sent, 3) << "the 1 is what counts";
+    }
+}
+
+TEST(PushButtons, EndWithALinkThatIsStopped)
+{
+    PushButtons buttons;
+    buttons.begin(releaseOfStroke(), std::nullopt, now);
+    buttons.ended(endOf(WriteKind::Press, Outcome::Done), now);
+    const std::vector<WriteEnd> ends = buttons.stop();
+    ASSERT_EQ(ends.size(), 1U);
+    EXPECT_EQ(ends[0].outcome, Outcome::Unknown);
+    EXPECT_EQ(ends[0].reason, Reason::PartlyDone);
+    EXPECT_EQ(ends[0].text.toStdString(),
+              "only the first part is confirmed: pressed; the release: the link was "
+              "stopped; nothing was sent");
+    EXPECT_TRUE(buttons.isEmpty());
+    EXPECT_TRUE(buttons.stop().empty());
+}
+
+TEST(PushButtons, AreReleasedOneByOne)
+{
+    PushButtons buttons;
+    for (const WriteId one : {WriteId(7), WriteId(8)}) {
+        QueuedWrite release = releaseOfStroke();
+        release.id = one;
+        buttons.begin(release, std::nullopt, now);
+        WriteEnd press = endOf(WriteKind::Press, Outcome::Done);
+        press.id = one;
+        buttons.ended(press, now);
+    }
+    buttons.release(8, now + 200ms);
+    EXPECT_EQ(buttons.nextDue(), now + 200ms);
+    const std::vector<QueuedWrite> due = buttons.takeDue(now + 200ms);
+    ASSERT_EQ(due.size(), 1U);
+    EXPECT_EQ(due[0].id, 8U);
+    EXPECT_EQ(buttons.nextDue(), now + 500ms);
+    buttons.release(7, now + 600ms); // later than its lease
+    EXPECT_EQ(buttons.nextDue(), now + 500ms);
+}
+
 TEST(PushButtons, DoNotKnowTheWritesOfOthers)
 {
     PushButtons buttons;

@@ -94,6 +94,20 @@ TEST(Plan, FollowsWhatARequestCostsOnThisLink)
     EXPECT_EQ(bench.text(2), "good 0");
 }
 
+// At 9600 baud: 12 characters there, 7 back, a PLC that takes 52 ms: 71.792 ms for an answer. Of
+// that a line takes 30.208 ms for 7 characters and the 22 of a frame as long as they get; 41.583 ms
+// remain, and a request costs those and 22.917 ms.
+TEST(Plan, TakesTheTimeOfTheLineOutOfWhatWasMeasured)
+{
+    Bench bench({}, 10.0 / 9600);
+    bench.wire.back = 51ms;
+    bench.add({engineTag(1, "DM0", 200ms)});
+    bench.engine.start();
+    bench.run(11s);
+    EXPECT_TRUE(bench.engine.plan().measured);
+    EXPECT_NEAR(double(bench.engine.plan().requestCost.count()), 64500.0, 100.0);
+}
+
 TEST(Plan, NamesWhatThePlcRefuses)
 {
     Bench bench;

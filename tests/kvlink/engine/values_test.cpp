@@ -86,6 +86,8 @@ TEST(ValueBook, ABadValueKeepsTheLastGoodOneAndItsTime)
     EXPECT_EQ(sample.steadyTime, SteadyTime(1s));
     book.take(slot, words({5}), moment(2), false);
     EXPECT_EQ(told(book), "1 good 5");
+    EXPECT_EQ(book.sample(slot).reason, Reason::None);
+    EXPECT_EQ(book.sample(slot).plcError, 0);
 }
 
 TEST(ValueBook, QualitiesFollowEachOther)
@@ -118,6 +120,86 @@ TEST(ValueBook, ALostLinkMakesAllBadAndMayKeepWhyAReadFailed)
     EXPECT_EQ(book.sample(other).reason, Reason::NoLink);
     book.loseAll(false);
     EXPECT_EQ(book.sample(asked).reason, Reason::NoLink);
+}
+
+TEST(ValueBook, ALostLinkKeepsOnlyWhyARequestGotNoGoodAnswer)
+{
+    const struct {
+        Reason reason, kept;
+    } rows[] = {
+        {Reason::NoAnswer, Reason::NoAnswer},
+        {Reason::Corrupted, Reason::Corrupted},
+        {Reason::PlcError, Reason::NoLink},
+        {Reason::OutOfRange, Reason::NoLink},
+    };
+    for (const auto &row : rows) {
+        ValueBook book({});
+        const auto slot = book.add(tagOf(1, "DM0"));
+        book.fail(slot, row.reason, 0, false);
+        book.loseAll(true);
+        EXPECT_EQ(book.sample(slot).reason, row.kept) << int(row.reason);
+    }
+}
+
+TEST(ValueBook, AnAnswerThatDoesNotCoverATagChangesNothing)
+{
+    ValueBook book({});
+    const auto slot = book.add(tagOf(1, "DM1:2"));
+    book.take(slot, words({1, 2}), moment(1), true);
+    EXPECT_EQ(told(book), "");
+    EXPECT_EQ(book.sample(slot).quality, Quality::Never);
+}
+
+TEST(ValueBook, ARemovedTagIsNotToldOfALostLink)
+{
+    ValueBook book({});
+    book.remove(book.add(tagOf(1, "DM0")));
+    book.loseAll(false);
+    EXPECT_EQ(told(book), "");
+}
+
+TEST(ValueBook, TagsThatFollowARemovedOneKeepTheirValuesApart)
+{
+    ValueBook book({});
+    book.remove(book.add(tagOf(1, "DM0")));
+    const auto one = book.add(tagOf(2, "DM0"));
+    const auto two = book.add(tagOf(3, "DM1"));
+    EXPECT_NE(one, two);
+    for (const auto slot : {one, two})
+        book.take(slot, words({5, 6}), moment(1), false);
+    EXPECT_EQ(book.sample(one).toInt(), 5);
+    EXPECT_EQ(book.sample(two).toInt(), 6);
+    EXPECT_EQ(book.find(Tag(2)), one);
+    EXPECT_EQ(book.find(Tag(3)), two);
+}
+
+// 0.5 is 3F000000h, 1 is 3F800000h, 1.5 is 3FC00000h, 2 is 40000000h.
+TEST(ValueBook, RealNumbersHaveADeadbandToo)
+{
+    ValueBook book({});
+    const auto one = book.add(tagOf(1, "DM0.F", 1.0));
+    const auto list = book.add(tagOf(2, "DM0.F:2", 1.0));
+    for (const int high : {0x3F00, 0x3F80, 0x3FC0}) {
+        for (const auto slot : {one, list})
+            book.take(slot, words({0, 0x3F80, 0, high}), moment(1), false);
+    }
+    EXPECT_EQ(told(book), "1 good 1, 2 good 1,0.5, 2 good 1,1.5");
+    book.take(one, words({0, 0x3FC0}), moment(2), false);
+    EXPECT_EQ(told(book), ""); // from 1 to 1.5
+    book.take(one, words({0, 0x4000}), moment(3), false);
+    EXPECT_EQ(told(book), "1 good 2");
+}
+
+TEST(ValueBook, BitsAndTextsAreToldWhateverTheirDeadband)
+{
+    ValueBook book({});
+    const auto bit = book.add(tagOf(1, "DM0.0", 5.0));
+    const auto text = book.add(tagOf(2, "DM0.STR:2", 5.0));
+    for (const int value : {0x4141, 0x4142, 0x4142}) {
+        for (const auto slot : {bit, text})
+            book.take(slot, words({value}), moment(1), false);
+    }
+    EXPECT_EQ(told(book), "1 good 1, 2 good AA, 1 good 0, 2 good AB");
 }
 
 TEST(ValueBook, SmallStepsAreToldOnceTheyAreALargeOne)
@@ -199,6 +281,8 @@ TEST(PassClock, KeepsItsPhaseAndCountsWhatItMissed)
         { 600, 't', true,  600, 4, "and then in phase"},
         { 601, 'e', false, 600, 4, "ended"},
         {1201, 't', true, 1200, 9, "700 to 1100 were slept through, 1200 is made"},
+        {1450, 'e', false, 1200, 11, "ended late: 1300 and 1400 are missed"},
+        {1460, 'a', false, 1200, 11, "no pass was under way"},
     };
     // clang-format on
     PassClock clock(100ms);
@@ -230,12 +314,17 @@ TEST(PassClock, TellsTheMeanOfTheLastTenPasses)
     clock.passNow(now);
     clock.ended(now);
     EXPECT_EQ(clock.reached(), Duration(400ms));
-    for (int i = 0; i < 10; ++i) {
+    const auto pass = [&] {
         now += 100ms;
         clock.tick(now, true);
         clock.ended(now);
-    }
-    EXPECT_EQ(clock.reached(), Duration(100ms)); // the first two are forgotten
+    };
+    for (int i = 0; i < 9; ++i)
+        pass();
+    EXPECT_EQ(clock.reached(), Duration(130ms)); // 400 ms and nine of 100
+    pass();
+    EXPECT_EQ(clock.reached(), Duration(100ms)); // the first is forgotten
+    EXPECT_EQ(clock.passes(), 12U);
 }
 
 // --- times ---------------------------------------------------------------------------------------
@@ -256,6 +345,48 @@ TEST(AnswerTimes, AreNearestRanksOfTheLastTenThousand)
     EXPECT_EQ(statistics.answer90, Duration(9000));
     EXPECT_EQ(statistics.answer99, Duration(9900));
     EXPECT_EQ(statistics.answerMax, Duration(10000));
+}
+
+TEST(AnswerTimes, OfFewAnswersAreNearestRanksToo)
+{
+    AnswerTimes one;
+    one.add(Duration(7));
+    LinkStatistics statistics;
+    one.fill(statistics);
+    EXPECT_EQ(statistics.answerMedian, Duration(7));
+    EXPECT_EQ(statistics.answer99, Duration(7));
+    AnswerTimes many;
+    for (int i = 1; i <= 99; ++i)
+        many.add(Duration(i));
+    many.fill(statistics);
+    EXPECT_EQ(statistics.answerMedian, Duration(50)); // 49.5, 89.1 and 98.01 of 99
+    EXPECT_EQ(statistics.answer90, Duration(90));
+    EXPECT_EQ(statistics.answer99, Duration(99));
+}
+
+TEST(AnswerTimes, ForgetTheOldestFirst)
+{
+    AnswerTimes times;
+    for (int i = 1; i <= 10001; ++i)
+        times.add(Duration(i));
+    LinkStatistics statistics;
+    times.fill(statistics);
+    EXPECT_EQ(statistics.answerMin, Duration(2));
+    times.add(Duration(20000));
+    times.fill(statistics);
+    EXPECT_EQ(statistics.answerMin, Duration(3));
+    EXPECT_EQ(statistics.answerMax, Duration(20000));
+}
+
+TEST(AnswerTimes, BeyondAnHourAreToldAsThatLong)
+{
+    AnswerTimes times;
+    times.add(Duration(0));
+    times.add(2h); // more than 32 bits of microseconds
+    LinkStatistics statistics;
+    times.fill(statistics);
+    EXPECT_EQ(statistics.answerMin, Duration(0));
+    EXPECT_EQ(statistics.answerMax, Duration(4294967295));
 }
 
 TEST(AnswerTimes, AreAllCountedByTheirBounds)
@@ -280,11 +411,18 @@ TEST(RequestCost, IsWhatRemainsOfAnAnswerTimeWithoutTheLine)
     RequestCost cost(0.001); // a millisecond a byte
     EXPECT_FALSE(cost.isMeasured());
     EXPECT_DOUBLE_EQ(cost.turnaround(), 0.010);
-    for (int i = 0; i < 8; ++i)
+    for (int i = 0; i < 7; ++i)
         cost.add(120ms, 100);
+    EXPECT_FALSE(cost.isMeasured());
+    cost.add(120ms, 100);
     EXPECT_TRUE(cost.isMeasured());
     EXPECT_NEAR(cost.turnaround(), 0.020, 1e-9);
     EXPECT_DOUBLE_EQ(cost.perByte(), 0.001);
+    // A tenth of what is new.
+    cost.add(220ms, 100);
+    EXPECT_NEAR(cost.turnaround(), 0.030, 1e-9);
+    cost.add(50ms, 100); // faster than the line: nothing remains
+    EXPECT_NEAR(cost.turnaround(), 0.027, 1e-9);
 }
 
 } // namespace

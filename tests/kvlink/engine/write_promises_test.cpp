@@ -84,6 +84,67 @@ TEST_F(Writes, AllEndWhenTheLinkComesTooLate)
     EXPECT_EQ(bench.plc.count("WRS"), 0); // expired is never sent
 }
 
+TEST_F(Writes, AreSentAtLeastOnceAndAtMostTenTimes)
+{
+    const struct {
+        int asked, sent;
+    } rows[] = {{0, 1}, {-3, 1}, {1, 1}, {10, 10}, {11, 10}};
+    for (const auto &row : rows) {
+        bench.wire.faultOf = [](const QByteArray &frame) {
+            return WireFault{.losesAnswer = frame.startsWith("WRS")};
+        };
+        const WriteId id = bench.write(
+            1, qint64(5), {.whenOffline = WhenOffline::Wait, .expires = 1h, .attempts = row.asked});
+        ASSERT_TRUE(bench.runUntil([&] { return bench.hasEnded(id); }, 600s));
+        EXPECT_EQ(bench.result(id).attempts, row.sent) << row.asked;
+        ASSERT_TRUE(bench.runUntilReady());
+    }
+}
+
+TEST_F(Writes, AreCountedByTheirOutcome)
+{
+    const WriteId done = bench.write(1, qint64(1));
+    bench.run(10ms);
+    bench.plc.refusesWrites = true;
+    const WriteId refused = bench.write(1, qint64(2));
+    bench.run(10ms);
+    const WriteId notSent = bench.write(1, qint64(70000));
+    bench.wire.isFrozen = true;
+    const WriteId unknown = bench.write(1, qint64(3), {.attempts = 1});
+    const WriteId expired = bench.write(1, qint64(4), {.expires = 1ms});
+    bench.run(60ms);
+    EXPECT_EQ(bench.result(done).outcome, Outcome::Done);
+    EXPECT_EQ(bench.result(refused).outcome, Outcome::Refused);
+    EXPECT_EQ(bench.result(notSent).outcome, Outcome::NotSent);
+    EXPECT_EQ(bench.result(unknown).outcome, Outcome::Unknown);
+    EXPECT_EQ(bench.result(expired).outcome, Outcome::NotSent);
+    const LinkStatistics statistics = bench.engine.statistics();
+    EXPECT_EQ(statistics.writesDone, 1U);
+    EXPECT_EQ(statistics.writesRefused, 1U);
+    EXPECT_EQ(statistics.writesNotSent, 2U);
+    EXPECT_EQ(statistics.writesUnknown, 1U);
+    EXPECT_EQ(statistics.answers, 1U);
+    EXPECT_EQ(statistics.plcErrors, 1U);
+    EXPECT_EQ(statistics.noAnswers, 1U);
+    EXPECT_EQ(statistics.corrupted, 0U);
+    EXPECT_EQ(statistics.requests, 3U);
+}
+
+TEST_F(Writes, OfSeveralRequestsGoNoFurtherWhenTheLinkIsToBeStopped)
+{
+    bench.engine.press(70, Tag(3));
+    bench.run(50ms);
+    const WriteId many = bench.write(4, std::vector<Scalar>(300, Scalar(qint64(7))));
+    bench.step(); // the first of three is on its way
+    bench.engine.stop();
+    bench.run(10ms);
+    EXPECT_EQ(bench.result(many).outcome, Outcome::Unknown);
+    EXPECT_EQ(bench.result(many).reason, Reason::PartlyDone);
+    EXPECT_EQ(bench.plc.count("WRS"), 1);
+    EXPECT_EQ(bench.result(70).outcome, Outcome::Done);
+    EXPECT_EQ(bench.plc.value("R", 5), 0U);
+}
+
 TEST_F(Writes, OfABitStartAgainFromTheReadAndKeepTheProgramsBits)
 {
     bench.plc.set("DM", 200, 0x00F0, bench.clock.now());
@@ -427,12 +488,17 @@ TEST_F(Writes, OfAReleaseEndAtOnceWhenTheLinkIsStartedAgain)
 
 TEST_F(Writes, OfAButtonOnAWordAreRefused)
 {
+    bench.add({engineTag(6, "R500:2", Duration(0))});
     bench.engine.press(70, Tag(1));
     bench.engine.pulse(71, Tag(1), 100ms);
+    bench.engine.press(72, Tag(6)); // nor on several bits
     bench.run(1s);
     EXPECT_EQ(bench.result(70).reason, Reason::InvalidValue);
+    EXPECT_EQ(bench.result(70).text.toStdString(), "DM100 is not a single bit; nothing was sent");
     EXPECT_EQ(bench.result(71).reason, Reason::InvalidValue);
+    EXPECT_EQ(bench.result(72).reason, Reason::InvalidValue);
     EXPECT_EQ(bench.plc.count("WRS"), 0);
+    EXPECT_EQ(bench.plc.count("ST"), 0);
 }
 
 } // namespace

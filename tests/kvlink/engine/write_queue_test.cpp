@@ -123,7 +123,9 @@ TEST_F(WriteQueueTest, ExpiresBeforeItIsSentAndNotAfter)
     send(start + 4s);
     queue.expire(start + 6s); // in flight: its answer decides
     EXPECT_EQ(ends(), "");
+    EXPECT_EQ(queue.nextExpiry(), SteadyTime::max());
     queue.unanswered(Reason::NoAnswer);
+    EXPECT_EQ(queue.nextExpiry(), start + 5s);
     queue.expire(start + 6s);
     EXPECT_EQ(ends(), "2 unknown " + number(Reason::NoAnswer) + " sent 1"); // and is not sent again
 }
@@ -139,6 +141,7 @@ TEST_F(WriteQueueTest, EachExpiresAtItsOwnTimeAndAReleaseNever)
     EXPECT_EQ(ends(), "1 not sent " + number(Reason::Expired));
     queue.expire(start + 5s);
     EXPECT_EQ(ends(), "2 not sent " + number(Reason::Expired));
+    EXPECT_EQ(queue.nextExpiry(), SteadyTime::max());
     EXPECT_EQ(send(start + 9s), 3U);
 }
 
@@ -307,13 +310,117 @@ TEST_F(WriteQueueTest, ARefusedReleaseIsTriedThreeTimes)
     EXPECT_TRUE(queue.isEmpty());
 }
 
-TEST_F(WriteQueueTest, ARemovedTagTakesItsWritesWithIt)
+TEST_F(WriteQueueTest, ARemovedTagTakesItsWritesWithItButNoRelease)
 {
     queue.add(queued(1, 1), true, start);
     queue.add(queued(2, 2), true, start);
+    QueuedWrite release = queued(3, 1);
+    release.kind = WriteKind::Release;
+    queue.add(release, true, start);
     queue.cancelTag(Tag(1));
     EXPECT_EQ(ends(), "1 not sent " + number(Reason::Cancelled));
+    EXPECT_EQ(send(), 3U);
+    queue.confirmed();
     EXPECT_EQ(send(), 2U);
+}
+
+TEST_F(WriteQueueTest, APressIsNotReplacedByANewerValue)
+{
+    QueuedWrite press = queued(1, 1);
+    press.kind = WriteKind::Press;
+    queue.add(press, true, start);
+    queue.add(queued(2, 1, {.coalesce = true}), true, start);
+    queue.add(queued(3, 1, {.coalesce = true}), true, start);
+    EXPECT_EQ(ends(), "2 not sent " + number(Reason::Replaced));
+    EXPECT_EQ(send(), 1U);
+}
+
+TEST_F(WriteQueueTest, AWriteOfWhichAPartIsDoneIsNeitherCancelledNorReplaced)
+{
+    queue.add(queued(1, 1, {}, 2), true, start);
+    send();
+    queue.confirmed();
+    EXPECT_FALSE(queue.cancel(1));
+    EXPECT_EQ(queue.cancelAll(), 0);
+    queue.linkLost();
+    queue.add(queued(2, 1, {.coalesce = true}), true, start);
+    EXPECT_EQ(ends(), "");
+    EXPECT_EQ(queue.begin().addressText, QStringLiteral("1"));
+}
+
+TEST_F(WriteQueueTest, AReleasePassesWhatIsUnsentButNotWhatHasBegun)
+{
+    QueuedWrite release = queued(9, 1);
+    release.kind = WriteKind::Release;
+    queue.add(queued(1, 7), true, start);
+    queue.add(release, true, start);
+    EXPECT_EQ(send(), 9U);
+    queue.confirmed();
+    EXPECT_EQ(send(), 1U);
+    queue.unanswered(Reason::NoAnswer);
+    queue.add(release, true, start);
+    EXPECT_EQ(send(), 1U) << "it was sent, and may have to be sent again";
+    queue.confirmed();
+    EXPECT_EQ(send(), 9U);
+}
+
+TEST_F(WriteQueueTest, WhatTheDriverDoesNotTakeLeavesTheNextOneAsItIs)
+{
+    queue.add(queued(1), true, start);
+    queue.add(queued(2), true, start);
+    queue.begin();
+    EXPECT_TRUE(queue.isInHand());
+    queue.impossible();
+    EXPECT_FALSE(queue.isInHand());
+    EXPECT_EQ(ends(), "1 not sent " + number(Reason::InvalidValue));
+    EXPECT_TRUE(queue.cancel(2));
+}
+
+TEST_F(WriteQueueTest, StoppingSaysSoOfWhatWasSentBefore)
+{
+    queue.add(queued(1), true, start);
+    send();
+    queue.unanswered(Reason::NoAnswer); // it would be sent once more
+    queue.stop();
+    EXPECT_EQ(ends(), "1 unknown " + number(Reason::Stopped) + " sent 1");
+    EXPECT_EQ(queue.nextExpiry(), SteadyTime::max());
+    EXPECT_FALSE(queue.isInHand());
+}
+
+TEST_F(WriteQueueTest, StoppingEndsAllButReleasesAndWhatIsInHand)
+{
+    QueuedWrite release = queued(3, 3);
+    release.kind = WriteKind::Release;
+    queue.add(queued(1, 1), true, start);
+    send();
+    queue.add(queued(2, 2), true, start);
+    queue.add(release, true, start);
+    queue.endButReleases();
+    EXPECT_EQ(ends(), "2 not sent " + number(Reason::Stopped));
+    queue.confirmed();
+    EXPECT_EQ(ends(), "1 done 0 sent 1");
+    EXPECT_EQ(send(), 3U);
+}
+
+TEST_F(WriteQueueTest, OnlyWhatMayBeSentOnceIsNotGreetedFor)
+{
+    const struct {
+        WriteKind kind;
+        int attempts;
+        bool once;
+    } rows[] = {
+        {WriteKind::Plain, 1, true},
+        {WriteKind::Plain, 2, false},
+        {WriteKind::Press, 1, true},
+        {WriteKind::Release, 1, false},
+    };
+    for (const auto &row : rows) {
+        QueuedWrite write = queued(1, 1, {.attempts = row.attempts});
+        write.kind = row.kind;
+        queue.add(write, true, start);
+        EXPECT_EQ(queue.isSentOnce(), row.once) << int(row.kind) << ' ' << row.attempts;
+        queue.stop();
+    }
 }
 
 TEST(Outcomes, RowsSayWhatWasSentAndWhatMayHaveChanged)

@@ -11,8 +11,14 @@ namespace kvgateway
 namespace
 {
 
-// A request is noted in the database no more often: a restart makes a session younger by that much.
-constexpr kvlink::Duration keepEvery = std::chrono::minutes(1);
+// A request is noted in the database no more often, since each note waits for the disk. After a
+// restart a session may end sooner by that much, but not within most of its idle time.
+kvlink::Duration keepEvery(const AccessSettings &settings)
+{
+    constexpr kvlink::Duration seldom = std::chrono::minutes(10);
+    constexpr int partOfIdle = 3;
+    return std::min(seldom, settings.idle / partOfIdle);
+}
 
 } // namespace
 
@@ -84,7 +90,7 @@ std::optional<SessionBook::Session> SessionBook::find(const QByteArray &hash)
         return {};
     }
     found->seen = m_clock.steady();
-    if (found->seen - found->kept >= keepEvery) {
+    if (found->seen - found->kept >= keepEvery(m_settings)) {
         found->kept = found->seen;
         keep(hash, *found);
     }

@@ -210,6 +210,31 @@ TEST_F(AccessTest, SessionsOutliveARestart)
     EXPECT_EQ(access->sessions(), 0);
 }
 
+struct NoteRow {
+    kvlink::Duration idle, every;
+};
+
+// Each note waits for the disk.
+TEST_F(AccessTest, RequestsAreNotedSeldom)
+{
+    for (const NoteRow &row : {NoteRow{30min, 10min}, {2h, 10min}, {3min, 1min}}) {
+        settings.idle = row.idle;
+        open();
+        const Login login = logIn();
+        OpenProblem problem;
+        const auto watcher =
+            Database::open(folder.path() + "/access.sqlite", Database::Use::Read, 0600, problem);
+        ASSERT_NE(watcher, nullptr) << problem.text.toStdString();
+        const qint64 before = watcher->number("PRAGMA data_version");
+        clock.advance(row.every - 1us);
+        EXPECT_TRUE(isIn(login));
+        EXPECT_EQ(watcher->number("PRAGMA data_version"), before) << row.idle.count();
+        clock.advance(1us);
+        EXPECT_TRUE(isIn(login));
+        EXPECT_NE(watcher->number("PRAGMA data_version"), before) << row.idle.count();
+    }
+}
+
 TEST_F(AccessTest, NoSecretIsInTheFile)
 {
     const Login login = logIn();

@@ -84,27 +84,27 @@ std::unique_ptr<AccountBook> AccountBook::open(const QString &folder, QString &p
     return nullptr;
 }
 
-// The number changes when another connection has changed the database.
+// The number changes when another connection has changed the database. A read that fails changes
+// nothing: a damaged or locked file sends nobody out who was in.
 void AccountBook::refresh()
 {
-    const qint64 version = m_dataVersion.step() ? m_dataVersion.integer(0) : -1;
+    const qint64 version = m_dataVersion.step() ? m_dataVersion.integer(0) : m_seenVersion;
     m_dataVersion.reset();
     if (version != m_seenVersion)
-        load();
-    m_seenVersion = version;
+        m_seenVersion = load() ? version : neverSeen;
 }
 
-void AccountBook::load()
+bool AccountBook::load()
 {
-    m_accounts.clear();
-    m_tokens.clear();
+    QHash<QString, Account> accounts;
+    QHash<QByteArray, Token> known;
     Statement users(*m_database, "SELECT name, role, password, created, generation FROM users");
     while (users.step()) {
         const auto role = roleFromName(users.text(1));
         if (role)
-            m_accounts.insert(users.text(0), {{users.text(0), *role, fromMs(users.integer(3))},
-                                              users.text(2).toLatin1(),
-                                              users.integer(4)});
+            accounts.insert(users.text(0), {{users.text(0), *role, fromMs(users.integer(3))},
+                                            users.text(2).toLatin1(),
+                                            users.integer(4)});
     }
     Statement tokens(*m_database, "SELECT name, role, hash, created, expires FROM tokens");
     while (tokens.step()) {
@@ -114,8 +114,13 @@ void AccountBook::load()
         Token token{tokens.text(0), *role, fromMs(tokens.integer(3)), {}};
         if (!tokens.isNull(4))
             token.expires = fromMs(tokens.integer(4));
-        m_tokens.insert(tokens.bytes(2), token);
+        known.insert(tokens.bytes(2), token);
     }
+    if (users.hasFailed() || tokens.hasFailed())
+        return false;
+    m_accounts = std::move(accounts);
+    m_tokens = std::move(known);
+    return true;
 }
 
 bool AccountBook::finish(Statement &statement, const QString &missing, QString &problem)
@@ -126,7 +131,8 @@ bool AccountBook::finish(Statement &statement, const QString &missing, QString &
     else if (m_database->changes() == 0)
         problem = missing;
     const bool isChanged = isDone && m_database->changes() > 0;
-    load();
+    if (!load())
+        m_seenVersion = neverSeen; // our own changes do not change the number
     return isChanged;
 }
 

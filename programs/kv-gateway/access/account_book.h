@@ -44,14 +44,17 @@ public:
     Database &database() { return *m_database; }
 
 private:
+    static constexpr qint64 neverSeen = -1;
+
     explicit AccountBook(std::unique_ptr<Database> database);
     void refresh();
-    void load();
+    /// \return false: it could not be read, and the copy stays as it was
+    bool load();
     bool finish(Statement &statement, const QString &missing, QString &problem);
 
     std::unique_ptr<Database> m_database;
     Statement m_dataVersion;
-    qint64 m_seenVersion = -1;
+    qint64 m_seenVersion = neverSeen;
     QHash<QString, Account> m_accounts;
     QHash<QByteArray, Token> m_tokens; ///< by their hash
 };

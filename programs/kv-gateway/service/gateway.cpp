@@ -121,6 +121,9 @@ QStringList Gateway::open()
     settings.folder = m_config.folder;
     settings.keepHistory = m_config.history.isKept;
     settings.retention = retentionOf(m_config.history);
+    settings.onEvent = [](const EventRow &event) {
+        logLine(LogLevel::Warning, event.cause.isEmpty() ? event.text : event.text + ": " + event.cause);
+    };
     m_store = std::make_unique<Store>(settings, m_clock);
     if (!m_store->start(problem))
         return {problem};

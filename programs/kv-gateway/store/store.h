@@ -12,6 +12,7 @@
 #include "clock.h"
 #include "records.h"
 
+#include <functional>
 #include <memory>
 
 namespace kvgateway
@@ -37,6 +38,9 @@ struct StoreSettings {
     int mostAuditQueued = 10'000;
     int mostEventsQueued = 10'000;
     kvlink::Duration collect = std::chrono::milliseconds(250); ///< rows of this time are committed together
+    /// Gets the events that the store itself adds, on its thread: a full disk keeps them out of the
+    /// event log. May be empty.
+    std::function<void(const EventRow &event)> onEvent;
 };
 
 enum class HistoryState : quint8 {

@@ -132,7 +132,10 @@ void StoreEngine::noteDownTime(kvlink::WallTime from)
 
 void StoreEngine::event(EventKind kind, const QString &text, const QString &cause)
 {
-    m_inbox.addEvent({0, {}, kind, {}, {}, text, cause}, m_clock.wall());
+    const EventRow row{0, {}, kind, {}, {}, text, cause};
+    m_inbox.addEvent(row, m_clock.wall());
+    if (m_settings.onEvent)
+        m_settings.onEvent(row);
 }
 
 void StoreEngine::watchClock()
@@ -196,11 +199,17 @@ void StoreEngine::writeJournal(kvlink::SteadyTime now)
 
 void StoreEngine::noteJournal(Written result, const QString &problem, kvlink::SteadyTime now)
 {
-    m_status.journalProblem.clear();
-    if (result == Written::Done)
+    const bool wasDone = m_status.journalProblem.isEmpty();
+    if (result == Written::Done) {
+        m_status.journalProblem.clear();
+        if (!wasDone)
+            event(EventKind::Service, QStringLiteral("audit and events are written again"), {});
         return;
+    }
     m_status.journalProblem = QStringLiteral("%1; audit and events wait, and are tried again").arg(problem);
     m_journalRetry = now + retryAfter;
+    if (wasDone)
+        event(EventKind::Service, QStringLiteral("audit and events wait"), problem);
 }
 
 void StoreEngine::writeHistory(kvlink::SteadyTime now)

@@ -33,6 +33,7 @@ protected:
         settings.mostHistoryQueued = 100;
         settings.mostAuditQueued = 3;
         settings.mostEventsQueued = 3;
+        settings.onEvent = [this](const EventRow &event) { told += event.text; };
     }
     void start()
     {
@@ -83,6 +84,7 @@ protected:
     QTemporaryDir folder;
     StoreSettings settings;
     FakeClock clock;
+    QStringList told; // to the log
     std::unique_ptr<Inbox> inbox;
     std::unique_ptr<StoreEngine> engine;
 };
@@ -389,6 +391,8 @@ TEST_F(EngineTest, AFullDiskStopsHistoryUntilThereIsRoom)
                                 "wait, and are tried again");
     EXPECT_EQ(inbox->queuedAudit(), 1);
     EXPECT_EQ(history("a"), QStringList("1")); // reading goes on
+    EXPECT_EQ(told, QStringList({"history stopped", "audit and events wait"}))
+        << "now, not once there is room";
     ASSERT_TRUE(ballast.remove());
     clock.advance(4s);
     engine->step();
@@ -406,9 +410,14 @@ TEST_F(EngineTest, AFullDiskStopsHistoryUntilThereIsRoom)
     EXPECT_EQ(kept[1001], QStringLiteral("stale queue-full"));
     EXPECT_EQ(kept[1002], QStringLiteral("4999"));
     EXPECT_EQ(inbox->droppedHistory(), 3999U);
-    EXPECT_EQ(events(), QStringList({"history history stopped: " + settings.folder +
-                                         "/history.sqlite: database or disk is full",
-                                     "history history goes on: "}));
+    EXPECT_EQ(events(),
+              QStringList({"history history stopped: " + settings.folder +
+                               "/history.sqlite: database or disk is full",
+                           "service audit and events wait: " + settings.folder +
+                               "/journal.sqlite: database or disk is full",
+                           "history history goes on: ", "service audit and events are written again: "}));
+    EXPECT_EQ(told, QStringList({"history stopped", "audit and events wait", "history goes on",
+                                 "audit and events are written again"}));
 }
 
 TEST_F(EngineTest, ADiskThatIsFullAtTheStartStopsNothingElse)

@@ -43,7 +43,7 @@ int statusOf(kvlink::Outcome outcome)
     return 500;
 }
 
-Response responseTo(const WriteReport &report)
+QJsonObject membersOf(const WriteReport &report)
 {
     QJsonObject object{{QStringLiteral("tag"), report.order.tag},
                        {QStringLiteral("outcome"), kvlink::outcomeName(report.outcome)},
@@ -52,6 +52,12 @@ Response responseTo(const WriteReport &report)
         object[QStringLiteral("reason")] = kvlink::reasonText(report.reason);
     if (report.time != kvlink::WallTime{})
         object[QStringLiteral("time")] = timeText(report.time);
+    return object;
+}
+
+Response responseTo(const WriteReport &report)
+{
+    QJsonObject object = membersOf(report);
     if (report.outcome != kvlink::Outcome::Done)
         return problemResponse(statusOf(report.outcome), report.text, object);
     object[QStringLiteral("text")] = report.text;
@@ -106,11 +112,20 @@ std::optional<WriteOrder> orderOf(const Request &request, const Caller &caller, 
     return order;
 }
 
-Response buttonGone()
+// With its outcome where that is known: a press that the PLC refused was never down, and one whose
+// release nobody confirmed may be down still.
+Response buttonGone(const std::optional<WriteReport> &end)
 {
-    return problemResponse(
-        410, QStringLiteral("this button is released: it was not renewed for 0.5 s, or belongs to "
-                            "somebody else; press again"));
+    if (!end)
+        return problemResponse(
+            410, QStringLiteral("there is no such button: it was released long ago, or belongs to "
+                                "somebody else; press again"));
+    if (end->outcome == kvlink::Outcome::Done)
+        return problemResponse(
+            410,
+            QStringLiteral("this button is released: it was let go, or not renewed for 0.5 s; press again"),
+            membersOf(*end));
+    return problemResponse(410, end->text, membersOf(*end));
 }
 
 } // namespace
@@ -159,16 +174,20 @@ void Api::postButton(const CallPtr &call)
 void Api::renewButton(const CallPtr &call)
 {
     onPlant([this, call] {
-        const bool isDown = m_parts.plant.renew(call->rest.toULongLong(), call->caller.name);
-        call->reply->send(isDown ? emptyResponse() : buttonGone());
+        const ButtonId button = call->rest.toULongLong();
+        const bool isDown = m_parts.plant.renew(button, call->caller.name);
+        call->reply->send(isDown ? emptyResponse()
+                                 : buttonGone(m_parts.plant.endOf(button, call->caller.name)));
     });
 }
 
 void Api::releaseButton(const CallPtr &call)
 {
     onPlant([this, call] {
-        const bool isDown = m_parts.plant.release(call->rest.toULongLong(), call->caller.name);
-        call->reply->send(isDown ? emptyResponse() : buttonGone());
+        const ButtonId button = call->rest.toULongLong();
+        const bool isDown = m_parts.plant.release(button, call->caller.name);
+        call->reply->send(isDown ? emptyResponse()
+                                 : buttonGone(m_parts.plant.endOf(button, call->caller.name)));
     });
 }
 

@@ -60,6 +60,7 @@ class Press {
     this.onEnd = onEnd;
     this.isOver = false;
     this.path = ""; // until the gateway has pressed
+    this.reason = ""; // of an end that nobody's finger made
     this.run();
   }
 
@@ -79,16 +80,30 @@ class Press {
 
   /** A press or a renewal failed. @param {Problem} problem */
   fail(problem) {
-    const { tag } = this.entry.info;
     if (this.path === "" && outcomeOf(problem) === "unknown")
       return this.lose();
-    if (this.path === "") {
-      say(t("hold.refused", tag, translated(problem.message)));
-      return this.end();
-    }
     if (!this.isOver)
-      say(t("hold.released", tag, translated(problem.message)));
-    this.letGo(); // what becomes of the release says whether it is off
+      this.reason = translated(problem.message);
+    if (this.path === "")
+      this.refuse(problem);
+    else if (!this.isSettled(problem))
+      return this.letGo(); // what becomes of the release says whether it is off
+    this.end();
+  }
+
+  /** It never was on. @param {Problem} problem */
+  refuse(problem) {
+    say(t("hold.refused", this.entry.info.tag, translated(problem.message)));
+  }
+
+  /** Whether the gateway knows that it is off. One thing is said of it. @param {Problem} problem */
+  isSettled(problem) {
+    const outcome = problem.status === 410 ? outcomeOf(problem) : "problem";
+    if (outcome === "refused" || outcome === "not sent")
+      this.refuse(problem);
+    else if (outcome === "done" && this.reason)
+      say(t("hold.released", this.entry.info.tag, this.reason));
+    return ["refused", "not sent", "done"].includes(outcome);
   }
 
   async renew() {
@@ -121,26 +136,28 @@ class Press {
 
   async release() {
     const { entry } = this;
-    const { sample } = entry;
-    leaving.set(entry, sample);
-    // Not where it was seen off, or pressed again, or said already.
-    const giveUp = () => {
-      if (leaving.get(entry) === sample && leaving.delete(entry))
-        say(t("hold.unsure", entry.info.tag));
-    };
+    const left = { before: entry.sample, reason: this.reason };
+    const isOpen = () => leaving.get(entry) === left; // not seen off, nor pressed again, nor said already
+    const ask = () => api.request("DELETE", this.path, { keepalive: true, timeout: answerWithin });
+    let isSure = false;
+    leaving.set(entry, left);
     try {
-      await api.request("DELETE", this.path, { keepalive: true, timeout: answerWithin });
-      setTimeout(giveUp, settleTime(entry));
+      await ask();
       loseDead();
-    } catch {
-      giveUp();
+      await new Promise(resolve => setTimeout(resolve, settleTime(entry)));
+      if (isOpen())
+        await ask(); // by now the gateway knows how it ended
+    } catch (problem) {
+      isSure = this.isSettled(/** @type {Problem} */ (problem));
     }
+    if (isOpen() && leaving.delete(entry) && !isSure)
+      say(t("hold.unsure", entry.info.tag));
   }
 }
 
 /** @type {Set<Press>} */
 const held = new Set();
-/** @type {Map<Entry, Entry["sample"]>} let go, and not seen off since then */
+/** @type {Map<Entry, {before: Entry["sample"], reason: string}>} let go, and not seen off since then */
 const leaving = new Map();
 
 const letGoAll = () => held.forEach(press => press.letGo());
@@ -152,13 +169,15 @@ function loseDead() {
     else if (isDead(press.entry))
       press.lose();
   }
-  for (const [entry, before] of leaving) {
+  for (const [entry, { before, reason }] of leaving) {
     const { sample } = entry;
     const isOff = sample !== before && sample.quality === "good" && sample.value === false;
     if (isOff || isLost(entry))
       leaving.delete(entry);
     if (!isOff && isLost(entry))
       say(t("hold.unsure", entry.info.tag));
+    else if (isOff && reason)
+      say(t("hold.released", entry.info.tag, reason));
   }
 }
 

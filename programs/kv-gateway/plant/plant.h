@@ -51,6 +51,9 @@ public:
     /// \param who presses it. \return false: it is released already, or somebody else's
     bool renew(ButtonId button, const QString &who);
     bool release(ButtonId button, const QString &who);
+    /// How a press ended, of the last 100 that did.
+    /// \return none: it has not ended, is older, or is somebody else's
+    std::optional<WriteReport> endOf(ButtonId button, const QString &who) const;
 
 private:
     struct Button {
@@ -93,6 +96,7 @@ private:
     QHash<QString, kvlink::Sample> m_lastSamples;
     std::map<WriteKey, OpenWrite> m_writes;
     std::map<ButtonId, Button> m_buttons;
+    std::map<ButtonId, WriteReport> m_endedButtons; ///< the last ones
     ButtonId m_lastButton = 0;
 };
 

@@ -5,6 +5,13 @@
 namespace kvgateway
 {
 
+namespace
+{
+
+constexpr std::size_t mostEndedButtons = 100;
+
+} // namespace
+
 std::optional<Plant::OpenWrite> Plant::begin(const WriteOrder &order, const WriteEnd &end, bool isPress,
                                              PlcLink *&link, kvlink::Tag &tag)
 {
@@ -102,6 +109,14 @@ bool Plant::release(ButtonId button, const QString &who)
     return true;
 }
 
+std::optional<WriteReport> Plant::endOf(ButtonId button, const QString &who) const
+{
+    const auto found = m_endedButtons.find(button);
+    if (found == m_endedButtons.end() || found->second.order.who != who)
+        return std::nullopt;
+    return found->second;
+}
+
 void Plant::onWritten(PlcLink &link, const kvlink::WriteResult &result)
 {
     const auto found = m_writes.find(WriteKey(&link, result.id));
@@ -109,9 +124,14 @@ void Plant::onWritten(PlcLink &link, const kvlink::WriteResult &result)
         return;
     OpenWrite write = std::move(found->second);
     m_writes.erase(found);
-    m_buttons.erase(write.button);
     write.report.time = result.time;
     finish(write, result.outcome, result.reason, result.text);
+    if (write.button == 0)
+        return;
+    m_buttons.erase(write.button);
+    m_endedButtons.emplace(write.button, write.report);
+    if (m_endedButtons.size() > mostEndedButtons)
+        m_endedButtons.erase(m_endedButtons.begin());
 }
 
 } // namespace kvgateway

@@ -138,6 +138,24 @@ TEST_F(GatewayTest, aButtonIsHeldAndReleased)
     EXPECT_EQ(request(port, "DELETE", button).status, 204);
     EXPECT_TRUE(until([this] { return sim.control("get R500") == "0"; }));
     EXPECT_TRUE(until([&] { return request(port, "PUT", button).status == 410; }));
+    EXPECT_EQ(json(request(port, "PUT", button))["outcome"], "done");
+}
+
+TEST_F(GatewayTest, aPressThatThePlcRefusesIsNotCalledReleased)
+{
+    writeConfig();
+    ASSERT_TRUE(startAndRead());
+    sim.control("write-protect on");
+    const Answer pressed = post("/api/v1/buttons", R"({"tag":"a.run"})");
+    ASSERT_EQ(pressed.status, 201);
+    const std::string button = "/api/v1/buttons/" + std::to_string(json(pressed)["button"].toInt());
+    for (const char *method : {"PUT", "DELETE"}) {
+        Answer answer;
+        EXPECT_TRUE(until([&] { return (answer = request(port, method, button)).status == 410; }));
+        EXPECT_EQ(json(answer)["outcome"], "refused") << answer.body.toStdString();
+        EXPECT_TRUE(json(answer)["detail"].toString().contains("E4")) << answer.body.toStdString();
+        EXPECT_FALSE(json(answer)["detail"].toString().contains("released")) << answer.body.toStdString();
+    }
 }
 
 TEST_F(GatewayTest, aButtonOfAClientThatHangsReleases)

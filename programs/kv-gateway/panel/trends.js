@@ -19,11 +19,15 @@ addTexts({
   "trend.charts": ["Charts. Arrow keys move in time, + and - zoom, End follows the clock.",
     "Kurven. Pfeiltasten bewegen, + und - zoomen, Ende folgt der Uhr.",
     "グラフ。矢印キーで移動、+ と - で拡大縮小、End で現在に追従。"],
+  "trend.missing": ["The history of %1 did not come: %2. It is asked for again.",
+    "Der Verlauf von %1 kam nicht: %2. Er wird wieder angefragt.", "%1 の履歴を取得できません：%2。再取得します。"],
 });
 
 const mostTags = 12;
 const tickEvery = 250; // ms, while the right edge is now
 const settle = 150; // ms after the last move until the history is asked
+const firstRetry = 1000; // ms after a history that did not come; twice as long after each further one
+const lastRetry = 30000; // ms; what the stream brings is kept for longer
 const usual = { span: 600 * 1000, to: null };
 
 /** @typedef {import("./trend_legend.js").ShownSeries} ShownSeries */
@@ -50,11 +54,13 @@ class TrendsView {
     /** @type {number | null} */
     this.cursor = null;
     this.asked = 0; // counts; an answer to an older question is dropped
+    this.failures = 0; // questions in a row of which an answer did not come
     this.timer = 0;
     this.settling = 0;
     this.isShown = false;
     this.isLoaded = false; // what draws charts is there
-    this.poll = new Poll(() => this.fetchAll(), () => keptFor(this.stretch));
+    this.poll = new Poll(() => this.fetchAll(), () => this.failures === 0 ? keptFor(this.stretch)
+      : Math.min(firstRetry * 2 ** (this.failures - 1), lastRetry));
     this.paint = painter(() => this.isShown && this.isLoaded && this.paintNow());
     // What was asked for while the gateway was away did not come.
     this.onState = () => live.state === "live" && this.begin();
@@ -89,9 +95,17 @@ class TrendsView {
     this.charts.draw(all, rangeOf(this.stretch));
     this.legend.show(all, this.cursor ?? endOf(this.stretch));
     this.bar.show();
-    setText(this.note, this.tags.length > 0 ? "" : t("trend.none"));
+    setText(this.note, this.noteOf(all));
     this.area.hidden = this.tags.length === 0;
     this.showCursor();
+  }
+
+  /** @param {ShownSeries[]} all */
+  noteOf(all) {
+    const missing = all.find(one => one.problem);
+    if (missing)
+      return t("trend.missing", missing.tag, translated(missing.problem));
+    return all.length > 0 ? "" : t("trend.none");
   }
 
   showCursor() {
@@ -118,16 +132,16 @@ class TrendsView {
     const margin = this.stretch.span / 2;
     const points = Math.min(4000, 2 * Math.ceil(this.charts.plot().width + 400));
     const end = Math.min(to + margin, live.now());
-    await Promise.all(this.tags.map(async tag => {
-      try {
-        const found = await fetchTrend(tag, from - margin, end, points);
-        if (mine === this.asked)
-          this.histories.set(tag, { points: found, problem: "" });
-      } catch (problem) {
-        if (mine === this.asked && !this.histories.has(tag))
-          this.histories.set(tag, { points: [], problem: /** @type {Error} */ (problem).message });
-      }
+    const problems = await Promise.all(this.tags.map(async tag => {
+      const known = this.histories.get(tag)?.points ?? [];
+      const history = await fetchTrend(tag, from - margin, end, points).then(found => ({ points: found, problem: "" }),
+        (/** @type {Error} */ problem) => ({ points: known, problem: problem.message }));
+      if (mine === this.asked)
+        this.histories.set(tag, history);
+      return history.problem;
     }));
+    if (mine === this.asked)
+      this.failures = problems.some(Boolean) ? this.failures + 1 : 0;
     this.paint();
   }
 

@@ -56,6 +56,8 @@ class TrendPage(Page):
             const canvas = [...document.querySelectorAll('.chart canvas')].find((one, i) => {
                 const data = one.getContext('2d').getImageData(0, 0, one.width, one.height).data;
                 return data.some(byte => byte > 0); });
+            if (!canvas)
+                return [];
             const {width, height} = canvas;
             const data = canvas.getContext('2d').getImageData(0, 0, width, height).data;
             const found = [];
@@ -200,6 +202,35 @@ class Trends(unittest.TestCase):
         self.page.open("#trends?tags=,,&span=1&to=yesterday")
         until(lambda: self.page.text(".note").startswith("Pick a tag"), "nothing says what to do")
         self.assertEqual(self.page.address(), {"span": ["600"]})
+
+    def test_a_history_that_does_not_come_is_asked_for_again(self):
+        now = self.page.run("return new Date().toISOString()")
+        # The pauses between two questions last a moment here; what they would be is noted.
+        self.page.open_after("""
+            const realFetch = fetch, realTimeout = setTimeout;
+            window.isFailing = false;
+            window.pauses = [];
+            fetch = (url, how) => isFailing && url.startsWith('api/v1/history?')
+                ? Promise.resolve(new Response('{"detail": "too busy"}', {status: 503})) : realFetch(url, how);
+            setTimeout = (act, ms, ...more) => {
+                const isPause = [1000, 2000, 4000, 8000, 16000, 30000].includes(ms);
+                if (isPause)
+                    pauses.push(ms);
+                return realTimeout(act, isPause ? 10 : ms, ...more);
+            };""", f"#trends?tags=line1.speed&span=60&to={now}")
+        until(lambda: self.page.columns(BLUE), "there is no line")
+        self.assertEqual(self.page.text(".note"), "")
+        self.page.run("isFailing = true")
+        self.page.one(".charts").send_keys("+")
+        problem = "The history of line1.speed did not come: too busy. It is asked for again."
+        until(lambda: self.page.text(".note") == problem, lambda: self.page.text(".note"))
+        self.assertEqual(self.page.one(".legend li").get_attribute("title"), "too busy")
+        until(lambda: self.page.run("return pauses.length") >= 7, "it is not asked for again")
+        self.assertEqual(self.page.run("return pauses.slice(0, 7)"), [1000, 2000, 4000, 8000, 16000, 30000, 30000])
+        self.assertNotEqual(self.page.columns(BLUE), [], "what came before stays")
+        self.page.run("isFailing = false")
+        until(lambda: self.page.text(".note") == "", lambda: self.page.text(".note"))
+        self.assertNotEqual(self.page.one(".legend li").get_attribute("title"), "too busy")
 
     def test_what_is_shown_can_be_taken_along(self):
         link = self.page.one(".trend-bar a").get_attribute("href")

@@ -26,6 +26,7 @@ struct TagConfig {
     kvlink::TagSettings settings; ///< as kvlink takes it; its name is the short one: "speed"
     kvlink::ValueKind kind = kvlink::ValueKind::Whole;
     int count = 1;             ///< of values
+    int digits = 0;            ///< of a hexadecimal value, as kvlink shows it
     bool history = false;      ///< each change is kept
     std::optional<double> min; ///< a write below is refused, as shown
     std::optional<double> max;

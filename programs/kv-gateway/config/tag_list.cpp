@@ -41,7 +41,7 @@ public:
         tag.name = m_plc + "." + m_variable.settings.name;
         tag.group = cell(Group);
         tag.comment = m_variable.comment;
-        tag.kind = m_variable.address.kind();
+        takeKind(tag);
         tag.count = m_variable.address.values();
         takeName(problem);
         takePeriod(tag, problem);
@@ -59,6 +59,16 @@ public:
 
 private:
     QString cell(Extra column) const { return m_variable.extras.value(column); }
+
+    // With a scale or an offset kvlink shows and takes decimal numbers, whatever the format.
+    void takeKind(TagConfig &tag) const
+    {
+        tag.kind = m_variable.address.kind();
+        if (tag.kind == kvlink::ValueKind::Hex && m_variable.isScaled())
+            tag.kind = kvlink::ValueKind::Real;
+        if (tag.kind == kvlink::ValueKind::Hex)
+            tag.digits = int(m_variable.address.shown(kvlink::Value(qint64(0))).size());
+    }
 
     void takeName(QString &problem) const
     {

@@ -99,6 +99,8 @@ QByteArray tagText(const LiveTable &table, const TableTag &tag)
     appendLimit(out, "max", tag.config.max);
     out += QByteArray(R"(,"kind":")") + kindName(tag.config.kind) + R"(","count":)" +
            QByteArray::number(tag.config.count);
+    if (tag.config.digits > 0)
+        out += ",\"digits\":" + QByteArray::number(tag.config.digits);
     appendSwitch(out, "writable", settings.access == kvlink::Access::ReadWrite);
     appendSwitch(out, "history", tag.config.history);
     appendSwitch(out, "confirm", tag.config.confirm);

@@ -132,7 +132,7 @@ function bindingOf(element) {
   const { tag = "", format: shape = "", when, level } = element.dataset;
   const isText = element.localName === "text" || element.localName === "tspan";
   const line = lineOf(element);
-  const show = shape === "" ? format.value : parseFormat(shape);
+  const shaped = shape === "" ? null : parseFormat(shape);
   const setLevel = level === undefined ? null : levelOf(element, level);
   const setRules = when === undefined ? null : rulesOf(element, when);
   return () => {
@@ -141,8 +141,8 @@ function bindingOf(element) {
     const isCurrent = entry !== undefined && value !== null && live.isCurrent(entry);
     element.classList.toggle("old", !isCurrent);
     if (isText) {
-      const text = value === null || value === undefined ? "–" : show(value);
-      setText(line, text);
+      const isThere = value !== null && value !== undefined;
+      setText(line, isThere && shaped ? shaped(value) : format.value(isThere ? value : null, entry?.info));
     }
     setLevel?.(Number(value));
     setRules?.(isCurrent ? Number(value) : null);
@@ -155,7 +155,7 @@ export function described(tag) {
   if (!entry)
     return tag;
   const sign = live.qualityOf(entry) === "good" ? "" : ` – ${reasonOf(entry)}`;
-  return `${tag}: ${format.value(entry.sample.value)} ${entry.info.unit ?? ""}`.trimEnd() + sign;
+  return `${tag}: ${format.value(entry.sample.value, entry.info)} ${entry.info.unit ?? ""}`.trimEnd() + sign;
 }
 
 // Inkscape writes a size in millimetres; a page wants one that follows the window.

@@ -19,6 +19,7 @@ import { api, Problem } from "./api.js";
  * @property {string} address
  * @property {"bit" | "whole" | "hex" | "real" | "text"} kind
  * @property {number} count of values; above 1: a list
+ * @property {number} [digits] of a hexadecimal value
  * @property {string} [group]
  * @property {string} [unit]
  * @property {string} [comment]

@@ -42,8 +42,11 @@ const askEvery = 3000; // ms, while only the newest are shown
 
 /** @typedef {{name: string, text: (row: any) => string}} Column */
 
-/** @param {any} row */
-const change = row => `${format.value(row.old)} → ${format.value(row.new)}`;
+/** As the tag is shown now, if it is still there. @param {any} row */
+function change(row) {
+  const info = live.entries.get(row.tag)?.info;
+  return `${format.value(row.old, info)} → ${format.value(row.new, info)}`;
+}
 /** @param {any} row */
 const time = row => format.moment(new Date(row.time));
 

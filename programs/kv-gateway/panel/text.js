@@ -80,19 +80,19 @@ export const format = {
   },
   /**
    * @param {import("./live.js").Sample["value"]} value
-   * @param {import("./live.js").TagInfo["kind"]} [kind]
+   * @param {Pick<import("./live.js").TagInfo, "kind" | "digits">} [info]
    * @returns {string}
    */
-  value(value, kind) {
+  value(value, info) {
     if (value === null)
       return "–";
     if (Array.isArray(value))
-      return value.map(one => format.value(one, kind)).join("  ");
+      return value.map(one => format.value(one, info)).join("  ");
     if (typeof value === "boolean")
       return t(value ? "on" : "off");
     if (typeof value !== "number")
       return value;
-    return kind === "hex" ? value.toString(16).toUpperCase().padStart(4, "0") : format.number(value);
+    return info?.kind === "hex" ? value.toString(16).toUpperCase().padStart(info.digits ?? 0, "0") : format.number(value);
   },
 };
 

@@ -78,7 +78,7 @@ export function paintRow(element, entry) {
   if (element.dataset.quality !== shown)
     element.dataset.quality = shown;
   setText(name.children[0], entry.info.tag);
-  setText(value.children[0], format.value(entry.sample.value, entry.info.kind));
+  setText(value.children[0], format.value(entry.sample.value, entry.info));
   setText(unit, entry.info.unit ?? "");
   setText(quality.children[0], signs[shown]);
   setText(quality.children[1], reasonOf(entry));

@@ -56,12 +56,13 @@ export function isWritable(entry) {
 }
 
 /** @param {Entry["info"]} info */
-function limitsOf({ min, max }) {
+function limitsOf(info) {
+  const { min, max } = info;
   if (min !== undefined && max !== undefined)
-    return t("write.limits", format.number(min), format.number(max));
+    return t("write.limits", format.value(min, info), format.value(max, info));
   if (min !== undefined)
-    return t("write.least", format.number(min));
-  return max === undefined ? "" : t("write.most", format.number(max));
+    return t("write.least", format.value(min, info));
+  return max === undefined ? "" : t("write.most", format.value(max, info));
 }
 
 /** @param {string} typed @throws {Error} with what is wrong */
@@ -168,7 +169,7 @@ export class WriteDialog {
     const isBit = info.kind === "bit" && info.count === 1;
     setText(this.title, t("write.title", info.tag));
     setText(this.comment, [info.comment, info.address].filter(Boolean).join(" · "));
-    setText(this.old.children[0], format.value(entry.sample.value, info.kind));
+    setText(this.old.children[0], format.value(entry.sample.value, info));
     setText(this.limits, [info.unit, limitsOf(info), info.count > 1 ? t("write.list", info.count) : ""]
       .filter(Boolean).join(" · "));
     this.input.value = typedOf(entry);
@@ -229,7 +230,7 @@ export class WriteDialog {
     if (!entry)
       return;
     this.now.dataset.quality = live.qualityOf(entry);
-    setText(this.now.children[0], format.value(entry.sample.value, entry.info.kind));
+    setText(this.now.children[0], format.value(entry.sample.value, entry.info));
     setText(this.now.children[1], reasonOf(entry));
     this.check();
   }
@@ -242,7 +243,7 @@ export class WriteDialog {
       return;
     const { value } = this.typed(entry);
     this.waiting.add(entry);
-    setText(this.old.children[0], format.value(entry.sample.value, entry.info.kind));
+    setText(this.old.children[0], format.value(entry.sample.value, entry.info));
     this.show("waiting", t("write.waiting"), "");
     this.check();
     try {

@@ -28,7 +28,8 @@ TEST_F(GatewayTest, tagsAreDescribed)
 {
     writeFile("tags.csv", "name,address,period,unit,min,max,rw,confirm,button,comment\n"
                           "speed,DM100.S:2,20ms,rpm,-10,1500,rw,yes,,of the drive\n"
-                          "jog,R500,1s,,,,rw,,yes,\n");
+                          "jog,R500,1s,,,,rw,,yes,\n"
+                          "mask,DM120.H,1s,,,,r,,,\n");
     writeConfig();
     ASSERT_TRUE(start());
     EXPECT_EQ(
@@ -37,7 +38,9 @@ TEST_F(GatewayTest, tagsAreDescribed)
         R"("period":0.02,"min":-10,"max":1500,"kind":"whole","count":2,"writable":true,"history":false,)"
         R"("confirm":true,"button":false},)"
         R"({"tag":"a.jog","plc":"a","address":"R500","period":1,"kind":"bit","count":1,"writable":true,)"
-        R"("history":false,"confirm":false,"button":true}],"total":2})");
+        R"("history":false,"confirm":false,"button":true},)"
+        R"({"tag":"a.mask","plc":"a","address":"DM120.H","period":1,"kind":"hex","count":1,"digits":4,)"
+        R"("writable":false,"history":false,"confirm":false,"button":false}],"total":3})");
 }
 
 struct WrongRow {

@@ -131,6 +131,24 @@ text_encoding = "shift-jis"
     EXPECT_TRUE(jog.button);
 }
 
+TEST(ConfigFile, aHexadecimalTagIsOfTheKindThatIsShown)
+{
+    const ConfigFolder folder;
+    folder.write("tags.csv", "name,address,scale,offset\nmask,DM120.H,,\nwide,Z1.H,,\ntenths,DM121.H,0.1,\n"
+                             "shifted,DM122.H,,-40\n");
+    const LoadedConfig loaded = loadConfig(folder.write("gateway.toml", onePlc));
+    ASSERT_TRUE(loaded.problems.empty()) << loaded.problems[0].shown().toStdString();
+    const std::vector<TagConfig> &found = loaded.config.plcs[0].tags;
+    ASSERT_EQ(found.size(), 4u);
+    EXPECT_EQ(found[0].kind, kvlink::ValueKind::Hex);
+    EXPECT_EQ(found[0].digits, 4);
+    EXPECT_EQ(found[1].kind, kvlink::ValueKind::Hex);
+    EXPECT_EQ(found[1].digits, 8);
+    EXPECT_EQ(found[2].kind, kvlink::ValueKind::Real);
+    EXPECT_EQ(found[2].digits, 0);
+    EXPECT_EQ(found[3].kind, kvlink::ValueKind::Real);
+}
+
 TEST(ConfigFile, allMistakesAreSaidAtOnce)
 {
     const ConfigFolder folder;

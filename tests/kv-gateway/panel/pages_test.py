@@ -12,11 +12,14 @@ from selenium.webdriver import ActionChains  # noqa: E402
 from selenium.webdriver.common.keys import Keys  # noqa: E402
 
 PROGRAMS = ""
-TAGS = """name,address,unit,period,rw
-level,DM100.S,%,50ms,rw
-text,DM110.STR:8,,50ms,r
-running,R500,,50ms,rw
-jog,R501,,50ms,rw
+TAGS = """name,address,unit,period,rw,scale
+level,DM100.S,%,50ms,rw,
+text,DM110.STR:8,,50ms,r,
+running,R500,,50ms,rw,
+jog,R501,,50ms,rw,
+mask,DM120.H,,50ms,rw,
+wide,Z1.H,,50ms,r,
+tenths,DM121.H,,50ms,r,0.1
 """
 # The second one as Inkscape writes it.
 DRAWINGS = {
@@ -24,6 +27,9 @@ DRAWINGS = {
   <text id="number" x="10" y="20" data-tag="line1.level" data-format="Level 0.0 %">-</text>
   <text id="word" x="10" y="40" data-tag="line1.running" data-format="0=stopped|1=runs">-</text>
   <text id="plain" x="10" y="60" data-tag="line1.text">-</text>
+  <text id="mask" x="300" y="20" data-tag="line1.mask">-</text>
+  <text id="wide" x="300" y="40" data-tag="line1.wide">-</text>
+  <text id="tenths" x="300" y="60" data-tag="line1.tenths">-</text>
   <circle id="lamp" cx="100" cy="100" r="20" fill="#ffffff" data-tag="line1.running" data-when="on: fill #00aa00"/>
   <rect id="high" x="10" y="80" width="20" height="20" data-tag="line1.level" data-when="> 90: fill red, show"/>
   <rect id="up" x="200" y="100" width="20" height="80" data-tag="line1.level" data-level="0 100"/>
@@ -102,6 +108,18 @@ class Drawings(unittest.TestCase):
             with self.subTest(name, attribute=attribute):
                 self.page.wait_drawn(name, value, attribute)
         self.assertEqual(self.page.old()[0], 0)
+
+    def test_hexadecimal_values_are_shown_as_kv_host_shows_them(self):
+        wanted = {"mask": "01AF", "wide": "000001AF", "tenths": "43.1"}
+        for place in ("DM120", "Z1", "DM121"):
+            self.plc.command(f"set {place}=431")
+        for name, text in wanted.items():
+            with self.subTest(name):
+                self.page.wait_drawn(name, text)
+        self.page.open("#values")
+        for name, text in wanted.items():
+            with self.subTest(name, view="values"):
+                self.page.wait_row(f"line1.{name}", value=text)
 
     def test_one_made_by_a_drawing_program(self):
         self.page.one(".page-choices a[href*=tank]").click()

@@ -19,7 +19,7 @@ speed,DM100.S,rpm,50ms,0,1500,rw,,
 torque,DM101.S,Nm,50ms,,,rw,,
 valve,R510,,50ms,,,rw,yes,
 recipe,DM110:3,,50ms,,,rw,,
-mask,DM120.H,,50ms,,,rw,,
+mask,DM120.H,,50ms,,511,rw,,
 jog,R600,,50ms,,,rw,,yes
 fixed,DM130,,50ms,,,r,,
 """
@@ -272,7 +272,8 @@ class Checks(WriteTest):
         self.outcome("done")
         self.assertEqual([plc(f"DM{at}") for at in (110, 111, 112)], ["7", "8", "9"])
         self.page.press(Keys.ESCAPE)
-        self.dialog("line1.mask")
+        dialog = self.dialog("line1.mask")
+        self.assertIn("01FF or less", dialog.text)
         self.type("1aF")
         self.send().click()
         self.outcome("done")

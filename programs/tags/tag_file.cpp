@@ -92,8 +92,7 @@ public:
         tag->comment = text(Column::Comment);
         tag->line = m_record.line;
         tag->extras = m_columns.extras(m_record);
-        if (!takeNumbers(tag->settings, why) || !takeAccess(tag->settings, why) ||
-            !takeCommand(tag->settings, why))
+        if (!takeNumbers(tag->settings, why) || !takeAccess(*tag, why) || !takeCommand(tag->settings, why))
             return std::nullopt;
         return tag;
     }
@@ -140,13 +139,14 @@ private:
     }
 
     // On purpose read-only where the column is there and its cell is empty: whoever fills such a
-    // column has said for each tag whether it may be written.
-    bool takeAccess(kvlink::TagSettings &tag, QString &why) const
+    // column has said for each tag whether it may be written. What nobody can write is read-only
+    // unless its cell says otherwise, which is a mistake that each program words for itself.
+    bool takeAccess(Variable &tag, QString &why) const
     {
         const QString access = text(Column::ReadWrite).toLower();
         const bool isReadOnly = access.isEmpty() || access == "r" || access == "ro";
-        if (m_columns.has(m_record, Column::ReadWrite) && isReadOnly)
-            tag.access = kvlink::Access::ReadOnly;
+        if (isReadOnly && (m_columns.has(m_record, Column::ReadWrite) || !tag.address.isWritable()))
+            tag.settings.access = kvlink::Access::ReadOnly;
         if (!isReadOnly && access != "rw" && access != "w")
             why = QStringLiteral("rw '%1': r or rw is expected").arg(text(Column::ReadWrite));
         return why.isEmpty();

@@ -109,6 +109,7 @@ const GoodRow goodRows[] = {
     // Whoever fills an rw column has said for each tag whether it may be written.
     {"emptyAccessIsReadOnly", "name,address,rw\na,DM1,\nb,DM2,rw\nc,DM3,r\n", "a=DM1 r\nb=DM2\nc=DM3 r\n"},
     {"noAccessColumnIsWritable", "name,address\na,DM1\n", "a=DM1\n"},
+    {"aContactIsReadOnly", "name,address\na,T5\nb,CTH0.C\nc,TC5\n", "a=T5 r\nb=CTH0.C r\nc=TC5\n"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Rows, GoodTagFile, testing::ValuesIn(goodRows),

@@ -44,6 +44,7 @@ public:
         takeKind(tag);
         tag.count = m_variable.address.values();
         takeName(problem);
+        takeAccess(problem);
         takePeriod(tag, problem);
         takeYesOrNo("history", History, tag.history, problem);
         takeLimits(tag, problem);
@@ -82,6 +83,15 @@ private:
         else if (std::any_of(name.begin(), name.end(), isOutOfPlace))
             problem = QStringLiteral("the name '%1' has a comma, '*', '?' or a character that cannot be seen")
                           .arg(name);
+    }
+
+    void takeAccess(QString &problem) const
+    {
+        if (problem.isEmpty() && m_variable.settings.access == kvlink::Access::ReadWrite &&
+            !m_variable.address.isWritable())
+            problem = QStringLiteral("rw: %1 is a contact, which follows its timer or counter and cannot be "
+                                     "written; say r, or leave the cell empty")
+                          .arg(m_variable.address.name());
     }
 
     void takePeriod(TagConfig &tag, QString &problem) const

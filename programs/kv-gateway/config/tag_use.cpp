@@ -42,10 +42,10 @@ QString buttonProblem(const QStringList &button, const TagConfig &tag, const kvl
     const auto address = kvlink::AddressInfo::parse(tag.settings.address, problem);
     if (!address)
         return problem;
-    if (tag.settings.access != kvlink::Access::ReadWrite)
-        return QStringLiteral("the tag is read-only; say rw in its tag file, or take data-button out");
     if (!address->isWritable())
         return QStringLiteral("nobody can write %1; take data-button out").arg(address->name());
+    if (tag.settings.access != kvlink::Access::ReadWrite)
+        return QStringLiteral("the tag is read-only; say rw in its tag file, or take data-button out");
     if (button[0] == QLatin1String("press"))
         return pressProblem(tag);
     return button.size() == 2 ? setProblem(tag, *address, button[1], link) : QString();

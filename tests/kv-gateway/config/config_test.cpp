@@ -149,6 +149,17 @@ TEST(ConfigFile, aHexadecimalTagIsOfTheKindThatIsShown)
     EXPECT_EQ(found[3].kind, kvlink::ValueKind::Real);
 }
 
+TEST(ConfigFile, whatNobodyCanWriteIsReadOnly)
+{
+    const ConfigFolder folder;
+    folder.write("tags.csv", "name,address\ncontact,T5\nset,TS5\n");
+    const LoadedConfig loaded = loadConfig(folder.write("gateway.toml", onePlc));
+    ASSERT_TRUE(loaded.problems.empty()) << loaded.problems[0].shown().toStdString();
+    const std::vector<TagConfig> &found = loaded.config.plcs[0].tags;
+    EXPECT_EQ(found[0].settings.access, kvlink::Access::ReadOnly);
+    EXPECT_EQ(found[1].settings.access, kvlink::Access::ReadWrite);
+}
+
 TEST(ConfigFile, allMistakesAreSaidAtOnce)
 {
     const ConfigFolder folder;
@@ -278,6 +289,12 @@ const BadTagRow badTagRows[] = {
     {"deadbandOfEverySample", "name,address,deadband,on_change\na,DM1,2,no\n",
      "tags.csv:2: on_change 'no' reports every answer, and a deadband leaves answers out: take one of them"},
     {"confirm", "name,address,confirm\na,DM1,ask\n", "tags.csv:2: confirm 'ask': yes or no is expected"},
+    {"contactThatIsWritten", "name,address,rw\na,T5,rw\n",
+     "tags.csv:2: rw: T5 is a contact, which follows its timer or counter and cannot be written; say r, or "
+     "leave the cell empty"},
+    {"contactOfACounter", "name,address,rw\na,CTH0.C,rw\n",
+     "tags.csv:2: rw: CTH0.C is a contact, which follows its timer or counter and cannot be written; say r, "
+     "or leave the cell empty"},
     {"buttonOfAWord", "name,address,rw,button\na,DM1,rw,yes\n",
      "tags.csv:2: button: DM1 is not a single bit, so it cannot be on while it is held"},
     {"buttonThatIsRead", "name,address,rw,button\na,R5,r,yes\n",
@@ -438,7 +455,7 @@ TEST(ConfigFile, aButtonOfADrawingWritesWhatItsTagCanHold)
     folder.write("tags.csv",
                  "name,address,rw,scale,min,max,confirm\nrun,R500,rw\nbit,DM200.3,rw\nvalve,R501,rw,,,,yes\n"
                  "count,DM201,rw\nlevel,DM202,rw,0.1,40,95\nreal,DM204.F,rw\nhex,DM206.H,rw\n"
-                 "order,DM210.STR:16,rw\nlist,DM220:4,rw\nbits,R600:2,rw\nshown,DM230,r\ncontact,T5,rw\n");
+                 "order,DM210.STR:16,rw\nlist,DM220:4,rw\nbits,R600:2,rw\nshown,DM230,r\ncontact,T5,r\n");
     for (const ButtonRow &row : buttonRows) {
         const std::string tag =
             std::string("<g data-tag=\"line1.") + row.tag + "\" data-button=\"" + row.button + "\"";

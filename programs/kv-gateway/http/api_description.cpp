@@ -65,7 +65,7 @@ constexpr ArgumentRow argumentRows[] = {
     {"from",        "string",  "2026-05-04T08:00:00Z; otherwise an hour ago"},
     {"to",          "string",  "2026-05-04T09:00:00Z; otherwise now"},
     {"points",      "integer", "most points, 1 to 10000"},
-    {"kind",        "string",  "service, link, quality, write, reload, clock, history or access"},
+    {"kind",        "string",  "service, link, quality, write, reload, clock, history, access or outlet"},
     {"before",      "integer", "for the next page: 'before' of the last one"},
     {"who",         "string",  "user or token"},
     {"correlation", "string",  "names one write"},

@@ -211,7 +211,7 @@ void Api::getEvents(const CallPtr &call)
     if (!kind.isEmpty() && !query.kind)
         return call->reply->send(
             problemResponse(400, QStringLiteral("kind must be one of service, link, quality, "
-                                                "write, reload, clock, history, access")));
+                                                "write, reload, clock, history, access, outlet")));
     onWorker(call, [this, call, query] {
         JournalReader *reader = journal(call);
         QString problem;

@@ -34,9 +34,10 @@ addTexts({
   "log.kind.clock": ["clock", "Uhr", "時計"],
   "log.kind.history": ["history", "Verlauf", "履歴"],
   "log.kind.access": ["access", "Zugang", "アクセス"],
+  "log.kind.outlet": ["outlet", "Ausgabe", "出力先"],
 });
 
-const kinds = ["service", "link", "quality", "write", "reload", "clock", "history", "access"];
+const kinds = ["service", "link", "quality", "write", "reload", "clock", "history", "access", "outlet"];
 const pageSize = 100;
 const askEvery = 3000; // ms, while only the newest are shown
 

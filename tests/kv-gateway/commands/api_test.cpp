@@ -59,6 +59,7 @@ TEST_F(GatewayTest, mistakesAreNamed)
         {"GET", "/api/v1/values/..%2F..%2Fetc%2Fpasswd", "", 404, "there is no tag"},
         {"GET", "/api/v1/values/a.sped", "", 404, "did you mean \\\"a.speed\\\""},
         {"GET", "/api/v1/values?tags=a.sped", "", 404, "did you mean \\\"a.speed\\\""},
+        {"GET", "/api/v1/events?kind=outlets", "", 400, "clock, history, access, outlet\""},
         {"GET", "/api/v1/values?limit=0", "", 400, "from 1 to 10000"},
         {"GET", "/api/v1/history?tag=a.run", "", 404, "must say history yes"},
         {"GET", "/api/v1/history?tag=a.speed&from=yesterday", "", 400, "from: 'yesterday' is not a time"},

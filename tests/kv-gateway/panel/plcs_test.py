@@ -4,6 +4,7 @@
 import json
 import sys
 import unittest
+import urllib.error
 import urllib.request
 from pathlib import Path
 
@@ -93,6 +94,15 @@ class Log(unittest.TestCase):
         self.assertIn("show=events&kind=link", browser.current_url)
         self.page.one("select[aria-label=PLC]").send_keys("line2")
         self.wait_rows(lambda rows: {row[2] for row in rows} == {"line2"})
+
+    def test_each_kind_of_event_can_be_picked(self):
+        with self.assertRaises(urllib.error.HTTPError) as refused:
+            plant.get("api/v1/events?kind=nonsense")
+        kinds = json.load(refused.exception)["detail"].removeprefix("kind must be one of ").split(", ")
+        self.page.open("#log")
+        options = self.page.one("select[aria-label=Kind]").find_elements("css selector", "option")
+        self.assertEqual([option.get_attribute("value") for option in options], ["", *kinds])
+        self.assertEqual([option.text for option in options], ["all kinds", *kinds])
 
     def test_a_new_event_appears_by_itself(self):
         self.page.open("#log?kind=write")

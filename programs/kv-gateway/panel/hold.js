@@ -220,12 +220,20 @@ function takeKey(event, begin, release) {
 export function createHold(entry, [idle, pressed] = [t("hold.press"), t("hold.pressed")]) {
   /** @type {Press | null} */
   let press = null;
+  let isByKey = false;
   const release = () => press?.letGo();
-  const onKey = (/** @type {KeyboardEvent} */ event) => takeKey(event, begin, release);
+  // One finger on each of two buttons holds both: a finger that lifts is heard without the focus.
+  const onBlur = (/** @type {FocusEvent} */ { relatedTarget: next }) => {
+    if (isByKey || !(next instanceof Element && next.classList.contains("hold")))
+      release();
+  };
+  const onKey = (/** @type {KeyboardEvent} */ event) => takeKey(event, () => begin(true), release);
 
-  function begin() {
+  /** @param {boolean} byKey */
+  function begin(byKey) {
     if (press || !live.isCurrent(entry))
       return;
+    isByKey = byKey;
     button.dataset.held = "true";
     setText(button, pressed);
     leaving.delete(entry);
@@ -248,9 +256,9 @@ export function createHold(entry, [idle, pressed] = [t("hold.press"), t("hold.pr
         return;
       button.focus();
       button.setPointerCapture(event.pointerId);
-      begin();
+      begin(false);
     },
-    onpointerup: release, onpointercancel: release, onlostpointercapture: release, onblur: release,
+    onpointerup: release, onpointercancel: release, onlostpointercapture: release, onblur: onBlur,
     oncontextmenu: (/** @type {Event} */ event) => event.preventDefault(),
     onkeydown: onKey, onkeyup: onKey,
   }, idle);

@@ -21,6 +21,7 @@ valve,R510,,50ms,,,rw,yes,
 recipe,DM110:3,,50ms,,,rw,,
 mask,DM120.H,,50ms,,511,rw,,
 jog,R600,,50ms,,,rw,,yes
+back,R601,,50ms,,,rw,,yes
 fixed,DM130,,50ms,,,r,,
 """
 
@@ -280,7 +281,7 @@ class Checks(WriteTest):
         self.page.wait_row("line1.mask", value="01AF")
 
     def test_read_only_tags_offer_nothing(self):
-        self.assertEqual(len(self.page.all(".body .act button")), 6)
+        self.assertEqual(len(self.page.all(".body .act button")), 7)
 
     def test_the_keyboard_alone_writes(self):
         self.page.run("document.querySelector('.body [role=row]').focus()")
@@ -335,6 +336,43 @@ class Buttons(WriteTest):
         until(lambda: plc("R600") == "1", "the press does not reach the PLC")
         ActionChains(browser).key_up(Keys.SPACE).perform()
         self.released()
+
+    def touch(self, kind, *fingers):
+        """The fingers that are there then, each (identifier, x, y); at "touchEnd" those that lift."""
+        browser.execute_cdp_cmd("Input.dispatchTouchEvent", {
+            "type": kind, "touchPoints": [{"id": finger, "x": x, "y": y} for finger, x, y in fingers]})
+
+    def test_two_fingers_hold_two_buttons_and_each_releases_its_own(self):
+        browser.execute_cdp_cmd("Emulation.setTouchEmulationEnabled", {"enabled": True, "maxTouchPoints": 2})
+        self.addCleanup(browser.execute_cdp_cmd, "Emulation.setTouchEmulationEnabled", {"enabled": False})
+        plant.sims["line1"].command("set R601=0")
+        fingers = [(finger, *self.page.run("""
+            const box = arguments[0].getBoundingClientRect();
+            return [box.left + box.width / 2, box.top + box.height / 2];""", self.act(tag)))
+                   for finger, tag in ((1, "line1.jog"), (2, "line1.back"))]
+        self.touch("touchStart", fingers[0])
+        until(lambda: plc("R600") == "1", "the first press does not reach the PLC")
+        self.touch("touchStart", *fingers)
+        until(lambda: plc("R601") == "1", "the second press does not reach the PLC")
+        self.page.run("window.both = performance.now()")
+        until(lambda: self.page.run("return performance.now() - window.both > 700"), "longer than a lease")
+        self.assertEqual((plc("R600"), plc("R601")), ("1", "1"))
+        self.assertEqual(len(self.page.all('.hold[data-held="true"]')), 2)
+        self.touch("touchEnd", fingers[0])
+        self.released()
+        self.assertEqual(plc("R601"), "1")
+        self.assertEqual(self.act("line1.back").text, "Held")
+        self.touch("touchEnd", fingers[1])
+        until(lambda: plc("R601") == "0", "the second button hangs")
+        self.assertFalse(self.page.one(".notice").is_displayed(), self.page.text(".notice"))
+
+    def test_a_key_holds_no_longer_when_a_finger_takes_the_focus(self):
+        self.page.run("arguments[0].focus()", self.act("line1.jog"))
+        ActionChains(browser).key_down(Keys.SPACE).perform()
+        until(lambda: plc("R600") == "1", "the press does not reach the PLC")
+        self.page.run("arguments[0].focus()", self.act("line1.back"))
+        self.released()
+        ActionChains(browser).key_up(Keys.SPACE).perform()
 
     def test_it_lets_go_when_the_page_hides(self):
         self.held()
@@ -538,7 +576,7 @@ class Logins(unittest.TestCase):
             until(lambda: page.text(".state") == "not logged in", lambda: page.text(".state"))
             page.one("dialog[open] input[name=name]").clear()
             page.one("dialog[open] input[name=name]").send_keys("otto", Keys.TAB, "correct horse battery", Keys.ENTER)
-            until(lambda: len(page.all(".body .act button")) == 6, "an operator may write")
+            until(lambda: len(page.all(".body .act button")) == 7, "an operator may write")
             self.assertEqual(page.text(".who"), "otto · operator")
             page.one(".body .act button").click()
             page.one("dialog.write[open]")

@@ -122,6 +122,20 @@ class NotLive(PanelTest):
         self.page.wait_row("line1.speed", state="good")
         until(lambda: not self.page.one(".banner").is_displayed(), "the banner stays")
 
+    def test_a_slow_line_shows_the_same(self):
+        def line(latency, speed):
+            browser.execute_cdp_cmd("Network.emulateNetworkConditions", {
+                "offline": False, "latency": latency, "downloadThroughput": speed, "uploadThroughput": speed})
+
+        browser.execute_cdp_cmd("Network.enable", {})
+        self.addCleanup(line, 0, -1)
+        line(300, 100_000)  # ms, bytes a second: as over a poor radio link
+        self.page.open("#values")
+        self.page.wait_row("line1.speed", state="good")
+        plant.sims["line1"].command("set DM100=77")
+        self.page.wait_row("line1.speed", value="77", state="good")
+        self.assertEqual(self.page.text(".state"), "live")
+
     def test_what_fails_once_is_asked_again(self):
         for path in ("me", "tags"):
             with self.subTest(path):

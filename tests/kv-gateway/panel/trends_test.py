@@ -247,6 +247,15 @@ class Trends(unittest.TestCase):
         width = int.from_bytes(picture[16:20], "big")
         self.assertGreater(width, 1000)
 
+    def test_three_clicks_lead_to_a_trend(self):
+        self.page.open()
+        self.page.one("nav a[href='#trends']").click()
+        self.page.one(".picker input").click()
+        until(lambda: self.page.all(".hits button"), "nothing is offered")
+        self.page.one(".hits button").click()
+        self.page.wait_value("line1.speed", "500 rpm")
+        until(lambda: self.page.columns(BLUE), "there is no line")
+
     def test_a_tag_is_removed(self):
         self.page.one(".legend .remove").click()
         until(lambda: self.page.shown() == {}, lambda: str(self.page.shown()))

@@ -187,6 +187,17 @@ def timers_requests(folder):
     return sum("> RD" in line for line in run.stderr.splitlines())
 
 
+def panel(folder, quick):
+    """Debian's own Python has the bindings of the browser."""
+    with tempfile.TemporaryDirectory() as scratch:
+        result = Path(scratch) / "panel.json"
+        run = subprocess.run(["/usr/bin/python3", "-B", Path(__file__).with_name("panel_figures.py"), folder, result,
+                              *(["--quick"] if quick else [])], stderr=subprocess.PIPE, text=True)
+        if run.returncode != 0:
+            raise MeasureError(run.stderr.strip())
+        return json.loads(result.read_text(encoding="utf-8"))
+
+
 def maker_lines():
     """Lines of the example with a lamp and a slider: without includes, comments and empty ones."""
     lines = LAMP_AND_SLIDER.read_text(encoding="utf-8").splitlines()
@@ -211,6 +222,7 @@ def measure(folder, quick=False):
         "sim": sim_figures.measure(folder, quick),
         "store": store_figures.measure(folder, quick),
         "gateway": gateway_figures.measure(folder, quick),
+        "panel": panel(folder, quick),
     }
 
 

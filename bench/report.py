@@ -14,7 +14,7 @@ import sys
 from pathlib import Path
 
 from rows import (HEADINGS, MissingFigure, aligned, best_times, counters, driver_rows, figure, gateway_rows,
-                  markdown, program_rows, sim_rows, store_rows)
+                  markdown, panel_rows, program_rows, sim_rows, store_rows)
 
 SERIES = {"exchangeOfLength": (1, 2, 4, 8, 16, 32, 64, 96, 128),
           "plainWordsOfLength": (1, 2, 4, 8, 16, 32, 64, 96, 128),
@@ -72,7 +72,8 @@ def allocation_table(drivers):
 
 def all_rows(drivers, found):
     rows = [row for benchmark in drivers for row in driver_rows(best_times(benchmark), qt_of(benchmark))]
-    return rows + program_rows(found) + sim_rows(found["sim"]) + store_rows(found["store"]) + gateway_rows(found["gateway"])
+    return rows + program_rows(found) + sim_rows(found["sim"]) + store_rows(found["store"]) + gateway_rows(found["gateway"]) + \
+        panel_rows(found["panel"])
 
 
 TEXT = """# Performance
@@ -129,7 +130,25 @@ of kv-sim is three times as long, and made of digits.
 {servers}
 So many PLCs in one kv-sim, just started:
 
-{sizes}"""
+{sizes}
+## The panel
+
+A drawing with 500 values of one PLC in a window of 1920 x 1080, read every 100 ms; all but one change in each scan of the PLC, which
+takes 100 ms as well. The remaining one is changed at all moments of a period. The time runs from the command to the simulated
+PLC until the frame after the one that has the new text: up to a frame too much, never too little. Both clocks are the
+machine's; the browser counts in ms. Chromium draws without a graphics card; CPU and memory are of all its processes, and shared
+memory counts in part.
+
+{panel}"""
+
+
+def panel_table(panel):
+    change = panel["change_ms"]
+    return markdown(["500 values, 10 times a second", "measured"], [
+        [f"change to pixels, median of {change['changes']}", f"{change['median']:.0f} ms"],
+        ["99th percentile", f"{change['p99']:.0f} ms"], ["longest", f"{change['worst']:.0f} ms"],
+        ["CPU of the browser", f"{panel['cpu'] * 100:.0f} % of one core"],
+        ["memory of the browser", f"{panel['pss_kb'] / 1024:.0f} MB"]])
 
 
 def report(drivers, found, machine):
@@ -140,7 +159,7 @@ def report(drivers, found, machine):
         targets=markdown(HEADINGS, rows), allocations=allocation_table(drivers), flat=flat_table(found["flat"]),
         passes=passes_table(found["passes"]), changes=found["points"]["changes_a_second"],
         write_median=found["points"]["write_median_ms"], servers=servers_table(found["sim"]["against_modbus"]),
-        sizes=sizes_table(found["sim"]["sizes"]))
+        sizes=sizes_table(found["sim"]["sizes"]), panel=panel_table(found["panel"]))
 
 
 def main(driver, other_qt, programs, machine, scratch, folder):

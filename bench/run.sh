@@ -3,7 +3,7 @@
 # Measures the driver, kv-host, kv-sim and kv-gateway against their targets, and writes
 # docs/performance.md with plots.
 #
-#   bench/run.sh            everything: about eight minutes on a quiet machine, plus the builds
+#   bench/run.sh            everything: about ten minutes on a quiet machine, plus the builds
 #   bench/run.sh --quick    fewer and shorter rounds: about a minute; writes to build/bench/quick
 #   bench/run.sh --qt 6     the programs with Qt 6 instead of Qt 5; the driver is always measured
 #                           with both

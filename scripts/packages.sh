@@ -15,8 +15,9 @@ test+=" prometheus libfaketime mosquitto mosquitto-clients" # its promtool; turn
 test+=" postgresql" # a database
 # What a program shows is read as a screen reader reads it, on a display that nobody sees.
 test+=" xvfb dbus-daemon at-spi2-core gir1.2-atspi-2.0 python3-gi"
-# The panel of kv-gateway is tested in a browser that nobody sees.
-test+=" chromium chromium-driver python3-selenium"
+# The panel of kv-gateway is tested, and measured, in a browser that nobody sees.
+browser="chromium chromium-driver python3-selenium"
+test+=" $browser"
 declare -A packages=(
     [driver]=$driver
     [demo]=$demo
@@ -30,7 +31,7 @@ declare -A packages=(
     # The lint checks the types of the panel with a compiler from npm, where npm is not there yet.
     [types]="npm"
     # gnuplot draws SVG without further packages; kv-host is compared with libmodbus.
-    [bench]="$demo qt6-base-dev qt6-serialport-dev libbenchmark-dev libmodbus-dev mbpoll gnuplot-nox python3"
+    [bench]="$demo qt6-base-dev qt6-serialport-dev libbenchmark-dev libmodbus-dev mbpoll gnuplot-nox python3 $browser"
     # The packages are checked, and tried in a root of their own.
     [packages]="$demo qt6-base-dev qt6-serialport-dev pkg-config dpkg-dev debhelper dh-python chrpath lintian mmdebstrap"
     [mutants]="$test clang-14 libclang-rt-14-dev"

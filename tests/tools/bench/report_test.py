@@ -15,7 +15,7 @@ sys.path.insert(0, str(Path(__file__).resolve().parents[3] / "bench"))
 import end_to_end  # noqa: E402
 import report  # noqa: E402
 from programs import values_of_words  # noqa: E402
-from rows import HEADINGS, MissingFigure, aligned, best_times, driver_rows, gateway_rows, markdown, program_rows, sim_rows, store_rows  # noqa: E402
+from rows import HEADINGS, MissingFigure, aligned, best_times, driver_rows, gateway_rows, markdown, panel_rows, program_rows, sim_rows, store_rows  # noqa: E402
 
 # name, CPU time, unit
 FIGURES = [
@@ -59,6 +59,10 @@ PROGRAMS = {
     "gateway": {
         "cpu": 0.2, "rss_kb": 122_880, "dropped": 0.0, "end_s": 1.5,
         "change_ms": {"median": 600.0, "p99": 1007.0}, "write_ms": {"median": 2.0, "worst": 33.0},
+    },
+    "panel": {
+        "cpu": 0.25, "frames_a_second": 59.7, "pss_kb": 307_200, "processes": 7, "load": 0.5, "first_paint_ms": 125.0,
+        "change_ms": {"median": 90.0, "p99": 198.0, "worst": 210.0, "changes": 200},
     },
 }
 
@@ -140,6 +144,14 @@ class ProgramRows(unittest.TestCase):
             "kv-gateway, from TERM to the end | 1.50 s | 1 s | 1.50 | ≤ 1 | missed",
         ])
 
+    def test_every_row_of_the_panel(self):
+        self.assertEqual([" | ".join(row.cells()) for row in panel_rows(PROGRAMS["panel"])], [
+            "panel, 500 values 10 times a second: change in the PLC to pixels, 99th percentile | 198 ms | period + 80 ms: 180 ms "
+            "| 1.10 | ≤ 1 | missed",
+            "panel, 500 values 10 times a second: frames a second | 59.7 | 60 | 0.99 | ≥ 0.98 | met",
+            "panel: first paint, nothing cached, median | 125 ms | 500 ms | 0.25 | ≤ 1 | met",
+        ])
+
 
 class MakerLines(unittest.TestCase):
     def test_the_example_is_where_it_is_counted(self):
@@ -172,6 +184,11 @@ class Tables(unittest.TestCase):
 
     def test_sizes(self):
         self.assertEqual(report.sizes_table(PROGRAMS["sim"]["sizes"]).splitlines()[3], "| 256 | 20.0 MB | 600 ms |")
+
+    def test_panel(self):
+        self.assertEqual(report.panel_table(PROGRAMS["panel"]).splitlines()[2:], [
+            "| change to pixels, median of 200 | 90 ms |", "| 99th percentile | 198 ms |", "| longest | 210 ms |",
+            "| CPU of the browser | 25 % of one core |", "| memory of the browser | 300 MB |"])
 
     def test_values_pass_the_end_of_a_word(self):
         # 131 * 500 + 7 = 65507, 132 * 500 + 7 = 66007 = 65536 + 471
@@ -208,7 +225,7 @@ class Report(unittest.TestCase):
     def test_a_missed_target_is_told_and_is_the_exit_status(self):
         status, text, printed = self.run_with(BENCHMARK["benchmarks"])
         self.assertEqual(status, 1)
-        self.assertIn("36 of 52 targets met: missed Qt 5: exchange of double words;", printed)
+        self.assertIn("38 of 55 targets met: missed Qt 5: exchange of double words;", printed)
         self.assertIn("| Qt 5: exchange of 128 words | 795 ns | plain loop: 530 ns | 1.50 | ≤ 1.5 | met |\n", text)
         self.assertIn("| Qt 6: exchange of 128 words | 530 ns | plain loop: 530 ns | 1.00 | ≤ 1.5 | met |\n", text)
         self.assertIn("| heap allocations of one exchange | Qt 5 | Qt 6 |\n", text)

@@ -198,6 +198,31 @@ class Trends(unittest.TestCase):
             turn(delta)
             until(lambda: self.page.address()["span"] == [span], lambda: str(self.page.address()))
 
+    def test_one_finger_moves_and_two_zoom(self):
+        browser.execute_cdp_cmd("Emulation.setTouchEmulationEnabled", {"enabled": True, "maxTouchPoints": 2})
+        self.addCleanup(browser.execute_cdp_cmd, "Emulation.setTouchEmulationEnabled", {"enabled": False})
+
+        def touch(kind, *shares):
+            box = self.page.run("""
+                const box = document.querySelector('.chart canvas').getBoundingClientRect();
+                return {left: box.left + 69, width: box.width - 81, y: box.top + 40};""")
+            browser.execute_cdp_cmd("Input.dispatchTouchEvent", {"type": kind, "touchPoints": [
+                {"id": finger, "x": box["left"] + share * box["width"], "y": box["y"]} for finger, share in enumerate(shares)]})
+
+        self.page.open("#trends?tags=line1.speed&span=600&to=2026-05-04T08:00:00.000Z")
+        until(lambda: self.page.all(".chart canvas"), "there is no chart")
+        touch("touchStart", 0.25)
+        touch("touchMove", 0.5)
+        touch("touchMove", 0.75)  # half of ten minutes back
+        touch("touchEnd", 0.75)
+        until(lambda: "2026-05-04T07:54:50" < self.page.address()["to"][0] < "2026-05-04T07:55:10",
+              lambda: str(self.page.address()))
+        touch("touchStart", 0.45, 0.55)
+        touch("touchMove", 0.35, 0.65)
+        touch("touchMove", 0.25, 0.75)  # five times as far apart
+        touch("touchEnd", 0.25, 0.75)
+        until(lambda: 115 <= int(self.page.address()["span"][0]) <= 125, lambda: str(self.page.address()))
+
     def test_an_address_without_sense_is_skipped(self):
         self.page.open("#trends?tags=,,&span=1&to=yesterday")
         until(lambda: self.page.text(".note").startswith("Pick a tag"), "nothing says what to do")

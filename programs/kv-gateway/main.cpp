@@ -17,7 +17,7 @@ namespace
 
 struct Typed {
     std::string file = CommandLine().file.toStdString();
-    std::string driver, plc, folder, from, to, role = "viewer", validFor;
+    std::string driver, plc, folder, from, to, role = "viewer", validFor, shard;
     std::vector<std::string> names;
     bool isInsecure = false;
 };
@@ -90,6 +90,9 @@ void describe(CLI::App &app, Typed &typed)
     CLI::App *run =
         app.add_subcommand("run", "run the service; HUP reads the configuration again, TERM ends it");
     addFile(run, typed, true);
+    run->add_option("--shard", typed.shard, "which [[shard]] of the configuration runs here")
+        ->type_name("NAME")
+        ->envname("KV_GATEWAY_SHARD");
     run->add_flag("--insecure", typed.isInsecure, "let other machines in without TLS or users");
     CLI::App *init = app.add_subcommand("init", "make a first configuration and tag file");
     init->add_option("--plc", typed.plc, "address of the PLC; otherwise it is asked for")->type_name("URL");
@@ -116,6 +119,7 @@ CommandLine lineOf(const CLI::App &app, const Typed &typed)
     const auto text = [](const std::string &from) { return QString::fromStdString(from); };
     line.file = text(typed.file);
     line.driver = text(typed.driver);
+    line.shard = text(typed.shard);
     line.isInsecure = typed.isInsecure;
     line.plc = text(typed.plc);
     line.folder = text(typed.folder);

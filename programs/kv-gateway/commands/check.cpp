@@ -3,6 +3,7 @@
 #include "commands.h"
 
 #include "config/config_file.h"
+#include "config/shards.h"
 
 #include <cstdio>
 
@@ -30,6 +31,12 @@ int runCheck(const CommandLine &line)
     if (sayProblems(loaded))
         return 1;
     std::printf("%s is fine: %s\n", qUtf8Printable(line.file), qUtf8Printable(loaded.config.sizeText()));
+    for (const ShardConfig &shard : loaded.config.shards) {
+        Config part = loaded.config;
+        QString problem;
+        chooseShard(part, shard.name, problem);
+        std::printf("shard %s: %s\n", qUtf8Printable(shard.name), qUtf8Printable(part.sizeText()));
+    }
     return 0;
 }
 

@@ -20,6 +20,7 @@ struct CommandLine {
     QString command; ///< "check", "user add", ...
     QString file = QStringLiteral("/etc/kv-gateway/gateway.toml");
     QString driver;
+    QString shard; ///< run
     bool isInsecure = false;
     QString plc;       ///< init
     QString folder;    ///< init

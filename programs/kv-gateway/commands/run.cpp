@@ -32,7 +32,7 @@ void giveLargePiecesBack()
 int runService(const CommandLine &line)
 {
     giveLargePiecesBack();
-    Gateway gateway({line.file, line.driver, line.isInsecure});
+    Gateway gateway({line.file, line.driver, line.shard, line.isInsecure});
     const UnixSignals signalsOfSystem([] { QCoreApplication::quit(); },
                                       [&gateway] {
                                           notifyManager("RELOADING=1");

@@ -46,6 +46,7 @@ struct PlcConfig {
     QString name; ///< "line1"
     kvlink::LinkSettings link;
     std::vector<TagConfig> tags;
+    QString shard{}; ///< that has it; empty: there are none
 
     /// The same link: only its tags may differ.
     bool hasLinkOf(const PlcConfig &other) const;
@@ -73,6 +74,12 @@ struct HistoryConfig {
     qint64 size = 0; ///< bytes of the database; 0: no limit
 };
 
+/// A machine that has some of the PLCs: one [[shard]] of the configuration.
+struct ShardConfig {
+    QString name;
+    QStringList plcs; ///< names and patterns
+};
+
 /// What somebody on this machine may do without a login.
 enum class LocalAccess : quint8 { None, Viewer, Operator, Engineer };
 
@@ -89,7 +96,9 @@ struct Config {
     HistoryConfig history;
     AccessConfig access;
     std::vector<PlcConfig> plcs;
-    std::vector<Drawing> pages; ///< by name
+    std::vector<ShardConfig> shards; ///< empty: one machine has all PLCs
+    QString shard;                   ///< that this machine has; the others' PLCs are not here then
+    std::vector<Drawing> pages;      ///< by name
     std::vector<MqttConfig> mqtt;
     std::vector<PostgresqlConfig> postgresql;
 

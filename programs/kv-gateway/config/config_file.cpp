@@ -4,6 +4,7 @@
 #include "mqtt_section.h"
 #include "page_list.h"
 #include "postgresql_section.h"
+#include "shards.h"
 #include "tag_list.h"
 #include "toml_section.h"
 
@@ -28,7 +29,6 @@ namespace
 using namespace std::chrono_literals;
 
 constexpr qint64 largestFile = 4 * 1024 * 1024;
-constexpr int mostPlcs = 256;
 constexpr kvlink::Duration year = 365 * 24h;
 
 constexpr ChoiceRow<kvlink::Open> openings[] = {{"cr", kvlink::Open::Cr}, {"none", kvlink::Open::None}};
@@ -68,12 +68,18 @@ public:
         const auto plcs = top.tables("plc");
         if (plcs.empty() && !root.contains("plc"))
             top.refuse("plc", QStringLiteral("there is no PLC: add [[plc]] with a name, a url and tags"));
-        if (int(plcs.size()) > mostPlcs)
-            top.refuse(
-                "plc",
-                QStringLiteral("%1 PLCs are too many: %2 fit one service").arg(plcs.size()).arg(mostPlcs));
+        const auto shards = top.tables("shard");
+        if (int(plcs.size()) > mostPlcs && shards.empty())
+            top.refuse("plc", QStringLiteral("%1 PLCs are too many: %2 fit one service; split them by "
+                                             "[[shard]]")
+                                  .arg(plcs.size())
+                                  .arg(mostPlcs));
         for (const toml::table *plc : plcs)
             readPlc(TomlSection(plc, QStringLiteral("[[plc]]"), m_shownPath, m_loaded.problems));
+        for (const toml::table *shard : shards)
+            readShard(TomlSection(shard, QStringLiteral("[[shard]]"), m_shownPath, m_loaded.problems),
+                      config);
+        refuseLonePlcs(top, config);
         for (const toml::table *mqtt : top.tables("mqtt"))
             config.mqtt.push_back(
                 readMqtt(TomlSection(mqtt, QStringLiteral("[[mqtt]]"), m_shownPath, m_loaded.problems),

@@ -44,9 +44,13 @@ public:
     {
         m_config.name = readOutletName(m_from, m_config.name, sofar);
         readBroker();
-        readIdentity(sofar.mqtt);
+        if (!sofar.shards.empty())
+            m_config.statusTopic += QLatin1String("/{shard}");
+        readIdentity(sofar);
         readTls();
         readTopics();
+        checkShard("client", m_config.client, !sofar.shards.empty());
+        checkShard("status_topic", m_config.statusTopic, !sofar.shards.empty());
         m_config.tags = readOutletTags(m_from, sofar.plcs);
         m_config.commands = m_from.yesOrNo("commands", m_config.commands);
         m_config.keepalive = m_from.duration("keepalive", m_config.keepalive, 5s, 1h);
@@ -81,11 +85,13 @@ private:
                                      .arg(typed));
     }
 
-    void readIdentity(const std::vector<MqttConfig> &others)
+    void readIdentity(const Config &sofar)
     {
+        const std::vector<MqttConfig> &others = sofar.mqtt;
         m_config.version = m_from.choice("version", m_config.version, versions);
         m_config.site = readSite(m_from);
-        m_config.client = m_from.text("client", QStringLiteral("kv-gateway-") + m_config.site);
+        const QString client = QStringLiteral("kv-gateway-") + m_config.site;
+        m_config.client = m_from.text("client", sofar.shards.empty() ? client : client + "-{shard}");
         const auto isTaken = [this](const MqttConfig &other) {
             return other.client == m_config.client && isOneBroker(other, m_config);
         };
@@ -145,6 +151,20 @@ private:
         if (!m_config.homeAssistant.isEmpty() && (isGrouped || hasReserved(m_config.homeAssistant)))
             m_from.refuse("home_assistant", QStringLiteral("home_assistant is the first level of its topics, "
                                                            "\"homeassistant\", and needs layout = \"tag\""));
+    }
+
+    // What the gateways of two shards must not have in common.
+    void checkShard(const char *key, const QString &pattern, bool hasShards)
+    {
+        const QString name = QString::fromLatin1(key);
+        const bool isOfShard = pattern.contains(QLatin1String("{shard}"));
+        if (hasShards && !isOfShard)
+            m_from.refuse(key,
+                          QStringLiteral("%1 \"%2\": the gateways of all shards would have the same one; "
+                                         "put {shard} into it")
+                              .arg(name, pattern));
+        else if (!hasShards && isOfShard)
+            m_from.refuse(key, QStringLiteral("%1 \"%2\": {shard} needs [[shard]]").arg(name, pattern));
     }
 
     // What two [[mqtt]] of one broker must not have in common.

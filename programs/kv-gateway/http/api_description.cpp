@@ -37,7 +37,7 @@ constexpr OperationRow operationRows[] = {
     {"get",    "/api/v1/pages",            "Drawings of the plant: names and titles.", "", "", "200 application/json all drawings"},
     {"get",    "/api/v1/pages/{page}",     "A drawing, safe to be shown: plant.svg.", "", "", "200 image/svg+xml the drawing"},
     {"get",    "/api/v1/plcs",             "Links and their figures.", "", "", "200 application/json all PLCs"},
-    {"get",    "/api/v1/config",           "The configuration that runs. Engineers only.", "", "", "200 application/json PLCs and where the gateway listens"},
+    {"get",    "/api/v1/config",           "The configuration that runs. Engineers only.", "", "", "200 application/json PLCs, shard and where the gateway listens"},
     {"post",   "/api/v1/config/reload",    "Reads the configuration again, all or nothing. Engineers only. 422: it has mistakes.", "", "", "200 application/json taken"},
     {"post",   "/api/v1/login",            "Begins a session, kept in a cookie.", "", "Login", "200 application/json name, role and CSRF token"},
     {"post",   "/api/v1/logout",           "Ends the session.", "", "", "204 - ended"},

@@ -80,6 +80,7 @@ QJsonObject configJson(const Config &config, const LiveTable &table)
                                 {QStringLiteral("url"), plc.link.url},
                                 {QStringLiteral("tags"), tagCounts.value(plc.name)}});
     return {{QStringLiteral("plcs"), plcs},
+            {QStringLiteral("shard"), config.shard},
             {QStringLiteral("listen"), QJsonObject{{QStringLiteral("address"), config.listen.address},
                                                    {QStringLiteral("port"), config.listen.port},
                                                    {QStringLiteral("tls"), config.listen.hasTls()}}},

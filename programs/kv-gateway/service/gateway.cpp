@@ -4,6 +4,7 @@
 #include "log.h"
 
 #include "config/config_file.h"
+#include "config/shards.h"
 
 #include <QFile>
 
@@ -102,15 +103,24 @@ Gateway::~Gateway()
     stop();
 }
 
-QStringList Gateway::start()
+std::optional<Config> Gateway::load(QStringList &problems) const
 {
     LoadedConfig loaded = loadConfig(m_options.file, m_options.driver);
-    QStringList problems;
     for (const Problem &problem : loaded.problems)
         problems << problem.shown();
-    if (!problems.isEmpty())
+    QString problem;
+    if (problems.isEmpty() && !chooseShard(loaded.config, m_options.shard, problem))
+        problems << problem;
+    return problems.isEmpty() ? std::optional(std::move(loaded.config)) : std::nullopt;
+}
+
+QStringList Gateway::start()
+{
+    QStringList problems;
+    auto config = load(problems);
+    if (!config)
         return problems;
-    m_config = std::move(loaded.config);
+    m_config = std::move(*config);
     return open();
 }
 
@@ -151,7 +161,8 @@ QStringList Gateway::open()
                                                return m_counts;
                                            },
                                            [this]() -> const Config & { return m_config; }});
-    const QString size = m_config.sizeText();
+    const QString shard = m_config.shard.isEmpty() ? QString() : ", shard " + m_config.shard;
+    const QString size = m_config.sizeText() + shard;
     if (!startServer(problem) || !m_plant->apply(m_config, problem))
         return {problem};
     // On purpose without the values of an earlier run: they are nothing new.
@@ -207,14 +218,12 @@ QStringList Gateway::restartNeeded(const Config &config) const
 
 QStringList Gateway::reload(const QString &who)
 {
-    LoadedConfig loaded = loadConfig(m_options.file, m_options.driver);
     QStringList problems;
-    for (const Problem &problem : loaded.problems)
-        problems << problem.shown();
-    if (problems.isEmpty())
-        problems = restartNeeded(loaded.config) + check(loaded.config);
+    auto config = load(problems);
+    if (config)
+        problems = restartNeeded(*config) + check(*config);
     QString problem;
-    if (problems.isEmpty() && !m_plant->apply(loaded.config, problem))
+    if (problems.isEmpty() && !m_plant->apply(*config, problem))
         problems << problem;
     m_counts.isLastReloadGood = problems.isEmpty();
     if (!problems.isEmpty()) {
@@ -223,7 +232,7 @@ QStringList Gateway::reload(const QString &who)
                           problems.join(QLatin1String("; ")));
         return problems;
     }
-    m_config = std::move(loaded.config);
+    m_config = std::move(*config);
     m_outlets->apply(m_config, m_plant->table().get());
     m_config.forgetTags();
     m_counts.lastGoodReload = m_clock.wall();

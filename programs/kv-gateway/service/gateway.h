@@ -17,6 +17,7 @@ namespace kvgateway
 struct GatewayOptions {
     QString file;            ///< of the configuration
     QString driver;          ///< path of the driver library; empty: where it was installed
+    QString shard;           ///< of [[shard]] in the configuration; empty: it has none
     bool isInsecure = false; ///< other machines may come in without users or TLS
 };
 
@@ -39,6 +40,9 @@ public:
     QString address() const { return m_config.listen.address; }
 
 private:
+    /// Reads the configuration and leaves what is for this machine.
+    /// \return none with problems
+    std::optional<Config> load(QStringList &problems) const;
     QStringList open();
     QStringList check(const Config &config) const;
     QStringList restartNeeded(const Config &config) const;

@@ -41,6 +41,31 @@ TEST_F(GatewayTest, checkNamesAllMistakes)
     EXPECT_EQ(command({"run", "gateway.toml"}).code, 1);
 }
 
+TEST_F(GatewayTest, aShardRunsItsPlcsAndNoOthers)
+{
+    const SimulatedPlc other;
+    writeConfig("local = \"engineer\"", {},
+                "[[plc]]\nname = \"b\"\nurl = \"" + other.url().toUtf8() +
+                    "\"\ntags = \"tags.csv\"\n[[shard]]\nname = \"hall-a\"\nplcs = \"a\"\n"
+                    "[[shard]]\nname = \"hall-b\"\nplcs = \"b\"");
+    EXPECT_EQ(
+        command({"check", "gateway.toml"}).output,
+        "gateway.toml is fine: 2 PLCs, 6 tags\nshard hall-a: 1 PLC, 3 tags\nshard hall-b: 1 PLC, 3 tags\n");
+    EXPECT_EQ(command({"run", "gateway.toml"}).code, 1);
+    const Ended unknown = command({"run", "gateway.toml", "--shard", "hal-b"});
+    EXPECT_EQ(unknown.code, 1);
+    EXPECT_NE(unknown.errors.find("has no shard \"hal-b\"; did you mean \"hall-b\"?"), std::string::npos)
+        << unknown.errors;
+    ASSERT_TRUE(start({"--shard", "hall-b"}));
+    EXPECT_TRUE(until([this] { return get("/api/v1/values/b.speed").body.contains("\"good\""); }));
+    EXPECT_EQ(get("/api/v1/values/a.speed").status, 404);
+    EXPECT_EQ(json(get("/api/v1/config"))["shard"], "hall-b");
+    hangUp();
+    ASSERT_TRUE(says("reloaded: HUP"));
+    EXPECT_EQ(get("/api/v1/values/a.speed").status, 404) << "nor after a reload";
+    EXPECT_TRUE(sim.control("statistics").startsWith("commands=0 ")) << "never asked";
+}
+
 TEST_F(GatewayTest, aReloadTakesNewTagsAndKeepsTheLink)
 {
     writeConfig();

@@ -52,10 +52,10 @@ int runService(const CommandLine &line)
     logLine(LogLevel::Info,
             QStringLiteral("listening on %1 port %2").arg(gateway.address()).arg(gateway.port()));
     notifyManager("READY=1");
-    QCoreApplication::exec();
+    const int code = QCoreApplication::exec();
     notifyManager("STOPPING=1");
     gateway.stop();
-    return 0;
+    return code;
 }
 
 } // namespace kvgateway

@@ -3,6 +3,7 @@
 
 #include <QHostAddress>
 
+#include <algorithm>
 #include <cmath>
 #include <tuple>
 
@@ -85,6 +86,13 @@ bool PlcConfig::hasLinkOf(const PlcConfig &other) const
 bool ListenConfig::isLocal() const
 {
     return QHostAddress(address).isLoopback();
+}
+
+const PostgresqlConfig *Config::standby() const
+{
+    const auto found = std::find_if(postgresql.begin(), postgresql.end(),
+                                    [](const PostgresqlConfig &one) { return one.standby; });
+    return found == postgresql.end() ? nullptr : &*found;
 }
 
 qint64 Config::tagCount() const

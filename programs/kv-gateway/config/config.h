@@ -102,6 +102,8 @@ struct Config {
     std::vector<MqttConfig> mqtt;
     std::vector<PostgresqlConfig> postgresql;
 
+    /// The database that says which of several gateways is on duty; nullptr: there is one.
+    const PostgresqlConfig *standby() const;
     qint64 tagCount() const;
     /// Gives the memory of all tags back: the plant has them, and 100,000 need not be there twice.
     void forgetTags();

@@ -80,14 +80,21 @@ public:
             readShard(TomlSection(shard, QStringLiteral("[[shard]]"), m_shownPath, m_loaded.problems),
                       config);
         refuseLonePlcs(top, config);
-        for (const toml::table *mqtt : top.tables("mqtt"))
+        const auto brokers = top.tables("mqtt"), databases = top.tables("postgresql");
+        for (const toml::table *mqtt : brokers)
             config.mqtt.push_back(
                 readMqtt(TomlSection(mqtt, QStringLiteral("[[mqtt]]"), m_shownPath, m_loaded.problems),
                          m_base, config));
-        for (const toml::table *database : top.tables("postgresql"))
+        for (const toml::table *database : databases)
             config.postgresql.push_back(readPostgresql(
                 TomlSection(database, QStringLiteral("[[postgresql]]"), m_shownPath, m_loaded.problems),
                 m_base, config));
+        top.refuseHere("standby",
+                       QStringLiteral("write standby = true into a [[postgresql]]: its database says "
+                                      "which gateway is on duty; without PostgreSQL there is no "
+                                      "standby"));
+        refuseOwnSites(brokers, "[[mqtt]]");
+        refuseOwnSites(databases, "[[postgresql]]");
         const QString pages = absolute(top.text("pages"));
         QString problem;
         if (!pages.isEmpty() && !readPages(config, pages, m_loaded.problems, problem))
@@ -101,6 +108,19 @@ private:
     {
         return {top.table(key), QStringLiteral("[%1]").arg(QString::fromLatin1(key)), m_shownPath,
                 m_loaded.problems};
+    }
+
+    // Without one each machine has its own name for it, and two that shall be one would not be.
+    void refuseOwnSites(const std::vector<const toml::table *> &outlets, const char *name)
+    {
+        for (const toml::table *outlet : outlets) {
+            if (m_loaded.config.standby() != nullptr && !outlet->contains("site"))
+                TomlSection(outlet, QString::fromLatin1(name), m_shownPath, m_loaded.problems)
+                    .refuse("site",
+                            QStringLiteral("with standby, every %1 needs a site: otherwise each gateway "
+                                           "takes the name of its machine")
+                                .arg(QString::fromLatin1(name)));
+        }
     }
 
     // Not by QDir, which takes ":x" for a resource of Qt.

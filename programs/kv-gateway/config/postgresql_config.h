@@ -30,6 +30,7 @@ struct PostgresqlConfig {
     QString key;
     QString schema = QStringLiteral("kv");              ///< in the database; needs no quotes in SQL
     QString site;                                       ///< tells the tags of several gateways apart
+    bool standby = false;                               ///< it says which of several gateways is on duty
     QStringList tags;                                   ///< names and patterns; empty: all
     int drainRate = 10'000;                             ///< stored rows a second
     kvlink::Duration keep = std::chrono::hours(7 * 24); ///< of a stored row; 0: forever

@@ -43,6 +43,7 @@ public:
         readSchema();
         m_config.site = readSite(m_from);
         refuseSameRows(sofar.postgresql);
+        readStandby(sofar.postgresql);
         m_config.tags = readOutletTags(m_from, sofar.plcs);
         readBacklogKeys(m_from, m_config);
         m_from.refuseOthers();
@@ -113,6 +114,18 @@ private:
                                         "the schema \"%1\" may have lower-case letters, digits and '_' only, "
                                         "must not begin with a digit or \"pg_\", and has at most 40 of them")
                                         .arg(m_config.schema));
+    }
+
+    void readStandby(const std::vector<PostgresqlConfig> &others)
+    {
+        m_config.standby = m_from.yesOrNo("standby", false);
+        const auto other = std::find_if(others.begin(), others.end(),
+                                        [](const PostgresqlConfig &one) { return one.standby; });
+        if (m_config.standby && other != others.end())
+            m_from.refuse("standby",
+                          QStringLiteral("the [[postgresql]] \"%1\" says already which gateway is on "
+                                         "duty: only one can")
+                              .arg(other->name));
     }
 
     // Each outlet has numbers of its own: two of them would bring each change twice.

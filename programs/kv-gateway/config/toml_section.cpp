@@ -206,6 +206,12 @@ std::vector<const toml::table *> TomlSection::tables(const char *key)
     return found;
 }
 
+void TomlSection::refuseHere(const char *key, const QString &text)
+{
+    if (const toml::node *node = find(key))
+        note(node->source(), text);
+}
+
 void TomlSection::refuse(const char *key, const QString &text)
 {
     const toml::node *node = m_table == nullptr ? nullptr : m_table->get(key);

@@ -57,6 +57,8 @@ public:
     /// The tables of "[[key]]".
     std::vector<const toml::table *> tables(const char *key);
 
+    /// Notes a problem with a key that does not belong here, if it is there.
+    void refuseHere(const char *key, const QString &text);
     /// Notes a problem with the value of a key, or with the section where it has none.
     void refuse(const char *key, const QString &text);
     /// After the last question: notes each key that nobody asked for.

@@ -11,6 +11,7 @@
 #include "worker.h"
 
 #include "panel/assets.h"
+#include "standby/duty.h"
 #include "store/history_reader.h"
 #include "store/journal_reader.h"
 
@@ -33,6 +34,8 @@ struct ApiParts {
     std::function<GatewayCounts()> counts;
     /// In the thread of the plant; without tags.
     std::function<const Config &()> config;
+    /// Any thread. On duty, or why not.
+    std::function<DutyStatus()> duty;
 };
 
 struct RouteName {
@@ -71,6 +74,9 @@ private:
     /// In the worker. \return nullptr, and the call is answered
     HistoryReader *history(const CallPtr &call);
     JournalReader *journal(const CallPtr &call);
+
+    /// Whether somebody may write here. \return false, and the call is answered
+    bool mayWrite(const CallPtr &call) const;
 
     // values
     void getTags(const CallPtr &call);

@@ -45,7 +45,7 @@ constexpr OperationRow operationRows[] = {
     {"get",    "/api/v1/openapi.json",     "This description.", "", "", "200 application/json OpenAPI 3"},
     {"get",    "/metrics",                 "Figures for Prometheus.", "", "", "200 text/plain metrics"},
     {"get",    "/healthz",                 "The gateway runs.", "", "", "200 application/json ok"},
-    {"get",    "/readyz",                  "The gateway keeps what it should keep. 503: it does not.", "", "", "200 application/json ready"},
+    {"get",    "/readyz",                  "The gateway keeps what it should keep. 503: it does not, or it stands by.", "", "", "200 application/json ready"},
 };
 
 struct ArgumentRow {

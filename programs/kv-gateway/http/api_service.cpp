@@ -145,7 +145,9 @@ void Api::getHealth(const CallPtr &call)
 void Api::getReady(const CallPtr &call)
 {
     const StoreStatus status = m_parts.store.status();
-    const QString problem = status.historyProblem.isEmpty() ? status.journalProblem : status.historyProblem;
+    QString problem = status.historyProblem.isEmpty() ? status.journalProblem : status.historyProblem;
+    if (problem.isEmpty())
+        problem = m_parts.duty().text();
     if (!problem.isEmpty())
         return call->reply->send(problemResponse(503, problem));
     call->reply->send(jsonResponse({{QStringLiteral("status"), QStringLiteral("ready")}}));

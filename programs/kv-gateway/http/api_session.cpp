@@ -69,6 +69,9 @@ void Api::getMe(const CallPtr &call)
                    {QStringLiteral("role"), roleName(call->caller.role)}};
     if (!call->caller.session.isEmpty())
         me[QStringLiteral("csrf")] = Access::csrfOf(call->caller.session);
+    const DutyStatus duty = m_parts.duty();
+    if (!duty.isOnDuty())
+        me[QStringLiteral("standby")] = duty.text();
     call->reply->send(jsonResponse(me));
 }
 

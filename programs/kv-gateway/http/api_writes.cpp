@@ -130,8 +130,18 @@ Response buttonGone(const std::optional<WriteReport> &end)
 
 } // namespace
 
+bool Api::mayWrite(const CallPtr &call) const
+{
+    const DutyStatus duty = m_parts.duty();
+    if (!duty.isOnDuty())
+        call->reply->send(problemResponse(503, duty.text() + "; nothing was sent"));
+    return duty.isOnDuty();
+}
+
 void Api::postWrite(const CallPtr &call)
 {
+    if (!mayWrite(call))
+        return;
     Response refusal;
     const auto body = objectBody(call->request, {"tag", "value", "expires", "correlation"}, refusal);
     auto order =
@@ -151,6 +161,8 @@ void Api::postWrite(const CallPtr &call)
 
 void Api::postButton(const CallPtr &call)
 {
+    if (!mayWrite(call))
+        return;
     Response refusal;
     const auto body = objectBody(call->request, {"tag", "correlation"}, refusal);
     const auto order =

@@ -230,6 +230,8 @@ QByteArray metricsText(const Plant &plant, const StoreStatus &store, const Gatew
     writeQualities(out, all);
     writeStore(out, store);
     writeOutlets(out, counts.outlets);
+    out.begin("kvgateway_on_duty", "gauge", "1 while this gateway reads its PLCs, 0 while it stands by.");
+    out.value(counts.isOnDuty ? 1 : 0);
     out.begin("kvgateway_sse_clients", "gauge", "Readers of the event stream.");
     out.value(counts.streams);
     out.begin("kvgateway_config_last_reload_successful", "gauge",

@@ -15,6 +15,7 @@ struct GatewayCounts {
     bool isLastReloadGood = true;
     kvlink::WallTime lastGoodReload{};
     std::vector<OutletStatus> outlets;
+    bool isOnDuty = true; ///< no other gateway reads the PLCs in its place
 };
 
 /// In the thread of the plant.

@@ -29,7 +29,7 @@ export function outcomeOf({ status, body }) {
 }
 
 /** @typedef {"viewer" | "operator" | "engineer"} Role */
-/** @typedef {{name: string, role: Role, csrf?: string}} Me */
+/** @typedef {{name: string, role: Role, csrf?: string, standby?: string}} Me standby: why the gateway reads no PLC */
 
 const roles = ["viewer", "operator", "engineer"];
 
@@ -129,6 +129,11 @@ export const api = {
    */
   async logIn(name, password) {
     setMe(await api.request("POST", "login", { body: { name, password } }));
+  },
+
+  /** Why the gateway reads no PLC itself; empty: it does. */
+  get standby() {
+    return me?.standby ?? "";
   },
 
   async logOut() {

@@ -55,6 +55,7 @@ addTexts({
   "lost.text": ["All values are old: there is no connection to the gateway since %1. It is tried again all the time.",
     "Alle Werte sind alt: seit %1 besteht keine Verbindung zum Gateway. Es wird laufend neu versucht.",
     "表示値はすべて過去の値です。%1 からゲートウェイに接続できません。再接続を続けています。"],
+  "standby.title": ["Standing by.", "In Bereitschaft.", "待機中。"],
   "link.lost": ["no link to %1", "keine Verbindung zu %1", "%1 と接続なし"],
   main: ["Main", "Hauptmenü", "メイン"],
 });
@@ -74,6 +75,7 @@ const made = new Map();
 let shown = null;
 let isIncomplete = false; // a view did not come
 const againAfter = 500; // ms
+const askStandbyEvery = 2000; // ms
 
 const place = el("main", { id: "view" });
 const navigation = el("nav", { "aria-label": t("main") });
@@ -137,13 +139,20 @@ async function route() {
 function showState() {
   document.documentElement.dataset.state = live.state;
   setText(stateSign, t("state." + live.state));
-  banner.hidden = live.state !== "lost";
-  if (!banner.hidden)
-    banner.replaceChildren(el("strong", {}, t("lost.title")), " ",
-      live.problem ? translated(live.problem) : t("lost.text", format.clock(live.lostAt)));
+  showBanner();
   if (live.state === "login")
     login.open();
   showLinks();
+}
+
+function showBanner() {
+  const isLost = live.state === "lost";
+  banner.hidden = !isLost && api.standby === "";
+  if (isLost)
+    banner.replaceChildren(el("strong", {}, t("lost.title")), " ",
+      live.problem ? translated(live.problem) : t("lost.text", format.clock(live.lostAt)));
+  else
+    banner.replaceChildren(el("strong", {}, t("standby.title")), " ", api.standby);
 }
 
 function showLinks() {
@@ -160,6 +169,12 @@ function showMe() {
   const me = api.me;
   setText(who, me ? `${me.name} · ${translated(me.role)}` : t("state.login"));
   setText(account, t(me?.csrf ? "logout" : "login"));
+  showBanner();
+}
+
+// One that stands by says why, and that changes. Another one on duty is another set of tags.
+function askStandby() {
+  api.whoAmI().catch(() => {}); // live.js notices what is wrong
 }
 
 async function switchAccount() {
@@ -231,6 +246,8 @@ function build() {
   live.on("state", beginAgain);
   addEventListener("close", beginAgain, { capture: true }); // of a dialog
   live.on("links", showLinks);
+  live.on("tags", askStandby);
+  setInterval(() => api.standby && live.state === "live" && askStandby(), askStandbyEvery);
   addEventListener("hashchange", route);
   showMe();
   showState();

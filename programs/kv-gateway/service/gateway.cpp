@@ -5,8 +5,11 @@
 
 #include "config/config_file.h"
 #include "config/shards.h"
+#include "standby/postgresql_lock.h"
 
+#include <QCoreApplication>
 #include <QFile>
+#include <QSysInfo>
 
 namespace kvgateway
 {
@@ -158,16 +161,16 @@ QStringList Gateway::open()
                                            [this] {
                                                m_counts.streams = m_server->streams();
                                                m_counts.outlets = m_outlets->status();
+                                               m_counts.isOnDuty = isOnDuty();
                                                return m_counts;
                                            },
-                                           [this]() -> const Config & { return m_config; }});
+                                           [this]() -> const Config & { return m_config; },
+                                           [this] { return dutyStatus(); }});
     const QString shard = m_config.shard.isEmpty() ? QString() : ", shard " + m_config.shard;
     const QString size = m_config.sizeText() + shard;
-    if (!startServer(problem) || !m_plant->apply(m_config, problem))
+    problem = makeKeeper();
+    if (!problem.isEmpty() || !startServer(problem) || !runAll(isOnDuty(), problem))
         return {problem};
-    // On purpose without the values of an earlier run: they are nothing new.
-    m_outlets->apply(m_config);
-    m_config.forgetTags();
     QObject::connect(&m_historyTimer, &QTimer::timeout, m_plant.get(), [this] { m_recorder->giveHistory(); });
     QObject::connect(&m_lastValuesTimer, &QTimer::timeout, m_plant.get(),
                      [this] { m_recorder->giveLastValues(); });
@@ -175,11 +178,116 @@ QStringList Gateway::open()
     m_lastValuesTimer.start(lastValuesEvery);
     m_counts.lastGoodReload = m_clock.wall();
     m_recorder->event(EventKind::Service, QStringLiteral("started"), size);
+    if (m_keeper)
+        m_keeper->start();
     if (m_options.isInsecure && !m_config.listen.isLocal())
         logLine(LogLevel::Warning,
                 QStringLiteral("started with --insecure: other machines may come in without TLS or "
                                "users"));
     return {};
+}
+
+// On purpose the outlets get no values of an earlier run: they are nothing new.
+bool Gateway::runAll(bool isOnDuty, QString &problem)
+{
+    const Config idle = isOnDuty ? Config() : idleConfig();
+    const Config &now = isOnDuty ? m_config : idle;
+    if (!m_plant->apply(now, problem))
+        return false;
+    m_outlets->apply(now);
+    // Who may have to begin later needs them then.
+    if (!m_keeper)
+        m_config.forgetTags();
+    return true;
+}
+
+// On purpose with the databases: rows that wait here would wait for the next time on duty, perhaps
+// for weeks. Several gateways may fill one, while a broker takes each client once.
+Config Gateway::idleConfig() const
+{
+    Config idle;
+    idle.postgresql = m_config.postgresql;
+    return idle;
+}
+
+// What the keeper says comes from its thread, and goes to that of the plant.
+QString Gateway::makeKeeper()
+{
+    const PostgresqlConfig *database = m_config.standby();
+    if (database == nullptr)
+        return {};
+    m_fuse = std::make_unique<KillFuse>();
+    if (!m_fuse->isThere())
+        return QStringLiteral("standby needs a timer, and the system gives none: raise the limit of pending "
+                              "signals (ulimit -i)");
+    const auto onPlant = [this](auto task) {
+        return [this, task](const auto &...status) {
+            QMetaObject::invokeMethod(
+                m_plant.get(), [this, task, status...] { (this->*task)(status...); }, Qt::QueuedConnection);
+        };
+    };
+    const DutyTiming timing;
+    const QString us = QStringLiteral("kv-gateway on %1").arg(QSysInfo::machineHostName());
+    m_keeper = std::make_unique<DutyKeeper>(
+        std::make_unique<PostgresqlLock>(*database, m_config.shard, us, timing), m_dutyClock, *m_fuse,
+        DutySinks{onPlant(&Gateway::beginDuty), onPlant(&Gateway::leaveDuty), onPlant(&Gateway::noteDuty)},
+        timing);
+    return {};
+}
+
+void Gateway::beginDuty()
+{
+    QString problem;
+    restoreLastValues();
+    m_isOnDuty = runAll(true, problem);
+    if (m_isOnDuty)
+        return;
+    // Another gateway can do it, once the lock is free.
+    m_recorder->event(EventKind::Service, QStringLiteral("cannot take over, and ends"), problem);
+    QCoreApplication::exit(1);
+}
+
+// First what reaches PLCs. Once that has ended the kernel need not watch any more.
+void Gateway::leaveDuty()
+{
+    m_recorder->giveLastValues();
+    m_plant->stop();
+    m_keeper->left();
+    m_isOnDuty = false;
+    QString problem;
+    runAll(false, problem);
+}
+
+// On duty only when the tags are there, too.
+DutyStatus Gateway::dutyStatus() const
+{
+    if (!m_keeper)
+        return {};
+    DutyStatus status = m_keeper->status();
+    if (status.isOnDuty() && !m_isOnDuty)
+        status.state = DutyState::TakesOver;
+    return status;
+}
+
+void Gateway::noteDuty(const DutyStatus &status)
+{
+    struct Row {
+        DutyState state;
+        const char *text;
+    };
+    // clang-format off
+    static constexpr Row rows[] = {
+        {DutyState::Unreachable, "stands by; nobody says which gateway is on duty"},
+        {DutyState::StandsBy,    "stands by"},
+        {DutyState::TakesOver,   "takes over"},
+        {DutyState::OnDuty,      "on duty: reads and writes the PLCs"},
+        {DutyState::Leaves,      "off duty: the lock in the database is lost"},
+    };
+    // clang-format on
+    const auto *row = std::find_if(std::begin(rows), std::end(rows),
+                                   [&](const Row &one) { return one.state == status.state; });
+    const QString cause = status.holder.isEmpty() ? status.problem : "for " + status.holder;
+    m_recorder->event(EventKind::Service, QString::fromLatin1(row->text), cause);
 }
 
 QStringList Gateway::check(const Config &config) const
@@ -207,7 +315,15 @@ QStringList Gateway::restartNeeded(const Config &config) const
                 {config.history.isKept && !m_config.history.isKept, "enabled in [history]"},
                 {config.access.idle != m_config.access.idle, "idle in [access]"},
                 {config.access.longest != m_config.access.longest, "longest in [access]"}};
+    const auto standbyOf = [](const Config &one) {
+        return one.standby() == nullptr ? PostgresqlConfig() : *one.standby();
+    };
     QStringList problems;
+    if (!(standbyOf(config) == standbyOf(m_config)))
+        problems << QStringLiteral(
+                        "%1: the [[postgresql]] with standby is another one; that needs a restart of "
+                        "the service")
+                        .arg(config.file);
     for (const auto &row : rows) {
         if (row.isOther)
             problems << QStringLiteral("%1: a new \"%2\" needs a restart of the service")
@@ -223,7 +339,7 @@ QStringList Gateway::reload(const QString &who)
     if (config)
         problems = restartNeeded(*config) + check(*config);
     QString problem;
-    if (problems.isEmpty() && !m_plant->apply(*config, problem))
+    if (problems.isEmpty() && isOnDuty() && !m_plant->apply(*config, problem))
         problems << problem;
     m_counts.isLastReloadGood = problems.isEmpty();
     if (!problems.isEmpty()) {
@@ -233,8 +349,9 @@ QStringList Gateway::reload(const QString &who)
         return problems;
     }
     m_config = std::move(*config);
-    m_outlets->apply(m_config, m_plant->table().get());
-    m_config.forgetTags();
+    m_outlets->apply(isOnDuty() ? m_config : idleConfig(), m_plant->table().get());
+    if (!m_keeper)
+        m_config.forgetTags();
     m_counts.lastGoodReload = m_clock.wall();
     m_store->setRetention(retentionOf(m_config.history));
     takeAccess(m_config);
@@ -318,6 +435,9 @@ void Gateway::stop()
     m_api.reset();
     m_recorder->giveLastValues();
     m_plant->stop();
+    // Only now: the other gateway begins when it has the lock.
+    if (m_keeper)
+        m_keeper->stop();
     m_outlets->stop();
     m_recorder->event(EventKind::Service, QStringLiteral("stopped"));
     m_recorder->giveHistory();

@@ -8,8 +8,11 @@
 #include "access/access.h"
 #include "http/api.h"
 #include "plant/plant.h"
+#include "standby/duty_keeper.h"
 
 #include <QTimer>
+
+#include <atomic>
 
 namespace kvgateway
 {
@@ -51,11 +54,23 @@ private:
     void takeAccess(const Config &config);
     void restoreLastValues();
     void makeOutlets();
+    /// Whether the PLCs are this gateway's at the moment. Any thread.
+    bool isOnDuty() const { return !m_keeper || m_isOnDuty; }
+    DutyStatus dutyStatus() const;
+    QString makeKeeper();
+    /// Without PLCs and what else only one of two gateways may have.
+    Config idleConfig() const;
+    /// Makes plant and outlets what the configuration says.
+    /// \param isOnDuty otherwise they are idle
+    bool runAll(bool isOnDuty, QString &problem);
+    void beginDuty();
+    void leaveDuty();
+    void noteDuty(const DutyStatus &status);
 
     GatewayOptions m_options;
     MachineClock m_clock;
     Argon2idHasher m_hasher;
-    Config m_config; ///< without the tags, once the plant has them
+    Config m_config; ///< without the tags, once the plant has them for good
     std::unique_ptr<Store> m_store;
     std::unique_ptr<Access> m_access;
     std::unique_ptr<Gate> m_gate;
@@ -65,6 +80,10 @@ private:
     std::unique_ptr<StreamWaker> m_waker;
     std::unique_ptr<Api> m_api;
     std::unique_ptr<HttpServer> m_server;
+    BootClock m_dutyClock;
+    std::unique_ptr<KillFuse> m_fuse;
+    std::unique_ptr<DutyKeeper> m_keeper; ///< none: this gateway is always on duty
+    std::atomic<bool> m_isOnDuty{false};
     GatewayCounts m_counts;
     QTimer m_historyTimer;
     QTimer m_lastValuesTimer;

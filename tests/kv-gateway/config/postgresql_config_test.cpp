@@ -66,10 +66,12 @@ tags = ["line1.*"]
 drain = 500
 keep = "forever"
 size = "unlimited"
+standby = true
 [[postgresql]]
 name = "here"
 url = "postgresql:///plant"
 socket = "/tmp/db"
+site = "plant1"
 )");
     ASSERT_TRUE(loaded.problems.empty()) << loaded.problems[0].shown().toStdString();
     PostgresqlConfig cloud;
@@ -86,7 +88,9 @@ socket = "/tmp/db"
     cloud.drainRate = 500;
     cloud.keep = 0s;
     cloud.size = 0;
+    cloud.standby = true;
     EXPECT_TRUE(loaded.config.postgresql.at(0) == cloud);
+    EXPECT_EQ(loaded.config.standby(), &loaded.config.postgresql.at(0));
     EXPECT_EQ(loaded.config.postgresql.at(1).host, "");
     EXPECT_EQ(loaded.config.postgresql.at(1).socket, "/tmp/db");
 }
@@ -146,6 +150,23 @@ const BadRow badRows[] = {
     {"unknownTag", "tags = [\"line1.sped\"]", "gateway.toml:7:8: no tag is called \"line1.sped\""},
     {"drain", "drain = 0",
      "gateway.toml:7:9: drain must be a whole number from 1 to 1000000, without quotes"},
+    {"standbyOfAMachine", "standby = true",
+     "gateway.toml:5:1: with standby, every [[postgresql]] needs a site: otherwise each gateway takes the "
+     "name "
+     "of its machine"},
+    {"brokerOfAMachine", "standby = true\nsite = \"s\"\n[[mqtt]]\nurl = \"mqtt://broker\"",
+     "gateway.toml:9:1: with standby, every [[mqtt]] needs a site: otherwise each gateway takes the name of "
+     "its "
+     "machine"},
+    {"twoStandbys",
+     "standby = true\nsite = \"s\"\n[[postgresql]]\nname = \"b\"\nurl = \"postgresql://other/plant\"\n"
+     "site = \"s\"\nstandby = true",
+     "gateway.toml:13:11: the [[postgresql]] \"postgresql\" says already which gateway is on duty: only one "
+     "can"},
+    {"standbyOfItsOwn", "[standby]",
+     "gateway.toml:7:1: write standby = true into a [[postgresql]]: its database says which gateway is on "
+     "duty; "
+     "without PostgreSQL there is no standby"},
     {"onePairOfBrackets", "[postgres]",
      "gateway.toml:7:2: unknown key \"postgres\"; did you mean \"postgresql\"?"},
 };

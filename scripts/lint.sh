@@ -85,7 +85,7 @@ echo "cppcheck: what ships"
 # The compile commands name what the meta-object and the resource compiler write; without it
 # cppcheck refuses them. The latter is one long array: a minute for nothing, so it is left out.
 resource=$(realpath --relative-to=. "$folder")/programs/kv-gateway/qrc_panel.cpp
-if ! cmake --build "$folder" --target kvlink_api_autogen kv_gateway_panel_files >"$log" 2>&1; then
+if ! cmake --build "$folder" --target kvlink_api_autogen kv_gateway_panel_files kv_gateway_wire >"$log" 2>&1; then
     cat "$log" >&2
     exit 1
 fi

@@ -10,6 +10,7 @@ set -euo pipefail
 driver="g++ cmake ninja-build qtbase5-dev"
 demo="$driver libqt5serialport5-dev libcli11-dev libsqlite3-dev"
 demo+=" pkg-config libtomlplusplus-dev libmicrohttpd-dev libsodium-dev libjs-dygraphs libmosquitto-dev libpq-dev"
+demo+=" libprotobuf-dev protobuf-compiler"
 test="$demo qt6-base-dev qt6-serialport-dev libgtest-dev procps python3 git tmux man-db doxygen curl openssl"
 test+=" prometheus libfaketime mosquitto mosquitto-clients" # its promtool; turns clocks; a broker
 test+=" postgresql" # a database

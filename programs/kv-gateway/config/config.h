@@ -5,6 +5,7 @@
 #include "drawings/drawing.h"
 #include "mqtt_config.h"
 #include "postgresql_config.h"
+#include "sparkplug_config.h"
 
 #include <kvlink/link.h>
 #include <kvlink/tag.h>
@@ -100,6 +101,7 @@ struct Config {
     QString shard;                   ///< that this machine has; the others' PLCs are not here then
     std::vector<Drawing> pages;      ///< by name
     std::vector<MqttConfig> mqtt;
+    std::vector<SparkplugConfig> sparkplug;
     std::vector<PostgresqlConfig> postgresql;
 
     /// The database that says which of several gateways is on duty; nullptr: there is one.

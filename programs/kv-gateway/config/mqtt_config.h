@@ -2,35 +2,21 @@
 // An MQTT broker that gets the values: one [[mqtt]] of the configuration.
 #pragma once
 
-#include <kvlink/times.h>
+#include "broker_config.h"
 
-#include <QString>
 #include <QStringList>
 
 namespace kvgateway
 {
-
-enum class MqttVersion : quint8 { V311, V5 };
 
 enum class MqttLayout : quint8 {
     Tag,   ///< a message for each value
     Group, ///< a message for the values of a group that change together
 };
 
-struct MqttConfig {
+struct MqttConfig : BrokerConfig {
     QString name = QStringLiteral("mqtt"); ///< also of its file in the data folder
-    QString host;
-    quint16 port = 0;
-    bool hasTls = false;
-    MqttVersion version = MqttVersion::V5;
-    QString client;       ///< id at the broker; no other client may have it
-    QString site;         ///< {site} in topics
-    QString userFile;     ///< absolute path; its first line is the user. Empty: none
-    QString passwordFile; ///< the same
-    QString ca;           ///< PEM: who signed the broker's certificate
-    QString certificate;  ///< PEM: our own; empty: none
-    QString key;
-    kvlink::Duration keepalive = std::chrono::seconds(15);
+    QString site;                          ///< {site} in topics
     MqttLayout layout = MqttLayout::Tag;
     QString topic;       ///< of live values: "kv/{site}/{plc}/{tag}"
     QString storedTopic; ///< of values that come late: "kv/{site}/{plc}/{tag}/stored"

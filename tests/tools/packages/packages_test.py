@@ -44,7 +44,7 @@ NEEDS = {
 }
 if (ROOT / "programs/kv-gateway/main.cpp").exists():
     CONTENTS["kv-gateway"] = "usr/bin/kv-gateway lib/systemd/system/kv-gateway.service usr/lib/sysusers.d/kv-gateway.conf"
-    NEEDS["kv-gateway"] = "libkvlink0 libqt5core5a libmosquitto1 libpq5"
+    NEEDS["kv-gateway"] = "libkvlink0 libqt5core5a libmosquitto1 libpq5 libprotobuf-lite32"
 BINARIES = 6 + ("kv-gateway" in CONTENTS)
 
 

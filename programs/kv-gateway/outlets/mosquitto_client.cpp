@@ -54,7 +54,10 @@ void initLibrary()
 // What the client and its thread share: the thread may outlive the client while it waits for the
 // name of a broker, or for a machine that does not answer.
 struct MosquittoClient::Shared {
-    Shared(MqttConfig given, MqttMessage givenWill) : config(std::move(given)), will(std::move(givenWill)) {}
+    Shared(BrokerConfig given, MosquittoOptions givenOptions)
+        : config(std::move(given)), options(givenOptions)
+    {
+    }
     ~Shared() { ::close(wakeUp); }
     Shared(const Shared &) = delete;
     Shared &operator=(const Shared &) = delete;
@@ -65,19 +68,20 @@ struct MosquittoClient::Shared {
         [[maybe_unused]] const ssize_t written = ::write(wakeUp, &one, sizeof one);
     }
 
-    const MqttConfig config;
-    const MqttMessage will;
+    const BrokerConfig config;
+    const MosquittoOptions options;
     const int wakeUp = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
 
     std::mutex mutex;
     std::condition_variable changed;
     std::deque<MqttMessage> queue;
-    std::vector<QByteArray> subscriptions;
+    std::vector<std::pair<QByteArray, MqttQos>> subscriptions;
     bool isOpen = false; // messages are taken
     bool isEnding = false;
     bool hasEnded = false;
     std::optional<MqttMessage> goodbye;
-    QString dropWhy; // a connection that shall be dropped
+    QString dropWhy;  // a connection that shall be dropped
+    QString leaveWhy; // one that shall end after the goodbye
 
     std::mutex eventMutex; // held while an event is given out
     MqttClientEvents *events = nullptr;
@@ -98,10 +102,7 @@ public:
     explicit Connection(Shared &shared) : m_shared(shared)
     {
         initLibrary();
-        // On purpose without a clean session: that the broker still knows us says that it still has
-        // what it retained, and the newest values need not go out again. With commands a clean one:
-        // the broker must not keep a command for us and deliver it hours later.
-        m_library = mosquitto_new(shared.config.client.toUtf8().constData(), shared.config.commands, this);
+        m_library = mosquitto_new(shared.config.client.toUtf8().constData(), shared.options.isClean, this);
     }
     ~Connection() { mosquitto_destroy(m_library); }
     Connection(const Connection &) = delete;
@@ -110,8 +111,11 @@ public:
     // \return why it ended
     QString run()
     {
-        if (m_library == nullptr || !configure() || !connect())
+        m_shared.tell([this](MqttClientEvents &events) { m_will = events.will(); });
+        if (m_library == nullptr || !configure() || !connect()) {
+            m_shared.tell([](MqttClientEvents &events) { events.unheard(); });
             return m_problem;
+        }
         m_deadline = SteadyClock::now() + answerToConnect;
         while (m_problem.isEmpty() && !m_isOver)
             turn();
@@ -141,7 +145,7 @@ private:
 
     bool configure()
     {
-        const MqttConfig &config = m_shared.config;
+        const BrokerConfig &config = m_shared.config;
         const bool isV5 = config.version == MqttVersion::V5;
         mosquitto_int_option(m_library, MOSQ_OPT_PROTOCOL_VERSION,
                              isV5 ? MQTT_PROTOCOL_V5 : MQTT_PROTOCOL_V311);
@@ -151,6 +155,7 @@ private:
         mosquitto_disconnect_v5_callback_set(m_library, &Connection::onDisconnect);
         mosquitto_publish_v5_callback_set(m_library, &Connection::onPublish);
         mosquitto_subscribe_v5_callback_set(m_library, &Connection::onSubscribe);
+        mosquitto_unsubscribe_callback_set(m_library, &Connection::onUnsubscribe);
         mosquitto_message_v5_callback_set(m_library, &Connection::onMessage);
         mosquitto_log_callback_set(m_library, &Connection::onLog);
         if (!config.userFile.isEmpty()) {
@@ -160,16 +165,15 @@ private:
                        "the user of the broker"))
                 return false;
         }
-        const MqttMessage &will = m_shared.will;
-        return check(mosquitto_will_set(m_library, will.topic.constData(), int(will.payload.size()),
-                                        will.payload.constData(), 1, true),
-                     "the status topic") &&
+        return check(mosquitto_will_set(m_library, m_will.topic.constData(), int(m_will.payload.size()),
+                                        m_will.payload.constData(), int(m_will.qos), m_will.isRetained),
+                     "the will") &&
                configureTls();
     }
 
     bool configureTls()
     {
-        const MqttConfig &config = m_shared.config;
+        const BrokerConfig &config = m_shared.config;
         if (!config.hasTls)
             return true;
         const QByteArray ca = QFile::encodeName(config.ca);
@@ -187,10 +191,10 @@ private:
 
     bool connect()
     {
-        const MqttConfig &config = m_shared.config;
+        const BrokerConfig &config = m_shared.config;
         mosquitto_property *properties = nullptr;
         // Without this property the session ends with its connection.
-        if (config.version == MqttVersion::V5 && !config.commands)
+        if (config.version == MqttVersion::V5 && !m_shared.options.isClean)
             mosquitto_property_add_int32(&properties, MQTT_PROP_SESSION_EXPIRY_INTERVAL, sessionSeconds);
         const auto keepalive =
             int(std::chrono::duration_cast<std::chrono::seconds>(config.keepalive).count());
@@ -240,7 +244,7 @@ private:
 
     void work()
     {
-        std::vector<QByteArray> subscriptions;
+        std::vector<std::pair<QByteArray, MqttQos>> subscriptions;
         {
             const std::lock_guard lock(m_shared.mutex);
             if (!m_shared.dropWhy.isEmpty())
@@ -249,18 +253,20 @@ private:
                              std::make_move_iterator(m_shared.queue.end()));
             m_shared.queue.clear();
             subscriptions.swap(m_shared.subscriptions);
-            if (m_shared.isEnding && !m_isLeaving) {
+            if ((m_shared.isEnding || !m_shared.leaveWhy.isEmpty()) && !m_isLeaving) {
                 m_isLeaving = true;
+                m_leaveWhy = m_shared.leaveWhy;
                 m_deadline = SteadyClock::now() + longestGoodbye;
                 if (m_wasAccepted && m_shared.goodbye)
                     m_waiting.push_back(*m_shared.goodbye);
             }
         }
-        for (const QByteArray &filter : subscriptions)
-            subscribe(filter);
+        for (const auto &[filter, qos] : subscriptions)
+            subscribe(filter, qos);
         // The library numbers messages with 16 bits and begins again without looking whether a
         // number is still in use. What is left at the end goes all the same: nobody waits for it.
-        while (!m_waiting.empty() && m_problem.isEmpty() && (m_isLeaving || m_tokens.size() < mostInFlight)) {
+        while (!m_waiting.empty() && m_problem.isEmpty() &&
+               (m_isLeaving || m_tokens.size() + m_unwritten < mostInFlight)) {
             publish(m_waiting.front());
             m_waiting.pop_front();
         }
@@ -271,39 +277,48 @@ private:
     // Ends when everything is acknowledged, or there is no time left.
     void leave()
     {
-        if (!m_tokens.empty() && SteadyClock::now() < m_deadline)
+        if (m_tokens.size() + m_unwritten > 0 && SteadyClock::now() < m_deadline)
             return;
-        mosquitto_disconnect(m_library);
+        const bool saysWill = m_shared.options.endsWithWill && m_shared.config.version == MqttVersion::V5;
+        mosquitto_disconnect_v5(m_library, saysWill ? MQTT_RC_DISCONNECT_WITH_WILL_MSG : 0, nullptr);
         mosquitto_loop_write(m_library, 1);
         m_isOver = true;
+        m_problem = m_leaveWhy;
     }
 
     // A broker of MQTT 5 shall not hide that a message is retained. One of 3.1.1 does, unless it
     // had the message before we subscribed.
-    void subscribe(const QByteArray &filter)
+    void subscribe(const QByteArray &filter, MqttQos qos)
     {
         const bool isV5 = m_shared.config.version == MqttVersion::V5;
         const int options = isV5 ? MQTT_SUB_OPT_RETAIN_AS_PUBLISHED : 0;
         int id = 0;
-        if (check(mosquitto_subscribe_v5(m_library, &id, filter.constData(), 0, options, nullptr),
+        if (check(mosquitto_subscribe_v5(m_library, &id, filter.constData(), int(qos), options, nullptr),
                   "subscribing"))
             m_filters.emplace(id, filter);
     }
 
     void publish(const MqttMessage &message)
     {
+        if (message.asksReceipt)
+            return askReceipt(message);
         mosquitto_property *properties = nullptr;
         if (!message.correlation.isEmpty() && m_shared.config.version == MqttVersion::V5)
             mosquitto_property_add_binary(&properties, MQTT_PROP_CORRELATION_DATA,
                                           message.correlation.constData(),
                                           quint16(message.correlation.size()));
         int id = 0;
-        const int result =
-            mosquitto_publish_v5(m_library, &id, message.topic.constData(), int(message.payload.size()),
-                                 message.payload.constData(), 1, message.isRetained, properties);
+        const bool isAnswered = message.qos != MqttQos::AtMostOnce;
+        // Before the call, which may write it and say so at once.
+        m_unwritten += isAnswered ? 0 : 1;
+        const int result = mosquitto_publish_v5(m_library, &id, message.topic.constData(),
+                                                int(message.payload.size()), message.payload.constData(),
+                                                int(message.qos), message.isRetained, properties);
         mosquitto_property_free_all(&properties);
+        m_unwritten -= isAnswered || result == MOSQ_ERR_SUCCESS ? 0 : 1;
         if (result == MOSQ_ERR_SUCCESS) {
-            m_tokens.emplace(id, message.token);
+            if (isAnswered)
+                m_tokens.emplace(id, message.token);
         } else if (result == MOSQ_ERR_NO_CONN || result == MOSQ_ERR_CONN_LOST || result == MOSQ_ERR_ERRNO) {
             // What the broker said before it went is there to be read: perhaps why.
             const int error = errno;
@@ -315,6 +330,13 @@ private:
                                                              QString::fromUtf8(mosquitto_strerror(result)));
             m_shared.tell([&](MqttClientEvents &events) { events.refused(message.token, why); });
         }
+    }
+
+    void askReceipt(const MqttMessage &message)
+    {
+        int id = 0;
+        if (check(mosquitto_unsubscribe(m_library, &id, message.topic.constData()), "writing"))
+            m_tokens.emplace(id, message.token);
     }
 
     void accepted(int code, int flags)
@@ -338,8 +360,10 @@ private:
     void answered(int id, int code)
     {
         const auto found = m_tokens.find(id);
-        if (found == m_tokens.end())
+        if (found == m_tokens.end()) {
+            m_unwritten -= m_unwritten > 0 ? 1 : 0; // QoS 0: it is written
             return;
+        }
         const quint64 token = found->second;
         m_tokens.erase(found);
         m_shared.tell([&](MqttClientEvents &events) {
@@ -409,6 +433,8 @@ private:
         if (count == 1)
             of(self).subscribed(id, codes[0]);
     }
+    // Whatever the broker says of the subscription, it has read what came before.
+    static void onUnsubscribe(mosquitto * /*library*/, void *self, int id) { of(self).answered(id, 0); }
     static void onMessage(mosquitto * /*library*/, void *self, const mosquitto_message *message,
                           const mosquitto_property *properties)
     {
@@ -422,10 +448,13 @@ private:
 
     Shared &m_shared;
     mosquitto *m_library = nullptr;
+    MqttMessage m_will;
     std::deque<MqttMessage> m_waiting;
     std::unordered_map<int, quint64> m_tokens;     // by the number of the message
+    std::size_t m_unwritten = 0;                   // messages with QoS 0 that the library holds
     std::unordered_map<int, QByteArray> m_filters; // that the broker has not answered, in the same way
     QString m_problem;
+    QString m_leaveWhy;
     QString m_libraryText;
     SteadyClock::time_point m_deadline;
     bool m_wasAccepted = false;
@@ -433,8 +462,8 @@ private:
     bool m_isOver = false;
 };
 
-MosquittoClient::MosquittoClient(const MqttConfig &config, const MqttMessage &will)
-    : m_shared(std::make_shared<Shared>(config, will))
+MosquittoClient::MosquittoClient(const BrokerConfig &config, MosquittoOptions options)
+    : m_shared(std::make_shared<Shared>(config, options))
 {
 }
 
@@ -486,10 +515,10 @@ void MosquittoClient::publish(std::vector<MqttMessage> messages)
         m_shared->wake();
 }
 
-void MosquittoClient::subscribe(const QByteArray &filter)
+void MosquittoClient::subscribe(const QByteArray &filter, MqttQos qos)
 {
     const std::lock_guard lock(m_shared->mutex);
-    m_shared->subscriptions.push_back(filter);
+    m_shared->subscriptions.emplace_back(filter, qos);
 }
 
 void MosquittoClient::reconnect(const QString &why)
@@ -497,6 +526,16 @@ void MosquittoClient::reconnect(const QString &why)
     const std::lock_guard lock(m_shared->mutex);
     if (m_shared->isOpen)
         m_shared->dropWhy = why;
+    m_shared->wake();
+}
+
+void MosquittoClient::leave(const QString &why, const MqttMessage &goodbye)
+{
+    const std::lock_guard lock(m_shared->mutex);
+    if (!m_shared->isOpen || m_shared->isEnding)
+        return;
+    m_shared->leaveWhy = why;
+    m_shared->goodbye = goodbye;
     m_shared->wake();
 }
 
@@ -513,6 +552,7 @@ void MosquittoClient::run(const std::shared_ptr<Shared> &shared)
         shared->queue.clear();
         shared->subscriptions.clear();
         shared->dropWhy.clear();
+        shared->leaveWhy.clear();
         if (shared->isEnding)
             break;
         lock.unlock();

@@ -9,7 +9,7 @@
 
 #include "mqtt_client.h"
 
-#include "config/mqtt_config.h"
+#include "config/broker_config.h"
 
 #include <memory>
 #include <thread>
@@ -17,21 +17,28 @@
 namespace kvgateway
 {
 
+struct MosquittoOptions {
+    /// The broker forgets us with the end of a connection: it keeps no command for us to deliver
+    /// hours later. Otherwise that it knows us says that it still has what it retained.
+    bool isClean = false;
+    bool endsWithWill = false; ///< MQTT 5: the broker publishes the will after a goodbye, too
+};
+
 class MosquittoClient : public MqttClient
 {
 public:
     /// Longest wait between two attempts to connect; the first one is 1 s, then twice as long each.
     static constexpr std::chrono::milliseconds longestBackOff = std::chrono::seconds(30);
 
-    /// \param will published by the broker, retained, when we are gone without a word
-    MosquittoClient(const MqttConfig &config, const MqttMessage &will);
+    MosquittoClient(const BrokerConfig &config, MosquittoOptions options);
     ~MosquittoClient() override;
 
     void start(MqttClientEvents &events) override;
     void stop(const MqttMessage &goodbye) override;
     void publish(std::vector<MqttMessage> messages) override;
-    void subscribe(const QByteArray &filter) override;
+    void subscribe(const QByteArray &filter, MqttQos qos) override;
     void reconnect(const QString &why) override;
+    void leave(const QString &why, const MqttMessage &goodbye) override;
 
 private:
     struct Shared;

@@ -272,7 +272,7 @@ void MqttOutlet::connected(bool hasSession)
 {
     auto all = topics();
     if (m_config.commands)
-        m_client->subscribe(all->commandFilter());
+        m_client->subscribe(all->commandFilter(), MqttQos::AtMostOnce);
     // On purpose before the lock, for which the plant waits: 20,000 tags take a moment.
     auto discovery = discoveryMessages(m_config, *all);
     std::unique_lock lock(m_mutex);

@@ -9,14 +9,13 @@
 //     kv/plant1/_status/line1        online or offline: the link to the PLC
 #pragma once
 
+#include "command_sinks.h"
 #include "mqtt_client.h"
 #include "mqtt_topics.h"
 #include "outlet.h"
 
-#include "plant/write_order.h"
 #include "store/clock.h"
 
-#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -24,11 +23,6 @@
 
 namespace kvgateway
 {
-
-/// Any thread. Hands a write to the plant; \a end comes in the plant's thread.
-using CommandSink = std::function<void(const WriteOrder &order, const WriteEnd &end)>;
-/// Any thread. Says that a command was refused before it came to the plant.
-using RefusalSink = std::function<void(const WriteOrder &order, const QString &why)>;
 
 class MqttOutlet : public Outlet, private MqttClientEvents
 {
@@ -58,6 +52,7 @@ public:
     static MqttMessage will(const MqttConfig &config);
 
 private:
+    MqttMessage will() override { return will(m_config); }
     void connected(bool hasSession) override;
     void disconnected(const QString &problem) override;
     void subscribed(const QByteArray &filter, const QString &problem) override;

@@ -37,15 +37,22 @@ Outlets::~Outlets()
     stop();
 }
 
-std::unique_ptr<Outlet> Outlets::makeOutlet(const MqttConfig &config) const
+RefusalSink Outlets::refusalSink() const
 {
-    const auto refusal = [notice = m_sinks.notice](const WriteOrder &order, const QString &why) {
+    return [notice = m_sinks.notice](const WriteOrder &order, const QString &why) {
         notice(QStringLiteral("command for %1 refused").arg(order.tag),
                QStringLiteral("%1 from %2: %3").arg(order.who, order.from, why));
     };
-    auto client = std::make_shared<MosquittoClient>(config, MqttOutlet::will(config));
-    return std::make_unique<MqttOutlet>(config, std::move(client), m_clock, m_sinks.command, refusal);
 }
+
+// With commands a clean session: the broker must not keep one for us. Without, that it knows us
+// says that the newest values need not go out again.
+std::unique_ptr<Outlet> Outlets::makeOutlet(const MqttConfig &config) const
+{
+    auto client = std::make_shared<MosquittoClient>(config, MosquittoOptions{config.commands, false});
+    return std::make_unique<MqttOutlet>(config, std::move(client), m_clock, m_sinks.command, refusalSink());
+}
+
 
 std::unique_ptr<Outlet> Outlets::makeOutlet(const PostgresqlConfig &config) const
 {

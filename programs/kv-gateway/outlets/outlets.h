@@ -51,6 +51,7 @@ private:
     };
     std::unique_ptr<Outlet> makeOutlet(const MqttConfig &config) const;
     std::unique_ptr<Outlet> makeOutlet(const PostgresqlConfig &config) const;
+    RefusalSink refusalSink() const;
     One make(const Settings &settings) const;
     static void offerPresent(const One &one, const LiveTable &present);
     void forgetLinks(const Config &config);

@@ -75,7 +75,7 @@ protected:
 
     void start()
     {
-        auto client = std::make_shared<MosquittoClient>(config, MqttOutlet::will(config));
+        auto client = std::make_shared<MosquittoClient>(config, MosquittoOptions{config.commands, false});
         auto made = std::make_unique<MqttOutlet>(
             config, client, clock,
             [this](const WriteOrder &order, const WriteEnd & /*end*/) {
@@ -417,6 +417,7 @@ TEST_F(MosquittoTest, whatIsStoredSurvivesAReloadOfTheSettings)
 
 // Publishes when it is connected, and counts what comes back.
 struct Publisher : MqttClientEvents {
+    MqttMessage will() override { return MqttOutlet::will({}); }
     void connected(bool /*hasSession*/) override { client->publish(std::move(messages)); }
     void disconnected(const QString &problem) override { ADD_FAILURE() << problem.toStdString(); }
     void subscribed(const QByteArray & /*filter*/, const QString & /*problem*/) override {}
@@ -438,7 +439,7 @@ TEST_F(MosquittoTest, moreMessagesThanThereAreNumbersAreAcknowledgedOneByOne)
 {
     broker.start();
     Publisher publisher;
-    MosquittoClient client(config, MqttOutlet::will(config));
+    MosquittoClient client(config, {});
     publisher.client = &client;
     // What a plant of that many tags announces at once; MQTT has 65,535 numbers.
     constexpr quint64 many = 66'000;

@@ -30,8 +30,13 @@ public:
             correlations.push_back(message.correlation);
         }
     }
-    void subscribe(const QByteArray &filter) override { shown += "subscribe " + filter.toStdString() + "\n"; }
+    void subscribe(const QByteArray &filter, MqttQos qos) override
+    {
+        EXPECT_EQ(qos, MqttQos::AtMostOnce) << "a command must not come twice";
+        shown += "subscribe " + filter.toStdString() + "\n";
+    }
     void reconnect(const QString &why) override { shown += "reconnect: " + why.toStdString() + "\n"; }
+    void leave(const QString & /*why*/, const MqttMessage & /*goodbye*/) override {}
 
     std::string take() { return std::exchange(shown, {}); }
 

@@ -92,6 +92,8 @@ void Feeder::settle(const News &news)
         forget(seq);
     for (const quint64 seq : news.refused)
         forget(seq);
+    for (const quint64 seq : news.postponed)
+        postpone(seq);
     m_counts.acknowledged += news.acknowledged.size();
     m_counts.refused += news.refused.size();
 }
@@ -106,12 +108,26 @@ void Feeder::forget(quint64 seq)
     m_inFlight.erase(found);
 }
 
+// It waits on disk, behind the cursor.
+void Feeder::postpone(quint64 seq)
+{
+    const auto found = m_inFlight.find(seq);
+    if (found == m_inFlight.end())
+        return;
+    if (!found->second.isLive)
+        m_pace.giveBack();
+    store(found->second);
+    m_inFlight.erase(found);
+}
+
 // Another connection: what the last one did not acknowledge goes again. Of live rows only the
 // newest of each tag goes as a live one again.
 void Feeder::followSession()
 {
     OutletState state = m_outlet.state();
     std::swap(m_state, state);
+    if (m_state.round != state.round)
+        m_cursor = 0;
     if (m_state.session == state.session)
         return;
     std::deque<Held> back;
@@ -156,6 +172,7 @@ void Feeder::admit(std::vector<OutletRow> fresh)
         // A tag that was never read is bad from now on.
         if (row.sample.time == kvlink::WallTime{})
             row.sample.time = m_clock.wall();
+        m_outlet.note(row);
         m_newest.insert(row.tag, row);
         m_live.push_back({std::move(row), m_clock.steady()});
     }

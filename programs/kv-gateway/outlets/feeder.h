@@ -45,6 +45,7 @@ public:
         std::vector<OutletRow> fresh; ///< without a number
         std::vector<quint64> acknowledged;
         std::vector<quint64> refused;
+        std::vector<quint64> postponed{}; ///< that wait on disk until the outlet's next round
     };
 
     /// \param outlet, clock outlive the feeder
@@ -76,6 +77,7 @@ private:
     QString giveBacklogUp();
     void settle(const News &news);
     void forget(quint64 seq);
+    void postpone(quint64 seq);
     void followSession();
     void repeatAll();
     quint64 nextSeq();

@@ -40,8 +40,9 @@ struct OutletState {
     quint64 session = 0;
     /// The other side has forgotten the newest values: it wants all of them.
     bool wantsAll = false;
-    QString problem; ///< why there is no connection, and what to do; empty while all is well
-    QString warning; ///< what does not work although there is a connection, and what to do; or empty
+    quint64 round = 0; ///< another number than before: what was postponed may be offered again
+    QString problem;   ///< why there is no connection, and what to do; empty while all is well
+    QString warning;   ///< what does not work although there is a connection, and what to do; or empty
 
     bool isReady() const { return session != 0; }
 };
@@ -56,6 +57,9 @@ public:
     virtual void acknowledged(const std::vector<quint64> &seqs) = 0;
     /// The other side will never take the rows: they are dropped and counted.
     virtual void refused(const std::vector<quint64> &seqs, const QString &why) = 0;
+    /// The rows were offered and cannot go yet: they are kept, and offered again, as stored ones,
+    /// when OutletState::round is another one.
+    virtual void postponed(const std::vector<quint64> & /*seqs*/) {}
     /// state() is another one.
     virtual void changed() = 0;
 };
@@ -74,6 +78,8 @@ public:
     /// \return how many of the rows it took, the first ones; 0: it is busy, or there
     /// is no connection
     virtual std::size_t offer(const std::vector<OutletRow> &rows, OfferKind kind) = 0;
+    /// Each row before it is offered, taken or not. What is changed in it is kept.
+    virtual void note(OutletRow & /*row*/) {}
     /// Called often while something is not acknowledged: for time-outs.
     virtual void tick() {}
     /// Any thread. \return false: the tag is gone, and its newest value is not to go out again

@@ -86,6 +86,12 @@ void OutletRunner::refused(const std::vector<quint64> &seqs, const QString &why)
         m_refusal = why;
 }
 
+void OutletRunner::postponed(const std::vector<quint64> &seqs)
+{
+    const std::lock_guard lock(m_mutex);
+    m_postponed.insert(m_postponed.end(), seqs.begin(), seqs.end());
+}
+
 void OutletRunner::changed()
 {
     const std::lock_guard lock(m_mutex);
@@ -105,6 +111,7 @@ bool OutletRunner::waitForNews(Feeder::News &news, bool isBusy)
     m_fresh.clear();
     news.acknowledged = std::exchange(m_acknowledged, {});
     news.refused = std::exchange(m_refused, {});
+    news.postponed = std::exchange(m_postponed, {});
     m_hasChanged = false;
     return !m_isEnding;
 }

@@ -53,6 +53,7 @@ public:
 private:
     void acknowledged(const std::vector<quint64> &seqs) override;
     void refused(const std::vector<quint64> &seqs, const QString &why) override;
+    void postponed(const std::vector<quint64> &seqs) override;
     void changed() override;
 
     void run();
@@ -78,7 +79,7 @@ private:
     mutable std::mutex m_mutex;
     std::condition_variable m_wake;
     std::deque<OutletRow> m_fresh;
-    std::vector<quint64> m_acknowledged, m_refused;
+    std::vector<quint64> m_acknowledged, m_refused, m_postponed;
     QString m_refusal; ///< why the first one of those was refused
     FeederCounts m_counts;
     quint64 m_offered = 0;

@@ -25,6 +25,8 @@ public:
         return int(m_saved);
     }
     void take(std::size_t count) { m_saved -= double(count); }
+    /// One that was taken did not go.
+    void giveBack() { m_saved += 1; }
 
 private:
     static constexpr double mostSavedUp = 0.1; ///< seconds

@@ -33,6 +33,7 @@ public:
             taken.push_back({rows[i].seq, rows[i].tag.toStdString(), rows[i].sample.toInt(), kind});
         return count;
     }
+    void note(OutletRow &row) override { noted += (noted.empty() ? "" : ", ") + row.tag.toStdString(); }
     bool wantsNewest(const QString &tag) const override { return tag != goneTag; }
     OutletState state() const override { return now; }
 
@@ -66,6 +67,7 @@ public:
 
     OutletState now;
     QString goneTag;
+    std::string noted;
     std::size_t room = 1000;
     std::size_t roomForStored = 0; ///< that comes with the next offer of stored rows
     std::vector<Offered> taken;

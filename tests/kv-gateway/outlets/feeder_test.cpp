@@ -107,6 +107,56 @@ TEST_F(FeederTest, aLostLinkInTheMiddleLosesNothing)
     EXPECT_EQ(outlet.taken[3].seq, outlet.taken[1].seq) << "the same row has the same number";
 }
 
+// A PLC that is away: its rows cannot go, those of others can.
+TEST_F(FeederTest, postponedRowsWaitOnDiskAndHoldNobodyUp)
+{
+    outlet.connect();
+    offer({fresh("a.x", 1), fresh("b.y", 2)});
+    const std::vector<quint64> seqs = outlet.seqs();
+    EXPECT_EQ(outlet.shown(), "live a.x=1, live b.y=2");
+    feeder->step({{}, {seqs[1]}, {}, {seqs[0]}});
+    EXPECT_EQ(stored(), 1);
+    pass(1s);
+    EXPECT_EQ(outlet.shown(), "stored a.x=1") << "once more, before the cursor has passed it";
+    feeder->step({{}, {}, {}, {seqs[0]}});
+    pass(10s);
+    offer({fresh("b.y", 3)});
+    EXPECT_EQ(outlet.shown(), "live b.y=3");
+    acknowledge({outlet.taken.back().seq});
+    pass(1s);
+    EXPECT_EQ(stored(), 1);
+    EXPECT_EQ(feeder->counts().inFlight, 0);
+    ++outlet.now.round;
+    pass(1s);
+    EXPECT_EQ(outlet.shown(), "stored a.x=1") << "in the next round";
+    acknowledge({seqs[0]});
+    pass(1s);
+    EXPECT_EQ(stored(), 0);
+}
+
+TEST_F(FeederTest, postponedRowsCostTheOthersNoTime)
+{
+    settings.drainRate = 1000;
+    start();
+    offer(std::vector<OutletRow>(100, fresh("a.x", 1)));
+    outlet.connect();
+    pass(1s);
+    std::vector<quint64> seqs = outlet.seqs();
+    ASSERT_EQ(seqs.size(), 100U) << outlet.shown();
+    feeder->step({{}, {}, {}, seqs});
+    ++outlet.now.round;
+    pass(0s);
+    EXPECT_EQ(outlet.seqs().size(), 100U) << "what was taken back may go again at once";
+}
+
+TEST_F(FeederTest, anOutletHearsOfEachRowWhetherItTakesItOrNot)
+{
+    offer({fresh("a.x", 1)});
+    outlet.connect();
+    offer({fresh("a.y", 2)});
+    EXPECT_EQ(outlet.noted, "a.x, a.y");
+}
+
 TEST_F(FeederTest, anOlderRowThatComesBackDoesNotBecomeTheLiveValue)
 {
     outlet.connect();

@@ -5,6 +5,7 @@
 #include "page_list.h"
 #include "postgresql_section.h"
 #include "shards.h"
+#include "sparkplug_section.h"
 #include "tag_list.h"
 #include "toml_section.h"
 
@@ -85,6 +86,10 @@ public:
             config.mqtt.push_back(
                 readMqtt(TomlSection(mqtt, QStringLiteral("[[mqtt]]"), m_shownPath, m_loaded.problems),
                          m_base, config));
+        for (const toml::table *node : top.tables("sparkplug"))
+            config.sparkplug.push_back(readSparkplug(
+                TomlSection(node, QStringLiteral("[[sparkplug]]"), m_shownPath, m_loaded.problems), m_base,
+                config));
         for (const toml::table *database : databases)
             config.postgresql.push_back(readPostgresql(
                 TomlSection(database, QStringLiteral("[[postgresql]]"), m_shownPath, m_loaded.problems),

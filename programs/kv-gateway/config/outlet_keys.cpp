@@ -24,7 +24,7 @@ QString readOutletName(TomlSection &from, const QString &fallback, const Config 
         from.refuse("name", QStringLiteral("the name \"%1\" may have letters, digits, '-' and '_' only, and "
                                            "at most 40 of them")
                                 .arg(name));
-    else if (isTaken(sofar.mqtt) || isTaken(sofar.postgresql))
+    else if (isTaken(sofar.mqtt) || isTaken(sofar.sparkplug) || isTaken(sofar.postgresql))
         from.refuse("name",
                     QStringLiteral("two outlets are called \"%1\": give each a name of its own").arg(name));
     return name;

@@ -98,6 +98,18 @@ void refuseLonePlcs(TomlSection &top, const Config &config)
     }
 }
 
+void checkShard(TomlSection &from, const char *key, const QString &pattern, bool hasShards)
+{
+    const QString name = QString::fromLatin1(key);
+    const bool isOfShard = pattern.contains(QLatin1String("{shard}"));
+    if (hasShards && !isOfShard)
+        from.refuse(key, QStringLiteral("%1 \"%2\": the gateways of all shards would have the same one; "
+                                        "put {shard} into it")
+                             .arg(name, pattern));
+    else if (!hasShards && isOfShard)
+        from.refuse(key, QStringLiteral("%1 \"%2\": {shard} needs [[shard]]").arg(name, pattern));
+}
+
 bool chooseShard(Config &config, const QString &name, QString &problem)
 {
     const QStringList names = shardNames(config);
@@ -120,6 +132,10 @@ bool chooseShard(Config &config, const QString &name, QString &problem)
     for (MqttConfig &mqtt : config.mqtt) {
         mqtt.client = filledShard(mqtt.client, name);
         mqtt.statusTopic = filledShard(mqtt.statusTopic, name);
+    }
+    for (SparkplugConfig &node : config.sparkplug) {
+        node.client = filledShard(node.client, name);
+        node.node = filledShard(node.node, name);
     }
     config.shard = name;
     return true;

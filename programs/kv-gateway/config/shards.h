@@ -27,6 +27,10 @@ void refuseLonePlcs(TomlSection &top, const Config &config);
 /// \return false with a problem, and nothing was changed
 bool chooseShard(Config &config, const QString &name, QString &problem);
 
+/// Refuses a name at a broker that the gateways of all shards would have, or that speaks of a shard
+/// where there is none.
+void checkShard(TomlSection &from, const char *key, const QString &pattern, bool hasShards);
+
 /// What {shard} stands for, filled in.
 QString filledShard(QString pattern, const QString &shard);
 

@@ -4,6 +4,7 @@
 #include "database_outlet.h"
 #include "mosquitto_client.h"
 #include "postgresql_writer.h"
+#include "sparkplug_outlet.h"
 
 #include <tags/pattern.h>
 
@@ -53,6 +54,13 @@ std::unique_ptr<Outlet> Outlets::makeOutlet(const MqttConfig &config) const
     return std::make_unique<MqttOutlet>(config, std::move(client), m_clock, m_sinks.command, refusalSink());
 }
 
+std::unique_ptr<Outlet> Outlets::makeOutlet(const SparkplugConfig &config) const
+{
+    const QString countPath = QStringLiteral("%1/outlet-%2.bdseq").arg(m_folder, config.name);
+    auto client = std::make_shared<MosquittoClient>(config, MosquittoOptions{true, true});
+    return std::make_unique<SparkplugOutlet>(config, countPath, std::move(client), m_clock, m_sinks.command,
+                                             refusalSink());
+}
 
 std::unique_ptr<Outlet> Outlets::makeOutlet(const PostgresqlConfig &config) const
 {
@@ -119,6 +127,7 @@ void Outlets::offerPresent(const One &one, const LiveTable &present)
 void Outlets::apply(const Config &config, const LiveTable *present)
 {
     std::vector<Settings> wanted(config.mqtt.begin(), config.mqtt.end());
+    wanted.insert(wanted.end(), config.sparkplug.begin(), config.sparkplug.end());
     wanted.insert(wanted.end(), config.postgresql.begin(), config.postgresql.end());
     stopOthers(wanted);
     forgetLinks(config);

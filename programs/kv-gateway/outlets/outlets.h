@@ -43,13 +43,14 @@ public:
     std::vector<OutletStatus> status() const;
 
 private:
-    using Settings = std::variant<MqttConfig, PostgresqlConfig>;
+    using Settings = std::variant<MqttConfig, SparkplugConfig, PostgresqlConfig>;
     struct One {
         Settings settings;
         QSet<QString> tags; ///< that it gets
         std::unique_ptr<OutletRunner> runner;
     };
     std::unique_ptr<Outlet> makeOutlet(const MqttConfig &config) const;
+    std::unique_ptr<Outlet> makeOutlet(const SparkplugConfig &config) const;
     std::unique_ptr<Outlet> makeOutlet(const PostgresqlConfig &config) const;
     RefusalSink refusalSink() const;
     One make(const Settings &settings) const;

@@ -161,7 +161,7 @@ const BadRow badRows[] = {
      "gateway.toml:7:1: two outlets are called \"mqtt\": give each a name of its own"},
     {"twoClients",
      "site = \"s\"\n[[mqtt]]\nname = \"b\"\nurl = \"mqtt://broker\"\nsite = \"s\"\nstatus_topic = \"b\"",
-     "gateway.toml:8:1: two [[mqtt]] are the client \"kv-gateway-s\" of one broker: they would throw each "
+     "gateway.toml:8:1: two outlets are the client \"kv-gateway-s\" of one broker: they would throw each "
      "other out; "
      "set client"},
     {"oneStatusTopic",

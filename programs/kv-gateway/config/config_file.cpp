@@ -86,7 +86,8 @@ public:
             config.mqtt.push_back(
                 readMqtt(TomlSection(mqtt, QStringLiteral("[[mqtt]]"), m_shownPath, m_loaded.problems),
                          m_base, config));
-        for (const toml::table *node : top.tables("sparkplug"))
+        const auto nodes = top.tables("sparkplug");
+        for (const toml::table *node : nodes)
             config.sparkplug.push_back(readSparkplug(
                 TomlSection(node, QStringLiteral("[[sparkplug]]"), m_shownPath, m_loaded.problems), m_base,
                 config));
@@ -98,8 +99,9 @@ public:
                        QStringLiteral("write standby = true into a [[postgresql]]: its database says "
                                       "which gateway is on duty; without PostgreSQL there is no "
                                       "standby"));
-        refuseOwnSites(brokers, "[[mqtt]]");
-        refuseOwnSites(databases, "[[postgresql]]");
+        refuseOwnNames(brokers, "[[mqtt]]", "site");
+        refuseOwnNames(nodes, "[[sparkplug]]", "node");
+        refuseOwnNames(databases, "[[postgresql]]", "site");
         const QString pages = absolute(top.text("pages"));
         QString problem;
         if (!pages.isEmpty() && !readPages(config, pages, m_loaded.problems, problem))
@@ -116,15 +118,14 @@ private:
     }
 
     // Without one each machine has its own name for it, and two that shall be one would not be.
-    void refuseOwnSites(const std::vector<const toml::table *> &outlets, const char *name)
+    void refuseOwnNames(const std::vector<const toml::table *> &outlets, const char *kind, const char *key)
     {
         for (const toml::table *outlet : outlets) {
-            if (m_loaded.config.standby() != nullptr && !outlet->contains("site"))
-                TomlSection(outlet, QString::fromLatin1(name), m_shownPath, m_loaded.problems)
-                    .refuse("site",
-                            QStringLiteral("with standby, every %1 needs a site: otherwise each gateway "
-                                           "takes the name of its machine")
-                                .arg(QString::fromLatin1(name)));
+            if (m_loaded.config.standby() != nullptr && !outlet->contains(key))
+                TomlSection(outlet, QString::fromLatin1(kind), m_shownPath, m_loaded.problems)
+                    .refuse(key, QStringLiteral("with standby, every %1 needs a %2: otherwise each gateway "
+                                                "takes the name of its machine")
+                                     .arg(QString::fromLatin1(kind), QString::fromLatin1(key)));
         }
     }
 

@@ -163,6 +163,10 @@ const BadRow badRows[] = {
      "site = \"s\"\nstandby = true",
      "gateway.toml:13:11: the [[postgresql]] \"postgresql\" says already which gateway is on duty: only one "
      "can"},
+    {"nodeOfAMachine", "standby = true\nsite = \"s\"\n[[sparkplug]]\nurl = \"mqtt://broker\"\ngroup = \"g\"",
+     "gateway.toml:9:1: with standby, every [[sparkplug]] needs a node: otherwise each gateway takes the "
+     "name "
+     "of its machine"},
     {"standbyOfItsOwn", "[standby]",
      "gateway.toml:7:1: write standby = true into a [[postgresql]]: its database says which gateway is on "
      "duty; "

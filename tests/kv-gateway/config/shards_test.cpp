@@ -83,6 +83,19 @@ TEST(Shards, namesOfTheBrokerAreFilledIn)
     EXPECT_EQ(loaded.config.mqtt.at(0).statusTopic, "state/b");
 }
 
+TEST(Shards, eachIsAnEdgeNodeOfItsOwn)
+{
+    const ShardFolder folder;
+    LoadedConfig loaded =
+        folder.load(QByteArray(twoShards) + "[[sparkplug]]\nurl = \"mqtt://broker\"\ngroup = \"plant1\"\n"
+                                            "node = \"hall-{shard}\"\n");
+    ASSERT_TRUE(loaded.problems.empty()) << loaded.problems[0].shown().toStdString();
+    QString problem;
+    ASSERT_TRUE(chooseShard(loaded.config, "b", problem));
+    EXPECT_EQ(loaded.config.sparkplug.at(0).node, "hall-b");
+    EXPECT_EQ(loaded.config.sparkplug.at(0).client, "kv-gateway-plant1-hall-b");
+}
+
 TEST(Shards, aMachineMustSayWhichOneItIs)
 {
     const ShardFolder folder;
@@ -152,6 +165,11 @@ const BadRow badRows[] = {
      "[[shard]]\nname = \"a\"\nplcs = \"*\"\n[[mqtt]]\nurl = \"mqtt://broker\"\nstatus_topic = \"up\"",
      "gateway.toml:18:16: status_topic \"up\": the gateways of all shards would have the same one; put "
      "{shard} into it"},
+    {"oneNodeForAll",
+     "[[shard]]\nname = \"a\"\nplcs = \"*\"\n[[sparkplug]]\nurl = \"mqtt://broker\"\ngroup = \"g\"\n"
+     "node = \"n\"\nclient = \"c-{shard}\"",
+     "gateway.toml:19:8: node \"n\": the gateways of all shards would have the same one; put {shard} into "
+     "it"},
     {"shardOfNone", "[[mqtt]]\nurl = \"mqtt://broker\"\nclient = \"g-{shard}\"",
      "gateway.toml:15:10: client \"g-{shard}\": {shard} needs [[shard]]"},
 };

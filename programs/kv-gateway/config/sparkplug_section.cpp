@@ -104,7 +104,7 @@ private:
     void refuseLike(QHash<QString, QString> &seen, const QString &key, const QString &name)
     {
         const auto other = seen.constFind(key);
-        if (other != seen.constEnd())
+        if (other != seen.constEnd() && *other != name)
             m_from.refuse("tags", QStringLiteral("\"%1\" and \"%2\" differ by case alone, and hosts may take "
                                                  "one for the other: rename one, or choose tags without it")
                                       .arg(*other, name));

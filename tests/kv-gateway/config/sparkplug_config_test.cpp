@@ -98,7 +98,8 @@ TEST_P(BadSparkplug, isNamedWithItsPlace)
     conforms("I:group-id-string I:edge-node-id-string I:device-id-string I:group-id-chars "
              "I:edge-node-id-chars I:device-id-chars S:namespace-valid-group-id "
              "S:namespace-valid-edge-node-id S:namespace-valid-device-id I:edge-node-id-uniqueness "
-             "S:namespace-unique-edge-node-descriptor P:nbirth-edge-node-descriptor K:sparkplug-ids "
+             "S:namespace-unique-device-id S:namespace-unique-edge-node-descriptor "
+             "P:nbirth-edge-node-descriptor K:sparkplug-ids "
              "K:metric-names");
     const OutletFolder folder;
     folder.write("likes.csv", "name,address\nspeed,DM200.S\nSpeed,DM202.S\n");
@@ -143,6 +144,8 @@ const BadRow badRows[] = {
      "gateway.toml:5:1: \"line2.speed\" and \"line2.Speed\" differ by case alone, and hosts may take one for "
      "the "
      "other: rename one, or choose tags without it"},
+    {"oneDeviceTwice", "[[plc]]\nname = \"line1\"\nurl = \"tcp://127.0.0.2\"\ntags = \"tags.csv\"",
+     "gateway.toml:9:8: two PLCs are called \"line1\""},
     {"devicesThatDifferByCase", "[[plc]]\nname = \"LINE1\"\nurl = \"tcp://127.0.0.2\"\ntags = \"tags.csv\"",
      "gateway.toml:5:1: \"line1\" and \"LINE1\" differ by case alone, and hosts may take one for the other: "
      "rename one, or choose tags without it"},

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cmath>
 #include <limits>
 
 namespace kvgateway
@@ -233,6 +234,20 @@ std::optional<qint64> numberOf(const SparkplugValue &value, const TypeRow &row)
     return isOfItsWidth ? std::optional(qint64(bits) - (qint64(1) << row.bits)) : std::nullopt;
 }
 
+// What a Float holds of it.
+std::optional<double> realOf(const SparkplugValue &value, const TypeRow &row)
+{
+    const auto *narrow = std::get_if<float>(&value);
+    const auto *wide = std::get_if<double>(&value);
+    if (narrow == nullptr && wide == nullptr)
+        return std::nullopt;
+    const double real = narrow != nullptr ? double(*narrow) : *wide;
+    if (row.type != SparkplugType::Float || narrow != nullptr || !std::isfinite(real))
+        return real;
+    const bool fits = std::fabs(real) <= double(std::numeric_limits<float>::max());
+    return fits ? std::optional(double(float(real))) : std::nullopt;
+}
+
 std::optional<kvlink::Value> scalarOfCommand(const SparkplugMetric &metric, const TypeRow &row)
 {
     if (row.bits > 0) {
@@ -248,11 +263,8 @@ std::optional<kvlink::Value> scalarOfCommand(const SparkplugMetric &metric, cons
         text != nullptr && row.type == SparkplugType::String)
         return *text;
     const bool isReal = row.type == SparkplugType::Float || row.type == SparkplugType::Double;
-    if (const auto *real = std::get_if<double>(&metric.value); real != nullptr && isReal)
-        return *real;
-    if (const auto *real = std::get_if<float>(&metric.value); real != nullptr && isReal)
-        return double(*real);
-    return std::nullopt;
+    const auto real = isReal ? realOf(metric.value, row) : std::nullopt;
+    return real ? std::optional(kvlink::Value(*real)) : std::nullopt;
 }
 
 std::optional<std::vector<kvlink::Scalar>> unpackedBits(const QByteArray &bytes)

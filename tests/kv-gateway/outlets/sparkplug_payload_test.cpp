@@ -213,6 +213,8 @@ TEST(SparkplugTypes, aCommandIsReadByItsTypeAndFitsThatOfTheTag)
         {Int64, UInt64, quint64(0x8000000000000000), {}, "9223372036854775808 as UInt64 does not fit Int64"},
         {Double, Float, 0.5F, 0.5},
         {Float, {}, 0.5, 0.5},
+        {Float, {}, 0.1, double(0.1F)},
+        {Float, {}, 1e40, {}, "1e+40 does not fit Float"},
         {Double, Int32, quint32(5), {}, "5 as Int32 does not fit Double"},
         {Boolean, {}, true, true},
         {Boolean, {}, quint32(1), {}, "1 does not fit Boolean"},

@@ -415,6 +415,36 @@ TEST_F(MosquittoTest, whatIsStoredSurvivesAReloadOfTheSettings)
     EXPECT_EQ(doubledRows(subscriber.arrivals()), 0);
 }
 
+// Sparkplug goes with QoS 0: that the system took the bytes says nothing.
+TEST_F(MosquittoTest, whatABrokerHasNotReadHasNoReceipt)
+{
+    broker.start();
+    Config plant;
+    SparkplugConfig node;
+    static_cast<BrokerConfig &>(node) = config;
+    node.group = "plant1";
+    node.node = "gw";
+    plant.sparkplug = {node};
+    plant.plcs.resize(1);
+    tag.settings.address = "DM100";
+    plant.plcs[0].tags = {tag};
+    Outlets outlets(folder.path(), clock, silentSinks());
+    const auto counts = [&outlets] { return outlets.status()[0].counts; };
+    outlets.apply(plant);
+    outlets.setLink("a", true);
+    outlets.offer("a.x", sampleOf(1));
+    ASSERT_TRUE(within(20'000, [&] { return counts().acknowledged == 1; }));
+    broker.freeze();
+    outlets.offer("a.x", sampleOf(2));
+    outlets.offer("a.x", sampleOf(3));
+    ASSERT_TRUE(within(20'000, [&] { return counts().stored == 2 && counts().inFlight == 2; }));
+    EXPECT_EQ(counts().acknowledged, 1U);
+    broker.kill();
+    broker.start();
+    EXPECT_TRUE(within(30'000, [&] { return counts().acknowledged == 3 && counts().stored == 0; }));
+    EXPECT_EQ(counts().dropped + counts().refused, 0U);
+}
+
 // Publishes when it is connected, and counts what comes back.
 struct Publisher : MqttClientEvents {
     MqttMessage will() override { return MqttOutlet::will({}); }

@@ -44,7 +44,6 @@ constexpr TypeRow types[] = {
 
 constexpr int bitsOfByte = 8;
 constexpr int bitsOfLong = 64;
-constexpr int bitsOfInt = 32;
 
 const TypeRow *rowOf(SparkplugType type)
 {
@@ -145,7 +144,7 @@ SparkplugValue scalarValue(const TypeRow &row, const kvlink::Value &value, UInt3
         return fits(row, *whole) ? wholeValue(row, *whole, as) : SparkplugValue();
     if (const auto real = realOf(value); real && row.type == SparkplugType::Float)
         return float(*real);
-    else if (real && row.type == SparkplugType::Double)
+    if (const auto real = realOf(value); real && row.type == SparkplugType::Double)
         return *real;
     if (const auto *bit = std::get_if<bool>(&value); bit != nullptr && row.type == SparkplugType::Boolean)
         return *bit;

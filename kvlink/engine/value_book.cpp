@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <limits>
 
 namespace kvlink
 {
@@ -10,13 +11,16 @@ namespace kvlink
 namespace
 {
 
+// Every comparison with it fails, so every change is told.
+constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
+
 double numberOf(const Scalar &scalar)
 {
     if (const auto *whole = std::get_if<qint64>(&scalar))
         return double(*whole);
     if (const auto *real = std::get_if<double>(&scalar))
         return *real;
-    return std::nan(""); // not a number: every comparison fails, so every change is told
+    return notANumber;
 }
 
 double numberOf(const Value &value)
@@ -25,16 +29,17 @@ double numberOf(const Value &value)
         return double(*whole);
     if (const auto *real = std::get_if<double>(&value))
         return *real;
-    return std::nan("");
+    return notANumber;
 }
 
+// Two values of one tag: lists are as long as each other.
 bool isCloser(const Value &one, const Value &other, double distance)
 {
     const auto *list = std::get_if<std::vector<Scalar>>(&one);
     const auto *otherList = std::get_if<std::vector<Scalar>>(&other);
     if (list == nullptr || otherList == nullptr)
         return std::fabs(numberOf(one) - numberOf(other)) < distance;
-    for (std::size_t i = 0; i < list->size() && i < otherList->size(); ++i) {
+    for (std::size_t i = 0; i < list->size(); ++i) {
         if (!(std::fabs(numberOf((*list)[i]) - numberOf((*otherList)[i])) < distance))
             return false;
     }

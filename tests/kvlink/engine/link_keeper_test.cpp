@@ -237,8 +237,23 @@ TEST(ReadsOfALink, ThatWereNotAnsweredSayNoLinkOnceItStaysLost)
     bench.wire.isFrozen = true;
     ASSERT_TRUE(bench.runUntil([&] { return bench.engine.link().state == LinkState::Waiting; }));
     EXPECT_EQ(bench.text(1), "bad 0 (no answer)");
+    EXPECT_EQ(bench.sample(1).plcError, 0);
     bench.wire.door = ModelWire::Door::Refuses;
     bench.run(1s);
+    EXPECT_EQ(bench.text(1), "bad 0 (no link)");
+}
+
+TEST(ReadsOfALink, ThatWereNotAnsweredSayNoLinkOnceItIsStopped)
+{
+    Bench bench(quick());
+    bench.add({engineTag(1, "DM0", 1s)});
+    bench.engine.start();
+    bench.run(500ms);
+    bench.wire.isFrozen = true;
+    ASSERT_TRUE(bench.runUntil([&] { return bench.engine.link().state == LinkState::Waiting; }));
+    EXPECT_EQ(bench.text(1), "bad 0 (no answer)");
+    bench.engine.stop();
+    bench.step();
     EXPECT_EQ(bench.text(1), "bad 0 (no link)");
 }
 
@@ -318,6 +333,7 @@ TEST(TagsOfALink, ThatAreAddedWhileItIsLostAreBadAtOnce)
     bench.add({engineTag(2, "DM1", 1s), engineTag(3, "DM2", Duration(0))});
     EXPECT_EQ(bench.text(2), "bad (no link)");
     EXPECT_EQ(bench.text(3), "bad (no link)");
+    EXPECT_EQ(bench.sample(2).plcError, 0);
     bench.engine.removeTag(Tag(3)); // it is in no pass
     bench.engine.removeTag(Tag(3));
     EXPECT_EQ(bench.text(3), "never");

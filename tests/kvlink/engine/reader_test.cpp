@@ -73,6 +73,19 @@ TEST_F(ReaderTest, AsksForALateLongPeriodBeforeAShortOne)
     EXPECT_EQ(next(now + 950ms), 200);
 }
 
+TEST_F(ReaderTest, AsksForTheShorterPeriodOfTwoThatEndTogether)
+{
+    add(100, 200ms);
+    add(150, 200ms);
+    add(200, 100ms);
+    reader.linkReady(now);
+    EXPECT_EQ(next(now), 200);
+    EXPECT_EQ(next(now), 100);
+    reader.tick(now + 100ms, true); // to end at 200 ms, as the other does
+    EXPECT_EQ(next(now + 100ms), 200);
+    EXPECT_EQ(next(now + 100ms), 150);
+}
+
 TEST_F(ReaderTest, AsksWhatSomebodyAskedForBeforeAPassThatIsInTime)
 {
     const ValueBook::Slot wanted = add(900, Duration(0));

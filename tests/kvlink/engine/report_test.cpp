@@ -53,6 +53,20 @@ TEST(Plan, SaysWhatIsAskedAndWhy)
         EXPECT_EQ(bench.plc.count(request.frame.toLatin1()), 1) << qPrintable(request.frame);
 }
 
+TEST(Plan, CutsLargeTagsBetweenTheirValues)
+{
+    LinkSettings settings;
+    settings.maxBlock = 7;
+    Bench bench(settings);
+    bench.add({engineTag(1, "DM0.D:5"), engineTag(2, "EM0:10"), engineTag(3, "R0:200")});
+    QStringList frames;
+    for (const PlannedRequest &request : bench.engine.plan().requests)
+        frames << request.frame;
+    // Three double words and two; seven words and three; 112 relays and 88 in six words.
+    EXPECT_EQ(frames.join(QStringLiteral(", ")).toStdString(),
+              "RDS R0.U 7, RDS R700.U 6, RDS DM0.U 6, RDS DM6.U 4, RDS EM0.U 7, RDS EM7.U 3");
+}
+
 // At 9600 baud a character of 10 bits takes 1.0417 ms, so a word of 6 characters 6.25 ms. A request
 // more costs 22 characters and the 10 ms that are guessed before any answer: 32.9167 ms. A gap of 5
 // words, 31.25 ms, is read across; one of 6, 37.5 ms, is not, much less one of 119, 744 ms.

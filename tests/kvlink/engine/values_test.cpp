@@ -141,6 +141,37 @@ TEST(ValueBook, ALostLinkKeepsOnlyWhyARequestGotNoGoodAnswer)
     }
 }
 
+TEST(ValueBook, OnlyAnErrorOfThePlcHasACode)
+{
+    ValueBook book({});
+    const auto slot = book.add(tagOf(1, "DM0.F"));
+    void (*const changes[])(ValueBook &, ValueBook::Slot) = {
+        [](ValueBook &, ValueBook::Slot) {},
+        [](ValueBook &one, ValueBook::Slot at) { one.age(at); },
+        [](ValueBook &one, ValueBook::Slot at) { one.setPending(at); },
+        [](ValueBook &one, ValueBook::Slot) { one.loseAll(false); },
+        [](ValueBook &one, ValueBook::Slot at) { one.fail(at, Reason::NoAnswer, 0, false); },
+        [](ValueBook &one, ValueBook::Slot at) {
+            one.take(at, words({0, 0x7F80}), moment(2), false);
+        }, // infinite
+    };
+    EXPECT_EQ(book.sample(slot).plcError, 0);
+    for (const auto change : changes) {
+        book.fail(slot, Reason::PlcError, 4, false);
+        EXPECT_EQ(book.sample(slot).plcError, 4);
+        book.take(slot, words({0, 0x3F80}), moment(1), false);
+        change(book, slot);
+        EXPECT_EQ(book.sample(slot).plcError, 0);
+    }
+    book.fail(slot, Reason::PlcError, 4, false);
+    book.loseAll(false);
+    EXPECT_EQ(book.sample(slot).plcError, 0);
+    book.changes().clear();
+    book.fail(slot, Reason::PlcError, 4, false);
+    book.fail(slot, Reason::PlcError, 5, false); // another one is told
+    EXPECT_EQ(told(book), "1 bad 1, 1 bad 1");
+}
+
 TEST(ValueBook, AnAnswerThatDoesNotCoverATagChangesNothing)
 {
     ValueBook book({});

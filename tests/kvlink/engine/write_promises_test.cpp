@@ -130,6 +130,61 @@ TEST_F(Writes, AreCountedByTheirOutcome)
     EXPECT_EQ(statistics.requests, 3U);
 }
 
+TEST_F(Writes, ThatWereNotCarriedOutLeaveTheirTagsGood)
+{
+    bench.engine.readNow(1, {Tag(1)});
+    bench.run(10ms);
+    bench.plc.refusesWrites = true;
+    const WriteId refused = bench.write(1, qint64(2));
+    bench.run(10ms);
+    EXPECT_EQ(bench.result(refused).outcome, Outcome::Refused);
+    EXPECT_EQ(bench.text(1), "good 0");
+    const WriteId notSent = bench.write(1, qint64(70000));
+    bench.step();
+    EXPECT_EQ(bench.result(notSent).outcome, Outcome::NotSent);
+    EXPECT_EQ(bench.text(1), "good 0");
+}
+
+TEST_F(Writes, OfWhichAPartMayHaveBeenCarriedOutLeaveTheirTagsPending)
+{
+    bench.engine.readNow(1, {Tag(4)});
+    bench.run(50ms);
+    ASSERT_TRUE(bench.sample(4).isGood());
+    bench.wire.faultOf = [this](const QByteArray &frame) { // the second of three requests is refused
+        bench.plc.refusesWrites = frame.startsWith("WRS DM428");
+        return WireFault();
+    };
+    const WriteId id = bench.write(4, std::vector<Scalar>(300, Scalar(qint64(7))));
+    bench.run(50ms);
+    EXPECT_EQ(bench.result(id).reason, Reason::PartlyDone);
+    EXPECT_EQ(bench.sample(4).quality, Quality::Pending);
+}
+
+TEST_F(Writes, OfATagThatIsRemovedMeanwhileStillEnd)
+{
+    const WriteId id = bench.write(1, qint64(5));
+    bench.step(); // on its way
+    bench.engine.removeTag(Tag(1));
+    bench.run(10ms);
+    EXPECT_EQ(bench.result(id).outcome, Outcome::Done);
+    EXPECT_EQ(bench.plc.value("DM", 100), 5U);
+}
+
+TEST(WritesOfALink, AreNoLongerThanItsLargestRequest)
+{
+    LinkSettings settings;
+    settings.maxBlock = 50;
+    Bench bench(settings);
+    bench.add({engineTag(1, "DM0:120", Duration(0))});
+    bench.engine.start();
+    ASSERT_TRUE(bench.runUntilReady());
+    const WriteId id = bench.write(1, std::vector<Scalar>(120, Scalar(qint64(7))));
+    bench.run(50ms);
+    EXPECT_EQ(bench.result(id).outcome, Outcome::Done);
+    for (const char *frame : {"WRS DM0.U 50 ", "WRS DM50.U 50 ", "WRS DM100.U 20 "})
+        EXPECT_EQ(bench.plc.count(frame), 1) << frame;
+}
+
 TEST_F(Writes, OfSeveralRequestsGoNoFurtherWhenTheLinkIsToBeStopped)
 {
     bench.engine.press(70, Tag(3));
@@ -268,21 +323,34 @@ TEST_F(Writes, AreCheckedBeforeAnythingIsSent)
         Value value;
         WriteOptions options;
         Reason reason;
+        const char *text;
     } rows[] = {
-        {1, qint64(70000), {}, Reason::InvalidValue},
-        {1, QStringLiteral("x"), {}, Reason::InvalidValue},
-        {11, qint64(1), {}, Reason::NotPermitted},
-        {13, true, {}, Reason::NotPermitted},
-        {14, qint64(3000000000), {}, Reason::InvalidValue},
-        {99, qint64(1), {}, Reason::InvalidValue},
-        {1, qint64(1), {.expires = Duration(0)}, Reason::InvalidValue},
+        {1, qint64(70000), {}, Reason::InvalidValue, "70000 is too large for DM100 (0 to 65535)"},
+        {1, QStringLiteral("x"), {}, Reason::InvalidValue, "DM100 takes a number, not a text"},
+        {11, qint64(1), {}, Reason::NotPermitted, "not permitted: DM1 is read-only"},
+        {13,
+         true,
+         {},
+         Reason::NotPermitted,
+         "not permitted: T5 is a contact: only the PLC's program sets it"},
+        {14,
+         qint64(4294967296),
+         {},
+         Reason::InvalidValue,
+         "4294967296 is too large for TC5 (0 to 4294967295)"},
+        {99, qint64(1), {}, Reason::InvalidValue, "there is no such tag"},
+        {1,
+         qint64(1),
+         {.expires = Duration(0)},
+         Reason::InvalidValue,
+         "a write must expire later than at once"},
     };
     for (const auto &row : rows) {
         const WriteId id = bench.write(row.tag, row.value, row.options);
         bench.run(10ms);
         EXPECT_EQ(bench.result(id).outcome, Outcome::NotSent);
         EXPECT_EQ(bench.result(id).reason, row.reason) << row.tag;
-        EXPECT_FALSE(bench.result(id).text.isEmpty());
+        EXPECT_EQ(bench.result(id).text.toStdString(), row.text + std::string("; nothing was sent"));
     }
     EXPECT_EQ(bench.plc.count("WRS"), 0);
     bench.write(12, qint64(26)); // shown = raw + 10

@@ -59,7 +59,7 @@ TEST_F(ReaderTest, AsksForWhatHasToEndFirst)
     EXPECT_EQ(reader.nextDeadline(), now + 100ms);
 }
 
-// A long period that is late is not held up for ever by a short one.
+// A long period that is late is not held up forever by a short one.
 TEST_F(ReaderTest, AsksForALateLongPeriodBeforeAShortOne)
 {
     add(100, 1s);

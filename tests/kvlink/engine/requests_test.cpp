@@ -39,6 +39,13 @@ private:
     QByteArray m_frame;
 };
 
+QByteArray answerTo(const QByteArray &frame)
+{
+    if (frame.startsWith("CR"))
+        return "CC\r\n";
+    return frame.startsWith("RDS") ? "00007\r\n" : "OK\r\n";
+}
+
 // DM0 on demand, over a connection whose PLC answers at once.
 class Refusing : public ::testing::Test
 {
@@ -48,7 +55,7 @@ protected:
         wire.opensAtOnce();
         wire.onSend([this](const QByteArray &frame) {
             frames.push_back(frame);
-            wire.comes(frame.startsWith("RDS") ? "00007\r\n" : frame.startsWith("CR") ? "CC\r\n" : "OK\r\n");
+            wire.comes(answerTo(frame));
         });
         engine.addTags({engineTag(1, QStringLiteral("DM0"), Duration(0))});
         engine.start();
@@ -125,14 +132,19 @@ TEST_F(Refusing, AnAnswerThatTheDriverDoesNotTakeIsCorrupted)
 
 // --- turns ---------------------------------------------------------------------------------------
 
-// W, Q and R for each frame that was sent since the first one asked for.
-std::string turns(const Bench &bench, std::size_t from)
+char letterOf(const QByteArray &frame)
+{
+    if (frame.startsWith("RDS"))
+        return 'R';
+    return frame.startsWith('?') ? 'Q' : 'W';
+}
+
+// A letter for each frame that was sent, without the first so many: reads, questions, writes.
+std::string turns(const Bench &bench, std::size_t without)
 {
     std::string all;
-    for (std::size_t i = from; i < bench.wire.frames().size(); ++i) {
-        const QByteArray &frame = bench.wire.frames()[i];
-        all += frame.startsWith("RDS") ? 'R' : frame.startsWith('?') ? 'Q' : 'W';
-    }
+    for (std::size_t i = without; i < bench.wire.frames().size(); ++i)
+        all += letterOf(bench.wire.frames()[i]);
     return all;
 }
 
@@ -252,6 +264,25 @@ TEST(LostHalfWay, QuestionsFailWithWhatHappened)
     }
 }
 
+TEST(LostHalfWay, NothingIsLostWhenALinkIsStoppedThatWasNotStarted)
+{
+    Bench bench(quick());
+    bench.add({engineTag(1, "DM0", Duration(0))});
+    bench.engine.query(1, "?K");
+    bench.engine.readNow(2, {Tag(1)});
+    const WriteId id = bench.write(1, qint64(5), {.whenOffline = WhenOffline::Wait});
+    bench.engine.stop();
+    bench.step();
+    EXPECT_TRUE(bench.events.queries.empty());
+    EXPECT_TRUE(bench.events.reads.empty());
+    EXPECT_FALSE(bench.hasEnded(id));
+    bench.engine.start();
+    bench.run(50ms);
+    EXPECT_EQ(bench.events.queries.size(), 1U);
+    EXPECT_EQ(bench.events.reads.size(), 1U);
+    EXPECT_EQ(bench.result(id).outcome, Outcome::Done);
+}
+
 TEST(LostHalfWay, QuestionsFailWhereTheLinkNeverComesAndWhereItIsStopped)
 {
     Bench bench(quick());
@@ -272,7 +303,7 @@ TEST(LostHalfWay, QuestionsFailWhereTheLinkNeverComesAndWhereItIsStopped)
     EXPECT_EQ(bench.events.queries[1].problem.toStdString(), "the link was stopped");
 }
 
-// --- a PLC that was restarted ---------------------------------------------------------------------
+// --- a PLC that was restarted --------------------------------------------------------------------
 
 TEST(Restarted, AReleaseIsGreetedForEvenIfTheRequestBeforeItWasToo)
 {
@@ -329,7 +360,7 @@ TEST(Restarted, AWriteThatWasRefusedAndCouldNotBeSentAgainIsRefused)
     EXPECT_EQ(bench.engine.statistics().plcErrors, 1U);
 }
 
-// --- a bit of a word ------------------------------------------------------------------------------
+// --- a bit of a word -----------------------------------------------------------------------------
 
 TEST(BitOfAWord, ThatExpiresWhileItsWordIsReadIsNotSentAndLeavesNothingBehind)
 {

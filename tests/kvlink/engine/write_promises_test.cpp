@@ -531,13 +531,39 @@ TEST(WritesOfASlowPlc, OfAReleaseAreNotWaitedForLongerThanStoppingMayTake)
     bench.wire.isFrozen = true;
     const SteadyTime stopped = bench.clock.now();
     bench.engine.stop();
+    bench.run(200ms);
+    bench.engine.stop(); // puts nothing off
     ASSERT_TRUE(bench.runUntil([&] { return bench.engine.link().state == LinkState::Stopped; }));
     EXPECT_EQ(bench.clock.now() - stopped, Duration(400ms));
     EXPECT_EQ(bench.result(70).outcome, Outcome::Unknown);
     EXPECT_EQ(bench.result(70).reason, Reason::PartlyDone);
+    EXPECT_EQ(
+        bench.result(70).text.toStdString(),
+        "only the first part is confirmed: pressed; the release: sent, then the link was stopped; it may "
+        "have been carried out");
     bench.wire.isFrozen = false;
     bench.engine.start();
     EXPECT_TRUE(bench.runUntilReady());
+}
+
+TEST(WritesOfASlowPlc, OfAPressThatIsNotAnsweredMayHaveBeenCarriedOut)
+{
+    LinkSettings settings;
+    settings.timeout = 5s;
+    Bench bench(settings);
+    bench.add({engineTag(3, "R500", Duration(0))});
+    bench.engine.start();
+    ASSERT_TRUE(bench.runUntilReady());
+    bench.wire.isFrozen = true;
+    bench.engine.press(70, Tag(3));
+    bench.step(); // on its way
+    bench.engine.stop();
+    bench.run(400ms);
+    EXPECT_EQ(bench.engine.link().state, LinkState::Stopped);
+    EXPECT_EQ(bench.result(70).outcome, Outcome::Unknown);
+    EXPECT_EQ(bench.result(70).reason, Reason::Stopped);
+    EXPECT_EQ(bench.result(70).text.toStdString(),
+              "sent, then the link was stopped; it may have been carried out");
 }
 
 TEST_F(Writes, OfAReleaseEndAtOnceWhenTheLinkIsStartedAgain)

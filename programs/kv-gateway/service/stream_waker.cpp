@@ -11,6 +11,7 @@ namespace
 
 using namespace std::chrono_literals;
 
+constexpr auto gather = 10ms; // the answers of one pass over a PLC come one after the other
 constexpr auto collect = 50ms;
 constexpr kvlink::Duration longestWait = 100ms; // bounds the stop, too
 
@@ -43,13 +44,20 @@ void StreamWaker::run(HttpServer &server)
             seen = 0;
         table = current;
         table->waitForChange(seen, longestWait);
+        if (isEndingWithin(gather))
+            return;
         seen = table->newest();
         server.wakeStreams();
         server.closeLate(MachineClock().steady());
-        std::unique_lock lock(m_mutex);
-        if (m_ending.wait_for(lock, collect, [this] { return m_isEnding; }))
+        if (isEndingWithin(collect - gather))
             return;
     }
+}
+
+bool StreamWaker::isEndingWithin(kvlink::Duration time)
+{
+    std::unique_lock lock(m_mutex);
+    return m_ending.wait_for(lock, time, [this] { return m_isEnding; });
 }
 
 } // namespace kvgateway

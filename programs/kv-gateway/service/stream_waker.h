@@ -26,6 +26,7 @@ public:
 
 private:
     void run(HttpServer &server);
+    bool isEndingWithin(kvlink::Duration time);
 
     Plant &m_plant;
     std::mutex m_mutex;

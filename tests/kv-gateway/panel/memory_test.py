@@ -24,15 +24,19 @@ WARM_UP, MOST_GROWTH = 5, 1.05  # minutes; of the last five minutes over the fir
 MIB = 1 << 20
 
 
-def plant_of(period_ms):
-    """A PLC of which each value changes in each period, and a drawing that shows them all."""
+def plant_of(period_ms, with_history):
+    """A PLC of which each value changes in each period, and a drawing that shows them all.
+
+    with_history: so many tags. The gateway's memory grows until the page caches of its database are full, which
+    takes hours with a few tags and a minute with all.
+    """
     with tempfile.NamedTemporaryFile("w", suffix=".program") as program:
         program.write("".join(f"when always then count DM{i}\n" for i in range(TAGS)))
         program.flush()
         texts = "".join(f'<text x="{i % 25 * 76}" y="{i // 25 * 48 + 40}" font-size="20" data-tag="plc.v{i}">-</text>'
                         for i in range(TAGS))
         return Plant(PROGRAMS, {"plc": "name,address,history\n" + "".join(
-            f"v{i},DM{i},{'yes' if i < 10 else 'no'}\n" for i in range(TAGS))},
+            f"v{i},DM{i},{'yes' if i < with_history else 'no'}\n" for i in range(TAGS))},
             {"plc": ["--scan", str(period_ms), "--program", program.name]}, more='pages = "."', plc_keys=f'period = "{period_ms}ms"',
             files={"values.svg": f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 1900 1000">{texts}</svg>'})
 
@@ -69,7 +73,7 @@ class Watched(Page):
 
 class Memory(unittest.TestCase):
     def test_nothing_is_kept_while_values_change_and_views_come_and_go(self):
-        with plant_of(SHORT_PERIOD_MS) as plant:
+        with plant_of(SHORT_PERIOD_MS, 10) as plant:
             page = Watched(shared_browser(), plant.url)
             page.begin()
             for _ in range(2):
@@ -105,10 +109,10 @@ def is_flat(readings):
 
 def run_for(minutes):
     table = []
-    with plant_of(LONG_PERIOD_MS) as plant:
+    with plant_of(LONG_PERIOD_MS, TAGS) as plant:
         page = Watched(shared_browser(), plant.url)
         page.begin()
-        print("minute  values  heap_MiB  nodes  listeners  gateway_RSS_MiB  load")
+        print("minute  values  heap_MiB  nodes  listeners  events  gateway_RSS_MiB  load")
         begin = time.monotonic()
         for minute in range(1, minutes + 1):
             page.look_around(4 * TAGS)
@@ -117,8 +121,9 @@ def run_for(minutes):
                 time.sleep(1)
             kept = page.kept()
             table.append((kept["heap"] / MIB, kept["nodes"], kept["listeners"], resident_kb(plant.gateway.pid) / 1024))
+            events = len(plant.get("api/v1/events?limit=100")["events"])  # rows of the log: elements that stay
             print(f"{minute:6} {page.run('return came'):8} {table[-1][0]:8.2f} {kept['nodes']:6} {kept['listeners']:6} "
-                  f"{table[-1][3]:8.1f} {os.getloadavg()[0]:6.2f}", flush=True)
+                  f"{events:6} {table[-1][3]:8.1f} {os.getloadavg()[0]:6.2f}", flush=True)
     found = {name: is_flat(column) for name, column in zip(("heap", "nodes", "listeners", "gateway RSS"), zip(*table))}
     print("flat: " + ", ".join(f"{name} {'yes' if flat else 'NO'}" for name, flat in found.items()))
     return all(found.values())

@@ -26,12 +26,18 @@ export function el(name, properties = {}, ...children) {
 }
 
 /**
- * Sets a text only where it changes: the browser then has nothing to lay out.
+ * Sets a text only where it changes: the browser then has nothing to lay out. A text that is there is
+ * changed, not made again: thousands a second would be left to be collected.
  * @param {Element} element
  * @param {string} text
  */
 export function setText(element, text) {
-  if (element.textContent !== text)
+  const only = element.childNodes.length === 1 ? element.firstChild : null;
+  if (element.textContent === text)
+    return;
+  if (only instanceof Text && text !== "")
+    only.data = text;
+  else
     element.textContent = text;
 }
 

@@ -119,9 +119,11 @@ def run_for(minutes):
             page.run("location.hash = arguments[0]", VIEWS[0])  # all values in view
             while time.monotonic() < begin + 60 * minute:
                 time.sleep(1)
+            page.run("location.hash = '#log'")  # elements that come and go are not what is counted
+            page.wait_for(TAGS)
             kept = page.kept()
             table.append((kept["heap"] / MIB, kept["nodes"], kept["listeners"], resident_kb(plant.gateway.pid) / 1024))
-            events = len(plant.get("api/v1/events?limit=100")["events"])  # rows of the log: elements that stay
+            events = len(plant.get("api/v1/events?limit=100")["events"])  # rows of the log
             print(f"{minute:6} {page.run('return came'):8} {table[-1][0]:8.2f} {kept['nodes']:6} {kept['listeners']:6} "
                   f"{events:6} {table[-1][3]:8.1f} {os.getloadavg()[0]:6.2f}", flush=True)
     found = {name: is_flat(column) for name, column in zip(("heap", "nodes", "listeners", "gateway RSS"), zip(*table))}

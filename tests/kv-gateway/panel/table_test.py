@@ -54,6 +54,16 @@ class Table(PanelTest):
         until(lambda: self.page.all(".body [data-changed]"), "a change is not marked")
         until(lambda: not self.page.all(".body [data-changed]"), "the mark stays")
 
+    def test_a_text_is_changed_and_not_made_again(self):
+        self.page.run("""
+            const row = [...document.querySelectorAll('.body [role=row]')].find(
+                one => one.querySelector('.tag').textContent === 'line2.speed');
+            window.node = row.querySelector('.value bdi').firstChild;""")
+        for number in (3, 4):
+            plant.sims["line2"].command(f"set DM100={number}")
+            self.page.wait_row("line2.speed", value=str(number))
+        self.assertEqual(self.page.run("return [node.data, node.isConnected]"), ["4", True])
+
     def test_the_search_takes_what_is_typed(self):
         find = self.page.one("input[type=search]")
         find.send_keys("HALL air")

@@ -35,7 +35,7 @@ QString readName(TomlSection &from, const Config &sofar)
 {
     static const QRegularExpression shape(QStringLiteral("^[A-Za-z0-9_-]{1,40}$"));
     // Not empty: its PLCs have a shard all the same.
-    const QString name = from.text("name", QStringLiteral("?"));
+    QString name = from.text("name", QStringLiteral("?"));
     if (!from.has("name"))
         from.refuse("name", QStringLiteral("a [[shard]] has no name: add name = \"hall-a\""));
     else if (!shape.match(name).hasMatch())

@@ -141,28 +141,73 @@ TEST_F(GatewayTest, otherMachinesNeedTlsAndUsers)
     EXPECT_TRUE(log.contains("started with --insecure"));
 }
 
-TEST_F(GatewayTest, tlsServesAndAWrongKeyIsNamed)
+class TlsTest : public GatewayTest
 {
-    QProcess openssl;
-    openssl.setWorkingDirectory(folder.path());
-    openssl.start("openssl", {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=localhost",
-                              "-keyout", "key.pem", "-out", "cert.pem"});
-    if (!openssl.waitForStarted())
-        GTEST_SKIP() << "openssl is not installed";
-    ASSERT_TRUE(openssl.waitForFinished(patienceMs));
-    writeFile("nonsense.pem", "nonsense");
-    writeConfig("local = \"viewer\"", "certificate = \"cert.pem\"\nkey = \"nonsense.pem\"");
+protected:
+    void SetUp() override
+    {
+        if (!makeCertificate("cert.pem", "key.pem"))
+            GTEST_SKIP() << "openssl is not installed";
+        writeFile("nonsense.pem", "nonsense");
+    }
+    bool makeCertificate(const char *certificate, const char *key) const
+    {
+        QProcess openssl;
+        openssl.setWorkingDirectory(folder.path());
+        openssl.start("openssl", {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=localhost",
+                                  "-keyout", key, "-out", certificate});
+        return openssl.waitForFinished(patienceMs) && openssl.exitCode() == 0;
+    }
+    void replace(const char *name, const char *by) const { writeFile(name, readFile(by)); }
+    void writeTlsConfig(const char *key) const
+    {
+        writeConfig("local = \"viewer\"", QByteArray("certificate = \"cert.pem\"\nkey = \"") + key + "\"");
+    }
+    // What somebody gets who trusts one certificate only.
+    QByteArray health(const char *trusted) const
+    {
+        QProcess curl;
+        curl.start("curl", {"--silent", "--cacert", path(trusted),
+                            QStringLiteral("https://localhost:%1/healthz").arg(port)});
+        EXPECT_TRUE(curl.waitForFinished(patienceMs)) << "curl is needed";
+        return curl.readAllStandardOutput();
+    }
+
+    static constexpr char healthy[] = "{\"status\":\"ok\"}";
+};
+
+TEST_F(TlsTest, tlsServesAndAWrongKeyIsNamed)
+{
+    writeTlsConfig("nonsense.pem");
     const Ended ended = command({"run", "gateway.toml"});
     EXPECT_NE(ended.errors.find("do they belong together?"), std::string::npos) << ended.errors;
-    writeConfig("local = \"viewer\"", "certificate = \"cert.pem\"\nkey = \"key.pem\"");
+    writeTlsConfig("key.pem");
     ASSERT_TRUE(start());
-    QProcess curl;
-    curl.start("curl", {"--silent", "--cacert", path("cert.pem"),
-                        QStringLiteral("https://localhost:%1/healthz").arg(port)});
-    if (!curl.waitForStarted())
-        GTEST_SKIP() << "curl is not installed";
-    ASSERT_TRUE(curl.waitForFinished(patienceMs));
-    EXPECT_EQ(curl.readAllStandardOutput(), "{\"status\":\"ok\"}");
+    EXPECT_EQ(health("cert.pem"), healthy);
+}
+
+TEST_F(TlsTest, aReloadTakesTheNewCertificateAndNoBadOne)
+{
+    ASSERT_TRUE(makeCertificate("new.pem", "new-key.pem"));
+    ASSERT_TRUE(makeCertificate("old.pem", "old-key.pem"));
+    replace("cert.pem", "old.pem");
+    replace("key.pem", "old-key.pem");
+    writeTlsConfig("key.pem");
+    ASSERT_TRUE(start());
+    EXPECT_EQ(health("new.pem"), "");
+    EXPECT_EQ(health("old.pem"), healthy);
+
+    replace("key.pem", "nonsense.pem");
+    hangUp();
+    ASSERT_TRUE(says("the configuration has mistakes; the old one goes on"));
+    EXPECT_EQ(health("old.pem"), healthy);
+
+    replace("cert.pem", "new.pem");
+    replace("key.pem", "new-key.pem");
+    hangUp();
+    ASSERT_TRUE(says("reloaded: HUP"));
+    EXPECT_TRUE(until([this] { return health("new.pem") == healthy; }));
+    EXPECT_EQ(health("old.pem"), "");
 }
 
 } // namespace

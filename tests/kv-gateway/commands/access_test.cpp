@@ -141,6 +141,48 @@ TEST_F(GatewayTest, otherMachinesNeedTlsAndUsers)
     EXPECT_TRUE(log.contains("started with --insecure"));
 }
 
+struct AccountCommandRow {
+    QStringList words;
+    const char *input;
+    int code;
+    const char *output, *errors; // how they begin; "": nothing is said
+};
+
+TEST_F(GatewayTest, accountsAreKeptFromTheShell)
+{
+    writeConfig();
+    // clang-format off
+    const AccountCommandRow rows[] = {
+        {{"user", "add", "--role", "boss", "anna"},          "correct horse\n", 105, "", "--role: boss not in {viewer,operator,engineer}\n"},
+        {{"user", "add", "--role", "operator", "anna"},      "short\n",         1, "", "the password is too short: take 8 characters or more\n"},
+        {{"user", "add", "--role", "operator", "anna"},      "correct horse\n", 0, "", ""},
+        {{"user", "add", "--role", "viewer", "anna"},        "correct horse\n", 1, "", "there is a user 'anna' already: "},
+        {{"user", "role", "--role", "engineer", "anna"},     "",                0, "", ""},
+        {{"user", "role", "--role", "engineer", "bert"},     "",                1, "", "there is no user 'bert'\n"},
+        {{"user", "password", "anna"},                       "another horse\n", 0, "", ""},
+        {{"user", "password", "anna"},                       "",                1, "", "no password came; nothing was changed\n"},
+        {{"user", "list"},                                   "",                0, "anna\tengineer\t20", ""},
+        {{"user", "remove", "bert"},                         "",                1, "", "there is no user 'bert'\n"},
+        {{"user", "remove", "anna"},                         "",                0, "", ""},
+        {{"user", "list"},                                   "",                0, "", ""},
+        {{"token", "add", "--role", "boss", "scada"},        "",              105, "", "--role: boss not in {viewer,operator,engineer}\n"},
+        {{"token", "add", "--role", "viewer", "scada"},      "",                0, "kvg_", ""},
+        {{"token", "list"},                                  "",                0, "scada\tviewer\tforever\n", ""},
+        {{"token", "remove", "scada"},                       "",                0, "", ""},
+        {{"token", "remove", "scada"},                       "",                1, "", "there is no token 'scada'\n"},
+        {{"token", "list"},                                  "",                0, "", ""},
+    };
+    // clang-format on
+    for (const AccountCommandRow &row : rows) {
+        SCOPED_TRACE(row.words.join(' ').toStdString());
+        const Ended ended = command(row.words + QStringList{"-c", "gateway.toml"}, row.input);
+        EXPECT_EQ(ended.code, row.code);
+        for (const auto &[said, wanted] :
+             {std::pair(ended.output, std::string(row.output)), {ended.errors, std::string(row.errors)}})
+            EXPECT_EQ(wanted.empty() ? said : said.substr(0, wanted.size()), wanted);
+    }
+}
+
 class TlsTest : public GatewayTest
 {
 protected:

@@ -266,6 +266,19 @@ TEST(ReadGroup, KeepsARefusedTagAloneWhenItsNeighboursAreJoinedAgain)
     EXPECT_EQ(slots(group), "123");
 }
 
+TEST(ReadGroup, AsksOnceMoreForTagsOfARefusedRequestThatIsNoLongerPlanned)
+{
+    ReadGroup group = groupOf({{0, 1, 1, 1}});
+    const PlannedBlock asked = *group.next(1, now);
+    group.add({1, 1, 1, 2});
+    group.replan(apart);
+    EXPECT_TRUE(group.refused(asked, 0, now));
+    group.replan(apart);
+    EXPECT_EQ(slots(group), "12");
+    EXPECT_FALSE(group.blocks()[0].isRefused());
+    EXPECT_NE(group.next(1, now), nullptr);
+}
+
 TEST(ReadGroup, DoesNotAskARefusedTagBeforeItsMinuteIsOverNorAgeIt)
 {
     ReadGroup group = groupOf({{0, 1, 1, 1}});

@@ -315,8 +315,7 @@ TEST(Restarted, AReleaseIsGreetedForEvenIfTheRequestBeforeItWasToo)
     bench.run(10ms);
     bench.plc.restart();
     bench.engine.readNow(1, {Tag(2)});
-    bench.run(10ms);
-    EXPECT_EQ(bench.text(2), "good 0");
+    bench.run(5500us); // E1, the greeting; asked again and carried out, the answer is on its way
     bench.plc.restart();
     bench.engine.stop();
     bench.run(50ms);

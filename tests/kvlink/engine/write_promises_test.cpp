@@ -546,6 +546,25 @@ TEST(WritesOfASlowPlc, OfAReleaseAreNotWaitedForLongerThanStoppingMayTake)
     EXPECT_TRUE(bench.runUntilReady());
 }
 
+TEST(WritesOfASlowPlc, OfAPressThatHasToWaitLongerThanItsLeaseAreNotSent)
+{
+    LinkSettings settings;
+    settings.timeout = 5s;
+    Bench bench(settings);
+    bench.add({engineTag(3, "R500", Duration(0)), engineTag(1, "DM0", Duration(0))});
+    bench.engine.start();
+    ASSERT_TRUE(bench.runUntilReady());
+    bench.wire.isFrozen = true;
+    bench.engine.readNow(1, {Tag(1)});
+    bench.step(); // its answer does not come
+    bench.engine.press(70, Tag(3));
+    bench.run(499ms);
+    EXPECT_FALSE(bench.hasEnded(70));
+    bench.run(1ms);
+    EXPECT_EQ(bench.result(70).outcome, Outcome::NotSent);
+    EXPECT_EQ(bench.result(70).text.toStdString(), "expired after 500ms; nothing was sent");
+}
+
 TEST(WritesOfASlowPlc, OfAPressThatIsNotAnsweredMayHaveBeenCarriedOut)
 {
     LinkSettings settings;

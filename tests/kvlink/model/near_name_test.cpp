@@ -32,6 +32,7 @@ const NearRow nearRows[] = {
     {"swapped",         "raed",      "write read watch",      "read"},
     {"swappedFirst",    "erad",      "write read",            "read"},
     {"swappedTwo",      "mr",        "dm rm",                 "rm"},
+    {"swappedAndWrong", "xeda",      "read",                  ""},
     {"missing",         "perod",     "plc period",            "period"},
     {"added",           "watcch",    "write watch",           "watch"},
     {"changed",         "rezd",      "write read",            "read"},

@@ -221,6 +221,7 @@ const BadRow badRows[] = {
     {"x",               "X100",         "X100: 'X' is not a device; write a name and a number, as in DM100, R1015 or T5"},
     {"l",               "L100",         "L100: 'L' is not a device; write a name and a number, as in DM100, R1015 or T5"},
     {"neighbourKey",    "DN100",        "DN100: 'DN' is not a device; did you mean DM100?"},
+    {"beyondHexLetters","BG0",          "BG0: 'BG' is not a device; did you mean B0?"},
     {"nearButNoNumber", "MRR1016",      "MRR1016: 'MRR' is not a device; write a name and a number, as in DM100, R1015 or T5"},
     {"word",            "CONVEYOR",     "CONVEYOR: 'CONVEYOR' is not a device; write a name and a number, as in DM100, R1015 or T5"},
     {"numberAlone",     "100",          "100: '' is not a device; write a name and a number, as in DM100, R1015 or T5"},

@@ -191,7 +191,10 @@ TEST(ValueFromText, hasTheKindThatReadsHave)
         return valueFromText(placeOf(place), QString::fromLatin1(text), scale, 0.0, problem);
     };
     EXPECT_EQ(typed("R0", "1"), Value(true));
-    EXPECT_EQ(typed("R0", "off"), Value(false));
+    for (const char *off : {"0", "off", "false"})
+        EXPECT_EQ(typed("R0", off), Value(false)) << off;
+    for (const char *on : {"1", "on", "true"})
+        EXPECT_EQ(typed("R0", on), Value(true)) << on;
     EXPECT_EQ(typed("DM0", "7"), Value(qint64(7)));
     EXPECT_EQ(typed("DM0", "7", 0.5), Value(7.0));
     EXPECT_EQ(typed("DM0.F", "7"), Value(7.0));

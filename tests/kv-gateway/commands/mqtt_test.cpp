@@ -54,6 +54,7 @@ TEST_F(GatewayMqttTest, commandsObeyWhatTheApiObeys)
     writeMqtt("commands = true\n");
     Subscriber commander(broker.port());
     commander.publish("kv/s/a/run/set", "true", true); // retained before the gateway is there
+    ASSERT_TRUE(commander.waitFor("kv/s/a/run/set", "true"));
     ASSERT_TRUE(startAndRead());
     ASSERT_TRUE(commander.waitFor("kv/s/_status/a", "online"));
     EXPECT_TRUE(commander.waitFor("kv/s/a/run/set/answer", "retained")) << "refused, and said so";
@@ -92,6 +93,7 @@ TEST_F(GatewayMqttTest, withoutCommandsNothingIsWritten)
     Subscriber commander(broker.port());
     ASSERT_TRUE(commander.waitFor("kv/s/a/speed", "\"good\""));
     commander.publish("kv/s/a/speed/set", "7");
+    ASSERT_TRUE(commander.waitFor("kv/s/a/speed/set", "7"));
     sim.control("set R500=1");
     ASSERT_TRUE(commander.waitFor("kv/s/a/run", "true")) << "what came after the command is through";
     EXPECT_EQ(sim.control("get DM100"), "00000");

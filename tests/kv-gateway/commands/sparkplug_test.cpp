@@ -54,7 +54,10 @@ public:
             metric.set_boolean_value(value != 0);
         else
             metric.set_int_value(value);
+        const auto before = arrivedUnder(topic);
         m_subscriber.publish(topic, payload.SerializeAsString());
+        // Whoever starts after this is after the command at the broker, too.
+        EXPECT_TRUE(within(30'000, [&] { return arrivedUnder(topic) > before; }));
     }
     std::vector<Heard> heard() const
     {
@@ -87,6 +90,13 @@ public:
     }
 
 private:
+    std::ptrdiff_t arrivedUnder(const std::string &topic) const
+    {
+        const std::vector<Arrival> all = m_subscriber.arrivals();
+        return std::count_if(all.begin(), all.end(),
+                             [&topic](const Arrival &arrival) { return arrival.topic == topic; });
+    }
+
     Subscriber m_subscriber;
 };
 

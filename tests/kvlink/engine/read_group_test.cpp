@@ -162,7 +162,7 @@ TEST(ReadGroup, DoesNotPlanAgainForAnAnswer)
 
 // --- tags that come and go in any order ----------------------------------------------------------
 
-std::string slots(const ReadGroup &group)
+std::string slotsOf(const ReadGroup &group)
 {
     std::string all;
     for (const ReadBlock &block : group.blocks()) {
@@ -176,17 +176,17 @@ std::string slots(const ReadGroup &group)
 TEST(ReadGroup, PlansTagsByTheirUnitsInWhateverOrderTheyCameAndGo)
 {
     ReadGroup group = groupOf({{200, 1, 1, 3}, {0, 1, 1, 1}, {201, 2, 1, 5}, {201, 1, 1, 4}, {1, 1, 1, 2}});
-    EXPECT_EQ(slots(group), "12 345");
+    EXPECT_EQ(slotsOf(group), "12 345");
     group.add({2, 1, 1, 7}); // between those that are there
     group.add({0, 1, 1, 6}); // the unit of 1
     group.replan(apart);
-    EXPECT_EQ(slots(group), "1627 345");
+    EXPECT_EQ(slotsOf(group), "1627 345");
     group.remove({201, 1, 1, 4});
     group.remove({2, 1, 1, 7});
     group.remove({0, 1, 1, 1});
     EXPECT_EQ(group.tagCount(), 4);
     group.replan(apart);
-    EXPECT_EQ(slots(group), "62 35");
+    EXPECT_EQ(slotsOf(group), "62 35");
     EXPECT_EQ(group.tagCount(), 4);
     for (const UnitRange &tag : {UnitRange{201, 2, 1, 5}, {200, 1, 1, 3}, {1, 1, 1, 2}, {0, 1, 1, 6}})
         group.remove(tag);
@@ -200,7 +200,7 @@ TEST(ReadGroup, TakesBackATagThatWasNotPlannedYet)
     group.add({5, 1, 1, 2}); // the same tag elsewhere
     group.remove({5, 1, 1, 2});
     group.replan(apart);
-    EXPECT_EQ(slots(group), "12");
+    EXPECT_EQ(slotsOf(group), "12");
 }
 
 // --- refusals ------------------------------------------------------------------------------------
@@ -213,7 +213,7 @@ std::string afterRefusal(ReadGroup &group, quint64 pass, SteadyTime at)
         return "nothing to refuse";
     group.refused(PlannedBlock(*block), 4, at);
     group.replan(apart);
-    return slots(group);
+    return slotsOf(group);
 }
 
 TEST(ReadGroup, CutsInTheMiddle)
@@ -255,7 +255,7 @@ TEST(ReadGroup, KeepsARefusedTagAloneWhenItsNeighboursAreJoinedAgain)
     EXPECT_FALSE(group.blocks()[0].isRefused());
     group.forgetOldCuts(now + 60s);
     group.replan(apart);
-    EXPECT_EQ(slots(group), "1 2 3");
+    EXPECT_EQ(slotsOf(group), "1 2 3");
     // Asked again a minute later, it is there: all go together again.
     EXPECT_EQ(group.next(2, now + 61s)->begin, 0U);
     const ReadBlock *again = group.next(2, now + 61s);
@@ -263,7 +263,7 @@ TEST(ReadGroup, KeepsARefusedTagAloneWhenItsNeighboursAreJoinedAgain)
     EXPECT_EQ(again->begin, 1U);
     group.answered(PlannedBlock(*again), now + 64s);
     group.replan(apart);
-    EXPECT_EQ(slots(group), "123");
+    EXPECT_EQ(slotsOf(group), "123");
 }
 
 TEST(ReadGroup, AsksOnceMoreForTagsOfARefusedRequestThatIsNoLongerPlanned)
@@ -274,7 +274,7 @@ TEST(ReadGroup, AsksOnceMoreForTagsOfARefusedRequestThatIsNoLongerPlanned)
     group.replan(apart);
     EXPECT_TRUE(group.refused(asked, 0, now));
     group.replan(apart);
-    EXPECT_EQ(slots(group), "12");
+    EXPECT_EQ(slotsOf(group), "12");
     EXPECT_FALSE(group.blocks()[0].isRefused());
     EXPECT_NE(group.next(1, now), nullptr);
 }

@@ -92,11 +92,12 @@ class TrendsView {
 
   paintNow() {
     const all = this.series();
+    // First: a chart that is made while hidden keeps a width of its own.
+    this.area.hidden = this.tags.length === 0;
     this.charts.draw(all, rangeOf(this.stretch));
     this.legend.show(all, this.cursor ?? endOf(this.stretch));
     this.bar.show();
     setText(this.note, this.noteOf(all));
-    this.area.hidden = this.tags.length === 0;
     this.showCursor();
   }
 

@@ -280,6 +280,8 @@ class Trends(unittest.TestCase):
         self.page.one(".hits button").click()
         self.page.wait_value("line1.speed", "500 rpm")
         until(lambda: self.page.columns(BLUE), "there is no line")
+        plots, canvas = self.page.one(".charts"), self.page.one(".charts canvas")
+        self.assertEqual(canvas.size["width"], plots.size["width"], "the chart fills the page")
 
     def test_a_tag_is_removed(self):
         self.page.one(".legend .remove").click()

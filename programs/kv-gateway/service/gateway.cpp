@@ -284,8 +284,8 @@ void Gateway::noteDuty(const DutyStatus &status)
         {DutyState::Leaves,      "off duty: the lock in the database is lost"},
     };
     // clang-format on
-    const auto *row = std::find_if(std::begin(rows), std::end(rows),
-                                   [&](const Row &one) { return one.state == status.state; });
+    const Row *row = std::find_if(std::begin(rows), std::end(rows),
+                                  [&](const Row &one) { return one.state == status.state; });
     const QString cause = status.holder.isEmpty() ? status.problem : "for " + status.holder;
     m_recorder->event(EventKind::Service, QString::fromLatin1(row->text), cause);
 }
